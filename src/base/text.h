@@ -1,0 +1,52 @@
+// Text helpers shared by every part of the program: UTF conversions, locale-independent
+// case folding, trimming, splitting and the small number parsers the profile values need.
+//
+// The core keeps text as std::wstring. On Windows that is UTF-16; on Linux wchar_t is 32 bits
+// wide, so the same type holds UTF-32. The converters below hide that difference.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ablagix {
+
+// --- UTF conversions. Invalid input never fails: bad sequences become U+FFFD.
+std::string ToUtf8(std::wstring_view text);
+std::wstring FromUtf8(std::string_view bytes);
+// True when `bytes` is well-formed UTF-8 (overlong forms and surrogates rejected).
+bool IsValidUtf8(std::string_view bytes);
+
+std::u16string ToUtf16(std::wstring_view text);
+std::wstring FromUtf16(std::u16string_view units);
+
+// Windows-1252 ("ANSI" on German Windows). Characters without a code become "?"; `lossy`
+// (optional) reports whether that happened.
+std::wstring FromWindows1252(std::string_view bytes);
+std::string ToWindows1252(std::wstring_view text, bool* lossy = nullptr);
+
+// --- Case. Folding covers ASCII, Latin-1, Latin Extended-A, Greek and Cyrillic, independent
+// of the process locale, so "Ä" and "ä" compare equal on every machine.
+wchar_t FoldCase(wchar_t c);
+std::wstring ToLowerText(std::wstring_view text);
+bool EqualsNoCase(std::wstring_view a, std::wstring_view b);
+bool StartsWithNoCase(std::wstring_view text, std::wstring_view prefix);
+// Position of `needle` in `text` ignoring case, or npos.
+size_t FindNoCase(std::wstring_view text, std::wstring_view needle);
+
+// --- Pieces.
+// Removes blanks and tabs at both ends (the profile-string functions trim the same way).
+std::wstring_view Trim(std::wstring_view text);
+// Splits at every `separator`; empty pieces are kept ("a,,b" gives three pieces).
+std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator);
+std::wstring Join(const std::vector<std::wstring>& pieces, std::wstring_view separator);
+
+// --- Numbers.
+// A whole number written as decimal digits, blanks around it allowed, no sign.
+// Fails on empty text, other characters or overflow.
+[[nodiscard]] bool ParseWholeNumber(std::wstring_view text, std::uint64_t* out);
+// Decimal text of a number, no grouping.
+std::wstring NumberText(std::uint64_t value);
+
+}  // namespace ablagix

@@ -1,0 +1,21 @@
+// Terminal input and output for ablagix-cli. Text goes out as UTF-8, or through the wide
+// console calls when Windows writes to a real console, so umlauts show correctly either way.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ablagix::cli {
+
+// The command-line arguments as wide text (argv[0] left out).
+std::vector<std::wstring> Arguments(int argc, char** argv);
+
+void WriteOut(std::wstring_view text);
+void WriteErr(std::wstring_view text);
+
+// Ctrl+C sets the process-wide abort flag instead of ending the process, so a run stops
+// between two files and still reports what it did.
+void InstallInterruptHandler();
+
+}  // namespace ablagix::cli

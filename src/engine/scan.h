@@ -1,0 +1,64 @@
+// The file scan: walks a profile's source folder, depth first in the order the file system
+// lists entries, and collects every file that the conditions accept.
+//
+// The scan knows nothing about conditions: it asks a predicate per file. Junctions and
+// symbolic links are never followed nor collected, so a link back to a parent cannot loop.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fileops/files.h"
+
+namespace ablagix {
+
+// What the predicate sees of one file. `folder` is the folder's full path as the scan
+// builds it; no full path is built for a file that is rejected.
+struct ScanEntry {
+  std::wstring_view folder;
+  const DirEntry& entry;
+  std::wstring_view extension;  // behind the last "." of the name, "" when there is none
+};
+
+using FilePredicate = std::function<bool(const ScanEntry&)>;
+
+struct RunFile {
+  std::wstring path;
+  std::uint64_t size = 0;
+  FileTime lastWrite = 0;
+  FileTime creation = 0;
+  std::wstring target;  // the resolved target folder, filled when the action is prepared
+};
+
+using RunFileList = std::vector<RunFile>;
+
+struct ScanRequest {
+  std::wstring folder;
+  bool includeSubfolders = false;
+  // Folders left out with their whole subtree; compared whole, ignoring case and a trailing
+  // separator. Only consulted when subfolders are included.
+  std::vector<std::wstring> blockedFolders;
+  // Accepts or rejects one file; no predicate accepts every file.
+  FilePredicate accept;
+  // Called before every entry; returns true when the user asked to stop (Esc).
+  std::function<bool()> poll;
+};
+
+struct ScanState {
+  // Raised for every folder met (entered or not) and every file looked at; feeds progress.
+  std::uint64_t entryCounter = 0;
+};
+
+enum class ScanResult { Completed, Aborted };
+
+// Appends the accepted files to `files`. Ends at once, with what was collected so far, when
+// the process-wide abort flag is set or `poll` reports Esc (then the flag is set too).
+ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState* state);
+
+// The excluded folders as stored under "BlockFolder": every path closed by ";".
+std::vector<std::wstring> SplitBlockFolder(std::wstring_view value);
+
+}  // namespace ablagix

@@ -1,0 +1,18 @@
+// Shared between files_common.cpp and the two platform files; not for other callers.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace ablagix::files_internal {
+
+constexpr std::size_t kAtomicChunk = 1 << 16;
+
+// Whether the test hook asks the atomic writer to stop after `written` bytes.
+bool AtomicWriteInterrupted(std::size_t written);
+
+// Name of the temporary file that WriteFileAtomic writes before the rename. Unique per call
+// so two writers never share one.
+std::wstring AtomicTempName(const std::wstring& path);
+
+}  // namespace ablagix::files_internal

@@ -1,0 +1,83 @@
+#include "fileops/path_text.h"
+
+#include "base/text.h"
+
+namespace ablagix {
+namespace {
+
+#ifdef _WIN32
+constexpr wchar_t kNativeSeparator = L'\\';
+#else
+constexpr wchar_t kNativeSeparator = L'/';
+#endif
+
+wchar_t SeparatorUsedBy(std::wstring_view path) {
+  if (path.find(L'\\') != std::wstring_view::npos) return L'\\';
+  if (path.find(L'/') != std::wstring_view::npos) return L'/';
+  return kNativeSeparator;
+}
+
+size_t LastSeparator(std::wstring_view path) { return path.find_last_of(L"\\/"); }
+
+}  // namespace
+
+bool IsPathSeparator(wchar_t c) { return c == L'\\' || c == L'/'; }
+
+bool EndsWithSeparator(std::wstring_view path) {
+  return !path.empty() && IsPathSeparator(path.back());
+}
+
+std::wstring WithTrailingBackslash(std::wstring_view folder) {
+  std::wstring out(folder);
+  if (!EndsWithSeparator(folder)) out.push_back(SeparatorUsedBy(folder));
+  return out;
+}
+
+std::wstring_view WithoutTrailingSeparator(std::wstring_view path) {
+  if (EndsWithSeparator(path)) path.remove_suffix(1);
+  return path;
+}
+
+std::wstring FolderPart(std::wstring_view path) {
+  path = WithoutTrailingSeparator(path);
+  size_t pos = LastSeparator(path);
+  if (pos == std::wstring_view::npos) return {};
+  return std::wstring(path.substr(0, pos + 1));
+}
+
+std::wstring NamePart(std::wstring_view path) {
+  path = WithoutTrailingSeparator(path);
+  size_t pos = LastSeparator(path);
+  return std::wstring(pos == std::wstring_view::npos ? path : path.substr(pos + 1));
+}
+
+std::wstring_view ExtensionOf(std::wstring_view name) {
+  size_t pos = name.rfind(L'.');
+  if (pos == std::wstring_view::npos) return {};
+  return name.substr(pos + 1);
+}
+
+std::wstring JoinPath(std::wstring_view folder, std::wstring_view name) {
+  std::wstring out = WithTrailingBackslash(folder);
+  out += name;
+  return out;
+}
+
+std::wstring LongPathForm(std::wstring_view path) {
+  if (path.starts_with(L"\\\\?\\")) return std::wstring(path);
+  if (path.starts_with(L"\\\\")) return L"\\\\?\\UNC\\" + std::wstring(path.substr(2));
+  return L"\\\\?\\" + std::wstring(path);
+}
+
+bool SameFolderText(std::wstring_view a, std::wstring_view b) {
+  a = WithoutTrailingSeparator(a);
+  b = WithoutTrailingSeparator(b);
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (IsPathSeparator(a[i]) && IsPathSeparator(b[i])) continue;
+    if (a[i] != b[i] && FoldCase(a[i]) != FoldCase(b[i])) return false;
+  }
+  return true;
+}
+
+}  // namespace ablagix

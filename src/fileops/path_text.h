@@ -1,0 +1,40 @@
+// Pure text helpers for paths. They never touch the disk.
+//
+// Profiles hold Windows paths, so "\" is the separator everywhere; "/" is accepted as well,
+// because Windows takes it too and on Linux it is the real separator.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ablagix {
+
+bool IsPathSeparator(wchar_t c);
+bool EndsWithSeparator(std::wstring_view path);
+
+// The path with one separator appended unless it already ends in one ("C:\" stays "C:\").
+// The separator added is the one the path already uses, "\" when it uses none (on Linux "/"
+// when the path uses none).
+std::wstring WithTrailingBackslash(std::wstring_view folder);
+// One trailing separator removed (nothing else).
+std::wstring_view WithoutTrailingSeparator(std::wstring_view path);
+
+// "C:\a\b\" gives "C:\a\"; a path without separator gives "".
+std::wstring FolderPart(std::wstring_view path);
+// "C:\a\b\" gives "b"; "C:\a\b.txt" gives "b.txt".
+std::wstring NamePart(std::wstring_view path);
+// The text behind the last "." of a file name: "photo.tar.gz" gives "gz", ".profile" gives
+// "profile", "README" gives "".
+std::wstring_view ExtensionOf(std::wstring_view name);
+
+std::wstring JoinPath(std::wstring_view folder, std::wstring_view name);
+
+// "\\server\share\a" gives "\\?\UNC\server\share\a"; any other path gets "\\?\" in front.
+// A path that already has the "\\?\" form is returned unchanged.
+std::wstring LongPathForm(std::wstring_view path);
+
+// True when both texts name the same folder: compared whole, ignoring case, "\" and "/"
+// alike, one trailing separator on either side ignored.
+bool SameFolderText(std::wstring_view a, std::wstring_view b);
+
+}  // namespace ablagix

@@ -1,0 +1,54 @@
+#include "profiles/profile.h"
+
+#include "base/text.h"
+#include "profiles/ini_file.h"
+
+namespace ablagix {
+
+const std::array<ProfileColumn, kProfileColumnCount> kProfileColumns = {{
+    {L"Beschreibung", nullptr, &Profile::Beschreibung},
+    {L"Quellordner", L"Quelle", &Profile::Quelle},
+    {L"Unterordner", L"Unterverzeich", &Profile::Unterverzeich},
+    {L"Blockordner", L"BlockFolder", &Profile::BlockFolder},
+    {L"Dateiname", L"Filename", &Profile::Filename},
+    {L"Filter", L"Filter", &Profile::Filter},
+    {L"BlockExtension", L"Extension", &Profile::Extension},
+    {L"Dateigr\u00f6\u00dfe", L"Filedate", &Profile::Filedate},
+    {L"Datum", L"Filesize", &Profile::FileSize},
+    {L"Aktion", L"Aktion", &Profile::Aktion},
+    {L"Zielverzeichnis", L"Ziel", &Profile::Ziel},
+    {L"Case", L"Case", &Profile::Case},
+    {L"Kollision", L"Kollision", &Profile::Kollision},
+    {L"Metadaten", L"Metadaten", &Profile::Metadaten},
+    {L"Zippen", L"Zippen", &Profile::Zippen},
+    {L"Exclude", L"ExcludeFilename", &Profile::ExcludeFilename},
+    {L"TextSuche", L"TextSuche", &Profile::TextSuche},
+    {L"ZipName", L"ZipName", &Profile::ZipName},
+    {L"OrdnerStruktur", L"OrdnerStruktur", &Profile::OrdnerStruktur},
+}};
+
+const std::wstring& ProfileSubitem(const Profile& profile, int column) {
+  static const std::wstring kEmpty;
+  if (column < 0 || column >= kProfileColumnCount) return kEmpty;
+  return profile.*(kProfileColumns[static_cast<size_t>(column)].field);
+}
+
+std::vector<Profile> Einlesen(const std::wstring& profileFile) {
+  IniFile ini = IniFile::Load(profileFile);
+  std::vector<Profile> profiles;
+  for (const std::wstring& name : ini.SectionNames()) {
+    Profile profile;
+    profile.Beschreibung = name;
+    for (const ProfileColumn& column : kProfileColumns) {
+      if (column.key) profile.*(column.field) = ini.GetString(name, column.key, L"");
+    }
+    profiles.push_back(std::move(profile));
+  }
+  return profiles;
+}
+
+bool ActionNeedsTarget(std::wstring_view aktion) {
+  return EqualsNoCase(aktion, kAktionVerschieben) || EqualsNoCase(aktion, kAktionKopieren);
+}
+
+}  // namespace ablagix

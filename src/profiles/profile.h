@@ -1,0 +1,69 @@
+// The Profile record and the profile file: one INI section per profile, named by the
+// profile's description, in the order the user created them.
+#pragma once
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ablagix {
+
+// The fields carry the names of their INI keys; every value is the text stored in the file
+// ("" when the key is missing).
+struct Profile {
+  std::wstring Beschreibung;  // the section name
+  std::wstring Quelle;
+  std::wstring Unterverzeich;
+  std::wstring BlockFolder;
+  std::wstring Filename;
+  std::wstring Filter;
+  std::wstring Extension;
+  std::wstring Filedate;
+  std::wstring FileSize;
+  std::wstring Aktion;
+  std::wstring Ziel;
+  std::wstring Case;
+  std::wstring Kollision;
+  std::wstring Metadaten;
+  std::wstring Zippen;
+  std::wstring ExcludeFilename;
+  std::wstring TextSuche;
+  std::wstring ZipName;
+  std::wstring OrdnerStruktur;
+};
+
+// The profile list has one column per field, in this order. The captions of columns 7 and 8
+// are crossed ("Dateigröße" shows Filedate, "Datum" shows FileSize); that is how the list has
+// always looked, and consumers read by position, never by caption.
+struct ProfileColumn {
+  const wchar_t* caption;
+  const wchar_t* key;  // the key the column is read with; nullptr for the description
+  std::wstring Profile::*field;
+};
+inline constexpr int kProfileColumnCount = 19;
+extern const std::array<ProfileColumn, kProfileColumnCount> kProfileColumns;
+
+// The value shown in column `column` (0 = description) of the profile list.
+const std::wstring& ProfileSubitem(const Profile& profile, int column);
+
+// Reads every section of the profile file, in file order, into profile records. A missing
+// or unreadable file gives an empty list; damaged lines are skipped.
+std::vector<Profile> Einlesen(const std::wstring& profileFile);
+
+// --- Action codes as stored under "Aktion". Readers compare them case-insensitively.
+inline constexpr std::wstring_view kAktionVerschieben = L"Verschieben";
+inline constexpr std::wstring_view kAktionKopieren = L"Kopieren";
+inline constexpr std::wstring_view kAktionLoeschenP = L"L\u00f6schenP";
+inline constexpr std::wstring_view kAktionLoeschenX = L"L\u00f6schenX";
+inline constexpr std::wstring_view kAktionBenachrichtigen = L"Benachrichtigen";
+inline constexpr std::wstring_view kAktionLoeschenS = L"L\u00f6schenS";
+// In the order of the editor's six action choices.
+inline constexpr std::array<std::wstring_view, 6> kActionCodes = {
+    kAktionVerschieben, kAktionKopieren,        kAktionLoeschenP,
+    kAktionLoeschenX,   kAktionBenachrichtigen, kAktionLoeschenS};
+
+// Whether a profile with this action needs a target folder (move and copy).
+bool ActionNeedsTarget(std::wstring_view aktion);
+
+}  // namespace ablagix

@@ -1,0 +1,156 @@
+#include "profiles/profile_save.h"
+
+#include "base/text.h"
+#include "fileops/files.h"
+#include "profiles/ini_file.h"
+#include "profiles/language.h"
+#include "profiles/profile.h"
+
+namespace ablagix {
+namespace {
+
+constexpr std::array<const wchar_t*, 6> kDateUnits = {L"N", L"H", L"D", L"W", L"M", L"Y"};
+constexpr std::array<const wchar_t*, 4> kSizeUnits = {L"BY", L"KB", L"MB", L"GB"};
+
+template <size_t N>
+const wchar_t* ByPosition(const std::array<const wchar_t*, N>& codes, int pos, int fallback) {
+  return codes[static_cast<size_t>(pos >= 0 && pos < static_cast<int>(N) ? pos : fallback)];
+}
+
+SaveOutcome Refuse(UiPort& ui, const std::wstring& message, EditorField focus) {
+  ui.ShowMessage(message, MessageIcon::Critical, MessageButtons::Ok);
+  SaveOutcome outcome;
+  outcome.focus = focus;
+  return outcome;
+}
+
+void WriteOrDelete(IniFile& ini, const std::wstring& section, const wchar_t* key, bool on,
+                   const std::wstring& value) {
+  if (on) {
+    ini.SetString(section, key, value);
+  } else {
+    ini.DeleteKey(section, key);
+  }
+}
+
+// The metadata token of a list entry such as "Fotos --->%Model%": everything after the first ">".
+std::wstring MetadataToken(const std::wstring& entry) {
+  size_t pos = entry.find(L'>');
+  return pos == std::wstring::npos ? entry : entry.substr(pos + 1);
+}
+
+}  // namespace
+
+std::wstring NormaliseExtensionList(std::wstring_view typed) {
+  std::wstring text;
+  for (wchar_t c : typed) {
+    if (c != L'*') text.push_back(c);
+  }
+  if (!text.starts_with(L'.')) text.insert(text.begin(), L'.');
+  if (text.find(L',') == std::wstring::npos) return text;
+  std::vector<std::wstring> pieces = Split(text, L',');
+  for (auto& piece : pieces) {
+    if (!piece.starts_with(L'.')) piece.insert(piece.begin(), L'.');
+  }
+  return Join(pieces, L",");
+}
+
+SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& profileFile, UiPort& ui) {
+  if (v.description.empty()) {
+    return Refuse(ui, LookupMessage(L"530", L"Bitte Beschreibung eintragen!"), EditorField::Description);
+  }
+  if (v.source.empty() || !FolderExists(v.source)) {
+    return Refuse(ui, LookupMessage(L"161", L"Der Quellpfad existiert nicht!"), EditorField::Source);
+  }
+  std::wstring aktion;
+  for (size_t i = 0; i < v.actions.size(); ++i) {
+    if (v.actions[i]) {
+      aktion = std::wstring(kActionCodes[i]);
+      break;
+    }
+  }
+  const bool needsTarget = ActionNeedsTarget(aktion);
+  if (needsTarget && v.target.empty()) {
+    return Refuse(ui, L"Bitte Zielpfad eingeben!", EditorField::Target);
+  }
+  // The amount of a date condition must be a whole number; anything else would be stored as
+  // a condition that silently never matches.
+  std::uint64_t dateAmount = 0;
+  const bool dateAmountNumeric = ParseWholeNumber(v.dateAmount, &dateAmount);
+  if (v.dateOn && !dateAmountNumeric) {
+    return Refuse(ui, L"Bitte beim Datum eine ganze Zahl eingeben!", EditorField::DateAmount);
+  }
+
+  const std::wstring& section = v.description;
+  IniFile ini = IniFile::Load(profileFile);
+  ini.SetString(section, L"Quelle", v.source);
+  ini.SetString(section, L"Unterverzeich", v.includeSubfolders ? L"1" : L"0");
+  ini.SetString(section, L"OrdnerStruktur", v.keepFolderStructure ? L"1" : L"0");
+
+  std::wstring blocked;
+  for (const auto& folder : v.blockedFolders) blocked += folder + L";";
+  WriteOrDelete(ini, section, L"BlockFolder", !blocked.empty(), blocked);
+
+  WriteOrDelete(ini, section, L"Filename", v.nameOn, v.namePattern);
+  WriteOrDelete(ini, section, L"ExcludeFilename", v.excludeNameOn, v.excludeName);
+  WriteOrDelete(ini, section, L"TextSuche", v.textOn, v.text);
+
+  SaveOutcome outcome;
+  if (!v.includeExtOn || v.includeExtText.empty()) {
+    outcome.filterShown = L"Alles";
+  } else if (v.includeExtFromList) {
+    outcome.filterShown = v.includeExtText;
+  } else {
+    outcome.filterShown = NormaliseExtensionList(v.includeExtText);
+  }
+  ini.SetString(section, L"Filter", outcome.filterShown);
+
+  WriteOrDelete(ini, section, L"Extension", v.excludeExtOn, v.excludeExt);
+
+  if (v.dateOn) {
+    std::wstring filedate = v.dateKindPos == 0 ? L"EA" : L"GA";
+    filedate += v.dateComparatorPos == 0 ? L"<" : L">";
+    filedate += NumberText(dateAmount);
+    filedate += ByPosition(kDateUnits, v.dateUnitPos, 2);
+    ini.SetString(section, L"Filedate", filedate);
+  } else {
+    ini.DeleteKey(section, L"Filedate");
+  }
+
+  if (v.sizeOn) {
+    // A date amount field holding 0 forces the size amount to 0 as well. That cross-check is
+    // old behaviour that stored profiles rely on, so it stays.
+    std::uint64_t sizeAmount = 0;
+    std::wstring amount = L"0";
+    if (ParseWholeNumber(v.sizeAmount, &sizeAmount) && !(dateAmountNumeric && dateAmount == 0)) {
+      amount = NumberText(sizeAmount);
+    }
+    std::wstring filesize = v.sizeComparatorPos == 0 ? L">" : L"<";
+    filesize += amount;
+    filesize += ByPosition(kSizeUnits, v.sizeUnitPos, 0);
+    ini.SetString(section, L"FileSize", filesize);
+  } else {
+    ini.DeleteKey(section, L"FileSize");
+  }
+
+  ini.SetString(section, L"Aktion", aktion);
+  ini.SetString(section, L"Case", v.matchCase ? L"1" : L"0");
+  if (needsTarget) {
+    ini.SetString(section, L"Ziel", v.target);
+    ini.SetString(section, L"Kollision", v.collisionOverwrite ? L"0" : v.collisionSkip ? L"2" : L"1");
+  }
+
+  const bool metadataOn = v.metadataOn && !v.metadataValue.empty() && v.metadataNamePos > 0;
+  WriteOrDelete(ini, section, L"Metadaten", metadataOn,
+                MetadataToken(v.metadataEntry) + L";" + v.metadataComparator + v.metadataValue);
+
+  const wchar_t* zippen = v.zipOne ? L"2" : v.zipSeparate ? L"1" : L"0";
+  ini.SetString(section, L"Zippen", zippen);
+  if (v.zipOne) ini.SetString(section, L"ZipName", v.zipName);
+
+  outcome.fileWritten = ini.Save();
+  outcome.saved = true;
+  return outcome;
+}
+
+}  // namespace ablagix

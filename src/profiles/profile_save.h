@@ -1,0 +1,86 @@
+// SaveTheProfil: checks the editor's values and writes them as one profile section.
+//
+// The editor hands over plain values (texts, check states, list positions), so the rules can
+// be tested without a window. Failed checks show their message through the UI port, name the
+// field that should get the focus and write nothing.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "base/ui_port.h"
+
+namespace ablagix {
+
+struct ProfileEditorValues {
+  std::wstring description;
+  std::wstring source;
+  bool includeSubfolders = false;
+  bool keepFolderStructure = false;
+  std::vector<std::wstring> blockedFolders;
+
+  bool nameOn = false;
+  std::wstring namePattern;
+  bool excludeNameOn = false;
+  std::wstring excludeName;
+  bool textOn = false;
+  std::wstring text;
+
+  bool includeExtOn = false;
+  std::wstring includeExtText;
+  // True when the text is a list entry (a stored filter) rather than typed.
+  bool includeExtFromList = false;
+  bool excludeExtOn = false;
+  std::wstring excludeExt;
+
+  bool dateOn = false;
+  int dateKindPos = 1;        // 0 "Datei erstellt", 1 "Datei geändert"
+  int dateComparatorPos = 0;  // 0 "älter als", 1 "neuer als"
+  std::wstring dateAmount;
+  int dateUnitPos = 2;  // "Minuten", "Stunden", "Tage", "Wochen", "Monate", "Jahre"
+
+  bool sizeOn = false;
+  int sizeComparatorPos = 0;  // 0 "Größer als", 1 "Kleiner als"
+  std::wstring sizeAmount;
+  int sizeUnitPos = 0;  // "Bytes", "KB", "MB", "GB"
+
+  bool matchCase = false;
+  // The six action choices in editor order: Verschieben, Kopieren, Löschen (Papierkorb),
+  // Löschen (endgültig), Benachrichtigen (Timer), Löschen (schreddern).
+  std::array<bool, 6> actions{};
+  std::wstring target;
+  bool collisionOverwrite = false;  // "immer überschreiben"
+  bool collisionSkip = false;       // "überspringen"; neither means "neue Datei umbenennen (1)"
+
+  bool metadataOn = false;
+  int metadataNamePos = 0;   // 0 is "Bitte auswählen"
+  std::wstring metadataEntry;  // the list entry, e.g. "Fotos --->%Model%"
+  std::wstring metadataComparator;  // ">", "<", "=" or "" when none is chosen
+  std::wstring metadataValue;
+
+  bool zipSeparate = false;
+  bool zipOne = false;
+  std::wstring zipName;
+};
+
+enum class EditorField { None, Description, Source, Target, DateAmount };
+
+struct SaveOutcome {
+  bool saved = false;
+  EditorField focus = EditorField::None;
+  // What the include-extension field shows after saving ("Alles" or the normalised list).
+  std::wstring filterShown;
+  // False when the file could not be written. Like the profile-string functions this is not
+  // a validation failure; the reloaded list shows what the file really holds.
+  bool fileWritten = false;
+};
+
+SaveOutcome SaveTheProfil(const ProfileEditorValues& values, const std::wstring& profileFile,
+                          UiPort& ui);
+
+// The typed include-extension text as stored: "*" removed, every piece starting with ".".
+// "*jpg,png" gives ".jpg,.png"; pieces are not trimmed, so "jpg, png" gives ".jpg,. png".
+std::wstring NormaliseExtensionList(std::wstring_view typed);
+
+}  // namespace ablagix

@@ -1,0 +1,123 @@
+#include "fileops/files.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "base/text.h"
+#include "fileops/path_text.h"
+#include "test_support.h"
+
+namespace ablagix {
+namespace {
+
+using test::ReadBytes;
+using test::TempDir;
+
+std::set<std::wstring> ListNames(const std::wstring& folder) {
+  std::set<std::wstring> names;
+  FolderReader reader;
+  if (!reader.Open(folder)) return names;
+  DirEntry entry;
+  while (reader.Next(&entry)) {
+    if (entry.name != L"." && entry.name != L"..") names.insert(entry.name);
+  }
+  return names;
+}
+
+TEST(TextFiles, AreUtf16LittleEndianWithOrWithoutByteOrderMark) {
+  TempDir dir;
+  ASSERT_TRUE(WriteTextFile(dir / L"leer.txt", L""));
+  EXPECT_EQ(ReadBytes(dir / L"leer.txt"), "");
+  ASSERT_TRUE(WriteTextFile(dir / L"text.txt", L"A\u00e4\U0001F600"));
+  EXPECT_EQ(ReadBytes(dir / L"text.txt"), std::string("A\0\xE4\0\x3D\xD8\x00\xDE", 8));
+  ASSERT_TRUE(WriteTextFileWithBom(dir / L"bom.txt", L"A"));
+  EXPECT_EQ(ReadBytes(dir / L"bom.txt"), std::string("\xFF\xFE" "A\0", 4));
+  std::uint64_t size = 0;
+  ASSERT_TRUE(GetFileSize(dir / L"text.txt", &size));
+  EXPECT_EQ(size, 8u);
+}
+
+TEST(FolderReader, ReportsNamesWithUmlautsAndEmojiSizesAndFolders) {
+  TempDir dir;
+  const std::wstring name = L"\u00dcbersicht M\u00e4rz \U0001F4F7.txt";
+  ASSERT_TRUE(test::WriteBytes(dir / name, "12345"));
+  ASSERT_TRUE(CreateFolders(dir / L"Unterordner"));
+  FolderReader reader;
+  ASSERT_TRUE(reader.Open(dir.path()));
+  DirEntry entry;
+  int files = 0, folders = 0;
+  while (reader.Next(&entry)) {
+    if (entry.name == L"." || entry.name == L"..") continue;
+    if (entry.IsDirectory()) {
+      ++folders;
+      EXPECT_EQ(entry.name, L"Unterordner");
+    } else {
+      ++files;
+      EXPECT_EQ(entry.name, name);
+      EXPECT_EQ(entry.size, 5u);
+      EXPECT_GT(entry.lastWrite, 0);
+      EXPECT_FALSE(entry.IsReparsePoint());
+    }
+  }
+  EXPECT_EQ(files, 1);
+  EXPECT_EQ(folders, 1);
+  EXPECT_FALSE(reader.Open(dir / L"gibt es nicht"));
+}
+
+TEST(LongPaths, WorkBeyondTwoHundredSixtyCharacters) {
+  TempDir dir;
+  std::wstring deep = dir.path();
+  for (int i = 0; i < 8; ++i) deep = JoinPath(deep, std::wstring(40, static_cast<wchar_t>(L'a' + i)));
+  ASSERT_GT(deep.size(), 300u);
+  ASSERT_TRUE(CreateFolders(deep));
+  EXPECT_TRUE(FolderExists(deep));
+  const std::wstring file = JoinPath(deep, L"tief \u00e4.txt");
+  ASSERT_TRUE(WriteTextFile(file, L"x"));
+  EXPECT_TRUE(FileExists(file));
+  EXPECT_FALSE(FolderExists(file));
+  std::uint64_t size = 0;
+  ASSERT_TRUE(GetFileSize(file, &size));
+  EXPECT_EQ(size, 2u);
+  EXPECT_EQ(ListNames(deep), std::set<std::wstring>{L"tief \u00e4.txt"});
+}
+
+TEST(Attributes, ReadOnlyCanBeSetAndCleared) {
+  TempDir dir;
+  const std::wstring file = dir / L"schreibgesch\u00fctzt.txt";
+  ASSERT_TRUE(test::WriteBytes(file, "x"));
+  ASSERT_TRUE(SetAttributes(file, kAttrReadOnly));
+  std::uint32_t attributes = 0;
+  ASSERT_TRUE(GetAttributes(file, &attributes));
+  EXPECT_TRUE(attributes & kAttrReadOnly);
+  ASSERT_TRUE(SetAttributes(file, kAttrNormal));
+  ASSERT_TRUE(GetAttributes(file, &attributes));
+  EXPECT_FALSE(attributes & kAttrReadOnly);
+  EXPECT_FALSE(GetAttributes(dir / L"fehlt.txt", &attributes));
+}
+
+TEST(AtomicWrite, AnInterruptedWriteLeavesTheOldFileWhole) {
+  TempDir dir;
+  const std::wstring file = dir / L"wichtig.ini";
+  const std::string oldBytes(200000, 'o');
+  const std::string newBytes(300000, 'n');
+  ASSERT_TRUE(WriteFileAtomic(file, oldBytes));
+  testing_hooks::SetAtomicWriteInterrupt([](std::size_t written) { return written >= 100000; });
+  EXPECT_FALSE(WriteFileAtomic(file, newBytes));
+  testing_hooks::SetAtomicWriteInterrupt(nullptr);
+  EXPECT_EQ(ReadBytes(file), oldBytes);
+  // The leftover of the "crash" does not stop the next write.
+  ASSERT_TRUE(WriteFileAtomic(file, newBytes));
+  EXPECT_EQ(ReadBytes(file), newBytes);
+}
+
+TEST(CreateFolders, MakesEveryMissingParentAndFailsOnAFile) {
+  TempDir dir;
+  EXPECT_TRUE(CreateFolders(dir / L"a\\b\\c\\"));
+  EXPECT_TRUE(FolderExists(dir / L"a\\b\\c"));
+  ASSERT_TRUE(test::WriteBytes(dir / L"datei", "x"));
+  EXPECT_FALSE(CreateFolders(dir / L"datei\\unter"));
+}
+
+}  // namespace
+}  // namespace ablagix

@@ -1,0 +1,47 @@
+#include "fileops/path_text.h"
+
+#include <gtest/gtest.h>
+
+namespace ablagix {
+namespace {
+
+TEST(PathText, TrailingBackslashIsAddedOnce) {
+  EXPECT_EQ(WithTrailingBackslash(L"C:\\"), L"C:\\");
+  EXPECT_EQ(WithTrailingBackslash(L"C:\\Fotos"), L"C:\\Fotos\\");
+  EXPECT_EQ(WithTrailingBackslash(L"/home/anna"), L"/home/anna/");
+  EXPECT_EQ(WithTrailingBackslash(L"/home/anna/"), L"/home/anna/");
+}
+
+TEST(PathText, FolderAndNamePartIgnoreOneTrailingBackslash) {
+  EXPECT_EQ(FolderPart(L"C:\\a\\b\\"), L"C:\\a\\");
+  EXPECT_EQ(NamePart(L"C:\\a\\b\\"), L"b");
+  EXPECT_EQ(FolderPart(L"C:\\a\\b.txt"), L"C:\\a\\");
+  EXPECT_EQ(NamePart(L"C:\\a\\b.txt"), L"b.txt");
+  EXPECT_EQ(FolderPart(L"datei.txt"), L"");
+  EXPECT_EQ(NamePart(L"datei.txt"), L"datei.txt");
+  EXPECT_EQ(FolderPart(L"/srv/x/y"), L"/srv/x/");
+}
+
+TEST(PathText, ExtensionIsBehindTheLastDot) {
+  EXPECT_EQ(ExtensionOf(L"archiv.tar.gz"), L"gz");
+  EXPECT_EQ(ExtensionOf(L"README"), L"");
+  EXPECT_EQ(ExtensionOf(L".profile"), L"profile");
+  EXPECT_EQ(ExtensionOf(L"ende."), L"");
+}
+
+TEST(PathText, LongPathFormHandlesUncAndPrefixedPaths) {
+  EXPECT_EQ(LongPathForm(L"\\\\server\\share\\a.txt"), L"\\\\?\\UNC\\server\\share\\a.txt");
+  EXPECT_EQ(LongPathForm(L"C:\\a.txt"), L"\\\\?\\C:\\a.txt");
+  EXPECT_EQ(LongPathForm(L"\\\\?\\C:\\a.txt"), L"\\\\?\\C:\\a.txt");
+}
+
+TEST(PathText, SameFolderComparesWholeIgnoringCaseAndTrailingSeparator) {
+  EXPECT_TRUE(SameFolderText(L"C:\\Daten\\\u00c4lter", L"c:\\daten\\\u00e4lter\\"));
+  EXPECT_TRUE(SameFolderText(L"/srv/daten/", L"/srv/daten"));
+  EXPECT_TRUE(SameFolderText(L"C:/Daten", L"C:\\Daten"));
+  EXPECT_FALSE(SameFolderText(L"C:\\Daten", L"C:\\Daten\\Alt"));
+  EXPECT_FALSE(SameFolderText(L"C:\\Daten\\Alt", L"Alt"));
+}
+
+}  // namespace
+}  // namespace ablagix
