@@ -87,6 +87,26 @@ std::string ReadBytes(const std::wstring& path) {
 
 std::string U8(std::wstring_view text) { return ToUtf8(text); }
 
+FileTime LocalToFileTime(const LocalDateTime& local) {
+  // Seconds of a wall-clock value counted as if it were UTC; the difference to what the
+  // conversion shows is the zone offset, which a second round corrects for summer time.
+  auto seconds = [](const LocalDateTime& t) {
+    LocalDateTime epoch{1601, 1, 1, 0, 0, 0};
+    std::int64_t s = 0;
+    for (LocalDateTime d = epoch; d.year < t.year; ++d.year) {
+      s += (DaysInMonth(d.year, 2) == 29 ? 366 : 365) * 86400LL;
+    }
+    for (int m = 1; m < t.month; ++m) s += DaysInMonth(t.year, m) * 86400LL;
+    return s + (t.day - 1) * 86400LL + t.hour * 3600LL + t.minute * 60LL + t.second;
+  };
+  const std::int64_t wanted = seconds(local);
+  FileTime guess = wanted * 10000000LL;
+  for (int round = 0; round < 3; ++round) {
+    guess += (wanted - seconds(FileTimeToLocal(guess))) * 10000000LL;
+  }
+  return guess;
+}
+
 #ifdef _WIN32
 
 bool SetLastWriteTime(const std::wstring& path, FileTime time) {

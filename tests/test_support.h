@@ -79,6 +79,9 @@ class RecordingUi : public UiPort {
   std::deque<MessageAnswer> answers;
 };
 
+// The file time that shows as `local` on this machine's clock (inverse of FileTimeToLocal).
+FileTime LocalToFileTime(const LocalDateTime& local);
+
 // UTF-8 text from a wide literal, for readable expectations.
 std::string U8(std::wstring_view text);
 

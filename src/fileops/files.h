@@ -9,16 +9,12 @@
 #include <string>
 #include <string_view>
 
+#include "base/calendar.h"
+
 namespace ablagix {
 
 // Windows FILETIME: 100-nanosecond ticks since 1601-01-01 UTC, on every platform.
 using FileTime = std::int64_t;
-
-struct LocalDateTime {
-  int year = 1601, month = 1, day = 1, hour = 0, minute = 0, second = 0;
-  friend bool operator==(const LocalDateTime&, const LocalDateTime&) = default;
-  friend auto operator<=>(const LocalDateTime&, const LocalDateTime&) = default;
-};
 
 // The Windows attribute bits. On Linux they are derived: a symbolic link is a reparse point,
 // a file without write permission is read-only, a name starting with "." is hidden.

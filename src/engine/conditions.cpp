@@ -1,0 +1,189 @@
+#include "engine/conditions.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "fileops/path_text.h"
+
+namespace ablagix {
+namespace {
+
+// Amounts beyond this are nonsense for dates and would only overflow the arithmetic.
+constexpr std::uint64_t kMaxDateAmount = 100000000;
+
+bool AcceptsEveryName(std::wstring_view pattern) {
+  return pattern.empty() || pattern == L"*" || pattern == L"*.*" || EqualsNoCase(pattern, L"Alles");
+}
+
+// A stored filter is named by its list entry; typed lists begin with ".".
+bool LooksTyped(std::wstring_view filter) {
+  std::wstring_view t = Trim(filter);
+  return t.empty() || t.front() == L'.' || t.front() == L'*' || t.find(L',') != std::wstring_view::npos;
+}
+
+}  // namespace
+
+ExtensionList ParseExtensionList(std::wstring_view text) {
+  ExtensionList list;
+  std::wstring normalized(text);
+  std::replace(normalized.begin(), normalized.end(), L';', L',');
+  for (const auto& raw : Split(normalized, L',')) {
+    std::wstring_view piece = Trim(raw);
+    if (EqualsNoCase(piece, L"alles") || piece == L"*" || piece == L"*.*") {
+      list.all = true;
+      continue;
+    }
+    while (!piece.empty() && (piece.front() == L'*' || piece.front() == L'.' || piece.front() == L' ')) {
+      piece.remove_prefix(1);
+    }
+    if (!piece.empty()) list.extensions.emplace_back(piece);
+  }
+  return list;
+}
+
+std::optional<SizeCondition> DecodeFileSize(std::wstring_view value) {
+  value = Trim(value);
+  if (value.size() < 4) return std::nullopt;
+  const wchar_t comparator = value.front();
+  const std::wstring_view unit = value.substr(value.size() - 2);
+  std::uint64_t number = 0;
+  if (!ParseWholeNumber(value.substr(1, value.size() - 3), &number)) return std::nullopt;
+  std::uint64_t factor = 1;
+  if (EqualsNoCase(unit, L"KB")) factor = 1024;
+  if (EqualsNoCase(unit, L"MB")) factor = 1024 * 1024;
+  if (EqualsNoCase(unit, L"GB")) factor = 1024 * 1024 * 1024;
+  const std::uint64_t bytes = number > UINT64_MAX / factor ? UINT64_MAX : number * factor;
+  return SizeCondition{comparator, bytes};
+}
+
+std::optional<DateCondition> DecodeFiledate(std::wstring_view value, const LocalDateTime& now) {
+  value = Trim(value);
+  if (value.size() < 5) return std::nullopt;
+  DateCondition d{};
+  const std::wstring_view kind = value.substr(0, 2);
+  if (EqualsNoCase(kind, L"GA")) {
+    d.creation = false;
+  } else if (EqualsNoCase(kind, L"EA")) {
+    d.creation = true;
+  } else {
+    return std::nullopt;
+  }
+  CalendarUnit unit;
+  switch (FoldCase(value.back())) {
+    case L'n': unit = CalendarUnit::Minute; break;
+    case L'h': unit = CalendarUnit::Hour; break;
+    case L'd': unit = CalendarUnit::Day; break;
+    case L'w': unit = CalendarUnit::Week; break;
+    case L'm': unit = CalendarUnit::Month; break;
+    case L'y': unit = CalendarUnit::Year; break;
+    default: return std::nullopt;
+  }
+  d.comparator = value[2];
+  std::uint64_t amount = 0;
+  if (!ParseWholeNumber(value.substr(3, value.size() - 4), &amount)) return std::nullopt;
+  amount = std::min(amount, kMaxDateAmount);
+  LocalDateTime reference = AddToDate(now, unit, -static_cast<std::int64_t>(amount));
+  d.lower = reference;
+  d.lower.second = 0;
+  d.upper = reference;
+  d.upper.second = 59;
+  return d;
+}
+
+ConditionSet ConditionSet::Build(const Profile& profile, const ConditionContext& context,
+                                 std::wstring* problem) {
+  ConditionSet set;
+  problem->clear();
+  set.ignoreCase_ = Trim(profile.Case) != L"1";
+
+  const std::wstring_view filter = Trim(profile.Filter);
+  if (filter.empty() || EqualsNoCase(filter, L"Alles")) {
+    set.include_.all = true;
+  } else if (!LooksTyped(filter) && context.storedFilterMask) {
+    set.include_ = ParseExtensionList(context.storedFilterMask(std::wstring(filter)));
+  } else {
+    set.include_ = ParseExtensionList(filter);
+  }
+  const std::wstring_view excluded = Trim(profile.Extension);
+  if (!excluded.empty() && !EqualsNoCase(excluded, L"Nichts")) {
+    set.exclude_ = ParseExtensionList(excluded);
+  }
+
+  if (!AcceptsEveryName(profile.Filename)) set.namePattern_.emplace(profile.Filename, set.ignoreCase_);
+  for (const auto& raw : Split(profile.ExcludeFilename, L',')) {
+    std::wstring_view piece = Trim(raw);
+    if (piece.empty()) continue;
+    Wildcard pattern(piece, set.ignoreCase_);
+    // A plain word excludes every name that contains it; a pattern must match the whole name.
+    set.excludedNames_.push_back(pattern.HasWildcards()
+                                     ? pattern
+                                     : Wildcard(L"*" + std::wstring(piece) + L"*", set.ignoreCase_));
+  }
+
+  set.size_ = DecodeFileSize(profile.FileSize);
+  set.date_ = DecodeFiledate(profile.Filedate, context.now);
+
+  if (!Trim(profile.Metadaten).empty()) {
+    if (context.makeMetadataTest) set.metadata_ = context.makeMetadataTest(profile.Metadaten);
+    if (!set.metadata_) {
+      *problem = L"Die Bedingung \u201EEnth\u00e4lt Metadaten\u201C (" + profile.Metadaten +
+                 L") kann hier nicht ausgewertet werden; das Profil wird nicht ausgef\u00fchrt.";
+    }
+  }
+  if (!Trim(profile.TextSuche).empty()) {
+    if (context.makeTextTest) set.text_ = context.makeTextTest(profile.TextSuche);
+    if (!set.text_ && problem->empty()) {
+      *problem = L"Die Bedingung \u201EDatei enth\u00e4lt Text\u201C (" + profile.TextSuche +
+                 L") kann hier nicht ausgewertet werden; das Profil wird nicht ausgef\u00fchrt.";
+    }
+  }
+  return set;
+}
+
+bool ConditionSet::ExtensionAccepted(std::wstring_view extension) const {
+  auto same = [&](const std::wstring& listed) {
+    return ignoreCase_ ? EqualsNoCase(listed, extension) : listed == extension;
+  };
+  if (!include_.all && std::none_of(include_.extensions.begin(), include_.extensions.end(), same)) {
+    return false;
+  }
+  if (exclude_.all) return false;
+  return std::none_of(exclude_.extensions.begin(), exclude_.extensions.end(), same);
+}
+
+bool ConditionSet::Accepts(const ScanEntry& file) const {
+  if (!ExtensionAccepted(file.extension)) return false;
+  const std::wstring& name = file.entry.name;
+  // The full path is built only for the tests that open the file.
+  std::wstring path;
+  if (metadata_) {
+    path = JoinPath(file.folder, name);
+    if (!metadata_->Accepts(path, file.entry)) return false;
+  }
+  if (namePattern_ && !namePattern_->Matches(name)) return false;
+  for (const auto& excluded : excludedNames_) {
+    if (excluded.Matches(name)) return false;
+  }
+  if (size_) {
+    const std::uint64_t bytes = file.entry.size;
+    if (size_->comparator == L'<' ? !(bytes < size_->bytes)
+        : size_->comparator == L'>' ? !(bytes > size_->bytes)
+                                    : true) {
+      return false;
+    }
+  }
+  if (date_) {
+    const LocalDateTime t = FileTimeToLocal(date_->creation ? file.entry.creation : file.entry.lastWrite);
+    const bool met = date_->comparator == L'<'   ? t < date_->lower
+                     : date_->comparator == L'>' ? t > date_->upper
+                                                 : false;
+    if (!met) return false;
+  }
+  if (text_) {
+    if (path.empty()) path = JoinPath(file.folder, name);
+    if (!text_->Accepts(path, file.entry)) return false;
+  }
+  return true;
+}
+
+}  // namespace ablagix

@@ -1,0 +1,56 @@
+// Low-level file access for work that must change a file where it lies: overwriting its bytes
+// in place and renaming it without ever replacing another file. file_io_win32.cpp uses the
+// wide calls on long-path forms, file_io_posix.cpp the POSIX calls on UTF-8 names.
+//
+// Errors are the system's own codes (GetLastError on Windows, errno on Linux), so a caller can
+// put them into a log row.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace ablagix {
+
+// An existing file opened for writing without truncating it. Nobody else may open it while
+// it is held, so no reader sees a half-overwritten state.
+class InPlaceFile {
+ public:
+  InPlaceFile();
+  ~InPlaceFile();
+  InPlaceFile(const InPlaceFile&) = delete;
+  InPlaceFile& operator=(const InPlaceFile&) = delete;
+
+  // Opens an existing regular file. Refuses symbolic links (and junctions): overwriting
+  // through one would destroy the content of a file elsewhere.
+  [[nodiscard]] bool Open(const std::wstring& path);
+  [[nodiscard]] bool Size(std::uint64_t* size);
+  // Writes all `size` bytes at `offset`; never moves the end of the file unless the write
+  // reaches past it.
+  [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* data, std::size_t size);
+  // Pushes the written bytes to the disk, past the system's cache.
+  [[nodiscard]] bool Flush();
+  void Close();
+
+  // The system error code of the last call that failed.
+  std::uint32_t LastError() const { return lastError_; }
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+  std::uint32_t lastError_ = 0;
+};
+
+// Renames `from` to `to` (full paths). Fails with the "exists" error when `to` is taken,
+// rather than replacing it. `error` (optional) receives the system error code.
+[[nodiscard]] bool RenameNoReplace(const std::wstring& from, const std::wstring& to,
+                                   std::uint32_t* error = nullptr);
+
+// True when the error code says the target of RenameNoReplace exists already.
+bool IsAlreadyExistsError(std::uint32_t error);
+
+// The system error code of the most recent failed call on this thread.
+std::uint32_t LastSystemError();
+
+}  // namespace ablagix

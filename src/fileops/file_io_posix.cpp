@@ -1,0 +1,130 @@
+// POSIX implementation of in-place file access. "\" in a path separates folders like "/", as
+// everywhere in the file layer.
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "base/text.h"
+#include "base/unique_handle.h"
+#include "fileops/file_io.h"
+
+namespace ablagix {
+namespace {
+
+struct FdTraits {
+  using Handle = int;
+  static int Invalid() { return -1; }
+  static void Close(int fd) { ::close(fd); }
+};
+
+std::string NativePath(const std::wstring& path) {
+  std::string out = ToUtf8(path);
+  for (char& c : out) {
+    if (c == '\\') c = '/';
+  }
+  return out;
+}
+
+std::uint32_t Errno() { return static_cast<std::uint32_t>(errno); }
+
+}  // namespace
+
+struct InPlaceFile::Impl {
+  UniqueHandle<FdTraits> fd;
+};
+
+InPlaceFile::InPlaceFile() : impl_(std::make_unique<Impl>()) {}
+InPlaceFile::~InPlaceFile() = default;
+
+bool InPlaceFile::Open(const std::wstring& path) {
+  impl_->fd.reset();
+  // O_NOFOLLOW: a link is refused (ELOOP) instead of its target being overwritten.
+  int fd = ::open(NativePath(path).c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) {
+    lastError_ = Errno();
+    return false;
+  }
+  impl_->fd.reset(fd);
+  struct stat st;
+  if (::fstat(fd, &st) != 0) {
+    lastError_ = Errno();
+    impl_->fd.reset();
+    return false;
+  }
+  if (!S_ISREG(st.st_mode)) {
+    lastError_ = EINVAL;
+    impl_->fd.reset();
+    return false;
+  }
+  return true;
+}
+
+bool InPlaceFile::Size(std::uint64_t* size) {
+  struct stat st;
+  if (::fstat(impl_->fd.get(), &st) != 0) {
+    lastError_ = Errno();
+    return false;
+  }
+  *size = static_cast<std::uint64_t>(st.st_size);
+  return true;
+}
+
+bool InPlaceFile::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
+  const char* bytes = static_cast<const char*>(data);
+  while (size > 0) {
+    ssize_t n = ::pwrite(impl_->fd.get(), bytes, size, static_cast<off_t>(offset));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      lastError_ = Errno();
+      return false;
+    }
+    if (n == 0) {
+      lastError_ = EIO;
+      return false;
+    }
+    bytes += n;
+    offset += static_cast<std::uint64_t>(n);
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+bool InPlaceFile::Flush() {
+  if (::fsync(impl_->fd.get()) != 0) {
+    lastError_ = Errno();
+    return false;
+  }
+  return true;
+}
+
+void InPlaceFile::Close() { impl_->fd.reset(); }
+
+bool RenameNoReplace(const std::wstring& from, const std::wstring& to, std::uint32_t* error) {
+  const std::string source = NativePath(from);
+  const std::string target = NativePath(to);
+  int rc = ::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+  if (rc != 0 && (errno == EINVAL || errno == ENOSYS)) {
+    // File systems without the atomic flag: check first. The gap between the check and the
+    // rename is the best these offer.
+    struct stat st;
+    if (::lstat(target.c_str(), &st) == 0) {
+      errno = EEXIST;
+    } else {
+      rc = ::rename(source.c_str(), target.c_str());
+    }
+  }
+  if (rc != 0) {
+    if (error) *error = Errno();
+    return false;
+  }
+  return true;
+}
+
+bool IsAlreadyExistsError(std::uint32_t error) { return error == EEXIST; }
+
+std::uint32_t LastSystemError() { return Errno(); }
+
+}  // namespace ablagix

@@ -1,0 +1,204 @@
+#include "engine/conditions.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "fileops/path_text.h"
+#include "test_support.h"
+
+namespace ablagix {
+namespace {
+
+using test::LocalToFileTime;
+
+class ConditionsTest : public ::testing::Test {
+ protected:
+  ConditionsTest() {
+    context_.now = {2025, 6, 15, 12, 0, 30};
+    context_.storedFilterMask = [](const std::wstring& name) -> std::wstring {
+      if (name == L"Bilder") return L"*.jpg;*.png,.gif";
+      if (name == L"Alle") return L"alles";
+      return L"";
+    };
+  }
+  ConditionSet Build() {
+    std::wstring problem;
+    ConditionSet set = ConditionSet::Build(profile_, context_, &problem);
+    EXPECT_EQ(problem, L"");
+    return set;
+  }
+  // Whether a file of this name, size and last write time passes.
+  bool Passes(const ConditionSet& set, std::wstring name, std::uint64_t size = 100,
+              LocalDateTime written = {2020, 1, 1, 0, 0, 0}) {
+    DirEntry e;
+    e.name = std::move(name);
+    e.size = size;
+    e.lastWrite = LocalToFileTime(written);
+    e.creation = e.lastWrite;
+    return set.Accepts(ScanEntry{L"C:\\Quelle", e, ExtensionOf(e.name)});
+  }
+
+  Profile profile_;
+  ConditionContext context_;
+};
+
+TEST_F(ConditionsTest, ExtensionsFromTypedListsStoredFiltersAndExclusions) {
+  profile_.Filter = L".jpg,. png";  // stored without trimming: still means png
+  ConditionSet typed = Build();
+  EXPECT_TRUE(Passes(typed, L"a.jpg"));
+  EXPECT_TRUE(Passes(typed, L"a.PNG"));  // case off by default
+  EXPECT_FALSE(Passes(typed, L"a.gif"));
+  EXPECT_FALSE(Passes(typed, L"jpg"));
+
+  profile_.Filter = L"Bilder";
+  ConditionSet stored = Build();
+  EXPECT_TRUE(Passes(stored, L"x.gif"));
+  EXPECT_TRUE(Passes(stored, L"x.png"));
+  EXPECT_FALSE(Passes(stored, L"x.pdf"));
+  profile_.Filter = L"Alle";  // a stored list whose mask is "alles"
+  EXPECT_TRUE(Passes(Build(), L"x.pdf"));
+  profile_.Filter = L"Gel\u00f6scht";  // a filter that no longer exists selects nothing
+  EXPECT_FALSE(Passes(Build(), L"x.pdf"));
+
+  profile_.Filter = L"Alles";
+  profile_.Extension = L"tmp, .bak";
+  ConditionSet excluded = Build();
+  EXPECT_TRUE(Passes(excluded, L"x.txt"));
+  EXPECT_TRUE(Passes(excluded, L"ohne Endung"));
+  EXPECT_FALSE(Passes(excluded, L"x.TMP"));
+  EXPECT_FALSE(Passes(excluded, L"x.bak"));
+
+  profile_.Case = L"1";
+  profile_.Extension.clear();
+  profile_.Filter = L".jpg";
+  ConditionSet exact = Build();
+  EXPECT_TRUE(Passes(exact, L"a.jpg"));
+  EXPECT_FALSE(Passes(exact, L"a.JPG"));
+}
+
+TEST_F(ConditionsTest, NamePatternAndExcludedNamesFollowTheCaseRule) {
+  profile_.Filename = L"FOTO*.JPG";
+  profile_.ExcludeFilename = L"kopie, *_alt.*";
+  ConditionSet set = Build();
+  EXPECT_TRUE(Passes(set, L"foto_1.jpg"));
+  EXPECT_FALSE(Passes(set, L"foto_1 Kopie.jpg"));
+  EXPECT_FALSE(Passes(set, L"foto_alt.jpg"));
+  EXPECT_FALSE(Passes(set, L"bild.jpg"));
+  profile_.Case = L"1";
+  ConditionSet exact = Build();
+  EXPECT_FALSE(Passes(exact, L"foto_1.jpg"));
+  EXPECT_TRUE(Passes(exact, L"FOTO_1.JPG"));
+  EXPECT_TRUE(Passes(exact, L"FOTO_1 Kopie.JPG"));  // "kopie" is case-sensitive now
+  for (const wchar_t* all : {L"Alles", L"*.*", L"*", L""}) {
+    profile_.Filename = all;
+    profile_.ExcludeFilename.clear();
+    EXPECT_TRUE(Passes(Build(), L"irgendwas")) << test::U8(all);
+  }
+}
+
+TEST_F(ConditionsTest, SizeIsComparedStrictlyInBytes) {
+  profile_.FileSize = L"<1KB";
+  ConditionSet small = Build();
+  EXPECT_TRUE(Passes(small, L"a", 1023));
+  EXPECT_FALSE(Passes(small, L"a", 1024));
+  profile_.FileSize = L">2MB";
+  ConditionSet big = Build();
+  EXPECT_FALSE(Passes(big, L"a", 2097152));
+  EXPECT_TRUE(Passes(big, L"a", 2097153));
+  profile_.FileSize = L">5BY";
+  EXPECT_TRUE(Passes(Build(), L"a", 6));
+  profile_.FileSize = L">5XX";  // unknown unit: bytes
+  EXPECT_FALSE(Passes(Build(), L"a", 5));
+  profile_.FileSize = L">viel KB";  // malformed: no size condition at all
+  EXPECT_TRUE(Passes(Build(), L"a", 0));
+  EXPECT_EQ(DecodeFileSize(L">3GB")->bytes, 3221225472u);
+  EXPECT_EQ(DecodeFileSize(L">99999999999999999GB")->bytes, UINT64_MAX);
+}
+
+TEST_F(ConditionsTest, DateBoundsAreCutToTheMinuteWithADeadZone) {
+  // At 12:00:30, GA<1D: changed before 12:00:00 of the day before.
+  profile_.Filedate = L"GA<1D";
+  ConditionSet older = Build();
+  profile_.Filedate = L"GA>1D";
+  ConditionSet newer = Build();
+  const LocalDateTime at1159{2025, 6, 14, 11, 59, 0}, at120015{2025, 6, 14, 12, 0, 15},
+      at1201{2025, 6, 14, 12, 1, 0};
+  EXPECT_TRUE(Passes(older, L"a", 1, at1159));
+  EXPECT_FALSE(Passes(newer, L"a", 1, at1159));
+  EXPECT_FALSE(Passes(older, L"a", 1, at120015));  // inside the reference minute:
+  EXPECT_FALSE(Passes(newer, L"a", 1, at120015));  // neither older nor newer
+  EXPECT_FALSE(Passes(older, L"a", 1, at1201));
+  EXPECT_TRUE(Passes(newer, L"a", 1, at1201));
+
+  // Calendar months: one month before 31 March is the last day of February.
+  auto d = DecodeFiledate(L"EA>1m", {2025, 3, 31, 8, 15, 10});
+  ASSERT_TRUE(d);
+  EXPECT_TRUE(d->creation);
+  EXPECT_EQ(d->lower, (LocalDateTime{2025, 2, 28, 8, 15, 0}));
+  EXPECT_EQ(d->upper, (LocalDateTime{2025, 2, 28, 8, 15, 59}));
+  EXPECT_EQ(DecodeFiledate(L"EA>1M", {2024, 3, 31, 0, 0, 0})->lower.day, 29);  // leap year
+  EXPECT_EQ(DecodeFiledate(L"GA<2Y", {2024, 2, 29, 0, 0, 0})->lower, (LocalDateTime{2022, 2, 28, 0, 0, 0}));
+  EXPECT_EQ(DecodeFiledate(L"GA<90N", {2025, 1, 1, 0, 30, 0})->lower, (LocalDateTime{2024, 12, 31, 23, 0, 0}));
+  EXPECT_EQ(DecodeFiledate(L"GA<1W", {2025, 3, 3, 1, 0, 0})->lower, (LocalDateTime{2025, 2, 24, 1, 0, 0}));
+  EXPECT_EQ(DecodeFiledate(L"GA<0D", {2025, 3, 3, 1, 2, 3})->upper, (LocalDateTime{2025, 3, 3, 1, 2, 59}));
+
+  // Malformed values switch the condition off; an unknown comparator never matches.
+  for (const wchar_t* bad : {L"XX<1D", L"GA<xD", L"GA<1Q", L"GA<D", L""}) {
+    EXPECT_FALSE(DecodeFiledate(bad, context_.now)) << test::U8(bad);
+  }
+  profile_.Filedate = L"GA<zehnD";
+  EXPECT_TRUE(Passes(Build(), L"a"));
+  profile_.Filedate = L"GA=1D";
+  EXPECT_FALSE(Passes(Build(), L"a"));
+}
+
+class CountingTest : public FileContentTest {
+ public:
+  explicit CountingTest(int* calls, bool answer) : calls_(calls), answer_(answer) {}
+  bool Accepts(const std::wstring& path, const DirEntry&) override {
+    ++*calls_;
+    lastPath = path;
+    return answer_;
+  }
+  std::wstring lastPath;
+
+ private:
+  int* calls_;
+  bool answer_;
+};
+
+TEST_F(ConditionsTest, ContentTestsRunOnlyWhenNeededAndInTheirPlace) {
+  int metadataCalls = 0, textCalls = 0;
+  context_.makeMetadataTest = [&](const std::wstring&) {
+    return std::make_unique<CountingTest>(&metadataCalls, true);
+  };
+  context_.makeTextTest = [&](const std::wstring&) {
+    return std::make_unique<CountingTest>(&textCalls, true);
+  };
+  profile_.Filter = L".pdf";
+  profile_.Metadaten = L"%Seitenzahl%;>2";
+  profile_.FileSize = L">10BY";
+  profile_.TextSuche = L"Rechnung";
+  ConditionSet set = Build();
+  EXPECT_FALSE(Passes(set, L"a.txt", 100));  // extension fails first: nothing opened
+  EXPECT_EQ(metadataCalls + textCalls, 0);
+  EXPECT_FALSE(Passes(set, L"a.pdf", 5));  // metadata runs before size, text never
+  EXPECT_EQ(metadataCalls, 1);
+  EXPECT_EQ(textCalls, 0);
+  EXPECT_TRUE(Passes(set, L"a.pdf", 50));
+  EXPECT_EQ(textCalls, 1);
+
+  // Without a way to evaluate them, such profiles are refused instead of passing every file.
+  context_.makeMetadataTest = nullptr;
+  context_.makeTextTest = nullptr;
+  for (int which = 0; which < 2; ++which) {
+    Profile p;
+    (which == 0 ? p.Metadaten : p.TextSuche) = L"x";
+    std::wstring problem;
+    ConditionSet::Build(p, context_, &problem);
+    EXPECT_NE(problem.find(which == 0 ? L"Metadaten" : L"Text"), std::wstring::npos);
+  }
+}
+
+}  // namespace
+}  // namespace ablagix
