@@ -14,6 +14,9 @@ std::vector<std::wstring> Arguments(int argc, char** argv);
 void WriteOut(std::wstring_view text);
 void WriteErr(std::wstring_view text);
 
+bool StandardInputIsTerminal();
+bool StandardErrorIsTerminal();
+
 // Ctrl+C sets the process-wide abort flag instead of ending the process, so a run stops
 // between two files and still reports what it did.
 void InstallInterruptHandler();

@@ -1,4 +1,6 @@
 #include <csignal>
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "base/abort_flag.h"
@@ -28,6 +30,9 @@ void WriteErr(std::wstring_view text) {
   std::string bytes = ToUtf8(text);
   std::fwrite(bytes.data(), 1, bytes.size(), stderr);
 }
+
+bool StandardInputIsTerminal() { return ::isatty(0) != 0; }
+bool StandardErrorIsTerminal() { return ::isatty(2) != 0; }
 
 void InstallInterruptHandler() {
   struct sigaction action {};

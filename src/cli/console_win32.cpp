@@ -51,6 +51,17 @@ void WriteErr(std::wstring_view text) {
   Write(STD_ERROR_HANDLE, stderr, text);
 }
 
+namespace {
+bool IsConsole(DWORD which) {
+  DWORD mode = 0;
+  HANDLE h = GetStdHandle(which);
+  return h != INVALID_HANDLE_VALUE && GetConsoleMode(h, &mode);
+}
+}  // namespace
+
+bool StandardInputIsTerminal() { return IsConsole(STD_INPUT_HANDLE); }
+bool StandardErrorIsTerminal() { return IsConsole(STD_ERROR_HANDLE); }
+
 void InstallInterruptHandler() { SetConsoleCtrlHandler(OnConsoleEvent, TRUE); }
 
 }  // namespace ablagix::cli

@@ -3,16 +3,12 @@
 #include <string>
 #include <vector>
 
+#include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/options.h"
-#include "fileops/files.h"
-#include "profiles/profile.h"
 
 namespace ablagix::cli {
 namespace {
-
-constexpr int kExitOk = 0;
-constexpr int kExitBadInput = 2;
 
 constexpr std::wstring_view kUsage =
     L"Ablagix – Ordner nach Regeln aufräumen\n"
@@ -21,63 +17,21 @@ constexpr std::wstring_view kUsage =
     L"\n"
     L"Befehle:\n"
     L"  list                 zeigt die Profile der Profildatei (Name, Quelle, Aktion, Ziel)\n"
+    L"  run [--simulate] (--all | PROFIL...) [--format table|tsv]\n"
+    L"                       f\u00fchrt die Profile aus (mit --simulate: nur simulieren, nichts\n"
+    L"                       wird ver\u00e4ndert) und zeigt das Log; tsv: alle 14 Spalten mit\n"
+    L"                       Tabulatoren getrennt. Exit-Code 0, 1 bei \"Fehler!\", 2 bei\n"
+    L"                       falscher Eingabe, 130 nach Abbruch (Strg+C)\n"
+    L"  timer --interval MINUTEN (--all | PROFIL...) [--format table|tsv]\n"
+    L"        [--clear-every-fifth] [--runs N] [--tick-seconds S]\n"
+    L"                       f\u00fchrt die Profile im Intervall aus, bis Strg+C (oder N L\u00e4ufe);\n"
+    L"                       --tick-seconds verk\u00fcrzt die Minute zum Ausprobieren\n"
     L"  help                 zeigt diese Hilfe\n"
     L"\n"
     L"Optionen für alle Befehle:\n"
     L"  --profiles DATEI     diese Profildatei statt Ablagix.ini im Einstellungsordner\n"
     L"  --config-dir ORDNER  Einstellungsordner (Standard: %APPDATA%\\Kramdock\\,\n"
     L"                       unter Linux $APPDATA, $XDG_CONFIG_HOME oder ~/.config, dann Kramdock/)\n";
-
-std::wstring Pad(std::wstring_view text, size_t width) {
-  std::wstring out(text);
-  if (out.size() < width) out.append(width - out.size(), L' ');
-  return out;
-}
-
-int ListProfiles(const std::vector<std::wstring>& args, const GlobalOptions& options) {
-  if (!args.empty()) {
-    WriteErr(L"list: unbekanntes Argument \"" + args.front() + L"\"\n");
-    return kExitBadInput;
-  }
-  const std::wstring file = ProfileFileFor(options);
-  if (!FileExists(file)) {
-    WriteErr(L"Profildatei nicht gefunden: " + file + L"\n");
-    return kExitBadInput;
-  }
-  std::vector<Profile> profiles = Einlesen(file);
-  WriteOut(L"Profildatei: " + file + L"\n");
-  if (profiles.empty()) {
-    WriteOut(L"Keine Profile vorhanden.\n");
-    return kExitOk;
-  }
-  const std::vector<std::wstring> headers = {L"Beschreibung", L"Quellordner", L"Aktion",
-                                             L"Zielverzeichnis"};
-  std::vector<std::vector<std::wstring>> rows;
-  for (const Profile& p : profiles) {
-    // A target kept from an earlier move or copy means nothing for the other actions.
-    rows.push_back({p.Beschreibung, p.Quelle, p.Aktion, ActionNeedsTarget(p.Aktion) ? p.Ziel : L""});
-  }
-  std::vector<size_t> widths;
-  for (size_t c = 0; c < headers.size(); ++c) {
-    size_t w = headers[c].size();
-    for (const auto& row : rows) w = std::max(w, row[c].size());
-    widths.push_back(w);
-  }
-  auto line = [&](const std::vector<std::wstring>& cells) {
-    std::wstring out;
-    for (size_t c = 0; c < cells.size(); ++c) {
-      out += c + 1 < cells.size() ? Pad(cells[c], widths[c]) + L"  " : cells[c];
-    }
-    while (!out.empty() && out.back() == L' ') out.pop_back();
-    WriteOut(out + L"\n");
-  };
-  line(headers);
-  std::vector<std::wstring> rule;
-  for (size_t w : widths) rule.emplace_back(w, L'-');
-  line(rule);
-  for (const auto& row : rows) line(row);
-  return kExitOk;
-}
 
 int Main(std::vector<std::wstring> args) {
   GlobalOptions options;
@@ -92,7 +46,9 @@ int Main(std::vector<std::wstring> args) {
   }
   const std::wstring command = args.front();
   args.erase(args.begin());
-  if (command == L"list") return ListProfiles(args, options);
+  if (command == L"list") return ListCommand(args, options);
+  if (command == L"run") return RunCommand(args, options);
+  if (command == L"timer") return TimerCommand(args, options);
   WriteErr(L"Unbekannter Befehl \"" + command + L"\". Hilfe: ablagix-cli --help\n");
   return kExitBadInput;
 }

@@ -2,6 +2,8 @@
 
 #include "base/environment.h"
 #include "fileops/path_text.h"
+#include "profiles/profile_file_choice.h"
+#include "profiles/settings.h"
 
 namespace ablagix::cli {
 
@@ -27,14 +29,19 @@ bool ExtractGlobalOptions(std::vector<std::wstring>* args, GlobalOptions* option
   return true;
 }
 
-std::wstring SettingsFolderFor(const GlobalOptions& options) {
-  if (!options.configFolder.empty()) return WithTrailingBackslash(options.configFolder);
-  return WithTrailingBackslash(WithTrailingBackslash(UserDataFolder()) + L"Kramdock");
+SettingsFolders SettingsFor(const GlobalOptions& options) {
+  if (options.configFolder.empty()) return FindSettingsFolders(UserDataFolder(), ExecutableFolder());
+  SettingsFolders folders;
+  folders.SettingsFolder = WithTrailingBackslash(options.configFolder);
+  folders.FilterListFolder = folders.SettingsFolder;
+  folders.SettingsFilePath = folders.SettingsFolder + L"AblagixSetting.ini";
+  folders.AppDataFolder = folders.SettingsFolder;
+  return folders;
 }
 
-std::wstring ProfileFileFor(const GlobalOptions& options) {
+std::wstring ProfileFileFor(const GlobalOptions& options, const SettingsFolders& folders) {
   if (!options.profilesFile.empty()) return options.profilesFile;
-  return SettingsFolderFor(options) + L"Ablagix.ini";
+  return ChooseProfileFile(folders, ReadAppSetting(folders.SettingsFilePath, L"IniPfad")).ProfileFilePath;
 }
 
 }  // namespace ablagix::cli

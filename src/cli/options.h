@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "profiles/settings_store.h"
+
 namespace ablagix::cli {
 
 struct GlobalOptions {
@@ -16,9 +18,11 @@ struct GlobalOptions {
 bool ExtractGlobalOptions(std::vector<std::wstring>* args, GlobalOptions* options,
                           std::wstring* error);
 
-// The settings folder: --config-dir, else the per-user data folder followed by "Kramdock".
-std::wstring SettingsFolderFor(const GlobalOptions& options);
-// The profile file: --profiles, else "Ablagix.ini" in the settings folder.
-std::wstring ProfileFileFor(const GlobalOptions& options);
+// The settings folders: --config-dir as the settings folder, else the program's own rules
+// (the per-user data folder followed by "Kramdock").
+SettingsFolders SettingsFor(const GlobalOptions& options);
+// The profile file: --profiles, else the one the program would start with (IniPfad, or
+// "Ablagix.ini" in the settings folder).
+std::wstring ProfileFileFor(const GlobalOptions& options, const SettingsFolders& folders);
 
 }  // namespace ablagix::cli

@@ -15,4 +15,9 @@ bool AtomicWriteInterrupted(std::size_t written);
 // so two writers never share one.
 std::wstring AtomicTempName(const std::wstring& path);
 
+// The path as the system calls take it. Windows: "/" made "\", made absolute, and in the
+// long-path form. POSIX: UTF-8 with "\" made "/".
+std::wstring ApiPath(const std::wstring& path);
+std::string NativePath(const std::wstring& path);
+
 }  // namespace ablagix::files_internal

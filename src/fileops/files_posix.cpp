@@ -11,22 +11,13 @@
 #include <cstring>
 
 #include "base/text.h"
-#include "base/unique_handle.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
+#include "fileops/posix_fd.h"
 
 namespace ablagix {
-namespace {
 
-struct FdTraits {
-  using Handle = int;
-  static int Invalid() { return -1; }
-  static void Close(int fd) { ::close(fd); }
-};
-using UniqueFd = UniqueHandle<FdTraits>;
-
-constexpr std::int64_t kTicksPerSecond = 10000000;
-constexpr std::int64_t kEpochDifference = 11644473600;  // seconds from 1601 to 1970
+namespace files_internal {
 
 std::string NativePath(const std::wstring& path) {
   std::string out = ToUtf8(path);
@@ -35,6 +26,17 @@ std::string NativePath(const std::wstring& path) {
   }
   return out;
 }
+
+}  // namespace files_internal
+
+namespace {
+
+using files_internal::NativePath;
+
+
+constexpr std::int64_t kTicksPerSecond = 10000000;
+constexpr std::int64_t kEpochDifference = 11644473600;  // seconds from 1601 to 1970
+
 
 FileTime ToFileTime(std::int64_t seconds, std::int64_t nanoseconds) {
   return (seconds + kEpochDifference) * kTicksPerSecond + nanoseconds / 100;

@@ -31,8 +31,10 @@ FileTime ToFileTime(const FILETIME& ft) {
                                ft.dwLowDateTime);
 }
 
-// The form handed to the system: separators made "\" (the "\\?\" form takes no "/"), made
-// absolute and normalised by the system, then prefixed.
+}  // namespace
+
+namespace files_internal {
+
 std::wstring ApiPath(const std::wstring& path) {
   if (path.starts_with(L"\\\\?\\")) return path;
   std::wstring p = path;
@@ -47,6 +49,12 @@ std::wstring ApiPath(const std::wstring& path) {
   full.resize(length);
   return LongPathForm(full);
 }
+
+}  // namespace files_internal
+
+namespace {
+
+using files_internal::ApiPath;
 
 DWORD AttributesOf(const std::wstring& path) {
   return GetFileAttributesW(ApiPath(path).c_str());

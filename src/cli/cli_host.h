@@ -1,0 +1,39 @@
+// The run host of the command line: messages and questions on the terminal, progress on
+// stderr when it is a terminal, Ctrl+C as Esc.
+#pragma once
+
+#include <string>
+
+#include "engine/run.h"
+#include "profiles/settings_store.h"
+
+namespace ablagix::cli {
+
+class TerminalUi : public UiPort {
+ public:
+  MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override;
+};
+
+class CliRunHost : public RunHost {
+ public:
+  explicit CliRunHost(SettingsFolders folders);
+  UiPort& ui() override { return ui_; }
+  bool TimerRunning() const override { return timerRunning_; }
+  void SetTimerRunning(bool on) { timerRunning_ = on; }
+  void Notify(const std::wstring& title, const std::wstring& text) override;
+  LocalDateTime Now() override;
+  bool PollForAbort() override { return false; }  // Ctrl+C sets the abort flag directly
+  void Progress(const RunProgress& progress) override;
+  std::wstring StoredFilterMask(const std::wstring& name) override;
+  // Clears the progress line before normal output continues.
+  void EndProgress();
+
+ private:
+  TerminalUi ui_;
+  SettingsFolders folders_;
+  bool timerRunning_ = false;
+  bool progressShown_ = false;
+  bool progressToTerminal_ = false;
+};
+
+}  // namespace ablagix::cli

@@ -1,0 +1,211 @@
+// "run" and "timer": the profiles of the profile file, executed or simulated, with the log
+// printed as a table or as tab-separated lines.
+#include <chrono>
+#include <thread>
+
+#include "base/abort_flag.h"
+#include "base/text.h"
+#include "cli/cli_host.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/log_output.h"
+#include "engine/run.h"
+#include "engine/timer_model.h"
+#include "fileops/files.h"
+#include "profiles/profile.h"
+
+namespace ablagix::cli {
+namespace {
+
+struct RunArguments {
+  bool simulate = false;
+  bool all = false;
+  LogFormat format = LogFormat::Table;
+  std::wstring exportFile;
+  std::vector<std::wstring> names;
+  // timer only
+  int intervalMinutes = 0;
+  int secondsPerMinute = 60;
+  int maxRuns = 0;
+  bool clearEveryFifth = false;
+};
+
+bool ParseNumber(const std::wstring& text, int* out) {
+  std::uint64_t n = 0;
+  if (!ParseWholeNumber(text, &n) || n == 0 || n > 100000) return false;
+  *out = static_cast<int>(n);
+  return true;
+}
+
+// False with a German message for bad input.
+bool ParseRunArguments(const std::vector<std::wstring>& args, bool timer, RunArguments* r,
+                       std::wstring* error) {
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::wstring& a = args[i];
+    auto value = [&](std::wstring* out) {
+      if (i + 1 >= args.size()) {
+        *error = L"Die Option " + a + L" braucht einen Wert.";
+        return false;
+      }
+      *out = args[++i];
+      return true;
+    };
+    std::wstring v;
+    if (a == L"--simulate" && !timer) {
+      r->simulate = true;
+    } else if (a == L"--all") {
+      r->all = true;
+    } else if (a == L"--format") {
+      if (!value(&v)) return false;
+      if (v == L"table") {
+        r->format = LogFormat::Table;
+      } else if (v == L"tsv") {
+        r->format = LogFormat::Tsv;
+      } else {
+        *error = L"Unbekanntes Format \"" + v + L"\" (erlaubt: table, tsv).";
+        return false;
+      }
+    } else if (a == L"--export" && !timer) {
+      if (!value(&r->exportFile)) return false;
+    } else if (timer && a == L"--interval") {
+      if (!value(&v)) return false;
+      if (!ParseNumber(v, &r->intervalMinutes)) {
+        *error = L"Das Intervall muss eine ganze Zahl von Minuten sein.";
+        return false;
+      }
+    } else if (timer && a == L"--tick-seconds") {
+      if (!value(&v) || !ParseNumber(v, &r->secondsPerMinute)) {
+        *error = L"--tick-seconds braucht eine ganze Zahl.";
+        return false;
+      }
+    } else if (timer && a == L"--runs") {
+      if (!value(&v) || !ParseNumber(v, &r->maxRuns)) {
+        *error = L"--runs braucht eine ganze Zahl.";
+        return false;
+      }
+    } else if (timer && a == L"--clear-every-fifth") {
+      r->clearEveryFifth = true;
+    } else if (a.starts_with(L"--")) {
+      *error = L"Unbekannte Option " + a + L".";
+      return false;
+    } else {
+      r->names.push_back(a);
+    }
+  }
+  if (r->all == !r->names.empty()) {
+    *error = r->all ? L"Bitte entweder --all oder Profilnamen angeben, nicht beides."
+                    : L"Bitte Profilnamen oder --all angeben.";
+    return false;
+  }
+  if (timer && r->intervalMinutes == 0) {
+    *error = L"Bitte das Intervall mit --interval MINUTEN angeben.";
+    return false;
+  }
+  if (!r->exportFile.empty()) {
+    *error = L"--export: Die Berichtsausgabe ist in dieser Version noch nicht verf\u00fcgbar.";
+    return false;
+  }
+  return true;
+}
+
+// The named profiles in file order (or all of them).
+bool SelectProfiles(const std::wstring& file, const RunArguments& r, std::vector<Profile>* selected,
+                    std::wstring* error) {
+  if (!FileExists(file)) {
+    *error = L"Profildatei nicht gefunden: " + file;
+    return false;
+  }
+  std::vector<Profile> profiles = Einlesen(file);
+  for (const std::wstring& name : r.names) {
+    bool known = false;
+    for (const Profile& p : profiles) known = known || EqualsNoCase(p.Beschreibung, name);
+    if (!known) {
+      *error = L"Kein Profil \"" + name + L"\" in " + file + L".";
+      return false;
+    }
+  }
+  for (Profile& p : profiles) {
+    bool wanted = r.all;
+    for (const std::wstring& name : r.names) wanted = wanted || EqualsNoCase(p.Beschreibung, name);
+    if (wanted) selected->push_back(std::move(p));
+  }
+  if (selected->empty()) {
+    *error = L"Die Profildatei enth\u00e4lt keine Profile: " + file;
+    return false;
+  }
+  return true;
+}
+
+bool Prepare(const std::vector<std::wstring>& args, const GlobalOptions& options, bool timer,
+             RunArguments* r, SettingsFolders* folders, std::vector<Profile>* profiles) {
+  std::wstring error;
+  *folders = SettingsFor(options);
+  if (!ParseRunArguments(args, timer, r, &error) ||
+      !SelectProfiles(ProfileFileFor(options, *folders), *r, profiles, &error)) {
+    WriteErr(error + L"\n");
+    return false;
+  }
+  return true;
+}
+
+int ExitCodeFor(const RunSummary& summary) {
+  if (summary.aborted) return kExitAborted;
+  return summary.errors > 0 ? kExitFileError : kExitOk;
+}
+
+}  // namespace
+
+int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& options) {
+  RunArguments r;
+  SettingsFolders folders;
+  std::vector<Profile> profiles;
+  if (!Prepare(args, options, false, &r, &folders, &profiles)) return kExitBadInput;
+  CliRunHost host(folders);
+  LogList log;
+  const RunSummary summary = RunProfiles(profiles, r.simulate ? RunMode::Simulate : RunMode::Execute, host, log);
+  host.EndProgress();
+  WriteOut(FormatLog(log, r.format));
+  if (summary.aborted) WriteErr(L"Abgebrochen.\n");
+  return ExitCodeFor(summary);
+}
+
+int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& options) {
+  RunArguments r;
+  SettingsFolders folders;
+  std::vector<Profile> profiles;
+  if (!Prepare(args, options, true, &r, &folders, &profiles)) return kExitBadInput;
+  CliRunHost host(folders);
+  host.SetTimerRunning(true);
+  TimerModel timer;
+  timer.SetInterval(r.intervalMinutes);
+  timer.SetClearLogEveryFifthRun(r.clearEveryFifth);
+  timer.Start();
+  WriteErr(TimerStartedBalloon(r.intervalMinutes) + L" (Strg+C beendet)\n");
+  LogList log;
+  int runs = 0;
+  int exitCode = kExitOk;
+  while (!AbortRequested()) {
+    for (int s = 0; s < r.secondsPerMinute && !AbortRequested(); ++s) {
+      std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
+    if (AbortRequested()) break;
+    const TickResult tick = timer.Tick();
+    if (tick == TickResult::Wait) continue;
+    if (tick == TickResult::ClearLogAndRun) log.Clear();
+    const std::size_t first = log.size();
+    timer.SetBusy(true);
+    const RunSummary summary = RunProfiles(profiles, RunMode::Execute, host, log);
+    timer.SetBusy(false);
+    host.EndProgress();
+    WriteOut(FormatLog(log, r.format, first));
+    if (summary.errors > 0) exitCode = kExitFileError;
+    if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
+  }
+  if (AbortRequested()) {
+    WriteErr(L"Timer gestoppt.\n");
+    return kExitAborted;
+  }
+  return exitCode;
+}
+
+}  // namespace ablagix::cli

@@ -1,0 +1,60 @@
+// What happens to one accepted file: the target path, the collision policy and the action
+// (move, copy, recycle, delete, shred, notify), or in a simulation only the result word.
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "base/ui_port.h"
+#include "fileops/files.h"
+
+namespace ablagix {
+
+enum class RunMode { Execute, Simulate };
+
+// The profile values the handling of a file needs. A log row carries the same values, so
+// the checked rows of a log can be handled again later.
+struct ActionSpec {
+  std::wstring aktion;     // action code, compared ignoring case
+  std::wstring kollision;  // "0" overwrite, "1" (or empty) number the new file, "2" skip
+  std::wstring zippen;
+  std::wstring zipName;
+};
+
+// The world as the per-file handling sees it.
+class ActionHost {
+ public:
+  virtual ~ActionHost() = default;
+  virtual UiPort& ui() = 0;
+  // Whether the interval timer is running (notify profiles only speak then).
+  virtual bool TimerRunning() const { return false; }
+  // A notification-area balloon or, on a terminal, a line.
+  virtual void Notify(const std::wstring& title, const std::wstring& text) = 0;
+  // Bytes done of a long copy; return false to cancel it.
+  virtual bool CopyProgress(std::uint64_t /*done*/, std::uint64_t /*total*/) { return true; }
+};
+
+// State that lives for one run (all profiles of one button press or timer tick).
+struct RunState {
+  bool notified = false;                // the notify balloon was shown in this run
+  std::set<std::wstring> changedFolders;  // told to the shell when the run ends
+};
+
+struct ActionResult {
+  std::wstring resultWord;
+  std::wstring targetFile;  // where the file went (move/copy), "" otherwise
+};
+
+// Handles one file. `targetFolder` is used by move and copy only. Creates the target folder
+// (not in a simulation); never throws; every failure is a result word.
+ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFolder,
+                        const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state);
+
+// The free name for `target` under the numbering policy: name(1).ext, name(2).ext, ... up to
+// (1000). "" when every number is taken.
+std::wstring NumberedFreeName(const std::wstring& target);
+
+// Tells the shell about every folder collected in `state` (Windows; nothing elsewhere).
+void AnnounceChangedFolders(RunState& state);
+
+}  // namespace ablagix

@@ -1,0 +1,178 @@
+#include "engine/run.h"
+
+#include "base/abort_flag.h"
+#include "base/text.h"
+#include "engine/conditions.h"
+#include "engine/scan.h"
+#include "fileops/path_text.h"
+
+namespace ablagix {
+namespace {
+
+// The progress callback is cheap, but a million calls are not free.
+constexpr std::uint64_t kProgressEvery = 256;
+
+// Why a profile cannot run in this build, "" when it can.
+std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
+  const std::wstring_view zippen = Trim(profile.Zippen);
+  if (!zippen.empty() && zippen != L"0" && ActionNeedsTarget(profile.Aktion)) {
+    return L"Zip-Archive k\u00f6nnen hier noch nicht erstellt werden; das Profil wird nicht ausgef\u00fchrt.";
+  }
+  if (ActionNeedsTarget(profile.Aktion)) {
+    if (Trim(profile.Ziel).empty()) return L"Bitte Zielpfad eingeben!";
+    if (!host.Metadata() && NeedsMetadata(profile.Ziel)) {
+      return L"Das Zielverzeichnis enth\u00e4lt Metadaten-Variablen, die hier nicht gelesen werden "
+             L"k\u00f6nnen; das Profil wird nicht ausgef\u00fchrt.";
+    }
+  }
+  return {};
+}
+
+void AppendMessageRow(LogList& log, std::wstring_view text) {
+  LogRowTexts texts{};
+  texts[0] = L"**********";
+  texts[1] = text;
+  log.AppendTexts(texts);
+}
+
+bool StopRequested(RunHost& host) {
+  if (AbortRequested()) return true;
+  if (host.PollForAbort()) {
+    RequestAbort();
+    return true;
+  }
+  return false;
+}
+
+// Runs one profile; false when the run was stopped.
+bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList& log,
+                   RunState& state, RunSummary& summary) {
+  AppendStartBanner(log, profile.Beschreibung);
+  std::wstring problem = ReasonNotRunnable(profile, host);
+  ConditionContext context;
+  context.now = host.Now();
+  context.storedFilterMask = [&](const std::wstring& name) { return host.StoredFilterMask(name); };
+  ConditionSet conditions;
+  if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);
+  if (!problem.empty()) {
+    AppendMessageRow(log, problem);
+    summary.refused.push_back(profile.Beschreibung + L": " + problem);
+    AppendEndBanner(log, profile.Beschreibung);
+    return true;
+  }
+
+  RunFileList files;
+  ScanState scanState;
+  ScanRequest request;
+  request.folder = profile.Quelle;
+  request.includeSubfolders = Trim(profile.Unterverzeich) == L"1";
+  request.blockedFolders = SplitBlockFolder(profile.BlockFolder);
+  request.accept = [&](const ScanEntry& e) { return conditions.Accepts(e); };
+  RunProgress progress{profile.Beschreibung};
+  request.poll = [&] {
+    if (scanState.entryCounter % kProgressEvery == 0) {
+      progress.entriesSeen = scanState.entryCounter;
+      host.Progress(progress);
+    }
+    return host.PollForAbort();
+  };
+  const bool scanned = ScanFolder(request, &files, &scanState) == ScanResult::Completed;
+  if (files.empty() && scanned) AppendNothingFoundRow(log);
+
+  const ActionSpec spec{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
+  const PathVariableContext variables{context.now, host.Metadata()};
+  progress.filesTotal = files.size();
+  bool stopped = !scanned;
+  for (size_t i = 0; i < files.size() && !stopped; ++i) {
+    if (StopRequested(host)) {
+      stopped = true;
+      break;
+    }
+    const RunFile& file = files[i];
+    const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
+    const std::wstring targetFolder =
+        ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
+    const ActionResult result = HandleFile(file.path, targetFolder, spec, mode, host, state);
+    LogFileFields row;
+    const std::wstring name = NamePart(file.path);
+    const std::wstring folder = FolderPart(file.path);
+    row.datei = name;
+    row.pfad = folder;
+    row.size = file.size;
+    row.lastWrite = file.lastWrite;
+    row.creation = file.creation;
+    row.zielpfad = targetFolder;
+    row.ergebnis = result.resultWord;
+    row.aktion = profile.Aktion;
+    row.zipp = profile.Zippen;
+    row.kollision = profile.Kollision;
+    row.zipName = profile.ZipName;
+    row.metadaten = profile.Metadaten;
+    row.quell2 = file.path;
+    row.ziel2 = result.targetFile;
+    log.AppendFile(row);
+    ++summary.files;
+    if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
+    progress.filesDone = i + 1;
+    if (i % 16 == 0 || i + 1 == files.size()) host.Progress(progress);
+  }
+  AppendEndBanner(log, profile.Beschreibung);
+  return !stopped && !AbortRequested();
+}
+
+}  // namespace
+
+std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
+                             const PathVariableContext& context) {
+  std::wstring folder = ExpandPathVariables(profile.Ziel, file, context);
+  if (Trim(profile.OrdnerStruktur) == L"1") {
+    // The file's folder below the source folder, rebuilt under the target.
+    const std::wstring source = WithTrailingBackslash(profile.Quelle);
+    const std::wstring fileFolder = FolderPart(file.path);
+    if (fileFolder.size() > source.size() && SameFolderText(fileFolder.substr(0, source.size()), source)) {
+      folder = JoinPath(folder, WithoutTrailingSeparator(std::wstring_view(fileFolder).substr(source.size())));
+    }
+  }
+  return folder;
+}
+
+RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log) {
+  ClearAbort();
+  RunSummary summary;
+  RunState state;
+  host.SetLogEmptyText(kLogEmptyBusy);
+  for (const Profile& profile : profiles) {
+    if (AbortRequested() || !RunOneProfile(profile, mode, host, log, state, summary)) {
+      summary.aborted = true;
+      break;
+    }
+  }
+  AnnounceChangedFolders(state);
+  host.SetLogEmptyText(kLogEmptyDone);
+  return summary;
+}
+
+RunSummary RunCheckedRows(LogList& log, RunHost& host) {
+  ClearAbort();
+  RunSummary summary;
+  RunState state;
+  for (std::size_t row : log.CheckedRows()) {
+    if (StopRequested(host)) {
+      summary.aborted = true;
+      break;
+    }
+    if (!log.IsFileRow(row)) continue;
+    const LogRowAction a = log.ActionOf(row);
+    const std::wstring path = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
+    const ActionSpec spec{a.aktion, a.kollision, a.zipp, a.zipName};
+    const ActionResult result = HandleFile(path, a.zielpfad, spec, RunMode::Execute, host, state);
+    log.SetResult(row, result.resultWord);
+    ++summary.files;
+    if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
+  }
+  AnnounceChangedFolders(state);
+  host.SetLogEmptyText(kLogEmptyDone);
+  return summary;
+}
+
+}  // namespace ablagix

@@ -1,0 +1,68 @@
+// Runs profiles: for each one a start banner, the scan with its conditions, every accepted
+// file handled and logged, an end banner. Esc (or the abort flag) stops between two files
+// and no further profile starts.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/actions.h"
+#include "log/log_list.h"
+#include "metadata/path_variables.h"
+#include "profiles/profile.h"
+
+namespace ablagix {
+
+// Texts the empty log list shows, by state.
+inline constexpr std::wstring_view kLogEmptyBusy = L"Zeitintensive Datenverarbeitung, bitte warten ...";
+inline constexpr std::wstring_view kLogEmptyDone = L"Keine Dateien gefunden!";
+inline constexpr std::wstring_view kLogEmptyTimerStopped = L"Timer gestoppt, warte auf Befehle...";
+inline constexpr std::wstring_view kLogEmptyTimerStarted = L"Timer gestartet, Intervall l\u00e4uft...";
+inline constexpr std::wstring_view kNoProfileChecked =
+    L"Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!";
+
+struct RunProgress {
+  std::wstring_view profile;
+  std::uint64_t entriesSeen = 0;  // while scanning
+  std::size_t filesDone = 0;      // while handling
+  std::size_t filesTotal = 0;
+};
+
+class RunHost : public ActionHost {
+ public:
+  // Local wall-clock time; fixed by tests.
+  virtual LocalDateTime Now() = 0;
+  // Lets the window handle pending input; true when Esc was pressed.
+  virtual bool PollForAbort() { return ui().PollForAbort(); }
+  virtual void Progress(const RunProgress&) {}
+  virtual void SetLogEmptyText(std::wstring_view) {}
+  // The mask of a stored extension filter, "" when unknown.
+  virtual std::wstring StoredFilterMask(const std::wstring&) { return {}; }
+  // Metadata readers, or null when this build has none.
+  virtual MetadataSource* Metadata() { return nullptr; }
+};
+
+struct RunSummary {
+  std::size_t files = 0;   // file rows written
+  std::size_t errors = 0;  // of them "Fehler!"
+  bool aborted = false;
+  // Profiles that could not run, with the reason shown in the log.
+  std::vector<std::wstring> refused;
+};
+
+// Runs `profiles` in the given order. Clears the abort flag first.
+RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log);
+
+// "Ausführen nur bei angehakten Dateien": repeats each checked row's action for its file,
+// from the values the row carries, and writes the new result into the row.
+RunSummary RunCheckedRows(LogList& log, RunHost& host);
+
+// The target folder of a file: `Ziel` with its path variables resolved, plus, with
+// `OrdnerStruktur` on, the file's folder relative to the source folder.
+std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
+                             const PathVariableContext& context);
+
+}  // namespace ablagix

@@ -1,0 +1,36 @@
+#include "engine/timer_model.h"
+
+#include "base/text.h"
+
+namespace ablagix {
+
+int TimerIntervalMinutes(int chooserPosition) {
+  static constexpr int kMinutes[] = {10, 5, 10, 15, 30, 60, 120, 180, 240, 300};
+  if (chooserPosition < 0 || chooserPosition >= 10) return 10;
+  return kMinutes[chooserPosition];
+}
+
+std::wstring TimerInfoText(int minutes) {
+  return L"Der Timer f\u00fchrt alle " + std::to_wstring(minutes) +
+         L"-Minuten oben angehakte Profile vollautomatisch aus.";
+}
+
+std::wstring TimerStartedBalloon(int minutes) {
+  return L"Die Timerroutine ist gestartet und l\u00e4uft automatisch im Intervall von " +
+         std::to_wstring(minutes) + L" Minuten";
+}
+
+TickResult TimerModel::Tick() {
+  ++minutes_;
+  if (busy_ || minutes_ < intervalMinutes_) return TickResult::Wait;
+  minutes_ = 0;
+  ++timedRuns_;
+  // The log then never holds the rows of more than five timed runs.
+  if (clearEveryFifth_ && timedRuns_ >= 5) {
+    timedRuns_ = 0;
+    return TickResult::ClearLogAndRun;
+  }
+  return TickResult::Run;
+}
+
+}  // namespace ablagix

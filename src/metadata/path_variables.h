@@ -1,0 +1,54 @@
+// Path variables: "%Name%" tokens in a target folder, a zip name or a metadata condition,
+// replaced per file by a value taken from that file (dates, size, extension, a piece of the
+// name, metadata). A value the file does not have becomes "Unbekannt".
+//
+//   ExpandPathVariables(L"E:\\Fotos\\%DateGAYYYY%\\%Ext%", facts, context)
+//     -> L"E:\\Fotos\\2021\\JPG"
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "base/calendar.h"
+#include "fileops/files.h"
+
+namespace ablagix {
+
+// What the expansion knows of one file.
+struct FileFacts {
+  std::wstring path;
+  std::uint64_t size = 0;
+  FileTime lastWrite = 0;
+  FileTime creation = 0;
+};
+
+// Supplies metadata values (Exif, audio, document and version properties) by token name.
+// Returns "" when the file has no such value.
+class MetadataSource {
+ public:
+  virtual ~MetadataSource() = default;
+  virtual std::wstring Value(const std::wstring& path, std::wstring_view name, bool pathMode) = 0;
+};
+
+struct PathVariableContext {
+  LocalDateTime today;
+  // Null while this build has no metadata readers: such names then count as unsupported.
+  MetadataSource* metadata = nullptr;
+};
+
+// The whole text with every token replaced. An unpaired "%" and the rest after it stay as
+// they are. Every value is made safe for a folder name: ":" and the other characters that a
+// Windows file name cannot hold become "_", and "." or ".." become "_", so a value can
+// neither add a folder level nor climb out of the target.
+std::wstring ExpandPathVariables(std::wstring_view text, const FileFacts& file,
+                                 const PathVariableContext& context);
+
+// The value of one token name (without the "%"), before the safety replacement.
+std::wstring ResolvePathVariable(std::wstring_view name, const FileFacts& file,
+                                 const PathVariableContext& context, bool pathMode);
+
+// True when a token in `text` names a metadata value (Exif, audio, document, version).
+bool NeedsMetadata(std::wstring_view text);
+
+}  // namespace ablagix
