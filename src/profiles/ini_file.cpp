@@ -121,6 +121,12 @@ void IniFile::Reindex() {
   }
 }
 
+void IniFile::ShiftIndex(size_t at, std::ptrdiff_t by) {
+  for (auto& [name, line] : sectionIndex_) {
+    if (line >= at) line = static_cast<size_t>(static_cast<std::ptrdiff_t>(line) + by);
+  }
+}
+
 size_t IniFile::FindSection(std::wstring_view section) const {
   auto it = sectionIndex_.find(Folded(section));
   return it == sectionIndex_.end() ? std::wstring::npos : it->second;
@@ -191,7 +197,7 @@ void IniFile::SetString(std::wstring_view section, std::wstring_view key, std::w
     lines_.push_back({L"[" + std::wstring(Trim(section)) + L"]", LineKind::Section,
                       std::wstring(Trim(section))});
     lines_.push_back({keyName + L"=" + valueText, LineKind::Entry, keyName});
-    Reindex();
+    sectionIndex_.try_emplace(Folded(section), lines_.size() - 2);
     return;
   }
   size_t line = FindKey(header, keyName);
@@ -208,7 +214,7 @@ void IniFile::SetString(std::wstring_view section, std::wstring_view key, std::w
   }
   lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(insertAt),
                 Line{keyName + L"=" + valueText, LineKind::Entry, keyName});
-  Reindex();
+  ShiftIndex(insertAt, 1);
 }
 
 void IniFile::DeleteKey(std::wstring_view section, std::wstring_view key) {
@@ -217,7 +223,7 @@ void IniFile::DeleteKey(std::wstring_view section, std::wstring_view key) {
   size_t line = FindKey(header, key);
   if (line == std::wstring::npos) return;
   lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(line));
-  Reindex();
+  ShiftIndex(line, -1);
 }
 
 void IniFile::DeleteSection(std::wstring_view section) {

@@ -65,6 +65,8 @@ class IniFile {
 
   void Parse(const std::wstring& text);
   void Reindex();
+  // Keeps the section index right after one line was inserted at or removed from `at`.
+  void ShiftIndex(size_t at, std::ptrdiff_t by);
   // Index of the first header line of `section`, or npos.
   size_t FindSection(std::wstring_view section) const;
   // One past the last line of the section starting at header `header`.

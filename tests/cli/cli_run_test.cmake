@@ -1,0 +1,60 @@
+# ablagix-cli run end to end: a simulation that changes nothing, a real run that moves, and
+# the exit codes for bad input.
+set(root ${WORK}/cli-run)
+file(REMOVE_RECURSE ${root})
+file(WRITE "${root}/Eingang/Rechnung März.pdf" "pdf")
+file(WRITE "${root}/Eingang/sub/Rechnung 2.pdf" "pdf2")
+file(WRITE "${root}/Eingang/notiz.txt" "txt")
+set(native_root ${root})
+if(EMULATOR)
+  string(REPLACE "/" "\\" native_root "Z:${root}")
+endif()
+file(WRITE ${root}/profile.ini
+  "[Rechnungen]\r\nQuelle=${native_root}/Eingang\r\nUnterverzeich=1\r\nFilter=.pdf\r\n"
+  "Aktion=Verschieben\r\nZiel=${native_root}/Ablage/%Ext%\r\nKollision=1\r\nZippen=0\r\n"
+  "[Leer]\r\nQuelle=${native_root}/gibt-es-nicht\r\nFilter=Alles\r\nAktion=LöschenX\r\n")
+
+function(run_cli expected_rc out_var)
+  set(command ${CLI} ${ARGN} --profiles ${root}/profile.ini)
+  if(EMULATOR)
+    set(command ${EMULATOR} ${command})
+  endif()
+  execute_process(COMMAND ${command} OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
+  if(NOT rc EQUAL expected_rc)
+    message(FATAL_ERROR "${ARGN}: exit ${rc}, expected ${expected_rc}\n${out}${err}")
+  endif()
+  set(${out_var} "${out}${err}" PARENT_SCOPE)
+endfunction()
+
+function(expect text haystack)
+  string(FIND "${haystack}" "${text}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "expected \"${text}\" in:\n${haystack}")
+  endif()
+endfunction()
+
+run_cli(0 out run --simulate --all --format tsv)
+expect("Start Rechnungen\t**********" "${out}")
+expect("Rechnung März.pdf\t" "${out}")
+expect("\tVerschoben, simuliert\tVerschieben\t" "${out}")
+expect("**********\tKeine Datei(en) gefunden" "${out}")
+expect("Ende Leer\t" "${out}")
+if(EXISTS ${root}/Ablage OR NOT EXISTS "${root}/Eingang/Rechnung März.pdf")
+  message(FATAL_ERROR "the simulation changed files")
+endif()
+
+run_cli(0 out run Rechnungen)
+expect("Verschoben" "${out}")
+if(NOT EXISTS "${root}/Ablage/pdf/Rechnung März.pdf" OR NOT EXISTS "${root}/Ablage/pdf/Rechnung 2.pdf"
+   OR EXISTS "${root}/Eingang/Rechnung März.pdf" OR NOT EXISTS "${root}/Eingang/notiz.txt")
+  message(FATAL_ERROR "the run did not move exactly the pdf files:\n${out}")
+endif()
+
+run_cli(2 out run)
+expect("Bitte Profilnamen oder --all angeben." "${out}")
+run_cli(2 out run "Gibt es nicht")
+expect("Kein Profil" "${out}")
+run_cli(2 out run --all --format html)
+expect("Unbekanntes Format" "${out}")
+run_cli(2 out timer --all)
+expect("--interval" "${out}")

@@ -1,0 +1,132 @@
+#include "engine/actions.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "engine/engine_test_host.h"
+#include "fileops/path_text.h"
+#include "log/log_row.h"
+#include "test_support.h"
+
+namespace ablagix {
+namespace {
+
+using test::ReadBytes;
+using test::WriteBytes;
+
+class ActionsTest : public ::testing::Test {
+ protected:
+  ActionResult Handle(const std::wstring& file, const wchar_t* aktion, const wchar_t* kollision,
+                      RunMode mode = RunMode::Execute, const std::wstring& target = L"") {
+    ActionSpec spec{aktion, kollision, L"0", L""};
+    return HandleFile(file, target.empty() ? dir_ / L"Ziel" : target, spec, mode, host_, state_);
+  }
+  test::TempDir dir_;
+  test::TestRunHost host_;
+  RunState state_;
+};
+
+TEST_F(ActionsTest, NumberingPicksTheFirstFreeNameWithoutABlank) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\a.txt", "neu"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\a.txt", "alt"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\a(1).txt", "alt1"));
+  ActionResult r = Handle(dir_ / L"Quelle\\a.txt", L"Kopieren", L"1");
+  EXPECT_EQ(r.resultWord, L"Kopiert");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\a(2).txt"), "neu");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\a.txt"), "alt");
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\a.txt"), "neu");
+
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\README", "r"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\README", "x"));
+  r = Handle(dir_ / L"Quelle\\README", L"verschieben", L"");  // empty policy numbers too
+  EXPECT_EQ(r.resultWord, L"Verschoben");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\README(1)"), "r");
+  EXPECT_FALSE(FileExists(dir_ / L"Quelle\\README"));
+}
+
+TEST_F(ActionsTest, OverwriteReplacesSkipLeavesBothFilesAlone) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\b.txt", "neu"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\b.txt", "alt"));
+  EXPECT_EQ(Handle(dir_ / L"Quelle\\b.txt", L"Verschieben", L"2").resultWord, L"\u00dcbersprungen");
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\b.txt"), "neu");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\b.txt"), "alt");
+  EXPECT_EQ(Handle(dir_ / L"Quelle\\b.txt", L"Verschieben", L"0").resultWord, L"Verschoben");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\b.txt"), "neu");
+  EXPECT_FALSE(FileExists(dir_ / L"Quelle\\b.txt"));
+}
+
+TEST_F(ActionsTest, SimulationTouchesNothingAndReportsSimulatedWords) {
+  const std::wstring file = dir_ / L"Quelle\\c.txt";
+  ASSERT_TRUE(WriteBytes(file, "c"));
+  const std::wstring missing = dir_ / L"neu\\tief";
+  EXPECT_EQ(Handle(file, L"Kopieren", L"1", RunMode::Simulate, missing).resultWord, L"Kopieren, simuliert");
+  EXPECT_EQ(Handle(file, L"Verschieben", L"1", RunMode::Simulate, missing).resultWord, L"Verschoben, simuliert");
+  EXPECT_EQ(Handle(file, L"L\u00f6schenP", L"", RunMode::Simulate).resultWord, L"L\u00f6schen P, simuliert");
+  EXPECT_EQ(Handle(file, L"L\u00f6schenX", L"", RunMode::Simulate).resultWord, L"L\u00f6schen X, simuliert");
+  EXPECT_EQ(Handle(file, L"L\u00f6schenS", L"", RunMode::Simulate).resultWord, L"L\u00f6schen S, simuliert");
+  EXPECT_FALSE(FolderExists(dir_ / L"neu"));
+  EXPECT_EQ(ReadBytes(file), "c");
+}
+
+TEST_F(ActionsTest, AFolderThatCannotBeMadeSkipsTheFileWithTheSuffix) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\d.txt", "d"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Datei statt Ordner", "x"));
+  ActionResult r = Handle(dir_ / L"Quelle\\d.txt", L"Kopieren", L"1", RunMode::Execute,
+                          dir_ / L"Datei statt Ordner\\Unterordner");
+  EXPECT_EQ(r.resultWord, L"\u00dcbersprungen Konnte Zielpfad nicht erstellen");
+  EXPECT_EQ(RowKindOf(r.resultWord), LogRowKind::Normal);  // not exactly "Übersprungen"
+}
+
+TEST_F(ActionsTest, DeletingForGoodTakesReadOnlyFilesWithoutAQuestion) {
+  const std::wstring file = dir_ / L"nur lesen.txt";
+  ASSERT_TRUE(WriteBytes(file, "x"));
+  ASSERT_TRUE(SetAttributes(file, kAttrReadOnly));
+  EXPECT_EQ(Handle(file, L"L\u00f6schenX", L"").resultWord, L"Gel\u00f6scht X");
+  EXPECT_FALSE(PathExists(file));
+  EXPECT_TRUE(host_.ui_.shown.empty());
+  EXPECT_EQ(Handle(file, L"L\u00f6schenX", L"").resultWord, L"Fehler!");  // already gone
+  EXPECT_EQ(Handle(file, L"Umbenennen", L"").resultWord, L"Fehler!");      // unknown action
+}
+
+TEST_F(ActionsTest, NotifySpeaksOnceAndOnlyWhileTheTimerRuns) {
+  const std::wstring file = dir_ / L"e.txt";
+  ASSERT_TRUE(WriteBytes(file, "e"));
+  EXPECT_EQ(Handle(file, L"Benachrichtigen", L"").resultWord, L"simuliert");
+  EXPECT_TRUE(host_.notifications.empty());
+  host_.timerRunning = true;
+  EXPECT_EQ(Handle(file, L"Benachrichtigen", L"", RunMode::Simulate).resultWord, L"simuliert");
+  EXPECT_EQ(Handle(file, L"benachrichtigen", L"").resultWord, L"benachrichtigt");
+  EXPECT_EQ(Handle(file, L"Benachrichtigen", L"").resultWord, L"benachrichtigt");
+  EXPECT_EQ(host_.notifications, std::vector<std::wstring>{L"Ablagix: Bedingung wurde erf\u00fcllt!"});
+  EXPECT_EQ(ReadBytes(file), "e");
+}
+
+TEST_F(ActionsTest, ACancelledCopyLeavesNoPartialTargetAndKeepsTheOldOne) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\gross.bin", std::string(3 << 20, 'g')));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\gross.bin", "alt"));
+  host_.cancelCopies = true;
+  EXPECT_EQ(Handle(dir_ / L"Quelle\\gross.bin", L"Kopieren", L"0").resultWord, L"Fehler!");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\gross.bin"), "alt");
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\gross.bin").size(), 3u << 20);
+  FolderReader reader;  // no temporary file left behind
+  ASSERT_TRUE(reader.Open(dir_ / L"Ziel"));
+  DirEntry e;
+  int files = 0;
+  while (reader.Next(&e)) files += e.IsDirectory() ? 0 : 1;
+  EXPECT_EQ(files, 1);
+}
+
+TEST_F(ActionsTest, WhenEveryNumberIsTakenNothingIsOverwritten) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\f.txt", "0"));
+  for (int n = 1; n <= 1000; ++n) {
+    ASSERT_TRUE(WriteBytes(dir_ / (L"Ziel\\f(" + NumberText(static_cast<std::uint64_t>(n)) + L").txt"), "x"));
+  }
+  EXPECT_EQ(NumberedFreeName(dir_ / L"Ziel\\f.txt"), L"");
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\f.txt", "neu"));
+  EXPECT_EQ(Handle(dir_ / L"Quelle\\f.txt", L"Verschieben", L"1").resultWord, L"Fehler!");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\f(1000).txt"), "x");
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\f.txt"), "neu");
+}
+
+}  // namespace
+}  // namespace ablagix

@@ -1,0 +1,143 @@
+#include "engine/run.h"
+
+#include <gtest/gtest.h>
+
+#include "base/abort_flag.h"
+#include "base/text.h"
+#include "engine/engine_test_host.h"
+#include "fileops/path_text.h"
+#include "test_support.h"
+
+namespace ablagix {
+namespace {
+
+using test::ReadBytes;
+using test::WriteBytes;
+
+class RunTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const wchar_t* f : {L"Eingang\\IMG_1.jpg", L"Eingang\\2024\\IMG_2.jpg", L"Eingang\\notiz.txt"}) {
+      ASSERT_TRUE(WriteBytes(dir_ / f, "bild"));
+    }
+    ASSERT_TRUE(CreateFolders(dir_ / L"Leer"));
+  }
+  Profile Copy(const wchar_t* name, const std::wstring& source, const std::wstring& ziel) {
+    Profile p;
+    p.Beschreibung = name;
+    p.Quelle = source;
+    p.Unterverzeich = L"1";
+    p.Filter = L".jpg";
+    p.Aktion = L"Kopieren";
+    p.Ziel = ziel;
+    p.Kollision = L"1";
+    p.Zippen = L"0";
+    return p;
+  }
+  // The first column of every row, for comparing the frame of a run.
+  std::vector<std::wstring> FirstColumn() const {
+    std::vector<std::wstring> out;
+    for (size_t r = 0; r < log_.size(); ++r) out.push_back(log_.Text(r, 0));
+    return out;
+  }
+
+  test::TempDir dir_;
+  test::TestRunHost host_;
+  LogList log_;
+};
+
+TEST_F(RunTest, SimulationFramesEachProfileAndChangesNothing) {
+  const std::vector<Profile> profiles = {Copy(L"Fotos", dir_ / L"Eingang", dir_ / L"Ziel"),
+                                         Copy(L"Nichts da", dir_ / L"Leer", dir_ / L"Ziel")};
+  RunSummary s = RunProfiles(profiles, RunMode::Simulate, host_, log_);
+  EXPECT_EQ(s.files, 2u);
+  EXPECT_FALSE(s.aborted);
+  const auto first = FirstColumn();
+  ASSERT_EQ(first.size(), 7u);
+  EXPECT_EQ(first[0], L"Start Fotos");
+  EXPECT_EQ(first[3], L"Ende Fotos");
+  EXPECT_EQ(first[4], L"Start Nichts da");
+  EXPECT_EQ(first[5], L"**********");
+  EXPECT_EQ(log_.Text(5, 1), L"Keine Datei(en) gefunden");
+  EXPECT_EQ(first[6], L"Ende Nichts da");
+  EXPECT_EQ(log_.Text(1, LogColumn::Ergebnis), L"Kopieren, simuliert");
+  EXPECT_FALSE(FolderExists(dir_ / L"Ziel"));
+}
+
+TEST_F(RunTest, TargetsUsePathVariablesAndRebuildTheFolderStructure) {
+  Profile p = Copy(L"Struktur", dir_ / L"Eingang", dir_ / L"Ziel\\%Ext%");
+  p.OrdnerStruktur = L"1";
+  RunSummary s = RunProfiles({p}, RunMode::Execute, host_, log_);
+  EXPECT_EQ(s.errors, 0u);
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\jpg\\IMG_1.jpg"), "bild");
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\jpg\\2024\\IMG_2.jpg"), "bild");
+  EXPECT_EQ(ReadBytes(dir_ / L"Eingang\\IMG_1.jpg"), "bild");  // copied, not moved
+  // The row carries what a later checked-rows pass needs.
+  for (size_t r = 0; r < log_.size(); ++r) {
+    if (!log_.IsFileRow(r)) continue;
+    const LogRowAction a = log_.ActionOf(r);
+    EXPECT_EQ(a.aktion, L"Kopieren");
+    EXPECT_EQ(a.kollision, L"1");
+    EXPECT_TRUE(FileExists(a.quell2));
+    EXPECT_TRUE(FileExists(a.ziel2));
+  }
+}
+
+TEST_F(RunTest, EscInTheSecondProfileStopsBeforeTheThird) {
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_TRUE(WriteBytes(dir_ / (L"Viele\\" + NumberText(static_cast<std::uint64_t>(i)) + L".jpg"), "x"));
+  }
+  const std::vector<Profile> profiles = {Copy(L"Eins", dir_ / L"Eingang", dir_ / L"Z1"),
+                                         Copy(L"Zwei", dir_ / L"Viele", dir_ / L"Z2"),
+                                         Copy(L"Drei", dir_ / L"Eingang", dir_ / L"Z3")};
+  // Count the polls of the first profile alone, then press Esc a few polls into the second.
+  RunProfiles({profiles[0]}, RunMode::Simulate, host_, log_);
+  log_.Clear();
+  host_.escAfterPolls = host_.polls + 8;
+  host_.polls = 0;
+  RunSummary s = RunProfiles(profiles, RunMode::Simulate, host_, log_);
+  EXPECT_TRUE(s.aborted);
+  EXPECT_TRUE(AbortRequested());
+  const auto first = FirstColumn();
+  EXPECT_EQ(std::count(first.begin(), first.end(), L"Start Zwei"), 1);
+  EXPECT_EQ(std::count(first.begin(), first.end(), L"Start Drei"), 0);
+  EXPECT_EQ(first.back(), L"Ende Zwei");
+  // The next run starts afresh.
+  host_.escAfterPolls = 0;
+  EXPECT_FALSE(RunProfiles({profiles[2]}, RunMode::Simulate, host_, log_).aborted);
+}
+
+TEST_F(RunTest, ProfilesThisBuildCannotEvaluateAreRefusedNotRunBlind) {
+  Profile text = Copy(L"Text", dir_ / L"Eingang", dir_ / L"Ziel");
+  text.TextSuche = L"Rechnung";
+  Profile zip = Copy(L"Zip", dir_ / L"Eingang", dir_ / L"Ziel");
+  zip.Zippen = L"2";
+  Profile exif = Copy(L"Exif", dir_ / L"Eingang", dir_ / L"Ziel\\%Model%");
+  RunSummary s = RunProfiles({text, zip, exif}, RunMode::Execute, host_, log_);
+  EXPECT_EQ(s.refused.size(), 3u);
+  EXPECT_EQ(s.files, 0u);
+  EXPECT_FALSE(FolderExists(dir_ / L"Ziel"));
+  EXPECT_EQ(log_.size(), 9u);  // start, reason, end for each
+}
+
+TEST_F(RunTest, CheckedRowsAreHandledAgainFromTheirOwnValues) {
+  Profile p = Copy(L"Fotos", dir_ / L"Eingang", dir_ / L"Ziel");
+  p.Aktion = L"Verschieben";
+  RunProfiles({p}, RunMode::Simulate, host_, log_);
+  std::vector<size_t> fileRows;
+  for (size_t r = 0; r < log_.size(); ++r) {
+    if (log_.IsFileRow(r)) fileRows.push_back(r);
+  }
+  ASSERT_EQ(fileRows.size(), 2u);
+  log_.SetChecked(fileRows[0], true);
+  log_.SetChecked(0, true);  // a banner row is skipped
+  RunSummary s = RunCheckedRows(log_, host_);
+  EXPECT_EQ(s.files, 1u);
+  EXPECT_EQ(log_.Text(fileRows[0], LogColumn::Ergebnis), L"Verschoben");
+  EXPECT_EQ(log_.Text(fileRows[1], LogColumn::Ergebnis), L"Verschoben, simuliert");
+  EXPECT_TRUE(FileExists(JoinPath(dir_ / L"Ziel", log_.Text(fileRows[0], 0))));
+  EXPECT_FALSE(FileExists(JoinPath(log_.Text(fileRows[0], 1), log_.Text(fileRows[0], 0))));
+}
+
+}  // namespace
+}  // namespace ablagix
