@@ -35,6 +35,8 @@ TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring
   // The copy grows under a temporary name and takes the target's name only when complete,
   // so a cancelled or failed copy never destroys a file it was meant to replace.
   const std::wstring temp = files_internal::AtomicTempName(target);
+  // Asked once up front as well: not every CopyFileExW calls the progress routine.
+  if (progress && !progress(0, 0)) return TransferResult::Cancelled;
   ProgressContext context{&progress};
   BOOL cancel = FALSE;
   if (!CopyFileExW(ApiPath(from).c_str(), temp.c_str(), OnProgress, &context, &cancel,

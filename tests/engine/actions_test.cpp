@@ -106,7 +106,7 @@ TEST_F(ActionsTest, ACancelledCopyLeavesNoPartialTargetAndKeepsTheOldOne) {
   ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\gross.bin", "alt"));
   host_.cancelCopies = true;
   EXPECT_EQ(Handle(dir_ / L"Quelle\\gross.bin", L"Kopieren", L"0").resultWord, L"Fehler!");
-  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\gross.bin"), "alt");
+  EXPECT_TRUE(ReadBytes(dir_ / L"Ziel\\gross.bin") == "alt");
   EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\gross.bin").size(), 3u << 20);
   FolderReader reader;  // no temporary file left behind
   ASSERT_TRUE(reader.Open(dir_ / L"Ziel"));
