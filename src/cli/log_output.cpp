@@ -1,7 +1,12 @@
 #include "cli/log_output.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <iterator>
 #include <vector>
+
+#include "cli/console.h"
 
 namespace ablagix::cli {
 namespace {
@@ -21,8 +26,14 @@ std::wstring Shorten(std::wstring text) {
 
 }  // namespace
 
-std::wstring FormatLog(const LogList& log, LogFormat format, std::size_t first) {
+void PrintLog(const LogList& log, LogFormat format, std::size_t first) {
   std::wstring out;
+  auto flushEvery = [&](std::size_t row) {
+    if (row % 256 == 255) {
+      WriteOut(out);
+      out.clear();
+    }
+  };
   if (format == LogFormat::Tsv) {
     for (std::size_t row = first; row < log.size(); ++row) {
       for (int c = 0; c < kLogColumnCount; ++c) {
@@ -32,33 +43,38 @@ std::wstring FormatLog(const LogList& log, LogFormat format, std::size_t first) 
         out += cell;
       }
       out += L'\n';
+      flushEvery(row);
     }
-    return out;
+    WriteOut(out);
+    return;
   }
-  std::vector<std::vector<std::wstring>> cells;
-  std::vector<size_t> widths;
-  std::vector<std::wstring> header;
-  for (LogColumn c : kTableColumns) header.emplace_back(kLogColumns[static_cast<size_t>(c)].text);
-  cells.push_back(header);
+  // Two passes over the list: widths first, then the lines, so no copy of the texts is kept.
+  constexpr size_t kColumns = std::size(kTableColumns);
+  std::array<size_t, kColumns> widths{};
+  auto cell = [&](std::size_t row, size_t i) {
+    return row == SIZE_MAX ? std::wstring(kLogColumns[static_cast<size_t>(kTableColumns[i])].text)
+                           : Shorten(log.Text(row, kTableColumns[i]));
+  };
+  for (size_t i = 0; i < kColumns; ++i) widths[i] = cell(SIZE_MAX, i).size();
   for (std::size_t row = first; row < log.size(); ++row) {
-    std::vector<std::wstring> line;
-    for (LogColumn c : kTableColumns) line.push_back(Shorten(log.Text(row, c)));
-    cells.push_back(std::move(line));
+    for (size_t i = 0; i < kColumns; ++i) widths[i] = std::max(widths[i], cell(row, i).size());
   }
-  for (const auto& line : cells) {
-    widths.resize(line.size());
-    for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
-  }
-  for (const auto& line : cells) {
+  auto line = [&](std::size_t row) {
     std::wstring text;
-    for (size_t i = 0; i < line.size(); ++i) {
-      text += line[i];
-      if (i + 1 < line.size()) text.append(widths[i] - line[i].size() + 2, L' ');
+    for (size_t i = 0; i < kColumns; ++i) {
+      const std::wstring value = cell(row, i);
+      text += value;
+      if (i + 1 < kColumns) text.append(widths[i] - value.size() + 2, L' ');
     }
     while (!text.empty() && text.back() == L' ') text.pop_back();
     out += text + L'\n';
+  };
+  line(SIZE_MAX);
+  for (std::size_t row = first; row < log.size(); ++row) {
+    line(row);
+    flushEvery(row);
   }
-  return out;
+  WriteOut(out);
 }
 
 }  // namespace ablagix::cli

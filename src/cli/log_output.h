@@ -11,7 +11,8 @@ namespace ablagix::cli {
 
 enum class LogFormat { Table, Tsv };
 
-// Rows from `first` to the end of the list.
-std::wstring FormatLog(const LogList& log, LogFormat format, std::size_t first = 0);
+// Writes rows from `first` to the end of the list to standard output, a few hundred rows at
+// a time, so a long log never has to exist twice in memory.
+void PrintLog(const LogList& log, LogFormat format, std::size_t first = 0);
 
 }  // namespace ablagix::cli

@@ -164,7 +164,7 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
   LogList log;
   const RunSummary summary = RunProfiles(profiles, r.simulate ? RunMode::Simulate : RunMode::Execute, host, log);
   host.EndProgress();
-  WriteOut(FormatLog(log, r.format));
+  PrintLog(log, r.format);
   if (summary.aborted) WriteErr(L"Abgebrochen.\n");
   return ExitCodeFor(summary);
 }
@@ -197,7 +197,7 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
     const RunSummary summary = RunProfiles(profiles, RunMode::Execute, host, log);
     timer.SetBusy(false);
     host.EndProgress();
-    WriteOut(FormatLog(log, r.format, first));
+    PrintLog(log, r.format, first);
     if (summary.errors > 0) exitCode = kExitFileError;
     if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
   }

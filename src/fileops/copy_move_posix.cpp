@@ -57,10 +57,10 @@ TransferResult CopyBytes(int in, int out, std::uint64_t total, const CopyProgres
   return TransferResult::Done;
 }
 
-}  // namespace
-
-TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring& to,
-                                    const CopyProgress& progress) {
+// `durable`: flushed to disk before it takes the target's name; needed when the source is
+// deleted afterwards, not for a copy that leaves the source in place.
+TransferResult CopyFile(const std::wstring& from, const std::wstring& to, const CopyProgress& progress,
+                        bool durable) {
   UniqueFd in(::open(files_internal::NativePath(from).c_str(), O_RDONLY | O_CLOEXEC));
   if (!in) return TransferResult::Failed;
   struct stat st;
@@ -75,7 +75,7 @@ TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring
     struct timespec times[2] = {st.st_atim, st.st_mtim};
     ::futimens(out.get(), times);
     ::fchmod(out.get(), st.st_mode & 07777);
-    if (::fsync(out.get()) != 0) result = TransferResult::Failed;
+    if (durable && ::fsync(out.get()) != 0) result = TransferResult::Failed;
   }
   if (::close(out.release()) != 0 && result == TransferResult::Done) result = TransferResult::Failed;
   if (result == TransferResult::Done && ::rename(temp.c_str(), target.c_str()) != 0) {
@@ -85,13 +85,20 @@ TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring
   return result;
 }
 
+}  // namespace
+
+TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring& to,
+                                    const CopyProgress& progress) {
+  return CopyFile(from, to, progress, false);
+}
+
 TransferResult MoveFileReplacing(const std::wstring& from, const std::wstring& to,
                                  const CopyProgress& progress) {
   const std::string source = files_internal::NativePath(from);
   if (::rename(source.c_str(), files_internal::NativePath(to).c_str()) == 0) return TransferResult::Done;
   if (errno != EXDEV) return TransferResult::Failed;
   // Another file system: copy completely, and only then remove the source.
-  TransferResult copied = CopyFileWithProgress(from, to, progress);
+  TransferResult copied = CopyFile(from, to, progress, true);
   if (copied != TransferResult::Done) return copied;
   if (::unlink(source.c_str()) != 0) return TransferResult::Failed;
   return TransferResult::Done;

@@ -13,8 +13,8 @@
 
 namespace ablagix {
 
-// An existing file opened for writing without truncating it. Nobody else may open it while
-// it is held, so no reader sees a half-overwritten state.
+// An existing file opened for writing without truncating it. On Windows nobody else may write
+// to it or delete it while it is held.
 class InPlaceFile {
  public:
   InPlaceFile();
@@ -41,6 +41,10 @@ class InPlaceFile {
   std::unique_ptr<Impl> impl_;
   std::uint32_t lastError_ = 0;
 };
+
+// True for a symbolic link or a junction (not for other reparse points such as cloud
+// placeholders, which hold the file's own data).
+bool IsSymbolicLink(const std::wstring& path);
 
 // Renames `from` to `to` (full paths). Fails with the "exists" error when `to` is taken,
 // rather than replacing it. `error` (optional) receives the system error code.

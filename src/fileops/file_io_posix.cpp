@@ -102,6 +102,11 @@ bool InPlaceFile::Flush() {
 
 void InPlaceFile::Close() { impl_->fd.reset(); }
 
+bool IsSymbolicLink(const std::wstring& path) {
+  struct stat st;
+  return ::lstat(NativePath(path).c_str(), &st) == 0 && S_ISLNK(st.st_mode);
+}
+
 bool RenameNoReplace(const std::wstring& from, const std::wstring& to, std::uint32_t* error) {
   const std::string source = NativePath(from);
   const std::string target = NativePath(to);

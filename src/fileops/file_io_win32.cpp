@@ -4,34 +4,15 @@
 
 #include <algorithm>
 
-#include "base/unique_handle.h"
 #include "fileops/file_io.h"
+#include "fileops/files_internal.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_handle.h"
 
 namespace ablagix {
 namespace {
 
-struct FileHandleTraits {
-  using Handle = HANDLE;
-  static HANDLE Invalid() { return INVALID_HANDLE_VALUE; }
-  static void Close(HANDLE h) { CloseHandle(h); }
-};
-using UniqueFile = UniqueHandle<FileHandleTraits>;
-
-std::wstring ApiPath(const std::wstring& path) {
-  if (path.starts_with(L"\\\\?\\")) return path;
-  std::wstring p = path;
-  for (auto& c : p) {
-    if (c == L'/') c = L'\\';
-  }
-  DWORD needed = GetFullPathNameW(p.c_str(), 0, nullptr, nullptr);
-  if (needed == 0) return p;
-  std::wstring full(needed, L'\0');
-  DWORD length = GetFullPathNameW(p.c_str(), needed, full.data(), nullptr);
-  if (length == 0 || length >= needed) return p;
-  full.resize(length);
-  return LongPathForm(full);
-}
+using files_internal::ApiPath;
 
 // Symbolic links and junctions: writing through them would reach another file. Other
 // reparse points (cloud placeholders, deduplicated files) hold the file's own data.
@@ -65,7 +46,9 @@ bool InPlaceFile::Open(const std::wstring& path) {
     lastError_ = ERROR_CANT_ACCESS_FILE;
     return false;
   }
-  impl_->file.reset(CreateFileW(api.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+  // Others may still read (they would only see bytes that are being destroyed anyway), but
+  // nobody may write or delete while the passes run.
+  impl_->file.reset(CreateFileW(api.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                 FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!impl_->file) {
     lastError_ = GetLastError();
@@ -121,6 +104,8 @@ bool InPlaceFile::Flush() {
 }
 
 void InPlaceFile::Close() { impl_->file.reset(); }
+
+bool IsSymbolicLink(const std::wstring& path) { return IsLink(ApiPath(path)); }
 
 bool RenameNoReplace(const std::wstring& from, const std::wstring& to, std::uint32_t* error) {
   // Without MOVEFILE_REPLACE_EXISTING the call fails when `to` exists.

@@ -18,6 +18,8 @@ std::wstring AtomicTempName(const std::wstring& path);
 // The path as the system calls take it. Windows: "/" made "\", made absolute, and in the
 // long-path form. POSIX: UTF-8 with "\" made "/".
 std::wstring ApiPath(const std::wstring& path);
+// Windows only: the absolute, normalised path with "\" separators, without the prefix.
+std::wstring FullPathText(const std::wstring& path);
 std::string NativePath(const std::wstring& path);
 
 }  // namespace ablagix::files_internal

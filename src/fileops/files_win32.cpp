@@ -4,27 +4,14 @@
 #include <windows.h>
 
 #include "base/text.h"
-#include "base/unique_handle.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_handle.h"
 
 namespace ablagix {
 namespace {
 
-struct FileHandleTraits {
-  using Handle = HANDLE;
-  static HANDLE Invalid() { return INVALID_HANDLE_VALUE; }
-  static void Close(HANDLE h) { CloseHandle(h); }
-};
-using UniqueFile = UniqueHandle<FileHandleTraits>;
-
-struct FindHandleTraits {
-  using Handle = HANDLE;
-  static HANDLE Invalid() { return INVALID_HANDLE_VALUE; }
-  static void Close(HANDLE h) { FindClose(h); }
-};
-using UniqueFind = UniqueHandle<FindHandleTraits>;
 
 FileTime ToFileTime(const FILETIME& ft) {
   return static_cast<FileTime>((static_cast<std::uint64_t>(ft.dwHighDateTime) << 32) |
@@ -35,8 +22,7 @@ FileTime ToFileTime(const FILETIME& ft) {
 
 namespace files_internal {
 
-std::wstring ApiPath(const std::wstring& path) {
-  if (path.starts_with(L"\\\\?\\")) return path;
+std::wstring FullPathText(const std::wstring& path) {
   std::wstring p = path;
   for (auto& c : p) {
     if (c == L'/') c = L'\\';
@@ -47,7 +33,12 @@ std::wstring ApiPath(const std::wstring& path) {
   DWORD length = GetFullPathNameW(p.c_str(), needed, full.data(), nullptr);
   if (length == 0 || length >= needed) return p;
   full.resize(length);
-  return LongPathForm(full);
+  return full;
+}
+
+std::wstring ApiPath(const std::wstring& path) {
+  if (path.starts_with(L"\\\\?\\")) return path;
+  return LongPathForm(FullPathText(path));
 }
 
 }  // namespace files_internal

@@ -1,0 +1,215 @@
+#include "fileops/shredder.h"
+
+#include <algorithm>
+#include <chrono>
+#include <random>
+#include <vector>
+
+#include "base/abort_flag.h"
+#include "base/text.h"
+#include "fileops/file_io.h"
+#include "fileops/files.h"
+#include "fileops/path_text.h"
+#include "profiles/language.h"
+
+namespace ablagix {
+namespace {
+
+bool g_shredAllReadOnly = false;
+
+// 59 characters: no "w", "U", "W" or "9", and "T" twice. The gaps and the doubled "T" are
+// intended; the random names must keep coming from exactly this set.
+constexpr std::wstring_view kNameAlphabet =
+    L"abcdefghijklmnopqrstuvxyzABCDEFGHIJKLMNOPQRTSTVXYZ012345678";
+static_assert(kNameAlphabet.size() == 59);
+
+constexpr std::uint8_t kPassFill[kShredPasses] = {0x00, 0xFF, 0xFF, 0x00};
+// The last write of a pass; only pass 3 differs from its full blocks. Pass 4 draws its own.
+constexpr std::uint8_t kPassTail[kShredPasses] = {0x00, 0xFF, 0x8C, 0x00};
+
+// Gives up on finding a free random name after this many taken ones.
+constexpr int kRenameAttempts = 32;
+
+std::uint32_t ClockSeed() {
+  auto ticks = std::chrono::high_resolution_clock::now().time_since_epoch().count();
+  auto wide = static_cast<std::uint64_t>(ticks);
+  return static_cast<std::uint32_t>(wide ^ (wide >> 32));
+}
+
+// A byte value 1..255 (the random fraction times 255, plus one): never 0, so the last pass
+// is never mistaken for the first.
+std::uint8_t RandomFill(std::mt19937& random) {
+  std::uniform_real_distribution<double> fraction(0.0, 1.0);
+  return static_cast<std::uint8_t>(static_cast<int>(fraction(random) * 255.0) + 1);
+}
+
+std::wstring PassText(const std::wstring& head, const std::wstring& name, int pass) {
+  return head + name + L"... " + NumberText(static_cast<std::uint64_t>(pass)) + L" von " +
+         NumberText(static_cast<std::uint64_t>(kShredPasses));
+}
+
+ShredResult Failure(std::wstring reason, std::uint32_t error, std::wstring leftOver) {
+  ShredResult r;
+  r.outcome = ShredOutcome::Failed;
+  r.reason = std::move(reason);
+  r.systemError = error;
+  r.leftOver = std::move(leftOver);
+  return r;
+}
+
+ShredResult Outcome(ShredOutcome outcome, std::wstring leftOver = {}) {
+  ShredResult r;
+  r.outcome = outcome;
+  r.leftOver = std::move(leftOver);
+  return r;
+}
+
+// Yes: this one and every later read-only file; No: this one only; anything else: none.
+bool MayShredReadOnly(const std::wstring& path, UiPort& ui) {
+  if (g_shredAllReadOnly) return true;
+  std::wstring text =
+      path + L"\r\n" +
+      LookupMessage(L"658",
+                    L"ist schreibgeschütz, sollen ' alle ' schreibgeschützten Dateien geschreddert "
+                    L"werden? Wenn nur diese eine schreibgeschützte Datei geschreddert werden soll "
+                    L"bestätigen Sie mit nein!");
+  switch (ui.ShowMessage(text, MessageIcon::Exclamation, MessageButtons::YesNoCancel)) {
+    case MessageAnswer::Yes:
+      g_shredAllReadOnly = true;
+      return true;
+    case MessageAnswer::No:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+bool ShredAllReadOnly() { return g_shredAllReadOnly; }
+void SetShredAllReadOnly(bool value) { g_shredAllReadOnly = value; }
+
+std::wstring RandomName(std::size_t length) {
+  std::wstring name;
+  name.reserve(length);
+  for (std::size_t i = 0; i < length; ++i) {
+    // A fresh clock seed per character: the name then says nothing about the random values
+    // that overwrote the file just before.
+    std::mt19937 random(ClockSeed());
+    std::uniform_real_distribution<double> fraction(0.0, 1.0);
+    auto index = static_cast<std::size_t>(fraction(random) * static_cast<double>(kNameAlphabet.size()));
+    name += kNameAlphabet[std::min(index, kNameAlphabet.size() - 1)];
+  }
+  return name;
+}
+
+ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress) {
+  std::uint32_t attributes = 0;
+  if (!GetAttributes(path, &attributes)) {
+    return Failure(L"Datei nicht gefunden", LastSystemError(), {});
+  }
+  if (attributes & kAttrDirectory) return Failure(L"Ist ein Ordner", 0, path);
+  // Overwriting through a link would destroy the content of a file elsewhere.
+  if (IsSymbolicLink(path)) return Failure(L"Ist eine Verknüpfung", 0, path);
+  if ((attributes & kAttrReadOnly) && !MayShredReadOnly(path, ui)) {
+    return Outcome(ShredOutcome::SkippedReadOnly, path);
+  }
+
+  // Archive only: read-only would refuse the writes, hidden and system the delete.
+  SetAttributes(path, kAttrArchive);
+  InPlaceFile file;
+  if (!file.Open(path)) {
+    std::uint32_t error = file.LastError();
+    SetAttributes(path, attributes);  // untouched, so it keeps what it had
+    return Failure(L"Datei lässt sich nicht öffnen", error, path);
+  }
+  std::uint64_t length = 0;
+  if (!file.Size(&length)) {
+    std::uint32_t error = file.LastError();
+    SetAttributes(path, attributes);
+    return Failure(L"Dateigröße unbekannt", error, path);
+  }
+
+  // Up to one block the pass is a single write, which counts as its final (partial) block.
+  const std::uint64_t fullBlocks = length <= kShredBlockSize ? 0 : length / kShredBlockSize;
+  const auto tail = static_cast<std::size_t>(length - fullBlocks * kShredBlockSize);
+
+  std::vector<std::uint8_t> zeros(kShredBlockSize, 0x00);
+  std::vector<std::uint8_t> ones(kShredBlockSize, 0xFF);
+  std::vector<std::uint8_t> scratch(kShredBlockSize);
+  std::mt19937 random(ClockSeed() ^ std::random_device{}());
+
+  const std::wstring head = LookupMessage(L"659", L"Überschreibe ");
+  const std::wstring name = NamePart(path);
+
+  auto stopRequested = [&ui] {
+    if (AbortRequested()) return true;
+    if (!ui.PollForAbort()) return false;
+    RequestAbort();  // Esc ends the caller's file loop too, not just this file
+    return true;
+  };
+
+  for (int pass = 1; pass <= kShredPasses; ++pass) {
+    const std::wstring text = PassText(head, name, pass);
+    std::uint64_t offset = 0;
+    auto write = [&](std::size_t size, bool isTail) -> bool {
+      const std::uint8_t* data;
+      if (pass == kShredPasses) {
+        std::fill_n(scratch.begin(), size, RandomFill(random));
+        data = scratch.data();
+      } else {
+        std::uint8_t fill = isTail ? kPassTail[pass - 1] : kPassFill[pass - 1];
+        data = fill == 0x00 ? zeros.data() : fill == 0xFF ? ones.data() : nullptr;
+        if (!data) {
+          std::fill_n(scratch.begin(), size, fill);
+          data = scratch.data();
+        }
+      }
+      if (!file.WriteAt(offset, data, size)) return false;
+      offset += size;
+      if (progress) progress({text, pass, offset, length});
+      return true;
+    };
+
+    for (std::uint64_t block = 0; block < fullBlocks; ++block) {
+      if (stopRequested()) return Outcome(ShredOutcome::Aborted, path);
+      if (!write(kShredBlockSize, false)) {
+        return Failure(L"Überschreiben fehlgeschlagen", file.LastError(), path);
+      }
+    }
+    if (tail > 0) {
+      if (stopRequested()) return Outcome(ShredOutcome::Aborted, path);
+      if (!write(tail, true)) {
+        return Failure(L"Überschreiben fehlgeschlagen", file.LastError(), path);
+      }
+    }
+    // Each pass must reach the disk: left in the cache, the passes would merge into the last
+    // one, and deleting the file could drop them before any was written.
+    if (length > 0 && !file.Flush()) {
+      return Failure(L"Überschreiben fehlgeschlagen", file.LastError(), path);
+    }
+  }
+  file.Close();
+
+  // The old name would otherwise survive in the folder's records; a random one takes its place.
+  // A taken name is never replaced: that file is not ours to destroy.
+  const std::wstring folder = FolderPart(path);
+  std::wstring renamed;
+  std::uint32_t error = 0;
+  for (int attempt = 0; attempt < kRenameAttempts && renamed.empty(); ++attempt) {
+    std::wstring candidate = folder + RandomName(6);
+    if (RenameNoReplace(path, candidate, &error)) {
+      renamed = std::move(candidate);
+    } else if (!IsAlreadyExistsError(error)) {
+      break;
+    }
+  }
+  if (renamed.empty()) return Failure(L"Umbenennen fehlgeschlagen", error, path);
+
+  if (!RemoveFile(renamed)) {
+    return Failure(L"Löschen fehlgeschlagen", LastSystemError(), renamed);
+  }
+  return Outcome(ShredOutcome::Shredded);
+}
+
+}  // namespace ablagix

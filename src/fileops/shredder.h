@@ -1,0 +1,69 @@
+// The shredder: destroys a file's content before deleting it. The file is overwritten in four
+// passes (0x00, 0xFF, 0xFF with a 0x8C tail, one random byte value per block), renamed in its
+// folder to a random six-character name, and deleted. Esc stops it between two blocks.
+//
+//   ShredResult r = ShredFile(L"D:\\Alt\\konto.pdf", ui, [&](const ShredProgress& p) {
+//     waitWindow.SetText(p.text);
+//   });
+//   if (!r.Succeeded()) log.Add(..., r.reason);
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "base/ui_port.h"
+
+namespace ablagix {
+
+inline constexpr std::size_t kShredBlockSize = 32768;
+inline constexpr int kShredPasses = 4;
+
+enum class ShredOutcome {
+  Shredded,         // overwritten, renamed and deleted
+  SkippedReadOnly,  // read-only and the question was cancelled; the file is untouched
+  Aborted,          // Esc or the abort flag; the file stays, partly overwritten, under its name
+  Failed,           // see `reason`
+};
+
+struct ShredResult {
+  ShredOutcome outcome = ShredOutcome::Failed;
+  // For Failed: a short German reason for the log row ("Löschen fehlgeschlagen").
+  std::wstring reason;
+  // The system error code behind a failure, 0 when there is none.
+  std::uint32_t systemError = 0;
+  // Where the file is after Aborted or Failed when it still exists: its own path, or the
+  // random name when only the final delete failed. Empty when the file is gone.
+  std::wstring leftOver;
+
+  bool Succeeded() const { return outcome == ShredOutcome::Shredded; }
+};
+
+struct ShredProgress {
+  // "Überschreibe konto.pdf... 2 von 4": the file name and the current pass.
+  std::wstring_view text;
+  int pass = 0;                       // 1 .. kShredPasses
+  std::uint64_t passBytesWritten = 0;  // of this pass, after the write just done
+  std::uint64_t fileLength = 0;
+};
+
+// Called after every block written, so the wait window can repaint.
+using ShredProgressFn = std::function<void(const ShredProgress&)>;
+
+// Shreds one file. A read-only file is only shredded after asking (message 658) unless
+// "all" was answered before; its attributes are then reset to "archive" only. Between blocks
+// `ui.PollForAbort()` and the process-wide abort flag are checked; Esc also sets the flag, so
+// the caller's file loop stops as well.
+ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress = {});
+
+// The answer memory of the read-only question: set by "Ja" (shred all read-only files), kept
+// until the program ends. The setter is for start-up and tests.
+bool ShredAllReadOnly();
+void SetShredAllReadOnly(bool value);
+
+// A random name of `length` characters from the shredder's alphabet.
+std::wstring RandomName(std::size_t length);
+
+}  // namespace ablagix
