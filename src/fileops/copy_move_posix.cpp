@@ -94,6 +94,7 @@ TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring
 
 TransferResult MoveFileReplacing(const std::wstring& from, const std::wstring& to,
                                  const CopyProgress& progress) {
+  if (progress && !progress(0, 0)) return TransferResult::Cancelled;
   const std::string source = files_internal::NativePath(from);
   if (::rename(source.c_str(), files_internal::NativePath(to).c_str()) == 0) return TransferResult::Done;
   if (errno != EXDEV) return TransferResult::Failed;

@@ -59,6 +59,7 @@ TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring
 
 TransferResult MoveFileReplacing(const std::wstring& from, const std::wstring& to,
                                  const CopyProgress& progress) {
+  if (progress && !progress(0, 0)) return TransferResult::Cancelled;
   ProgressContext context{&progress};
   // With copy allowed the system copies across volumes and deletes the source only after
   // the copy succeeded.

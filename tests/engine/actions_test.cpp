@@ -130,3 +130,66 @@ TEST_F(ActionsTest, WhenEveryNumberIsTakenNothingIsOverwritten) {
 
 }  // namespace
 }  // namespace ablagix
+
+namespace ablagix {
+namespace {
+
+// A folder on another file system than the temporary folder, or "" when there is none.
+std::wstring OtherVolumeFolder() {
+#ifdef _WIN32
+  const std::wstring shm = L"Z:\\dev\\shm";
+#else
+  const std::wstring shm = L"/dev/shm";
+#endif
+  return FolderExists(shm) ? shm : L"";
+}
+
+TEST_F(ActionsTest, AMoveToAnotherVolumeKeepsTheSourceUntilTheCopyIsComplete) {
+  const std::wstring other = OtherVolumeFolder();
+  if (other.empty()) GTEST_SKIP() << "no second file system here";
+  test::TempDir guard;  // unique name below the other volume
+  const std::wstring target = JoinPath(other, NamePart(guard.path()));
+  const std::wstring file = dir_ / L"Quelle\\weit weg.bin";
+  ASSERT_TRUE(WriteBytes(file, std::string(100000, 'w')));
+
+  host_.cancelCopies = true;  // the copy fails: the source must stay whole
+  EXPECT_EQ(Handle(file, L"Verschieben", L"1", RunMode::Execute, target).resultWord, L"Fehler!");
+  EXPECT_EQ(ReadBytes(file).size(), 100000u);
+  EXPECT_FALSE(FileExists(JoinPath(target, L"weit weg.bin")));
+
+  host_.cancelCopies = false;
+  EXPECT_EQ(Handle(file, L"Verschieben", L"1", RunMode::Execute, target).resultWord, L"Verschoben");
+  EXPECT_FALSE(FileExists(file));
+  EXPECT_EQ(ReadBytes(JoinPath(target, L"weit weg.bin")).size(), 100000u);
+  test::RemoveTree(target);
+}
+
+TEST_F(ActionsTest, EveryActionWorksOnPathsBeyondTwoHundredSixtyCharacters) {
+  std::wstring deep = L"Quelle";
+  for (int i = 0; i < 6; ++i) deep += L"\\" + std::wstring(40, static_cast<wchar_t>(L'p' + i)) + L"\u00fc";
+  const std::wstring target = dir_ / (deep + L"\\Ziel \u00e4");
+  ASSERT_GT(target.size(), 280u);
+  for (const wchar_t* name : {L"kopie.txt", L"weg.txt", L"papierkorb.txt", L"schredder.txt"}) {
+    ASSERT_TRUE(WriteBytes(dir_ / (deep + L"\\" + name), "inhalt"));
+  }
+  auto at = [&](const wchar_t* name) { return dir_ / (deep + L"\\" + name); };
+  EXPECT_EQ(Handle(at(L"kopie.txt"), L"Kopieren", L"1", RunMode::Execute, target).resultWord, L"Kopiert");
+  EXPECT_EQ(Handle(at(L"kopie.txt"), L"Kopieren", L"1", RunMode::Execute, target).resultWord, L"Kopiert");
+  EXPECT_EQ(ReadBytes(JoinPath(target, L"kopie(1).txt")), "inhalt");
+  EXPECT_EQ(Handle(at(L"weg.txt"), L"Verschieben", L"1", RunMode::Execute, target).resultWord, L"Verschoben");
+  EXPECT_EQ(ReadBytes(JoinPath(target, L"weg.txt")), "inhalt");
+  EXPECT_EQ(Handle(at(L"schredder.txt"), L"L\u00f6schenS", L"").resultWord, L"Gel\u00f6scht S");
+  EXPECT_FALSE(PathExists(at(L"schredder.txt")));
+  EXPECT_EQ(Handle(JoinPath(target, L"weg.txt"), L"L\u00f6schenX", L"").resultWord, L"Gel\u00f6scht X");
+  const std::wstring recycled = Handle(at(L"papierkorb.txt"), L"L\u00f6schenP", L"").resultWord;
+  // The recycle bin either takes the file or reports the failure; it never loses it.
+  if (recycled == L"Fehler!") {
+    EXPECT_TRUE(FileExists(at(L"papierkorb.txt")));
+  } else {
+    EXPECT_EQ(recycled, L"Gel\u00f6scht P");
+    EXPECT_FALSE(PathExists(at(L"papierkorb.txt")));
+  }
+}
+
+}  // namespace
+}  // namespace ablagix

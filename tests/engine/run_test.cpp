@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "engine/engine_test_host.h"
+#include "engine/scan.h"
 #include "fileops/path_text.h"
 #include "test_support.h"
 
@@ -137,6 +140,51 @@ TEST_F(RunTest, CheckedRowsAreHandledAgainFromTheirOwnValues) {
   EXPECT_EQ(log_.Text(fileRows[1], LogColumn::Ergebnis), L"Verschoben, simuliert");
   EXPECT_TRUE(FileExists(JoinPath(dir_ / L"Ziel", log_.Text(fileRows[0], 0))));
   EXPECT_FALSE(FileExists(JoinPath(log_.Text(fileRows[0], 1), log_.Text(fileRows[0], 0))));
+}
+
+}  // namespace
+}  // namespace ablagix
+
+namespace ablagix {
+namespace {
+
+// Every file below `root` with its size, last-write time and content.
+std::map<std::wstring, std::string> Snapshot(const std::wstring& root) {
+  std::map<std::wstring, std::string> files;
+  ScanRequest request;
+  request.folder = root;
+  request.includeSubfolders = true;
+  RunFileList list;
+  ScanState state;
+  ScanFolder(request, &list, &state);
+  for (const auto& f : list) {
+    files[f.path] = std::to_string(f.lastWrite) + "|" + ReadBytes(f.path);
+  }
+  return files;
+}
+
+TEST_F(RunTest, ASimulationOfEveryActionLeavesTheDiskByteForByteUnchanged) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\IMG_1.jpg", "alt"));
+  ASSERT_TRUE(SetAttributes(dir_ / L"Eingang\\notiz.txt", kAttrReadOnly));
+  const auto before = Snapshot(dir_.path());
+  std::vector<Profile> profiles;
+  for (const wchar_t* aktion : {L"Kopieren", L"Verschieben", L"L\u00f6schenP", L"L\u00f6schenX",
+                                L"L\u00f6schenS", L"Benachrichtigen"}) {
+    Profile p = Copy(aktion, dir_ / L"Eingang", dir_ / L"Ziel\\%DateGAYYYY%\\neu");
+    p.Filter = L"Alles";
+    p.Aktion = aktion;
+    p.OrdnerStruktur = L"1";
+    profiles.push_back(p);
+  }
+  host_.timerRunning = true;
+  RunSummary s = RunProfiles(profiles, RunMode::Simulate, host_, log_);
+  EXPECT_EQ(s.files, 18u);
+  EXPECT_EQ(s.errors, 0u);
+  EXPECT_TRUE(host_.notifications.empty());
+  EXPECT_TRUE(host_.ui_.shown.empty());
+  EXPECT_EQ(Snapshot(dir_.path()), before);
+  EXPECT_FALSE(FolderExists(dir_ / L"Ziel\\2025"));
+  SetAttributes(dir_ / L"Eingang\\notiz.txt", kAttrNormal);
 }
 
 }  // namespace
