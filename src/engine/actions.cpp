@@ -29,9 +29,13 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
                           const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
   const bool move = Is(spec.aktion, kAktionVerschieben);
   ActionResult result;
-  if (mode == RunMode::Execute && !FolderExists(targetFolder) && !CreateFolders(targetFolder)) {
-    result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
-    return result;
+  // Files of one run mostly share their target folder; it is checked once, not per file.
+  if (mode == RunMode::Execute && targetFolder != state.lastTargetFolder) {
+    if (!FolderExists(targetFolder) && !CreateFolders(targetFolder)) {
+      result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
+      return result;
+    }
+    state.lastTargetFolder = targetFolder;
   }
   std::wstring target = JoinPath(targetFolder, NamePart(path));
   const std::wstring_view policy = Trim(spec.kollision);

@@ -38,6 +38,7 @@ class ActionHost {
 struct RunState {
   bool notified = false;                // the notify balloon was shown in this run
   std::set<std::wstring> changedFolders;  // told to the shell when the run ends
+  std::wstring lastTargetFolder;          // known to exist
 };
 
 struct ActionResult {

@@ -16,6 +16,8 @@ namespace {
 
 
 
+// Kernel copies take big steps (fewer calls); the buffer of the fallback stays moderate.
+constexpr size_t kKernelChunk = 8 << 20;
 constexpr size_t kChunk = 1 << 20;
 
 // Copies the bytes of `in` to `out`, kernel-side where the file systems allow it.
@@ -27,7 +29,7 @@ TransferResult CopyBytes(int in, int out, std::uint64_t total, const CopyProgres
     if (progress && !progress(done, total)) return TransferResult::Cancelled;
     ssize_t n = -1;
     if (kernelCopy) {
-      n = ::copy_file_range(in, nullptr, out, nullptr, kChunk, 0);
+      n = ::copy_file_range(in, nullptr, out, nullptr, kKernelChunk, 0);
       if (n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
         kernelCopy = false;
         continue;
@@ -65,11 +67,20 @@ TransferResult CopyFile(const std::wstring& from, const std::wstring& to, const 
   if (!in) return TransferResult::Failed;
   struct stat st;
   if (::fstat(in.get(), &st) != 0 || !S_ISREG(st.st_mode)) return TransferResult::Failed;
-  // The copy grows under a temporary name and takes the target's name only when complete.
   const std::string target = files_internal::NativePath(to);
-  const std::string temp = files_internal::NativePath(files_internal::AtomicTempName(to));
-  UniqueFd out(::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, (st.st_mode & 07777) | S_IWUSR));
-  if (!out) return TransferResult::Failed;
+  const mode_t mode = (st.st_mode & 07777) | S_IWUSR;
+  // A new name is written directly: O_EXCL makes sure it is still new, and a failed copy is
+  // simply removed again. A file that is being replaced stays whole until the copy is
+  // complete under a temporary name and takes its place in one rename.
+  std::string temp;
+  UniqueFd out(::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+  if (!out) {
+    if (errno != EEXIST) return TransferResult::Failed;
+    temp = files_internal::NativePath(files_internal::AtomicTempName(to));
+    out.reset(::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!out) return TransferResult::Failed;
+  }
+  const std::string& written = temp.empty() ? target : temp;
   TransferResult result = CopyBytes(in.get(), out.get(), static_cast<std::uint64_t>(st.st_size), progress);
   if (result == TransferResult::Done) {
     struct timespec times[2] = {st.st_atim, st.st_mtim};
@@ -78,10 +89,10 @@ TransferResult CopyFile(const std::wstring& from, const std::wstring& to, const 
     if (durable && ::fsync(out.get()) != 0) result = TransferResult::Failed;
   }
   if (::close(out.release()) != 0 && result == TransferResult::Done) result = TransferResult::Failed;
-  if (result == TransferResult::Done && ::rename(temp.c_str(), target.c_str()) != 0) {
+  if (result == TransferResult::Done && !temp.empty() && ::rename(temp.c_str(), target.c_str()) != 0) {
     result = TransferResult::Failed;
   }
-  if (result != TransferResult::Done) ::unlink(temp.c_str());
+  if (result != TransferResult::Done) ::unlink(written.c_str());
   return result;
 }
 

@@ -31,15 +31,27 @@ DWORD CALLBACK OnProgress(LARGE_INTEGER total, LARGE_INTEGER done, LARGE_INTEGER
 
 TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring& to,
                                     const CopyProgress& progress) {
+  const std::wstring source = ApiPath(from);
   const std::wstring target = ApiPath(to);
-  // The copy grows under a temporary name and takes the target's name only when complete,
-  // so a cancelled or failed copy never destroys a file it was meant to replace.
-  const std::wstring temp = files_internal::AtomicTempName(target);
   // Asked once up front as well: not every CopyFileExW calls the progress routine.
   if (progress && !progress(0, 0)) return TransferResult::Cancelled;
   ProgressContext context{&progress};
   BOOL cancel = FALSE;
-  if (!CopyFileExW(ApiPath(from).c_str(), temp.c_str(), OnProgress, &context, &cancel,
+  // A new name is written directly (the system refuses if it appeared meanwhile), and a
+  // failed copy is removed again.
+  if (CopyFileExW(source.c_str(), target.c_str(), OnProgress, &context, &cancel,
+                  COPY_FILE_RESTARTABLE | COPY_FILE_FAIL_IF_EXISTS)) {
+    return TransferResult::Done;
+  }
+  const DWORD error = GetLastError();
+  if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) {
+    DeleteFileW(target.c_str());
+    return context.cancelled ? TransferResult::Cancelled : TransferResult::Failed;
+  }
+  // A file that is being replaced stays whole: the copy grows under a temporary name and
+  // takes the target's name only when complete.
+  const std::wstring temp = files_internal::AtomicTempName(target);
+  if (!CopyFileExW(source.c_str(), temp.c_str(), OnProgress, &context, &cancel,
                    COPY_FILE_RESTARTABLE)) {
     DeleteFileW(temp.c_str());
     return context.cancelled ? TransferResult::Cancelled : TransferResult::Failed;
