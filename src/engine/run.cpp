@@ -108,8 +108,11 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     row.kollision = profile.Kollision;
     row.zipName = profile.ZipName;
     row.metadaten = profile.Metadaten;
-    row.quell2 = file.path;
-    row.ziel2 = result.targetFile;
+    // The second columns carry only what the others do not already say, so a long log
+    // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
+    const bool renamed = !result.targetFile.empty() && NamePart(result.targetFile) != name;
+    row.quell2 = L"";
+    row.ziel2 = renamed ? std::wstring_view(result.targetFile) : std::wstring_view();
     log.AppendFile(row);
     ++summary.files;
     if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;

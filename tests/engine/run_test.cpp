@@ -81,8 +81,9 @@ TEST_F(RunTest, TargetsUsePathVariablesAndRebuildTheFolderStructure) {
     const LogRowAction a = log_.ActionOf(r);
     EXPECT_EQ(a.aktion, L"Kopieren");
     EXPECT_EQ(a.kollision, L"1");
-    EXPECT_TRUE(FileExists(a.quell2));
-    EXPECT_TRUE(FileExists(a.ziel2));
+    EXPECT_TRUE(FileExists(JoinPath(a.pfad, a.datei)));
+    EXPECT_TRUE(FileExists(JoinPath(a.zielpfad, a.datei)));
+    EXPECT_EQ(a.ziel2, L"");  // not numbered
   }
 }
 
