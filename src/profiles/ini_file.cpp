@@ -61,9 +61,13 @@ std::wstring OneLine(std::wstring_view value) {
 
 IniFile IniFile::Load(const std::wstring& path) {
   std::string bytes;
-  if (!ReadFileBytes(path, &bytes)) bytes.clear();
+  const bool read = ReadFileBytes(path, &bytes);
+  if (!read) bytes.clear();
   IniFile ini = FromBytes(path, bytes);
   if (bytes.empty()) ini.encoding_ = TextEncoding::Utf16Le;
+  // A file that is there but cannot be read (locked, no permission) reads as defaults, but
+  // must never be replaced by what little this object knows of it.
+  ini.unreadable_ = !read && PathExists(path);
   return ini;
 }
 
@@ -264,6 +268,7 @@ std::string IniFile::Serialize() const {
 }
 
 bool IniFile::Save() {
+  if (unreadable_) return false;
   std::string bytes = Serialize();
   if (!WriteFileAtomic(path_, bytes)) return false;
   if (encoding_ == TextEncoding::Ansi && bytes.size() >= 2 && bytes[0] == '\xFF' && bytes[1] == '\xFE') {

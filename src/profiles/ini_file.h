@@ -50,7 +50,8 @@ class IniFile {
   // Removes the section with all its lines (every section of that name).
   void DeleteSection(std::wstring_view section);
 
-  // Writes the file atomically. False when it could not be written; the old file stays.
+  // Writes the file atomically. False when it could not be written, or when the file existed
+  // but could not be read at Load(); the old file stays in both cases.
   bool Save();
   // The bytes Save() would write.
   std::string Serialize() const;
@@ -77,6 +78,7 @@ class IniFile {
   TextEncoding encoding_ = TextEncoding::Utf16Le;
   std::wstring newline_ = L"\r\n";
   bool finalNewline_ = true;
+  bool unreadable_ = false;
   std::vector<Line> lines_;
   std::unordered_map<std::wstring, size_t> sectionIndex_;  // folded name -> first header
 };

@@ -155,6 +155,10 @@ TEST(IniFile, ASaveThatCannotBeWrittenReportsFailure) {
   IniFile ini = IniFile::Load(dir / L"fehlender Ordner\\x.ini");
   ini.SetString(L"S", L"k", L"v");
   EXPECT_FALSE(ini.Save());
+  // Something that exists but cannot be read is never replaced by a file of a few new keys.
+  ASSERT_TRUE(CreateFolders(dir / L"ordner.ini"));
+  EXPECT_FALSE(WriteIniString(dir / L"ordner.ini", L"S", L"k", L"v"));
+  EXPECT_TRUE(FolderExists(dir / L"ordner.ini"));
 }
 
 TEST(IniFile, GarbageAndBinaryJunkLoadWhatTheyCan) {

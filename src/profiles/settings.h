@@ -1,0 +1,99 @@
+// The program's own settings: section "AblagixForm" of "AblagixSetting.ini".
+//
+// Every key has a default that stands in for a missing key, a missing file or a value that
+// cannot be read. AppSettings holds the typed values read at start-up; the shut-down writes
+// back the ones it owns. Settings that change on the settings page (fonts, colours, the zip and
+// autostart options) are written there at once with WriteAppSetting.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "profiles/window_rect.h"
+
+namespace ablagix {
+
+inline constexpr std::wstring_view kSettingsSection = L"AblagixForm";
+
+struct SettingKey {
+  const wchar_t* key;
+  const wchar_t* defaultValue;
+};
+// Every key of the section with its default. "Position" has none of its own: the window's
+// current rectangle stands in for it.
+extern const std::array<SettingKey, 34> kSettingKeys;
+// The default of `key` (case-insensitive); "" for a key not in the table.
+std::wstring_view SettingDefault(std::wstring_view key);
+
+// "Option5" stores the position of the chosen report format.
+enum class ReportFormat { Text = 0, Csv = 1, Html = 2, Pdf = 3 };
+// The format of the four option buttons (Text, CSV, HTML, PDF): the first of Text, PDF, HTML
+// that is selected, otherwise CSV.
+ReportFormat ReportFormatFromButtons(bool text, bool csv, bool html, bool pdf);
+
+enum class WindowShowState { Normal = 0, Maximised = 2 };
+
+struct ListFont {
+  std::wstring name = L"Tahoma";
+  int size = 9;  // points
+  bool bold = false;
+  bool italic = false;
+};
+
+// Colours are Windows colour numbers: red in the lowest byte.
+struct AppSettings {
+  std::wstring IniPfad;  // the profile file last loaded; "" for the default one
+  bool TimerSystray = false;
+  bool CheckBox15 = false;  // clear the log after every fifth timed run
+  bool CheckBox16 = true;   // pad text exports with blanks
+  bool CheckBox17 = false;  // save the log automatically into LogPath
+  bool Check17 = true;      // reports with header line
+  bool Check1 = true;       // coloured reports
+  ReportFormat Option5 = ReportFormat::Text;
+  int TimerIntervall = 0;  // position in the interval list, 0 is the prompt
+  std::uint32_t BackColor1 = 12645114;
+  std::uint32_t BackColor2 = 12713429;
+  std::uint32_t ForeColor1 = 0;
+  std::uint32_t ForeColor2 = 0;
+  std::array<ListFont, 2> fonts;  // FontName0..FontItalic0, FontName1..FontItalic1
+  std::optional<WindowRect> Position;  // twips; nullopt when missing or unreadable
+  WindowShowState WindowState = WindowShowState::Normal;
+  bool AXRun = false;
+  bool AXCreateEXE = false;
+  bool AXZipHolePath = false;
+  int Kommastelle = 7;  // decimal places kept of GPS coordinates
+  std::wstring Lat;
+  std::wstring Lon;
+  std::wstring RefPicture;
+  std::wstring Delimeter = L";";
+  std::wstring LogPath;
+  // Column order of the profile list; empty unless the stored order names every column once.
+  std::vector<int> HeaderPosition;
+};
+
+// Reads the keys in the order the start-up applies them.
+AppSettings ReadAppSettings(const std::wstring& settingsFile);
+
+// What closing the main window writes, in this order: WindowState and Position (only when the
+// window is not minimised, so a minimised close keeps the last real placement), TimerIntervall,
+// TimerSystray, CheckBox15, CheckBox16, CheckBox17, Check17, Check1, Delimeter, Option5, LogPath,
+// HeaderPosition. All in one atomic write.
+bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& settings,
+                           bool minimised);
+
+// One key of the section, for the settings written the moment they change.
+std::wstring ReadAppSetting(const std::wstring& settingsFile, std::wstring_view key);
+bool WriteAppSetting(const std::wstring& settingsFile, std::wstring_view key,
+                     std::wstring_view value);
+// FontName<n>, FontSize<n>, FontBold<n>, FontItalic<n> of list view `which` (0 or 1).
+bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& font);
+
+// The value texts: flags are "1"/"0", font styles "True"/"False".
+std::wstring FlagText(bool on);
+std::wstring TrueFalseText(bool on);
+
+}  // namespace ablagix
