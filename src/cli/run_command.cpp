@@ -12,7 +12,10 @@
 #include "engine/run.h"
 #include "engine/timer_model.h"
 #include "fileops/files.h"
+#include "fileops/path_text.h"
+#include "log/log_save.h"
 #include "profiles/profile.h"
+#include "profiles/settings.h"
 
 namespace ablagix::cli {
 namespace {
@@ -101,8 +104,9 @@ bool ParseRunArguments(const std::vector<std::wstring>& args, bool timer, RunArg
     *error = L"Bitte das Intervall mit --interval MINUTEN angeben.";
     return false;
   }
-  if (!r->exportFile.empty()) {
-    *error = L"--export: Die Berichtsausgabe ist in dieser Version noch nicht verf\u00fcgbar.";
+  if (!r->exportFile.empty() && !ReportFormatForPath(r->exportFile)) {
+    *error = L"--export: Unbekannte Dateiendung bei \"" + r->exportFile +
+             L"\" (erlaubt: .txt, .csv, .html, .pdf).";
     return false;
   }
   return true;
@@ -166,6 +170,23 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
   host.EndProgress();
   PrintLog(log, r.format);
   if (summary.aborted) WriteErr(L"Abgebrochen.\n");
+  if (!r.exportFile.empty()) {
+    // The report uses the program's own export settings (separator, header, colours).
+    const ReportFormat format = *ReportFormatForPath(r.exportFile);
+    const std::wstring folder = FolderPart(r.exportFile);
+    if (!folder.empty()) CreateFolders(folder);
+    // A Ctrl+C that ended the run leaves the flag set; the report of what was done is still
+    // wanted, and a second Ctrl+C stops a text export.
+    ClearAbort();
+    const ReportOptions report = ReportOptionsFrom(ReadAppSettings(folders.SettingsFilePath));
+    if (!WriteLogReport(log, r.exportFile, format, report, host.Now(), host.ui(), nullptr)) {
+      // The PDF writer has said so itself.
+      if (format != ReportFormat::Pdf) {
+        WriteErr(L"Konnte den Bericht nicht speichern: " + r.exportFile + L"\n");
+      }
+      return kExitFileError;
+    }
+  }
   return ExitCodeFor(summary);
 }
 

@@ -1,0 +1,251 @@
+#include "app/app_ui.h"
+
+#include <commctrl.h>
+#include <commdlg.h>
+#include <shlobj.h>
+
+#include <vector>
+
+#include "app/resource_ids.h"
+#include "base/text.h"
+#include "profiles/ini_file.h"
+
+namespace ablagix::app {
+namespace {
+
+// "Name|pattern|..." becomes the NUL-separated, double-NUL-terminated form of the dialogs.
+std::wstring DialogFilter(const std::wstring& filter) {
+  std::wstring out = filter;
+  for (auto& c : out) {
+    if (c == L'|') c = L'\0';
+  }
+  out.push_back(L'\0');
+  out.push_back(L'\0');
+  return out;
+}
+
+struct InputArgs {
+  const std::wstring* title;
+  const std::wstring* prompt;
+  std::wstring text;
+};
+
+INT_PTR CALLBACK InputProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  auto* args = reinterpret_cast<InputArgs*>(GetWindowLongPtrW(dialog, DWLP_USER));
+  switch (message) {
+    case WM_INITDIALOG:
+      args = reinterpret_cast<InputArgs*>(lParam);
+      SetWindowLongPtrW(dialog, DWLP_USER, lParam);
+      SetWindowTextW(dialog, args->title->c_str());
+      SetDlgItemTextW(dialog, IDC_INPUT_PROMPT, args->prompt->c_str());
+      SetDlgItemTextW(dialog, IDC_INPUT_TEXT, args->text.c_str());
+      SendDlgItemMessageW(dialog, IDC_INPUT_TEXT, EM_SETSEL, 0, -1);
+      return TRUE;
+    case WM_COMMAND:
+      if (LOWORD(wParam) == IDOK) {
+        int length = GetWindowTextLengthW(GetDlgItem(dialog, IDC_INPUT_TEXT));
+        std::wstring text(static_cast<size_t>(length) + 1, L'\0');
+        GetDlgItemTextW(dialog, IDC_INPUT_TEXT, text.data(), length + 1);
+        text.resize(static_cast<size_t>(length));
+        args->text = text;
+        EndDialog(dialog, IDOK);
+        return TRUE;
+      }
+      if (LOWORD(wParam) == IDCANCEL) {
+        EndDialog(dialog, IDCANCEL);
+        return TRUE;
+      }
+      break;
+  }
+  return FALSE;
+}
+
+class WindowsUi : public AppUi {
+ public:
+  explicit WindowsUi(HINSTANCE instance) : instance_(instance) {}
+
+  MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon,
+                            MessageButtons buttons) override {
+    UINT flags = 0;
+    switch (icon) {
+      case MessageIcon::Information: flags |= MB_ICONINFORMATION; break;
+      case MessageIcon::Exclamation: flags |= MB_ICONEXCLAMATION; break;
+      case MessageIcon::Critical: flags |= MB_ICONERROR; break;
+      case MessageIcon::Question: flags |= MB_ICONQUESTION; break;
+    }
+    switch (buttons) {
+      case MessageButtons::Ok: flags |= MB_OK; break;
+      case MessageButtons::OkCancel: flags |= MB_OKCANCEL; break;
+      case MessageButtons::YesNo: flags |= MB_YESNO; break;
+      case MessageButtons::YesNoCancel: flags |= MB_YESNOCANCEL; break;
+    }
+    switch (MessageBoxW(owner_, text.c_str(), L"Ablagix", flags)) {
+      case IDYES: return MessageAnswer::Yes;
+      case IDNO: return MessageAnswer::No;
+      case IDCANCEL: return MessageAnswer::Cancel;
+      default: return MessageAnswer::Ok;
+    }
+  }
+
+  std::optional<std::wstring> OpenFile(const FileDialogArgs& args) override {
+    return FileDialog(args, false);
+  }
+  std::optional<std::wstring> SaveFile(const FileDialogArgs& args) override {
+    return FileDialog(args, true);
+  }
+
+  std::optional<std::wstring> ChooseFolder(const std::wstring& title) override {
+    BROWSEINFOW info{};
+    info.hwndOwner = owner_;
+    info.lpszTitle = title.c_str();
+    info.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
+    PIDLIST_ABSOLUTE list = SHBrowseForFolderW(&info);
+    if (!list) return std::nullopt;
+    std::vector<wchar_t> path(32768);
+    bool ok = SHGetPathFromIDListEx(list, path.data(), static_cast<DWORD>(path.size()), GPFIDL_DEFAULT);
+    CoTaskMemFree(list);
+    if (!ok) return std::nullopt;
+    return std::wstring(path.data());
+  }
+
+  std::optional<std::wstring> AskText(const std::wstring& title, const std::wstring& prompt,
+                                      const std::wstring& initial) override {
+    InputArgs args{&title, &prompt, initial};
+    if (DialogBoxParamW(instance_, MAKEINTRESOURCEW(IDD_INPUT), owner_, InputProc,
+                        reinterpret_cast<LPARAM>(&args)) != IDOK) {
+      return std::nullopt;
+    }
+    return args.text;
+  }
+
+  bool ChooseFontFor(LOGFONTW* font) override {
+    CHOOSEFONTW choose{};
+    choose.lStructSize = sizeof choose;
+    choose.hwndOwner = owner_;
+    choose.lpLogFont = font;
+    choose.Flags = CF_SCREENFONTS | CF_INITTOLOGFONTSTRUCT | CF_NOVERTFONTS;
+    return ChooseFontW(&choose) != FALSE;
+  }
+
+  bool ChooseColorFor(COLORREF* color) override {
+    static COLORREF custom[16] = {};
+    CHOOSECOLORW choose{};
+    choose.lStructSize = sizeof choose;
+    choose.hwndOwner = owner_;
+    choose.rgbResult = *color;
+    choose.lpCustColors = custom;
+    choose.Flags = CC_RGBINIT | CC_FULLOPEN;
+    if (!ChooseColorW(&choose)) return false;
+    *color = choose.rgbResult;
+    return true;
+  }
+
+ private:
+  std::optional<std::wstring> FileDialog(const FileDialogArgs& args, bool save) {
+    std::vector<wchar_t> path(32768, L'\0');
+    args.suggestedName.copy(path.data(), std::min(args.suggestedName.size(), path.size() - 1));
+    std::wstring filter = DialogFilter(args.filter);
+    OPENFILENAMEW ofn{};
+    ofn.lStructSize = sizeof ofn;
+    ofn.hwndOwner = owner_;
+    ofn.lpstrFilter = filter.c_str();
+    ofn.lpstrFile = path.data();
+    ofn.nMaxFile = static_cast<DWORD>(path.size());
+    ofn.lpstrTitle = args.title.empty() ? nullptr : args.title.c_str();
+    ofn.lpstrInitialDir = args.folder.empty() ? nullptr : args.folder.c_str();
+    ofn.lpstrDefExt = args.defaultExtension.empty() ? nullptr : args.defaultExtension.c_str();
+    ofn.Flags = OFN_EXPLORER | OFN_HIDEREADONLY |
+                (save ? OFN_OVERWRITEPROMPT : OFN_FILEMUSTEXIST | OFN_PATHMUSTEXIST);
+    BOOL ok = save ? GetSaveFileNameW(&ofn) : GetOpenFileNameW(&ofn);
+    if (!ok) return std::nullopt;
+    return std::wstring(path.data());
+  }
+
+  HINSTANCE instance_;
+};
+
+class ScriptedUi : public AppUi {
+ public:
+  ScriptedUi(std::wstring answers, std::wstring record)
+      : answersFile_(std::move(answers)), recordFile_(std::move(record)) {}
+
+  MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon,
+                            MessageButtons buttons) override {
+    static const wchar_t* kIcons[] = {L"Information", L"Exclamation", L"Critical", L"Question"};
+    Record(L"MESSAGE|" + std::wstring(kIcons[static_cast<int>(icon)]) + L"|" + text);
+    std::optional<std::wstring> answer = NextAnswer();
+    bool asks = buttons == MessageButtons::YesNo || buttons == MessageButtons::YesNoCancel;
+    if (answer == L"No") return MessageAnswer::No;
+    if (answer == L"Cancel") return MessageAnswer::Cancel;
+    return asks ? MessageAnswer::Yes : MessageAnswer::Ok;
+  }
+  std::optional<std::wstring> OpenFile(const FileDialogArgs& args) override { return Path(args.title); }
+  std::optional<std::wstring> SaveFile(const FileDialogArgs& args) override { return Path(args.title); }
+  std::optional<std::wstring> ChooseFolder(const std::wstring& title) override { return Path(title); }
+  std::optional<std::wstring> AskText(const std::wstring& title, const std::wstring&,
+                                      const std::wstring&) override {
+    return Path(title);
+  }
+  bool ChooseFontFor(LOGFONTW*) override { return Path(L"Schriftart").has_value(); }
+  bool ChooseColorFor(COLORREF*) override { return Path(L"Farbe").has_value(); }
+
+ private:
+  std::optional<std::wstring> Path(const std::wstring& title) {
+    Record(L"DIALOG|" + title);
+    std::optional<std::wstring> answer = NextAnswer();
+    if (!answer || *answer == L"Cancel") return std::nullopt;
+    return answer;
+  }
+
+  std::optional<std::wstring> NextAnswer() {
+    std::string bytes;
+    if (!ReadWhole(answersFile_, &bytes)) return std::nullopt;
+    std::wstring text = FromUtf8(bytes);
+    if (text.starts_with(L'\xFEFF')) text.erase(0, 1);  // an editor's byte-order mark
+    size_t end = text.find(L'\n');
+    std::wstring line = text.substr(0, end);
+    if (!line.empty() && line.back() == L'\r') line.pop_back();
+    std::wstring rest = end == std::wstring::npos ? L"" : text.substr(end + 1);
+    WriteWhole(answersFile_, ToUtf8(rest), CREATE_ALWAYS);
+    if (line.empty() && end == std::wstring::npos) return std::nullopt;
+    return line;
+  }
+
+  void Record(const std::wstring& line) {
+    WriteWhole(recordFile_, ToUtf8(line) + "\n", OPEN_ALWAYS);
+  }
+
+  static bool ReadWhole(const std::wstring& path, std::string* out) {
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    char buffer[4096];
+    DWORD got = 0;
+    while (ReadFile(file, buffer, sizeof buffer, &got, nullptr) && got > 0) out->append(buffer, got);
+    CloseHandle(file);
+    return true;
+  }
+
+  // CREATE_ALWAYS replaces the file, OPEN_ALWAYS appends to it.
+  static void WriteWhole(const std::wstring& path, const std::string& bytes, DWORD disposition) {
+    HANDLE file = CreateFileW(path.c_str(), disposition == OPEN_ALWAYS ? FILE_APPEND_DATA : GENERIC_WRITE,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return;
+    DWORD written = 0;
+    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    CloseHandle(file);
+  }
+
+  std::wstring answersFile_;
+  std::wstring recordFile_;
+};
+
+}  // namespace
+
+std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance) { return std::make_unique<WindowsUi>(instance); }
+
+std::unique_ptr<AppUi> MakeScriptedUi(std::wstring answersFile, std::wstring recordFile) {
+  return std::make_unique<ScriptedUi>(std::move(answersFile), std::move(recordFile));
+}
+
+}  // namespace ablagix::app

@@ -1,0 +1,52 @@
+// What the window asks of a person: message boxes titled "Ablagix", file and folder choosers,
+// a short text prompt, font and colour dialogs. The normal implementation shows the system
+// dialogs; the test implementation answers from a script file and records every question, so
+// the GUI tests run without anybody at the screen.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/ui_port.h"
+
+namespace ablagix::app {
+
+struct FileDialogArgs {
+  std::wstring title;
+  std::wstring filter;  // "Name|pattern|Name|pattern", as the dialogs list them
+  std::wstring folder;  // start folder, "" for the system's choice
+  std::wstring suggestedName;
+  std::wstring defaultExtension;
+};
+
+class AppUi : public UiPort {
+ public:
+  void SetOwner(HWND owner) { owner_ = owner; }
+  HWND owner() const { return owner_; }
+
+  virtual std::optional<std::wstring> OpenFile(const FileDialogArgs& args) = 0;
+  virtual std::optional<std::wstring> SaveFile(const FileDialogArgs& args) = 0;
+  virtual std::optional<std::wstring> ChooseFolder(const std::wstring& title) = 0;
+  virtual std::optional<std::wstring> AskText(const std::wstring& title, const std::wstring& prompt,
+                                              const std::wstring& initial) = 0;
+  virtual bool ChooseFontFor(LOGFONTW* font) = 0;
+  virtual bool ChooseColorFor(COLORREF* color) = 0;
+
+ protected:
+  HWND owner_ = nullptr;
+};
+
+// The system dialogs.
+std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
+
+// Answers come from `answersFile`, one per line, taken from the top: "Yes", "No", "Ok",
+// "Cancel" for message boxes, a path or text for the choosers ("Cancel" cancels them), and
+// "Ok"/"Cancel" for font and colour dialogs. A missing answer means Yes/Ok resp. cancel.
+// Every question is appended to `recordFile` as one UTF-8 line: "MESSAGE|<icon>|<text>" or
+// "DIALOG|<title>".
+std::unique_ptr<AppUi> MakeScriptedUi(std::wstring answersFile, std::wstring recordFile);
+
+}  // namespace ablagix::app

@@ -1,0 +1,147 @@
+// Control numbers of the main window and the test messages. The GUI test drives the window
+// through these, so they are part of the program's testable surface.
+#pragma once
+
+namespace ablagix::app {
+
+enum ControlId : int {
+  kIdTabs = 100,
+
+  // "Profile ausführen"
+  kIdProfileList = 200,
+  kIdProfileFileCaption,
+  kIdProfileFileLabel,
+  kIdRun,
+  kIdSimulate,
+  kIdTimer,
+
+  // "Profile bearbeiten"
+  kIdDescriptionLabel = 300,
+  kIdDescription,
+  kIdSourceGroup,
+  kIdSourceLabel,
+  kIdSource,
+  kIdSourceBrowse,
+  kIdSubfolders,
+  kIdBlockLabel,
+  kIdBlockList,
+  kIdBlockAdd,
+  kIdBlockRemove,
+  kIdConditionGroup,
+  kIdNameOn,
+  kIdName,
+  kIdNameClear,
+  kIdExcludeNameOn,
+  kIdExcludeName,
+  kIdTextOn,
+  kIdText,
+  kIdTextWarning,
+  kIdIncludeOn,
+  kIdInclude,
+  kIdIncludeMask,
+  kIdExcludeOn,
+  kIdExclude,
+  kIdDateOn,
+  kIdDateKind,
+  kIdDateComparator,
+  kIdDateAmount,
+  kIdDateUnit,
+  kIdSizeOn,
+  kIdSizeComparator,
+  kIdSizeAmount,
+  kIdSizeUnit,
+  kIdMetadataOn,
+  kIdCombo10,  // the metadata field list
+  kIdMetadataComparator,
+  kIdMetadataValue,
+  kIdMatchCase,
+  kIdActionGroup,
+  kIdActionFirst,  // six consecutive numbers, in the order of the action choices
+  kIdTargetGroup = kIdActionFirst + 6,
+  kIdTargetLabel,
+  kIdTxtName,  // the target folder
+  kIdTargetBrowse,
+  kIdTokenDates,
+  kIdTokenFile,
+  kIdTokenExif,
+  kIdTokenAudio,
+  kIdTokenDocuments,
+  kIdTokenVersion,
+  kIdFolderStructure,
+  kIdCollisionGroup,
+  kIdCollisionFirst,  // three consecutive numbers, in screen order
+  kIdZipGroup = kIdCollisionFirst + 3,
+  kIdZipSeparate,
+  kIdZipOne,
+  kIdTextBox6,  // the name of the single zip archive
+  kIdNewProfile,
+  kIdSaveProfile,
+  kIdDeleteProfiles,
+  kIdLoadProfileFile,
+  kIdCreateProfileFile,
+
+  // "Einstellungen"
+  kIdFilterGroup = 500,
+  kIdFilterTable,
+  kIdFilterNameLabel,
+  kIdFilterName,
+  kIdFilterMaskLabel,
+  kIdFilterMask,
+  kIdFilterInsert,
+  kIdFilterDelete,
+  kIdFilterUp,
+  kIdFilterDown,
+  kIdFilterSave,
+  kIdTimerGroup,
+  kIdTimerInterval,
+  kIdTimerInfo,
+  kIdTimerSystray,
+  kIdTimerClearLog,
+  kIdReportGroup,
+  kIdReportFirst,  // four consecutive numbers: Text, CSV, HTML, PDF
+  kIdReportHeader = kIdReportFirst + 4,
+  kIdReportColoured,
+  kIdReportPad,
+  kIdCsvLabel,
+  kIdCsvSeparator,
+  kIdAutoSave,
+  kIdLogPath,
+  kIdLogPathBrowse,
+  kIdListsGroup,
+  kIdFont0,
+  kIdFont1,
+  kIdBackColor1,
+  kIdForeColor1,
+  kIdBackColor2,
+  kIdForeColor2,
+  kIdColorSample1,
+  kIdColorSample2,
+  kIdZipOptionsGroup,
+  kIdZipHolePath,
+  kIdZipCreateExe,
+  kIdGeneralGroup,
+  kIdAutostart,
+  kIdDecimalsLabel,
+  kIdDecimals,
+  kIdDecimalsSpin,
+  kIdLatLabel,
+  kIdLat,
+  kIdLonLabel,
+  kIdLon,
+  kIdReferencePicture,
+  kIdSaveCoordinates,
+
+  // "Log-Dateien"
+  kIdLogList = 700,
+
+  // Menu commands of the target token menus: group * 100 + entry.
+  kIdTokenMenuBase = 1000,
+};
+
+// WM_COPYDATA requests that only a window started with --test-ui accepts.
+inline constexpr unsigned long kCopyDataScreenshot = 0xAB01;  // UTF-16 path of a PNG to write
+inline constexpr unsigned long kCopyDataSelectTab = 0xAB02;   // tab number as decimal text
+
+inline constexpr wchar_t kMainWindowClass[] = L"AblagixMainWindow";
+
+}  // namespace ablagix::app

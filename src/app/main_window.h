@@ -1,0 +1,130 @@
+// The main window: the four tabs, the profile list, the profile editor and the settings page.
+//
+// The window holds no rules of its own: the editor's behaviour lives in ProfileEditor, saving
+// in SaveTheProfil, the settings in AppSettings. This class copies values between those and
+// the controls, and decides when to ask the user.
+#pragma once
+
+#include <windows.h>
+#include <commctrl.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "app/app_ui.h"
+#include "app/layout.h"
+#include "profiles/filter_list.h"
+#include "profiles/profile.h"
+#include "profiles/profile_editor.h"
+#include "profiles/settings.h"
+#include "profiles/settings_store.h"
+
+namespace ablagix::app {
+
+struct StartOptions {
+  std::wstring profilesFile;  // --profiles: start with this profile file
+  std::wstring configFolder;  // --config-dir: the settings folder
+  bool testUi = false;        // --test-ui: accept the test requests (screenshots, tab switch)
+};
+
+enum Page { kRunPage = 0, kEditorPage = 1, kSettingsPage = 2, kLogPage = 3, kPageCount = 4 };
+
+class MainWindow {
+ public:
+  MainWindow(HINSTANCE instance, StartOptions options, AppUi& ui);
+  ~MainWindow();
+  MainWindow(const MainWindow&) = delete;
+  MainWindow& operator=(const MainWindow&) = delete;
+
+  bool Create(int showCommand);
+  // Keyboard navigation between controls and Ctrl+Tab between the tabs.
+  bool PreTranslate(MSG* message);
+
+ private:
+  static LRESULT CALLBACK WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+  static LRESULT CALLBACK PageProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+  LRESULT Handle(UINT message, WPARAM wParam, LPARAM lParam);
+  HWND Item(int id) const;
+
+  // --- main_window.cpp: frame, tabs, start-up and shut-down
+  void BuildFrame();
+  void Relayout();
+  void ApplyDpi(int dpi);
+  void SelectTab(int page);
+  void StartUp();
+  void RestorePosition();
+  void ShutDown();
+  LRESULT OnCopyData(const COPYDATASTRUCT* data);
+  void OnMinMaxInfo(MINMAXINFO* info) const;
+
+  // --- run_page.cpp: profile list and run buttons
+  void BuildRunPage();
+  void BuildLogPage();
+  void SetProfileFile(const std::wstring& path, const std::wstring& label);
+  // Reads the profile file into the list; `keepChecks` keeps the check marks by name.
+  void ReloadProfiles(bool keepChecks, const std::wstring& select = {});
+  std::vector<std::wstring> CheckedProfileNames() const;
+  void ApplyListFont(int which);
+  void OnRunButton(bool simulate);
+  void OnTimerButton();
+  LRESULT OnProfileListNotify(NMHDR* header);
+  LRESULT OnListCustomDraw(NMLVCUSTOMDRAW* draw);
+
+  // --- editor_page.cpp
+  void BuildEditorPage();
+  void EditorToControls();
+  void ControlsToEditor();
+  void ShowConditionSwitches();
+  void OnEditorCommand(int id, int code);
+  bool SaveProfile();
+  bool askIfSaveProfil();
+  void NewProfile();
+  void DeleteProfiles();
+  void LoadProfileFile();
+  void CreateProfileFile();
+  void ShowTokenMenu(int buttonId);
+  void InsertToken(int commandId);
+  void FillNameHistory();
+  void FillIncludeList();
+  void ShowIncludeMask();
+  static LRESULT CALLBACK TextBox6Proc(HWND window, UINT message, WPARAM wParam, LPARAM lParam,
+                                      UINT_PTR id, DWORD_PTR self);
+
+  // --- settings_page.cpp
+  void BuildSettingsPage();
+  void SettingsToControls();
+  void ControlsToSettings();
+  void OnSettingsCommand(int id, int code);
+  void FillFilterTable();
+  void OnFilterSelection();
+  void ChooseListFont(int which);
+  void ChooseRowColor(int id);
+
+  HINSTANCE instance_;
+  StartOptions options_;
+  AppUi& ui_;
+  HWND window_ = nullptr;
+  HWND tabs_ = nullptr;
+  HWND tooltip_ = nullptr;
+  std::array<HWND, kPageCount> pages_{};
+  std::array<Layout, kPageCount> layouts_;
+  FontMetrics metrics_;
+  std::array<HFONT, 2> listFonts_{};
+  int currentPage_ = kRunPage;
+  bool shuttingDown_ = false;
+
+  SettingsFolders folders_;
+  AppSettings settings_;
+  std::wstring profileFile_;
+  std::vector<Profile> profiles_;
+  bool fillingList_ = false;
+
+  ProfileEditor editor_;
+  std::vector<std::wstring> nameHistory_;
+  std::wstring filterList_;
+  std::vector<FilterRow> filterRows_;
+  bool fillingFilters_ = false;
+};
+
+}  // namespace ablagix::app

@@ -1,0 +1,13 @@
+// The size every page is designed for, in dialog units; the window never gets smaller.
+#pragma once
+
+namespace ablagix::app {
+
+inline constexpr int kPageWidth = 600;
+inline constexpr int kPageHeight = 326;
+inline constexpr int kMargin = 7;
+inline constexpr int kButtonWidth = 74;
+inline constexpr int kButtonHeight = 14;
+inline constexpr int kEditHeight = 12;
+
+}  // namespace ablagix::app

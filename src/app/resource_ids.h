@@ -1,0 +1,7 @@
+// Resource numbers shared by app.rc and the code.
+#pragma once
+
+#define IDI_ABLAGIX 1
+#define IDD_INPUT 100
+#define IDC_INPUT_PROMPT 101
+#define IDC_INPUT_TEXT 102

@@ -1,0 +1,109 @@
+#include "log/export_text.h"
+
+#include <algorithm>
+#include <array>
+
+#include "base/abort_flag.h"
+#include "base/ui_port.h"
+#include "fileops/files.h"
+#include "log/export_buffer.h"
+
+namespace ablagix {
+namespace {
+
+int ExportedColumnCount(int trailingColumns) {
+  return std::clamp(kLogColumnCount - trailingColumns + 1, 0, kLogColumnCount);
+}
+
+// Only the columns of varying length are aligned; the others have short texts of about the
+// same length and are written as they are.
+bool IsPaddedColumn(int column) {
+  return column == static_cast<int>(LogColumn::Datei) ||
+         column == static_cast<int>(LogColumn::Pfad) ||
+         column == static_cast<int>(LogColumn::Zielpfad);
+}
+
+class LineWriter {
+ public:
+  LineWriter(Utf16LeBuffer& out, std::wstring_view separator, bool fixedWidth,
+             const std::array<std::size_t, kLogColumnCount>& widths)
+      : out_(out), separator_(separator), fixedWidth_(fixedWidth), widths_(widths) {}
+
+  void Cell(int column, std::wstring_view text) {
+    if (column > 0) {
+      if (fixedWidth_) {
+        out_.Append(L' ');
+      } else {
+        out_.Append(separator_);
+      }
+    }
+    out_.Append(text);
+    if (fixedWidth_ && IsPaddedColumn(column)) {
+      const std::size_t length = CharacterCount(text);
+      if (length < widths_[column]) out_.AppendRepeated(L' ', widths_[column] - length);
+    }
+  }
+  void EndLine() { out_.Append(L"\r\n"); }
+
+ private:
+  Utf16LeBuffer& out_;
+  std::wstring_view separator_;
+  bool fixedWidth_;
+  const std::array<std::size_t, kLogColumnCount>& widths_;
+};
+
+}  // namespace
+
+std::string TextExportBytes(const LogList& log, const TextExportOptions& options, UiPort* ui,
+                            ExportProgress* progress) {
+  const int columns = ExportedColumnCount(options.trailingColumns);
+  const bool fixedWidth = options.separator == kSeparatorFixedWidth;
+  const std::wstring_view separator = options.separator == kSeparatorTab
+                                          ? std::wstring_view(L"\t")
+                                          : std::wstring_view(options.separator);
+
+  // The header counts too, so that its words line up with the values below them.
+  std::array<std::size_t, kLogColumnCount> widths{};
+  if (fixedWidth) {
+    for (int c = 0; c < columns; ++c) {
+      if (!IsPaddedColumn(c)) continue;
+      if (options.header) widths[c] = CharacterCount(kLogColumns[c].text);
+      for (std::size_t row = 0; row < log.size(); ++row) {
+        widths[c] = std::max(widths[c], CharacterCount(log.Text(row, c)));
+      }
+    }
+  }
+
+  Utf16LeBuffer out;
+  constexpr std::size_t kSampleRows = 1000;  // the rows that the final size is guessed from
+  out.Reserve((std::min(log.size(), kSampleRows) + 1) * 120);
+  LineWriter line(out, separator, fixedWidth, widths);
+  if (options.header) {
+    for (int c = 0; c < columns; ++c) line.Cell(c, kLogColumns[c].text);
+    line.EndLine();
+  }
+
+  if (progress) progress->Start(log.size());
+  for (std::size_t row = 0; row < log.size(); ++row) {
+    for (int c = 0; c < columns; ++c) line.Cell(c, log.Text(row, c));
+    line.EndLine();
+    if (row + 1 == kSampleRows) out.ReserveByRate(row + 1, log.size());
+    if (progress) progress->Advance(row + 1);
+    if (options.allowCancel && ((ui && ui->PollForAbort()) || AbortRequested())) {
+      out.Append(L"\r\n");
+      out.Append(kExportAborted);
+      break;
+    }
+  }
+  if (progress) progress->Reset();
+  return out.Take();
+}
+
+bool WriteTextExport(const LogList& log, const std::wstring& path, const TextExportOptions& options,
+                     UiPort* ui, ExportProgress* progress) {
+  // The bytes are already UTF-16LE, so they go to the atomic writer directly instead of
+  // through WriteTextFile, which would need the text once more as a wide string.
+  return WriteFileAtomic(path, TextExportBytes(log, options, ui, progress));
+}
+
+}  // namespace ablagix

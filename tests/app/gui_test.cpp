@@ -1,0 +1,420 @@
+// Drives the real Ablagix window by window messages, as a user would click it, and checks the
+// controls, the profile file and the questions asked. Saves a screenshot of every tab.
+//
+//   ablagix_gui_test ABLAGIX_EXE WORK_FOLDER
+//
+// The program runs with --test-ui: its message boxes and file choosers answer from a script
+// file that this test writes, and every question lands in a record file that it reads.
+#include <windows.h>
+#include <commctrl.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "app/control_ids.h"
+
+using namespace ablagix::app;
+
+namespace {
+
+int g_failures = 0;
+HWND g_main = nullptr;
+HANDLE g_process = nullptr;
+std::wstring g_work;
+
+std::string Utf8(const std::wstring& text) {
+  int n = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
+  std::string out(static_cast<size_t>(n), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), out.data(), n, nullptr, nullptr);
+  return out;
+}
+std::wstring Wide(const std::string& text) {
+  int n = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), nullptr, 0);
+  std::wstring out(static_cast<size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), out.data(), n);
+  return out;
+}
+
+void Check(bool ok, const std::wstring& what) {
+  std::printf("%s %s\n", ok ? "ok  " : "FAIL", Utf8(what).c_str());
+  if (!ok) ++g_failures;
+}
+void CheckEq(const std::wstring& actual, const std::wstring& expected, const std::wstring& what) {
+  Check(actual == expected, what + L": \"" + actual + L"\" (erwartet \"" + expected + L"\")");
+}
+
+// Linux paths from CTest become Wine's Z: drive.
+std::wstring WindowsPath(std::wstring path) {
+  if (!path.empty() && path[0] == L'/') path = L"Z:" + path;
+  for (auto& c : path) {
+    if (c == L'/') c = L'\\';
+  }
+  return path;
+}
+
+void WriteFileText(const std::wstring& path, const std::wstring& text) {
+  std::string bytes = "\xEF\xBB\xBF" + Utf8(text);
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  DWORD written = 0;
+  WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  CloseHandle(file);
+}
+
+std::wstring ReadFileText(const std::wstring& path) {
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                            0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return {};
+  std::string bytes;
+  char buffer[4096];
+  DWORD got = 0;
+  while (ReadFile(file, buffer, sizeof buffer, &got, nullptr) && got > 0) bytes.append(buffer, got);
+  CloseHandle(file);
+  if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF && static_cast<unsigned char>(bytes[1]) == 0xFE) {
+    return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data() + 2), (bytes.size() - 2) / 2);
+  }
+  if (bytes.rfind("\xEF\xBB\xBF", 0) == 0) bytes.erase(0, 3);
+  return Wide(bytes);
+}
+
+// The text of one INI section, "" when it is missing.
+std::wstring Section(const std::wstring& file, const std::wstring& name) {
+  std::wstring text = ReadFileText(file);
+  size_t start = text.find(L"[" + name + L"]");
+  if (start == std::wstring::npos) return {};
+  size_t end = text.find(L"\n[", start + 1);
+  return text.substr(start, end == std::wstring::npos ? std::wstring::npos : end - start);
+}
+bool Has(const std::wstring& text, const std::wstring& part) { return text.find(part) != std::wstring::npos; }
+
+struct Finder {
+  int id;
+  HWND found;
+};
+BOOL CALLBACK FindChild(HWND window, LPARAM data) {
+  auto* finder = reinterpret_cast<Finder*>(data);
+  if (GetDlgCtrlID(window) == finder->id && GetWindowLongPtrW(window, GWL_STYLE) & WS_CHILD) {
+    wchar_t name[64] = {};
+    GetClassNameW(window, name, 64);
+    if (lstrcmpiW(name, L"AblagixPage") != 0) {
+      finder->found = window;
+      return FALSE;
+    }
+  }
+  return TRUE;
+}
+HWND Control(int id) {
+  Finder finder{id, nullptr};
+  EnumChildWindows(g_main, FindChild, reinterpret_cast<LPARAM>(&finder));
+  return finder.found;
+}
+
+std::wstring Text(int id) {
+  HWND window = Control(id);
+  wchar_t buffer[2048] = {};
+  SendMessageW(window, WM_GETTEXT, 2048, reinterpret_cast<LPARAM>(buffer));
+  return buffer;
+}
+void SetTextOf(int id, const std::wstring& text) {
+  SendMessageW(Control(id), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
+}
+bool IsOn(int id) { return SendMessageW(Control(id), BM_GETCHECK, 0, 0) == BST_CHECKED; }
+// A click as the button reports it to its window.
+void Click(int id) {
+  HWND button = Control(id);
+  SendMessageW(GetParent(button), WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(button));
+}
+int Rows() { return static_cast<int>(SendMessageW(Control(kIdProfileList), LVM_GETITEMCOUNT, 0, 0)); }
+
+// List view messages carry pointers, so the item goes into the program's own memory.
+void SetItemState(int row, UINT state, UINT mask) {
+  LVITEMW item{};
+  item.stateMask = mask;
+  item.state = state;
+  void* remote = VirtualAllocEx(g_process, nullptr, sizeof item, MEM_COMMIT, PAGE_READWRITE);
+  WriteProcessMemory(g_process, remote, &item, sizeof item, nullptr);
+  SendMessageW(Control(kIdProfileList), LVM_SETITEMSTATE, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(remote));
+  VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
+}
+void SelectRow(int row) {
+  SetItemState(-1, 0, LVIS_SELECTED);
+  SetItemState(row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+}
+void CheckRow(int row, bool on) { SetItemState(row, INDEXTOSTATEIMAGEMASK(on ? 2 : 1), LVIS_STATEIMAGEMASK); }
+
+bool CopyData(unsigned long kind, const std::wstring& text) {
+  COPYDATASTRUCT data{kind, static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)),
+                      const_cast<wchar_t*>(text.c_str())};
+  return SendMessageW(g_main, WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&data)) != 0;
+}
+bool SelectTab(int page) { return CopyData(kCopyDataSelectTab, std::to_wstring(page)); }
+void Screenshot(const std::wstring& name) {
+  std::wstring path = g_work + L"\\screenshots\\" + name;
+  Check(CopyData(kCopyDataScreenshot, path), L"Bildschirmfoto " + name);
+}
+
+std::wstring Answers() { return g_work + L"\\answers.txt"; }
+std::wstring Record() { return g_work + L"\\record.txt"; }
+void Answer(const std::wstring& lines) { WriteFileText(Answers(), lines); }
+// What the program asked since the last call.
+std::wstring TakeRecord() {
+  std::wstring text = ReadFileText(Record());
+  DeleteFileW(Record().c_str());
+  return text;
+}
+
+PROCESS_INFORMATION g_started{};
+
+// Starts Ablagix.exe with the scripted dialogs and waits for its main window.
+bool Launch(const std::wstring& exe, const std::wstring& arguments) {
+  std::wstring command = L"\"" + exe + L"\" " + arguments + L" --test-ui \"" + Answers() + L"\" \"" + Record() + L"\"";
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  g_main = nullptr;
+  if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &g_started)) {
+    std::printf("FAIL Ablagix.exe startet nicht (%lu)\n", GetLastError());
+    return false;
+  }
+  g_process = g_started.hProcess;
+  WaitForInputIdle(g_process, 20000);
+  for (int i = 0; i < 200 && !g_main; ++i) {
+    g_main = FindWindowW(kMainWindowClass, L"Ablagix");
+    if (!g_main) Sleep(100);
+  }
+  if (!g_main) {
+    std::printf("FAIL Hauptfenster erscheint nicht\n");
+    TerminateProcess(g_process, 1);
+    return false;
+  }
+  Sleep(300);
+  return true;
+}
+
+// Closes the window as the user would and waits for the program to end.
+void Close() {
+  PostMessageW(g_main, WM_CLOSE, 0, 0);
+  bool ended = WaitForSingleObject(g_process, 20000) == WAIT_OBJECT_0;
+  Check(ended, L"Programm beendet");
+  if (!ended) TerminateProcess(g_process, 1);
+  CloseHandle(g_started.hThread);
+  CloseHandle(g_started.hProcess);
+  g_process = nullptr;
+}
+
+// The column order of the profile list, read through the program's memory.
+std::vector<int> ColumnOrder() {
+  std::vector<int> order(19);
+  void* remote = VirtualAllocEx(g_process, nullptr, order.size() * sizeof(int), MEM_COMMIT, PAGE_READWRITE);
+  SendMessageW(Control(kIdProfileList), LVM_GETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(remote));
+  ReadProcessMemory(g_process, remote, order.data(), order.size() * sizeof(int), nullptr);
+  VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
+  return order;
+}
+void SetColumnOrder(std::vector<int> order) {
+  void* remote = VirtualAllocEx(g_process, nullptr, order.size() * sizeof(int), MEM_COMMIT, PAGE_READWRITE);
+  WriteProcessMemory(g_process, remote, order.data(), order.size() * sizeof(int), nullptr);
+  SendMessageW(Control(kIdProfileList), LVM_SETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(remote));
+  VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  if (argc < 3) {
+    std::printf("usage: ablagix_gui_test ABLAGIX_EXE WORK_FOLDER\n");
+    return 2;
+  }
+  const std::wstring exe = WindowsPath(argv[1]);
+  g_work = WindowsPath(argv[2]);
+  // The work folder and every missing parent (a fresh build tree has none of them).
+  for (size_t at = g_work.find(L'\\', 3); ; at = g_work.find(L'\\', at + 1)) {
+    CreateDirectoryW(g_work.substr(0, at).c_str(), nullptr);
+    if (at == std::wstring::npos) break;
+  }
+  CreateDirectoryW((g_work + L"\\screenshots").c_str(), nullptr);
+  CreateDirectoryW((g_work + L"\\Quelle").c_str(), nullptr);
+  const std::wstring config = g_work + L"\\config";
+  CreateDirectoryW(config.c_str(), nullptr);
+  DeleteFileW((config + L"\\AblagixSetting.ini").c_str());
+  // Two stored filters, shared with Kramdock in "Opt.ini".
+  WriteFileText(config + L"\\Opt.ini", L"[Dateifilter1]\r\nFilter=Bilder,Dokumente\r\n0Mask=.jpg,.png,.gif\r\n"
+                                        L"1Mask=.pdf,.docx,.odt\r\n");
+  DeleteFileW(Record().c_str());
+  DeleteFileW(Answers().c_str());
+  const std::wstring source = g_work + L"\\Quelle";
+  const std::wstring profiles = g_work + L"\\Profile.ini";
+  WriteFileText(profiles,
+                L"[Alte Dateien]\r\nQuelle=" + source + L"\r\nUnterverzeich=1\r\nOrdnerStruktur=0\r\n"
+                L"Filter=Alles\r\nFiledate=GA<30D\r\nFileSize=>10MB\r\nAktion=Verschieben\r\nZiel=D:\\Archiv\r\n"
+                L"Kollision=2\r\nCase=0\r\nMetadaten=%Model%;=Canon\r\nZippen=0\r\n"
+                L"[Kamera]\r\nQuelle=" + source + L"\r\nUnterverzeich=0\r\nOrdnerStruktur=0\r\nFilter=Bilder\r\n"
+                L"Aktion=Kopieren\r\nZiel=D:\\Fotos\\%DateGAYYYY%\r\nKollision=1\r\nCase=0\r\n"
+                L"Metadaten=%Model%;Canon\r\nZippen=0\r\n"
+                L"[Dritte]\r\nQuelle=" + source + L"\r\nUnterverzeich=0\r\nOrdnerStruktur=0\r\nFilter=Alles\r\n"
+                L"Aktion=L\u00f6schenP\r\nCase=0\r\nZippen=0\r\n");
+  const std::wstring other = g_work + L"\\Andere.ini";
+  WriteFileText(other, L"[Andere]\r\nQuelle=" + source + L"\r\nFilter=Alles\r\nAktion=Kopieren\r\nZiel=D:\\x\r\n");
+  const std::wstring created = g_work + L"\\AXProfilDatei.ini";
+  DeleteFileW(created.c_str());
+
+  if (!Launch(exe, L"--profiles \"" + profiles + L"\" --config-dir \"" + config + L"\"")) return 1;
+
+  // --- Start-up: the list and the label
+  Check(Rows() == 3, L"drei Profile in der Liste");
+  CheckEq(Text(kIdProfileFileLabel), L"= Profile.ini", L"Profildatei-Anzeige");
+  Screenshot(L"1-profile-ausfuehren.png");
+
+  // --- Loading a clicked row
+  SelectRow(0);
+  Check(SelectTab(1), L"Wechsel in den Editor");
+  CheckEq(Text(kIdDescription), L"Alte Dateien", L"Beschreibung");
+  Check(IsOn(kIdDateOn), L"Datum angehakt");
+  CheckEq(Text(kIdDateKind), L"Datei ge\u00e4ndert", L"Datumsart");
+  CheckEq(Text(kIdDateComparator), L"\u00e4lter als", L"Datumsvergleich");
+  CheckEq(Text(kIdDateAmount), L"30", L"Datumsmenge");
+  CheckEq(Text(kIdDateUnit), L"Tage", L"Datumseinheit");
+  Check(IsOn(kIdSizeOn), L"Gr\u00f6\u00dfe angehakt");
+  CheckEq(Text(kIdSizeComparator), L"Gr\u00f6\u00dfer als", L"Gr\u00f6\u00dfenvergleich");
+  CheckEq(Text(kIdSizeAmount), L"10", L"Gr\u00f6\u00dfe");
+  CheckEq(Text(kIdSizeUnit), L"MB", L"Gr\u00f6\u00dfeneinheit");
+  Check(IsOn(kIdMetadataOn), L"Metadaten angehakt");
+  Check(Has(Text(kIdCombo10), L"%Model%"), L"Metadaten-Eintrag enth\u00e4lt %Model%: " + Text(kIdCombo10));
+  CheckEq(Text(kIdMetadataComparator), L"=", L"Metadaten-Vergleich");
+  CheckEq(Text(kIdMetadataValue), L"Canon", L"Metadaten-Wert");
+  Check(IsOn(kIdActionFirst), L"Aktion Verschieben");
+  Check(IsOn(kIdCollisionFirst + 2), L"Kollision \u00fcberspringen");
+  Check(IsOn(kIdSubfolders), L"inklusive Unterordner");
+  CheckEq(Text(kIdTxtName), L"D:\\Archiv", L"Zielverzeichnis");
+  Screenshot(L"2-profile-bearbeiten.png");
+
+  Check(SelectTab(0), L"zur\u00fcck zur Liste");
+  SelectRow(1);
+  CheckEq(Text(kIdMetadataComparator), L"", L"kein Metadaten-Vergleich");
+  CheckEq(Text(kIdMetadataValue), L"Canon", L"Metadaten-Wert ohne Vergleich");
+  Check(IsOn(kIdActionFirst + 1), L"Aktion Kopieren");
+  Check(IsOn(kIdCollisionFirst), L"Kollision umbenennen");
+  Check(IsOn(kIdIncludeOn), L"gespeicherter Filter angehakt");
+  CheckEq(Text(kIdInclude), L"Bilder", L"gespeicherter Filter");
+  CheckEq(Text(kIdIncludeMask), L".jpg,.png,.gif", L"Maske des Filters");
+
+  // --- Edit and save
+  SelectRow(0);
+  SelectTab(1);
+  SetTextOf(kIdDateAmount, L"45");
+  SetTextOf(kIdTxtName, L"D:\\Neu\\%Ext%");
+  Click(kIdSaveProfile);
+  std::wstring saved = Section(profiles, L"Alte Dateien");
+  Check(Has(saved, L"Filedate=GA<45D"), L"gespeichertes Datum GA<45D");
+  Check(Has(saved, L"FileSize=>10MB"), L"gespeicherte Gr\u00f6\u00dfe bleibt");
+  Check(Has(saved, L"Ziel=D:\\Neu\\%Ext%"), L"gespeichertes Ziel");
+  Check(Has(saved, L"Metadaten=%Model%;=Canon"), L"gespeicherte Metadaten");
+  Check(TakeRecord().empty(), L"Speichern ohne Meldung");
+  Check(Rows() == 3, L"nach dem Speichern drei Profile");
+
+  // --- Token menus append a folder level to the target; the name part asks for its bounds
+  SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 0, 0), 0);
+  CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%", L"Datums-Variable eingef\u00fcgt");
+  Answer(L"[3-5]\n");
+  SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 100 + 3, 0), 0);
+  CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%\\%DateiNameTeil[3-5]%", L"Namensteil eingef\u00fcgt");
+  Check(Has(TakeRecord(), L"DIALOG|Eingabe"), L"Eingabefeld f\u00fcr den Namensteil");
+
+  // --- The radius search needs a stored reference point
+  HWND metadata = Control(kIdCombo10);
+  SendMessageW(metadata, CB_SETCURSEL, 13, 0);
+  SendMessageW(GetParent(metadata), WM_COMMAND, MAKEWPARAM(kIdCombo10, CBN_SELCHANGE), reinterpret_cast<LPARAM>(metadata));
+  Check(Has(TakeRecord(), L"Bitte speichern Sie zuerst im Register 'Einstellungen' ein Referenzsbild"),
+        L"Hinweis auf fehlenden Referenzpunkt");
+
+  // --- The zip name refuses characters a file name cannot hold
+  SetTextOf(kIdTextBox6, L"Archiv");
+  SendMessageW(Control(kIdTextBox6), WM_CHAR, L'?', 0);
+  std::wstring refused = TakeRecord();
+  Check(Has(refused, L"MESSAGE|Critical|Unerlaubte Zeichen:  ? \\ / : ; < > * \""), L"Meldung f\u00fcr ?");
+  CheckEq(Text(kIdTextBox6), L"Archiv", L"Zeichen verworfen");
+
+  // --- "Neues Profil": No to the question discards the change
+  SetTextOf(kIdDescription, L"Umbenannt");
+  Answer(L"No\n");
+  Click(kIdNewProfile);
+  std::wstring asked = TakeRecord();
+  Check(Has(asked, L"MESSAGE|Question|Wollen sie die \u00c4nderung an dem ge\u00e4nderten Profil speichern?"),
+        L"Frage nach dem Speichern");
+  Check(Section(profiles, L"Umbenannt").empty(), L"Nein speichert nichts");
+  CheckEq(Text(kIdDescription), L"", L"neues Profil: leere Beschreibung");
+  Check(IsOn(kIdActionFirst + 1), L"neues Profil: Kopieren");
+  Check(IsOn(kIdCollisionFirst), L"neues Profil: neue Datei umbenennen (1)");
+  Check(!IsOn(kIdDateOn) && !IsOn(kIdSizeOn) && !IsOn(kIdMetadataOn), L"neues Profil: Bedingungen aus");
+
+  // A change in the date unit list switches the date condition on; leaving the editor with
+  // that change pending asks, and No lets the tab change go on.
+  HWND unit = Control(kIdDateUnit);
+  SendMessageW(unit, CB_SETCURSEL, 3, 0);
+  SendMessageW(GetParent(unit), WM_COMMAND, MAKEWPARAM(kIdDateUnit, CBN_SELCHANGE), reinterpret_cast<LPARAM>(unit));
+  Check(IsOn(kIdDateOn), L"Einheit gew\u00e4hlt: Datum angehakt");
+  Answer(L"No\n");
+  Check(SelectTab(0), L"Registerwechsel nach Nein");
+  Check(Has(TakeRecord(), L"Wollen sie die \u00c4nderung"), L"Frage beim Verlassen des Editors");
+
+  // --- Delete with nothing checked, then the checked ones
+  SelectTab(0);
+  SelectRow(2);
+  Click(kIdDeleteProfiles);
+  Check(Has(TakeRecord(), L"MESSAGE|Exclamation|Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!"),
+        L"Meldung ohne Haken");
+  Check(Rows() == 3 && !Section(profiles, L"Dritte").empty(), L"nichts gel\u00f6scht");
+  CheckRow(1, true);
+  CheckRow(2, true);
+  Answer(L"Yes\n");
+  Click(kIdDeleteProfiles);
+  Check(Has(TakeRecord(), L"Sollen alle angehakten Profile gel\u00f6scht werden?"), L"Frage vor dem L\u00f6schen");
+  Check(Rows() == 1, L"eine Zeile bleibt");
+  Check(Section(profiles, L"Kamera").empty() && Section(profiles, L"Dritte").empty(), L"Abschnitte gel\u00f6scht");
+  Check(!Section(profiles, L"Alte Dateien").empty(), L"ungehaktes Profil bleibt");
+
+  // --- Another profile file, then a new one (which is not remembered)
+  Answer(other + L"\n");
+  Click(kIdLoadProfileFile);
+  Check(Has(TakeRecord(), L"DIALOG|Neue IniDatei laden"), L"Dateiauswahl ge\u00f6ffnet");
+  CheckEq(Text(kIdProfileFileLabel), L"= Andere.ini", L"Anzeige nach dem Laden");
+  Check(Rows() == 1, L"ein Profil aus Andere.ini");
+  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"IniPfad=" + other), L"IniPfad gemerkt");
+  Answer(created + L"\n");
+  Click(kIdCreateProfileFile);
+  TakeRecord();
+  CheckEq(Text(kIdProfileFileLabel), L"= AXProfilDatei.ini", L"Anzeige der neuen Datei");
+  Check(Rows() == 0, L"neue Datei ist leer");
+  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"IniPfad=" + other), L"IniPfad bleibt beim Erstellen");
+
+  Check(SelectTab(2), L"Einstellungen");
+  Screenshot(L"3-einstellungen.png");
+  Check(SelectTab(3), L"Log-Dateien");
+  Screenshot(L"4-log-dateien.png");
+
+  // --- Shut-down writes the settings, including a column order dragged in the header
+  std::vector<int> order = ColumnOrder();
+  std::swap(order[1], order[2]);
+  SetColumnOrder(order);
+  Close();
+  std::wstring settingsFile = config + L"\\AblagixSetting.ini";
+  std::wstring settings = ReadFileText(settingsFile);
+  Check(Has(settings, L"Position="), L"Fensterposition gespeichert");
+  Check(Has(settings, L"HeaderPosition=0,2,1,3,"), L"Spaltenreihenfolge gespeichert");
+
+  // --- Next start: the remembered profile file (not the one only created), the column order,
+  // and a window saved on a monitor that is gone comes back onto the screen.
+  WritePrivateProfileStringW(L"AblagixForm", L"Position", L"150000;150000;14000;10000", settingsFile.c_str());
+  if (!Launch(exe, L"--config-dir \"" + config + L"\"")) return 1;
+  CheckEq(Text(kIdProfileFileLabel), L"= Andere.ini", L"gemerkte Profildatei beim n\u00e4chsten Start");
+  Check(ColumnOrder() == order, L"Spaltenreihenfolge wiederhergestellt");
+  RECT rect{};
+  GetWindowRect(g_main, &rect);
+  const int screenRight = GetSystemMetrics(SM_XVIRTUALSCREEN) + GetSystemMetrics(SM_CXVIRTUALSCREEN);
+  const int screenBottom = GetSystemMetrics(SM_YVIRTUALSCREEN) + GetSystemMetrics(SM_CYVIRTUALSCREEN);
+  Check(rect.left < screenRight && rect.top < screenBottom && rect.right > 0 && rect.bottom > 0,
+        L"Fenster auf dem Bildschirm: " + std::to_wstring(rect.left) + L"," + std::to_wstring(rect.top));
+  Close();
+
+  std::printf("%s: %d Fehler\n", g_failures == 0 ? "BESTANDEN" : "FEHLGESCHLAGEN", g_failures);
+  return g_failures == 0 ? 0 : 1;
+}
