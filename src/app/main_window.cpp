@@ -43,13 +43,7 @@ BOOL CALLBACK CollectMonitor(HMONITOR monitor, HDC, LPRECT, LPARAM data) {
 // The settings folder given on the command line stands in for every per-user folder.
 SettingsFolders FoldersFor(const StartOptions& options) {
   if (options.configFolder.empty()) return FindSettingsFolders(UserDataFolder(), ExecutableFolder());
-  SettingsFolders folders;
-  folders.SettingsFolder = WithTrailingBackslash(options.configFolder);
-  CreateFolders(folders.SettingsFolder);
-  folders.FilterListFolder = folders.SettingsFolder;
-  folders.SettingsFilePath = folders.SettingsFolder + std::wstring(kSettingsFileName);
-  folders.AppDataFolder = folders.SettingsFolder;
-  return folders;
+  return SettingsFoldersIn(options.configFolder);
 }
 
 }  // namespace

@@ -31,12 +31,7 @@ bool ExtractGlobalOptions(std::vector<std::wstring>* args, GlobalOptions* option
 
 SettingsFolders SettingsFor(const GlobalOptions& options) {
   if (options.configFolder.empty()) return FindSettingsFolders(UserDataFolder(), ExecutableFolder());
-  SettingsFolders folders;
-  folders.SettingsFolder = WithTrailingBackslash(options.configFolder);
-  folders.FilterListFolder = folders.SettingsFolder;
-  folders.SettingsFilePath = folders.SettingsFolder + L"AblagixSetting.ini";
-  folders.AppDataFolder = folders.SettingsFolder;
-  return folders;
+  return SettingsFoldersIn(options.configFolder);
 }
 
 std::wstring ProfileFileFor(const GlobalOptions& options, const SettingsFolders& folders) {

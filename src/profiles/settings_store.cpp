@@ -40,6 +40,16 @@ SettingsFolders FindSettingsFolders(std::wstring_view appData, std::wstring_view
   return folders;
 }
 
+SettingsFolders SettingsFoldersIn(std::wstring_view folder) {
+  SettingsFolders folders;
+  folders.SettingsFolder = WithTrailingBackslash(folder);
+  CreateFolders(folders.SettingsFolder);
+  folders.FilterListFolder = folders.SettingsFolder;
+  folders.SettingsFilePath = folders.SettingsFolder + std::wstring(kSettingsFileName);
+  folders.AppDataFolder = folders.SettingsFolder;
+  return folders;
+}
+
 void SetSettingsFolders(SettingsFolders folders) { g_folders = std::move(folders); }
 const SettingsFolders& CurrentSettingsFolders() { return g_folders; }
 

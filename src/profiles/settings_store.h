@@ -34,6 +34,10 @@ struct SettingsFolders {
 SettingsFolders FindSettingsFolders(std::wstring_view appData, std::wstring_view programFolder);
 
 // The folders the program uses, set once at start-up.
+// The folders when the user names the settings folder (--config-dir): everything, "Opt.ini"
+// included, lives there; the folder is created when missing.
+SettingsFolders SettingsFoldersIn(std::wstring_view folder);
+
 void SetSettingsFolders(SettingsFolders folders);
 const SettingsFolders& CurrentSettingsFolders();
 
