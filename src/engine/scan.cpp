@@ -69,7 +69,7 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
       continue;
     }
     files->push_back(RunFile{JoinPath(top.path, entry.name), entry.size, entry.lastWrite,
-                             entry.creation, {}});
+                             entry.creation});
   }
   return ScanResult::Completed;
 }

@@ -30,7 +30,6 @@ struct RunFile {
   std::uint64_t size = 0;
   FileTime lastWrite = 0;
   FileTime creation = 0;
-  std::wstring target;  // the resolved target folder, filled when the action is prepared
 };
 
 using RunFileList = std::vector<RunFile>;
