@@ -163,9 +163,7 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
         return 0;
       }
       if (header->idFrom == kIdProfileList) return OnProfileListNotify(header);
-      if (header->idFrom == kIdLogList && header->code == NM_CUSTOMDRAW) {
-        return OnListCustomDraw(reinterpret_cast<NMLVCUSTOMDRAW*>(lParam));
-      }
+      if (header->idFrom == kIdLogList) return OnLogListNotify(header);
       if (header->idFrom == kIdFilterTable && header->code == LVN_ITEMCHANGED) OnFilterSelection();
       return 0;
     }

@@ -14,6 +14,7 @@
 
 #include "app/app_ui.h"
 #include "app/layout.h"
+#include "log/log_list.h"
 #include "profiles/filter_list.h"
 #include "profiles/profile.h"
 #include "profiles/profile_editor.h"
@@ -70,6 +71,8 @@ class MainWindow {
   void OnTimerButton();
   LRESULT OnProfileListNotify(NMHDR* header);
   LRESULT OnListCustomDraw(NMLVCUSTOMDRAW* draw);
+  LRESULT OnLogListNotify(NMHDR* header);
+  void ShowLogRows();
 
   // --- editor_page.cpp
   void BuildEditorPage();
@@ -119,6 +122,10 @@ class MainWindow {
   std::wstring profileFile_;
   std::vector<Profile> profiles_;
   bool fillingList_ = false;
+
+  LogList log_;
+  std::wstring logCell_;  // the text handed to the log list for the cell it asked for
+  bool running_ = false;
 
   ProfileEditor editor_;
   std::vector<std::wstring> nameHistory_;

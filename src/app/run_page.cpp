@@ -9,6 +9,9 @@
 #include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/win_controls.h"
+#include "base/text.h"
+#include "engine/run.h"
+#include "fileops/files.h"
 #include "log/log_row.h"
 
 namespace ablagix::app {
@@ -23,6 +26,35 @@ void AddTooltip(HWND tooltip, HWND owner, HWND control, const wchar_t* text) {
   info.lpszText = const_cast<wchar_t*>(text);
   SendMessageW(tooltip, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&info));
 }
+
+COLORREF ToColorRef(const Rgb& c) { return RGB(c.r, c.g, c.b); }
+
+// The engine's view of the window during a run: messages are handled only when input is
+// pending, and Esc stops the run.
+class WindowRunHost : public RunHost {
+ public:
+  WindowRunHost(AppUi& ui, const SettingsFolders& folders) : ui_(ui), folders_(folders) {}
+  UiPort& ui() override { return ui_; }
+  void Notify(const std::wstring&, const std::wstring&) override {}
+  LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
+  bool PollForAbort() override {
+    if (GetInputState()) {
+      MSG message;
+      while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+      }
+    }
+    return (GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0;
+  }
+  std::wstring StoredFilterMask(const std::wstring& name) override {
+    return StoredFilterMaskByName(folders_, name);
+  }
+
+ private:
+  AppUi& ui_;
+  const SettingsFolders& folders_;
+};
 
 }  // namespace
 
@@ -65,8 +97,11 @@ void MainWindow::BuildRunPage() {
 void MainWindow::BuildLogPage() {
   Layout& l = layouts_[kLogPage];
   l.Begin(pages_[kLogPage], &metrics_, kPageWidth, kPageHeight);
-  HWND list = l.Add(WC_LISTVIEWW, L"", WS_TABSTOP | WS_BORDER | LVS_REPORT | LVS_SHOWSELALWAYS, kMargin, kMargin,
-                    kPageWidth - 2 * kMargin, kPageHeight - 2 * kMargin, kIdLogList, kStretchXY);
+  // Owner data: the rows stay in the log model and the list asks only for what it shows, so
+  // a log of a hundred thousand rows appears at once.
+  HWND list = l.Add(WC_LISTVIEWW, L"", WS_TABSTOP | WS_BORDER | LVS_REPORT | LVS_SHOWSELALWAYS | LVS_OWNERDATA,
+                    kMargin, kMargin, kPageWidth - 2 * kMargin, kPageHeight - 2 * kMargin, kIdLogList,
+                    kStretchXY);
   ListView_SetExtendedListViewStyle(list, LVS_EX_CHECKBOXES | LVS_EX_FULLROWSELECT | LVS_EX_HEADERDRAGDROP |
                                               LVS_EX_GRIDLINES | LVS_EX_DOUBLEBUFFER);
   for (int i = 0; i < kLogColumnCount; ++i) {
@@ -142,10 +177,83 @@ void MainWindow::ApplyListFont(int which) {
 }
 
 void MainWindow::OnRunButton(bool simulate) {
-  if (!askIfSaveProfil()) return;
-  // Hook for the run of the checked profiles (execute or simulate) once the engine is
-  // connected to the window; until then the buttons only guard pending editor changes.
-  (void)simulate;
+  if (running_ || !askIfSaveProfil()) return;
+  std::vector<Profile> selected;
+  HWND list = Item(kIdProfileList);
+  for (int i = 0; i < ListView_GetItemCount(list) && i < static_cast<int>(profiles_.size()); ++i) {
+    if (ListView_GetCheckState(list, i)) selected.push_back(profiles_[static_cast<size_t>(i)]);
+  }
+  if (selected.empty()) {
+    const int row = ListView_GetNextItem(list, -1, LVNI_SELECTED);
+    if (row < 0 || row >= static_cast<int>(profiles_.size())) {
+      ui_.ShowMessage(std::wstring(kNothingCheckedMessage), MessageIcon::Exclamation, MessageButtons::Ok);
+      return;
+    }
+    const std::wstring question = simulate
+        ? L"Keine Profile angehakt! Soll das aktuell markierte Profil simuliert werden?"
+        : L"Keine Profile angehakt! Soll das aktuell markierte Profil ausgef\u00fchrt werden?";
+    if (ui_.ShowMessage(question, MessageIcon::Exclamation, MessageButtons::YesNo) != MessageAnswer::Yes) return;
+    selected.push_back(profiles_[static_cast<size_t>(row)]);
+  }
+  // Messages are handled during the run, so nothing may start a second one meanwhile.
+  running_ = true;
+  for (int id : {kIdRun, kIdSimulate, kIdTimer}) EnableWindow(Item(id), FALSE);
+  SelectTab(kLogPage);
+  WindowRunHost host(ui_, folders_);
+  RunProfiles(selected, simulate ? RunMode::Simulate : RunMode::Execute, host, log_);
+  for (int id : {kIdRun, kIdSimulate, kIdTimer}) EnableWindow(Item(id), TRUE);
+  running_ = false;
+  ShowLogRows();
+}
+
+void MainWindow::ShowLogRows() {
+  HWND list = Item(kIdLogList);
+  ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL);
+  InvalidateRect(list, nullptr, TRUE);
+  if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
+}
+
+LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
+  HWND list = header->hwndFrom;
+  switch (header->code) {
+    case LVN_GETDISPINFOW: {
+      LVITEMW& item = reinterpret_cast<NMLVDISPINFOW*>(header)->item;
+      if (item.iItem < 0 || static_cast<size_t>(item.iItem) >= log_.size()) return 0;
+      const auto row = static_cast<size_t>(item.iItem);
+      if (item.mask & LVIF_TEXT) {
+        logCell_ = log_.Text(row, item.iSubItem);
+        lstrcpynW(item.pszText, logCell_.c_str(), item.cchTextMax);
+      }
+      if (item.mask & LVIF_STATE) {
+        item.state = INDEXTOSTATEIMAGEMASK(log_.Checked(row) ? 2 : 1);
+        item.stateMask = LVIS_STATEIMAGEMASK;
+      }
+      return 0;
+    }
+    case NM_CLICK: {
+      // An owner-data list keeps no check state of its own: a click on the box toggles the model.
+      LVHITTESTINFO hit{};
+      hit.pt = reinterpret_cast<NMITEMACTIVATE*>(header)->ptAction;
+      ListView_HitTest(list, &hit);
+      if ((hit.flags & LVHT_ONITEMSTATEICON) && hit.iItem >= 0 && static_cast<size_t>(hit.iItem) < log_.size()) {
+        log_.SetChecked(static_cast<size_t>(hit.iItem), !log_.Checked(static_cast<size_t>(hit.iItem)));
+        ListView_RedrawItems(list, hit.iItem, hit.iItem);
+      }
+      return 0;
+    }
+    case NM_CUSTOMDRAW: {
+      auto* draw = reinterpret_cast<NMLVCUSTOMDRAW*>(header);
+      if (draw->nmcd.dwDrawStage == CDDS_ITEMPREPAINT && draw->nmcd.dwItemSpec < log_.size()) {
+        LRESULT result = OnListCustomDraw(draw);
+        const LogRowColours colours = log_.Colours(draw->nmcd.dwItemSpec);
+        if (colours.background) draw->clrTextBk = ToColorRef(*colours.background);
+        if (colours.text) draw->clrText = ToColorRef(*colours.text);
+        return result;
+      }
+      return OnListCustomDraw(draw);
+    }
+  }
+  return 0;
 }
 
 void MainWindow::OnTimerButton() {

@@ -140,6 +140,26 @@ void SelectRow(int row) {
   SetItemState(-1, 0, LVIS_SELECTED);
   SetItemState(row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
 }
+// The text of one cell of a list in the program (owner-data lists answer this too).
+std::wstring ListText(int id, int row, int column) {
+  struct Remote {
+    LVITEMW item;
+    wchar_t text[512];
+  };
+  auto* remote = static_cast<Remote*>(VirtualAllocEx(g_process, nullptr, sizeof(Remote), MEM_COMMIT, PAGE_READWRITE));
+  LVITEMW item{};
+  item.iSubItem = column;
+  item.cchTextMax = 512;
+  item.pszText = remote->text;
+  WriteProcessMemory(g_process, &remote->item, &item, sizeof item, nullptr);
+  SendMessageW(Control(id), LVM_GETITEMTEXTW, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&remote->item));
+  wchar_t text[512] = {};
+  ReadProcessMemory(g_process, remote->text, text, sizeof text - sizeof(wchar_t), nullptr);
+  VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
+  return text;
+}
+int LogRows() { return static_cast<int>(SendMessageW(Control(kIdLogList), LVM_GETITEMCOUNT, 0, 0)); }
+
 void CheckRow(int row, bool on) { SetItemState(row, INDEXTOSTATEIMAGEMASK(on ? 2 : 1), LVIS_STATEIMAGEMASK); }
 
 bool CopyData(unsigned long kind, const std::wstring& text) {
@@ -263,6 +283,26 @@ int wmain(int argc, wchar_t** argv) {
   Check(Rows() == 3, L"drei Profile in der Liste");
   CheckEq(Text(kIdProfileFileLabel), L"= Profile.ini", L"Profildatei-Anzeige");
   Screenshot(L"1-profile-ausfuehren.png");
+
+  // --- A simulation from the button: nothing checked and nothing selected is refused; with a
+  // selected row the question runs that profile alone and the log shows its framed rows.
+  WriteFileText(source + L"\\Alt.txt", L"x");
+  Click(kIdSimulate);
+  Check(Has(TakeRecord(), L"Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!"), L"nichts angehakt");
+  Check(LogRows() == 0, L"kein Lauf ohne Profil");
+  SelectRow(2);
+  Answer(L"Yes\n");
+  Click(kIdSimulate);
+  Check(Has(TakeRecord(), L"Soll das aktuell markierte Profil simuliert werden?"), L"Frage nach dem markierten Profil");
+  Check(LogRows() == 3, L"drei Logzeilen: " + std::to_wstring(LogRows()));
+  CheckEq(ListText(kIdLogList, 0, 0), L"Start Dritte", L"Startzeile");
+  CheckEq(ListText(kIdLogList, 0, 7), L"********", L"Sterne der Startzeile");
+  CheckEq(ListText(kIdLogList, 1, 0), L"Alt.txt", L"Datei im Log");
+  CheckEq(ListText(kIdLogList, 1, 6), L"L\u00f6schen P, simuliert", L"Ergebnis simuliert");
+  CheckEq(ListText(kIdLogList, 2, 0), L"Ende Dritte", L"Endzeile");
+  Check(!ReadFileText(source + L"\\Alt.txt").empty(), L"Simulation l\u00e4sst die Datei stehen");
+  Screenshot(L"5-log-nach-simulation.png");
+  Check(SelectTab(0), L"zur\u00fcck zur Liste");
 
   // --- Loading a clicked row
   SelectRow(0);
