@@ -206,6 +206,9 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       }
       return DefWindowProcW(window_, message, wParam, lParam);
     }
+    case WM_TIMER:
+      if (wParam == kTimer1) OnTimerTick();
+      return 0;
     case WM_COPYDATA:
       return OnCopyData(reinterpret_cast<const COPYDATASTRUCT*>(lParam));
     case WM_CLOSE:
@@ -360,7 +363,8 @@ void MainWindow::RestorePosition() {
 
 void MainWindow::ShutDown() {
   shuttingDown_ = true;
-  // The timer of the run page stops with the window; nothing else is pending.
+  KillTimer(window_, kTimer1);
+  timer_.Stop();
   WINDOWPLACEMENT placement{};
   placement.length = sizeof placement;
   GetWindowPlacement(window_, &placement);

@@ -14,6 +14,8 @@
 
 #include "app/app_ui.h"
 #include "app/layout.h"
+#include "engine/actions.h"
+#include "engine/timer_model.h"
 #include "log/log_list.h"
 #include "profiles/filter_list.h"
 #include "profiles/profile.h"
@@ -72,6 +74,8 @@ class MainWindow {
   LRESULT OnProfileListNotify(NMHDR* header);
   LRESULT OnListCustomDraw(NMLVCUSTOMDRAW* draw);
   LRESULT OnLogListNotify(NMHDR* header);
+  void RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode);
+  void OnTimerTick();
   void ShowLogRows();
 
   // --- editor_page.cpp
@@ -126,6 +130,9 @@ class MainWindow {
   LogList log_;
   std::wstring logCell_;  // the text handed to the log list for the cell it asked for
   bool running_ = false;
+  // Timer1: ticks once a minute while the interval timer runs.
+  static constexpr UINT_PTR kTimer1 = 1;
+  TimerModel timer_;
 
   ProfileEditor editor_;
   std::vector<std::wstring> nameHistory_;

@@ -11,6 +11,7 @@
 #include "app/win_controls.h"
 #include "base/text.h"
 #include "engine/run.h"
+#include "engine/timer_model.h"
 #include "fileops/files.h"
 #include "log/log_row.h"
 
@@ -33,8 +34,10 @@ COLORREF ToColorRef(const Rgb& c) { return RGB(c.r, c.g, c.b); }
 // pending, and Esc stops the run.
 class WindowRunHost : public RunHost {
  public:
-  WindowRunHost(AppUi& ui, const SettingsFolders& folders) : ui_(ui), folders_(folders) {}
+  WindowRunHost(AppUi& ui, const SettingsFolders& folders, bool timerRunning)
+      : ui_(ui), folders_(folders), timerRunning_(timerRunning) {}
   UiPort& ui() override { return ui_; }
+  bool TimerRunning() const override { return timerRunning_; }
   void Notify(const std::wstring&, const std::wstring&) override {}
   LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
   bool PollForAbort() override {
@@ -54,6 +57,7 @@ class WindowRunHost : public RunHost {
  private:
   AppUi& ui_;
   const SettingsFolders& folders_;
+  bool timerRunning_;
 };
 
 }  // namespace
@@ -195,13 +199,19 @@ void MainWindow::OnRunButton(bool simulate) {
     if (ui_.ShowMessage(question, MessageIcon::Exclamation, MessageButtons::YesNo) != MessageAnswer::Yes) return;
     selected.push_back(profiles_[static_cast<size_t>(row)]);
   }
+  RunProfilesNow(selected, simulate ? RunMode::Simulate : RunMode::Execute);
+}
+
+void MainWindow::RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode) {
   // Messages are handled during the run, so nothing may start a second one meanwhile.
   running_ = true;
+  timer_.SetBusy(true);
   for (int id : {kIdRun, kIdSimulate, kIdTimer}) EnableWindow(Item(id), FALSE);
   SelectTab(kLogPage);
-  WindowRunHost host(ui_, folders_);
-  RunProfiles(selected, simulate ? RunMode::Simulate : RunMode::Execute, host, log_);
+  WindowRunHost host(ui_, folders_, timer_.running());
+  RunProfiles(profiles, mode, host, log_);
   for (int id : {kIdRun, kIdSimulate, kIdTimer}) EnableWindow(Item(id), TRUE);
+  timer_.SetBusy(false);
   running_ = false;
   ShowLogRows();
 }
@@ -262,7 +272,34 @@ void MainWindow::OnTimerButton() {
     ui_.ShowMessage(std::wstring(kNothingCheckedMessage), MessageIcon::Exclamation, MessageButtons::Ok);
     return;
   }
-  // Hook for starting and stopping the interval timer.
+  if (timer_.running()) {
+    KillTimer(window_, kTimer1);
+    timer_.Stop();
+    SetText(Item(kIdTimer), L"Timer starten");
+    return;
+  }
+  const int position = ComboPos(Item(kIdTimerInterval));
+  timer_.SetInterval(TimerIntervalMinutes(position < 0 ? 0 : position));
+  timer_.SetClearLogEveryFifthRun(IsOn(Item(kIdTimerClearLog)));
+  timer_.Start();
+  SetTimer(window_, kTimer1, 60000, nullptr);
+  SetText(Item(kIdTimer), L"Timer stoppen");
+}
+
+void MainWindow::OnTimerTick() {
+  if (!timer_.running()) return;
+  const TickResult tick = timer_.Tick();
+  if (tick == TickResult::Wait) return;
+  if (tick == TickResult::ClearLogAndRun) {
+    log_.Clear();
+    ShowLogRows();
+  }
+  std::vector<Profile> checked;
+  HWND list = Item(kIdProfileList);
+  for (int i = 0; i < ListView_GetItemCount(list) && i < static_cast<int>(profiles_.size()); ++i) {
+    if (ListView_GetCheckState(list, i)) checked.push_back(profiles_[static_cast<size_t>(i)]);
+  }
+  if (!checked.empty()) RunProfilesNow(checked, RunMode::Execute);
 }
 
 LRESULT MainWindow::OnProfileListNotify(NMHDR* header) {

@@ -304,6 +304,30 @@ int wmain(int argc, wchar_t** argv) {
   Screenshot(L"5-log-nach-simulation.png");
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
 
+  // --- The timer: every fifth minute tick runs the checked profiles; with the option on, the
+  // fifth timed run starts with an empty log.
+  CheckRow(2, true);
+  SendMessageW(Control(kIdTimerInterval), CB_SETCURSEL, 1, 0);  // "Alle 5 Minuten"
+  SendMessageW(Control(kIdTimerClearLog), BM_SETCHECK, BST_CHECKED, 0);
+  Click(kIdTimer);
+  CheckEq(Text(kIdTimer), L"Timer stoppen", L"Timer l\u00e4uft");
+  auto tick = [](int minutes) {
+    for (int i = 0; i < minutes; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
+  };
+  tick(4);
+  Check(LogRows() == 3, L"vor der f\u00fcnften Minute kein Lauf");
+  tick(1);
+  Check(LogRows() == 6, L"erster Timerlauf: " + std::to_wstring(LogRows()));
+  CheckEq(ListText(kIdLogList, 4, 6), L"Gel\u00f6scht P", L"Timerlauf f\u00fchrt aus");
+  tick(15);
+  Check(LogRows() == 15, L"vier Timerl\u00e4ufe: " + std::to_wstring(LogRows()));
+  tick(5);
+  Check(LogRows() == 3, L"f\u00fcnfter Lauf beginnt mit leerem Log: " + std::to_wstring(LogRows()));
+  CheckEq(ListText(kIdLogList, 0, 0), L"Start Dritte", L"f\u00fcnfter Lauf");
+  Click(kIdTimer);
+  CheckEq(Text(kIdTimer), L"Timer starten", L"Timer gestoppt");
+  CheckRow(2, false);
+
   // --- Loading a clicked row
   SelectRow(0);
   Check(SelectTab(1), L"Wechsel in den Editor");
