@@ -176,6 +176,28 @@ std::wstring FromUtf16(std::u16string_view units) {
   }
 }
 
+std::string ToUtf16LeBytes(std::wstring_view text, bool bom) {
+  const std::u16string units = ToUtf16(text);
+  std::string bytes;
+  bytes.reserve(units.size() * 2 + 2);
+  if (bom) bytes.append("\xFF\xFE", 2);
+  for (char16_t u : units) {
+    bytes.push_back(static_cast<char>(u & 0xFF));
+    bytes.push_back(static_cast<char>(u >> 8));
+  }
+  return bytes;
+}
+
+std::wstring FromUtf16LeBytes(std::string_view bytes) {
+  std::u16string units;
+  units.reserve(bytes.size() / 2);
+  for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    units.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
+                                          (static_cast<unsigned char>(bytes[i + 1]) << 8)));
+  }
+  return FromUtf16(units);
+}
+
 std::wstring FromWindows1252(std::string_view bytes) {
   std::wstring out;
   out.reserve(bytes.size());

@@ -21,6 +21,11 @@ bool IsValidUtf8(std::string_view bytes);
 std::u16string ToUtf16(std::wstring_view text);
 std::wstring FromUtf16(std::u16string_view units);
 
+// UTF-16 little-endian bytes, the form of text files on Windows; `bom` puts FF FE in front.
+std::string ToUtf16LeBytes(std::wstring_view text, bool bom);
+// Reads UTF-16LE bytes (no byte-order mark expected; an odd last byte is ignored).
+std::wstring FromUtf16LeBytes(std::string_view bytes);
+
 // Windows-1252 ("ANSI" on German Windows). Characters without a code become "?"; `lossy`
 // (optional) reports whether that happened.
 std::wstring FromWindows1252(std::string_view bytes);

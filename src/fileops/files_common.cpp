@@ -13,17 +13,6 @@ namespace {
 std::mutex g_hookMutex;
 std::function<bool(std::size_t)> g_interrupt;
 
-std::string Utf16LeBytes(std::wstring_view text, bool bom) {
-  std::u16string units = ToUtf16(text);
-  std::string bytes;
-  bytes.reserve(units.size() * 2 + 2);
-  if (bom) bytes.append("\xFF\xFE", 2);
-  for (char16_t u : units) {
-    bytes.push_back(static_cast<char>(u & 0xFF));
-    bytes.push_back(static_cast<char>(u >> 8));
-  }
-  return bytes;
-}
 
 }  // namespace
 
@@ -51,11 +40,11 @@ std::wstring AtomicTempName(const std::wstring& path) {
 }  // namespace files_internal
 
 bool WriteTextFile(const std::wstring& path, std::wstring_view text) {
-  return WriteFileAtomic(path, Utf16LeBytes(text, false));
+  return WriteFileAtomic(path, ToUtf16LeBytes(text, false));
 }
 
 bool WriteTextFileWithBom(const std::wstring& path, std::wstring_view text) {
-  return WriteFileAtomic(path, Utf16LeBytes(text, true));
+  return WriteFileAtomic(path, ToUtf16LeBytes(text, true));
 }
 
 }  // namespace ablagix

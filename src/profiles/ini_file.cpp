@@ -10,12 +10,7 @@ std::wstring DecodeText(const std::string& bytes, TextEncoding* encoding) {
   auto at = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
   if (bytes.size() >= 2 && at(0) == 0xFF && at(1) == 0xFE) {
     *encoding = TextEncoding::Utf16Le;
-    std::u16string units;
-    units.reserve(bytes.size() / 2);
-    for (size_t i = 2; i + 1 < bytes.size(); i += 2) {
-      units.push_back(static_cast<char16_t>(at(i) | (at(i + 1) << 8)));
-    }
-    return FromUtf16(units);
+    return FromUtf16LeBytes(std::string_view(bytes).substr(2));
   }
   if (bytes.size() >= 3 && at(0) == 0xEF && at(1) == 0xBB && at(2) == 0xBF) {
     *encoding = TextEncoding::Utf8Bom;
@@ -257,14 +252,7 @@ std::string IniFile::Serialize() const {
     std::string out = encoding == TextEncoding::Utf8Bom ? "\xEF\xBB\xBF" : "";
     return out + ToUtf8(text);
   }
-  std::u16string units = ToUtf16(text);
-  std::string out("\xFF\xFE", 2);
-  out.reserve(2 + units.size() * 2);
-  for (char16_t u : units) {
-    out.push_back(static_cast<char>(u & 0xFF));
-    out.push_back(static_cast<char>(u >> 8));
-  }
-  return out;
+  return ToUtf16LeBytes(text, true);
 }
 
 bool IniFile::Save() {

@@ -15,14 +15,7 @@ namespace {
 
 using test::U8;
 
-std::wstring Decode(const std::string& bytes) {
-  std::u16string units;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    units.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
-                                          (static_cast<unsigned char>(bytes[i + 1]) << 8)));
-  }
-  return FromUtf16(units);
-}
+std::wstring Decode(const std::string& bytes) { return FromUtf16LeBytes(bytes); }
 
 LogRowTexts Row(std::wstring_view datei, std::wstring_view pfad, std::wstring_view ziel) {
   LogRowTexts t{};

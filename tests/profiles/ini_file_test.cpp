@@ -13,14 +13,7 @@ using test::ReadBytes;
 using test::TempDir;
 using test::WriteBytes;
 
-std::string Utf16Bytes(std::wstring_view text) {
-  std::string out("\xFF\xFE", 2);
-  for (char16_t u : ToUtf16(text)) {
-    out.push_back(static_cast<char>(u & 0xFF));
-    out.push_back(static_cast<char>(u >> 8));
-  }
-  return out;
-}
+std::string Utf16Bytes(std::wstring_view text) { return ToUtf16LeBytes(text, true); }
 
 const std::wstring kUmlauts = L"M\u00fcnchen \u00c4\u00d6\u00dc \u00df \u20ac";
 const std::wstring kBeyond1252 = L"\u65E5\u672C \U0001F4F7 \u0141\u00f3d\u017a";
