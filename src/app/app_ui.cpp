@@ -2,6 +2,7 @@
 
 #include <commctrl.h>
 #include <commdlg.h>
+#include <shellapi.h>
 #include <shlobj.h>
 
 #include <vector>
@@ -140,7 +141,62 @@ class WindowsUi : public AppUi {
     return true;
   }
 
+  void OpenWithProgram(const std::wstring& path) override {
+    // A link opens itself; any other file needs a program registered for it, or the user
+    // picks one in the "open with" chooser.
+    wchar_t program[MAX_PATH] = {};
+    const bool associated = FindNoCase(path, L".lnk") != std::wstring::npos ||
+                            reinterpret_cast<INT_PTR>(FindExecutableW(path.c_str(), nullptr, program)) > 32;
+    if (!associated) {
+      StartProgram(L"RunDLL32.exe", L"shell32.dll, OpenAs_RunDLL " + path);
+      return;
+    }
+    const INT_PTR result =
+        reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, nullptr, path.c_str(), nullptr, nullptr, SW_SHOWNORMAL));
+    if (result >= 1 && result <= 31) {
+      ShowMessage(L"Datei wurde vermutlich gel\u00f6scht oder verschoben!", MessageIcon::Critical, MessageButtons::Ok);
+    }
+  }
+
+  bool StartProgram(const std::wstring& program, const std::wstring& parameters) override {
+    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"open", program.c_str(), parameters.c_str(), nullptr,
+                                                   SW_SHOWNORMAL)) > 32;
+  }
+
+  void ShowBalloon(const std::wstring& title, const std::wstring& text) override {
+    NOTIFYICONDATAW data = TrayData();
+    if (!trayIcon_) {
+      data.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP;
+      // A failed add is not worth a message: the balloon is only a courtesy.
+      trayIcon_ = Shell_NotifyIconW(NIM_ADD, &data) != FALSE;
+      if (!trayIcon_) return;
+    }
+    data.uFlags = NIF_TIP | NIF_INFO;
+    title.copy(data.szInfoTitle, std::size(data.szInfoTitle) - 1);
+    text.copy(data.szInfo, std::size(data.szInfo) - 1);
+    data.dwInfoFlags = NIIF_INFO;
+    Shell_NotifyIconW(NIM_MODIFY, &data);
+  }
+
+  void RemoveTrayIcon() override {
+    if (!trayIcon_) return;
+    NOTIFYICONDATAW data = TrayData();
+    Shell_NotifyIconW(NIM_DELETE, &data);
+    trayIcon_ = false;
+  }
+
  private:
+  NOTIFYICONDATAW TrayData() const {
+    NOTIFYICONDATAW data{};
+    data.cbSize = sizeof data;
+    data.hWnd = owner_;
+    data.uID = kTrayIconId;
+    data.uCallbackMessage = kTrayMessage;
+    data.hIcon = reinterpret_cast<HICON>(GetClassLongPtrW(owner_, GCLP_HICONSM));
+    lstrcpynW(data.szTip, L"Ablagix", static_cast<int>(std::size(data.szTip)));
+    return data;
+  }
+
   std::optional<std::wstring> FileDialog(const FileDialogArgs& args, bool save) {
     std::vector<wchar_t> path(32768, L'\0');
     args.suggestedName.copy(path.data(), std::min(args.suggestedName.size(), path.size() - 1));
@@ -162,6 +218,7 @@ class WindowsUi : public AppUi {
   }
 
   HINSTANCE instance_;
+  bool trayIcon_ = false;
 };
 
 class ScriptedUi : public AppUi {
@@ -188,6 +245,15 @@ class ScriptedUi : public AppUi {
   }
   bool ChooseFontFor(LOGFONTW*) override { return Path(L"Schriftart").has_value(); }
   bool ChooseColorFor(COLORREF*) override { return Path(L"Farbe").has_value(); }
+  void OpenWithProgram(const std::wstring& path) override { Record(L"OPEN|" + path); }
+  bool StartProgram(const std::wstring& program, const std::wstring& parameters) override {
+    Record(L"START|" + program + L"|" + parameters);
+    return true;
+  }
+  void ShowBalloon(const std::wstring& title, const std::wstring& text) override {
+    Record(L"BALLOON|" + title + L"|" + text);
+  }
+  void RemoveTrayIcon() override {}
 
  private:
   std::optional<std::wstring> Path(const std::wstring& title) {

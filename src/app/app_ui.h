@@ -35,9 +35,23 @@ class AppUi : public UiPort {
   virtual bool ChooseFontFor(LOGFONTW* font) = 0;
   virtual bool ChooseColorFor(COLORREF* color) = 0;
 
+  // Opens a file with the program the system associates with it, or offers the "open with"
+  // chooser when there is none. Tells the user when the file has gone.
+  virtual void OpenWithProgram(const std::wstring& path) = 0;
+  // Starts a program through the shell with the verb "open"; false when it could not start.
+  virtual bool StartProgram(const std::wstring& program, const std::wstring& parameters) = 0;
+  // A balloon at the program's icon in the notification area, which is added for it.
+  virtual void ShowBalloon(const std::wstring& title, const std::wstring& text) = 0;
+  // Removes that icon again; nothing when there is none.
+  virtual void RemoveTrayIcon() = 0;
+
  protected:
   HWND owner_ = nullptr;
 };
+
+// The icon identifier in the notification area and the message its events arrive with.
+inline constexpr UINT kTrayIconId = 990;
+inline constexpr UINT kTrayMessage = WM_APP + 2;
 
 // The system dialogs.
 std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
@@ -46,7 +60,8 @@ std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
 // "Cancel" for message boxes, a path or text for the choosers ("Cancel" cancels them), and
 // "Ok"/"Cancel" for font and colour dialogs. A missing answer means Yes/Ok resp. cancel.
 // Every question is appended to `recordFile` as one UTF-8 line: "MESSAGE|<icon>|<text>" or
-// "DIALOG|<title>".
+// "DIALOG|<title>"; what would start a program or show a balloon is recorded instead of
+// done: "OPEN|<path>", "START|<program>|<parameters>", "BALLOON|<title>|<text>".
 std::unique_ptr<AppUi> MakeScriptedUi(std::wstring answersFile, std::wstring recordFile);
 
 }  // namespace ablagix::app

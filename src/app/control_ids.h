@@ -133,6 +133,13 @@ enum ControlId : int {
 
   // "Log-Dateien"
   kIdLogList = 700,
+  kIdLogChooser,     // ComboBox1: the check-box commands
+  kIdLogChooserCaption,
+  kIdLogClear,       // "Log löschen"
+  kIdLogRunChecked,  // CommandButton7: "Ausführen nur bei angehakten Dateien"
+  kIdLogSave,        // "Log speichern..."
+  kIdLogStatus,      // what the run or export is doing, and how the last one ended
+  kIdLogProgress,
 
   // Menu commands of the target token menus: group * 100 + entry.
   kIdTokenMenuBase = 1000,
@@ -141,6 +148,9 @@ enum ControlId : int {
 // WM_COPYDATA requests that only a window started with --test-ui accepts.
 inline constexpr unsigned long kCopyDataScreenshot = 0xAB01;  // UTF-16 path of a PNG to write
 inline constexpr unsigned long kCopyDataSelectTab = 0xAB02;   // tab number as decimal text
+// Row number as decimal text: the log list scrolls it into view and paints before answering,
+// so that a caller can time scrolling.
+inline constexpr unsigned long kCopyDataShowLogRow = 0xAB03;
 
 inline constexpr wchar_t kMainWindowClass[] = L"AblagixMainWindow";
 

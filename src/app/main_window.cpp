@@ -6,6 +6,7 @@
 #include "app/control_ids.h"
 #include "app/screenshot.h"
 #include "app/win_controls.h"
+#include "base/abort_flag.h"
 #include "base/environment.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
@@ -176,6 +177,13 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
         if (code == BN_CLICKED) OnRunButton(id == kIdSimulate);
       } else if (id == kIdTimer) {
         if (code == BN_CLICKED) OnTimerButton();
+      } else if (id == kIdLogChooser) {
+        if (code == CBN_SELCHANGE) OnLogChooser();
+      } else if (id == kIdLogClear || id == kIdLogRunChecked || id == kIdLogSave) {
+        if (code != BN_CLICKED) return 0;
+        if (id == kIdLogClear) OnClearLog();
+        if (id == kIdLogRunChecked) OnRunCheckedButton();
+        if (id == kIdLogSave) OnSaveLogButton();
       } else if (id >= kIdDescriptionLabel && id < kIdFilterGroup) {
         OnEditorCommand(id, code);
       } else if (id >= kIdFilterGroup && id < kIdLogList) {
@@ -211,7 +219,16 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       return 0;
     case WM_COPYDATA:
       return OnCopyData(reinterpret_cast<const COPYDATASTRUCT*>(lParam));
+    case kTrayMessage:
+      OnTrayIcon(lParam);
+      return 0;
     case WM_CLOSE:
+      if (running_) {
+        // The run is inside this window's message handling: it stops first, then we close.
+        RequestAbort();
+        closeAfterRun_ = true;
+        return 0;
+      }
       ShutDown();
       DestroyWindow(window_);
       return 0;
@@ -220,6 +237,25 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       return 0;
   }
   return DefWindowProcW(window_, message, wParam, lParam);
+}
+
+void MainWindow::AddTooltip(HWND owner, HWND control, const wchar_t* text) {
+  TOOLINFOW info{};
+  info.cbSize = sizeof info;
+  info.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
+  info.hwnd = owner;
+  info.uId = reinterpret_cast<UINT_PTR>(control);
+  info.lpszText = const_cast<wchar_t*>(text);
+  SendMessageW(tooltip_, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&info));
+}
+
+// The icon that a balloon put into the notification area: a click brings the window back
+// and removes the icon.
+void MainWindow::OnTrayIcon(LPARAM event) {
+  if (LOWORD(event) != WM_LBUTTONDOWN && LOWORD(event) != WM_LBUTTONUP) return;
+  ui_.RemoveTrayIcon();
+  ShowWindow(window_, IsIconic(window_) ? SW_RESTORE : SW_SHOW);
+  SetForegroundWindow(window_);
 }
 
 void MainWindow::BuildFrame() {
@@ -363,6 +399,7 @@ void MainWindow::RestorePosition() {
 
 void MainWindow::ShutDown() {
   shuttingDown_ = true;
+  ui_.RemoveTrayIcon();
   KillTimer(window_, kTimer1);
   timer_.Stop();
   WINDOWPLACEMENT placement{};
@@ -394,6 +431,12 @@ LRESULT MainWindow::OnCopyData(const COPYDATASTRUCT* data) {
     if (Handle(WM_NOTIFY, kIdTabs, reinterpret_cast<LPARAM>(&header))) return FALSE;
     SelectTab(_wtoi(text.c_str()));
     return currentPage_ == _wtoi(text.c_str()) ? TRUE : FALSE;
+  }
+  if (data->dwData == kCopyDataShowLogRow) {
+    HWND list = Item(kIdLogList);
+    ListView_EnsureVisible(list, _wtoi(text.c_str()), FALSE);
+    UpdateWindow(list);
+    return TRUE;
   }
   return FALSE;
 }

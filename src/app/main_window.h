@@ -13,10 +13,13 @@
 #include <vector>
 
 #include "app/app_ui.h"
+#include "app/control_ids.h"
 #include "app/layout.h"
 #include "engine/actions.h"
 #include "engine/timer_model.h"
+#include "engine/run.h"
 #include "log/log_list.h"
+#include "log/log_save.h"
 #include "profiles/filter_list.h"
 #include "profiles/profile.h"
 #include "profiles/profile_editor.h"
@@ -34,6 +37,8 @@ struct StartOptions {
 enum Page { kRunPage = 0, kEditorPage = 1, kSettingsPage = 2, kLogPage = 3, kPageCount = 4 };
 
 class MainWindow {
+  friend class WindowRunHost;
+
  public:
   MainWindow(HINSTANCE instance, StartOptions options, AppUi& ui);
   ~MainWindow();
@@ -60,10 +65,11 @@ class MainWindow {
   void ShutDown();
   LRESULT OnCopyData(const COPYDATASTRUCT* data);
   void OnMinMaxInfo(MINMAXINFO* info) const;
+  void AddTooltip(HWND owner, HWND control, const wchar_t* text);
+  void OnTrayIcon(LPARAM event);
 
-  // --- run_page.cpp: profile list and run buttons
+  // --- run_page.cpp: profile list, run buttons, runs and the timer
   void BuildRunPage();
-  void BuildLogPage();
   void SetProfileFile(const std::wstring& path, const std::wstring& label);
   // Reads the profile file into the list; `keepChecks` keeps the check marks by name.
   void ReloadProfiles(bool keepChecks, const std::wstring& select = {});
@@ -73,10 +79,32 @@ class MainWindow {
   void OnTimerButton();
   LRESULT OnProfileListNotify(NMHDR* header);
   LRESULT OnListCustomDraw(NMLVCUSTOMDRAW* draw);
-  LRESULT OnLogListNotify(NMHDR* header);
+  void BeginRun();
+  // `saveLog`: a profile run ends with the automatic save when that is switched on.
+  void EndRun(const RunSummary& summary, bool saveLog);
   void RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode);
+  void OnRunCheckedButton();
+  void OnRunProgress(const RunProgress& progress);
   void OnTimerTick();
+
+  // --- log_page.cpp: the log list and its commands, the status line and the progress bar
+  class BarProgress;
+  void BuildLogPage();
+  static LRESULT CALLBACK LogListProc(HWND list, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id,
+                                      DWORD_PTR self);
+  LRESULT OnLogListNotify(NMHDR* header);
   void ShowLogRows();
+  void SetLogEmptyText(std::wstring_view text);
+  void SetStatus(std::wstring_view text);
+  void ShowProgress(bool visible);
+  void SetProgress(std::size_t done, std::size_t total);
+  void SortLog(int column);
+  void HideSortArrow();
+  void OnLogChooser();
+  void OnClearLog();
+  void OpenLogRow(std::size_t row);
+  LogSaveResult SaveLogNow(bool automatic);
+  void OnSaveLogButton();
 
   // --- editor_page.cpp
   void BuildEditorPage();
@@ -130,6 +158,12 @@ class MainWindow {
   LogList log_;
   std::wstring logCell_;  // the text handed to the log list for the cell it asked for
   bool running_ = false;
+  bool closeAfterRun_ = false;  // the window was closed during a run, which stops first
+  // Every control that could start a second run or change the log under a running one.
+  static constexpr std::array<int, 8> kRunControls = {kIdRun,      kIdSimulate,      kIdTimer, kIdLogChooser,
+                                                      kIdLogClear, kIdLogRunChecked, kIdLogSave, kIdLoadProfileFile};
+  std::wstring progressProfile_;
+  ULONGLONG lastProgress_ = 0;
   // Timer1: ticks once a minute while the interval timer runs.
   static constexpr UINT_PTR kTimer1 = 1;
   TimerModel timer_;

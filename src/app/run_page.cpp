@@ -1,5 +1,5 @@
-// "Profile ausführen": the profile list with its check marks and the run buttons, and the log
-// list of "Log-Dateien".
+// "Profile ausführen": the profile list with its check marks, the run and timer buttons, and
+// the runs themselves (profiles, or the checked rows of the log).
 #include <windows.h>
 #include <commctrl.h>
 
@@ -14,53 +14,52 @@
 #include "engine/timer_model.h"
 #include "fileops/files.h"
 #include "log/log_row.h"
+#include "log/log_save.h"
 
 namespace ablagix::app {
-namespace {
 
-void AddTooltip(HWND tooltip, HWND owner, HWND control, const wchar_t* text) {
-  TOOLINFOW info{};
-  info.cbSize = sizeof info;
-  info.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
-  info.hwnd = owner;
-  info.uId = reinterpret_cast<UINT_PTR>(control);
-  info.lpszText = const_cast<wchar_t*>(text);
-  SendMessageW(tooltip, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&info));
-}
-
-COLORREF ToColorRef(const Rgb& c) { return RGB(c.r, c.g, c.b); }
-
-// The engine's view of the window during a run: messages are handled only when input is
-// pending, and Esc stops the run.
+// The engine's view of the window during a run: pending messages are handled between files
+// (a few times a second, which keeps the window painted and answering), Esc stops the run,
+// and the window shows how far it got.
 class WindowRunHost : public RunHost {
  public:
-  WindowRunHost(AppUi& ui, const SettingsFolders& folders, bool timerRunning)
-      : ui_(ui), folders_(folders), timerRunning_(timerRunning) {}
-  UiPort& ui() override { return ui_; }
+  WindowRunHost(MainWindow& window, bool timerRunning) : window_(window), timerRunning_(timerRunning) {}
+  UiPort& ui() override { return window_.ui_; }
   bool TimerRunning() const override { return timerRunning_; }
-  void Notify(const std::wstring&, const std::wstring&) override {}
+  void Notify(const std::wstring& title, const std::wstring& text) override { window_.ui_.ShowBalloon(title, text); }
   LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
   bool PollForAbort() override {
-    if (GetInputState()) {
+    // Asking the system for its queue and the key costs more than handling a small file, so
+    // it is done at most every 25 ms; Esc is held far longer than that.
+    const ULONGLONG now = GetTickCount64();
+    if (now - lastPoll_ < 25) return false;
+    lastPoll_ = now;
+    if (HIWORD(GetQueueStatus(QS_ALLINPUT)) != 0) {
       MSG message;
       while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        TranslateMessage(&message);
-        DispatchMessageW(&message);
+        if (message.message == WM_QUIT) {
+          PostQuitMessage(static_cast<int>(message.wParam));
+          break;
+        }
+        if (!window_.PreTranslate(&message)) {
+          TranslateMessage(&message);
+          DispatchMessageW(&message);
+        }
       }
     }
     return (GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0;
   }
+  void Progress(const RunProgress& progress) override { window_.OnRunProgress(progress); }
+  void SetLogEmptyText(std::wstring_view text) override { window_.SetLogEmptyText(text); }
   std::wstring StoredFilterMask(const std::wstring& name) override {
-    return StoredFilterMaskByName(folders_, name);
+    return StoredFilterMaskByName(window_.folders_, name);
   }
 
  private:
-  AppUi& ui_;
-  const SettingsFolders& folders_;
+  MainWindow& window_;
   bool timerRunning_;
+  ULONGLONG lastPoll_ = 0;
 };
-
-}  // namespace
 
 void MainWindow::BuildRunPage() {
   Layout& l = layouts_[kRunPage];
@@ -91,32 +90,11 @@ void MainWindow::BuildRunPage() {
                         kButtonWidth, kButtonHeight, kIdSimulate, kMoveXY);
   HWND timer = l.Add(WC_BUTTONW, L"&Timer starten", WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - kButtonWidth, y,
                      kButtonWidth, kButtonHeight, kIdTimer, kMoveXY);
-  AddTooltip(tooltip_, pages_[kRunPage], run, L"Startet alle oben angehakten Profile");
-  AddTooltip(tooltip_, pages_[kRunPage], simulate,
+  AddTooltip(pages_[kRunPage], run, L"Startet alle oben angehakten Profile");
+  AddTooltip(pages_[kRunPage], simulate,
              L"Simuliert alle oben angehakten Profile, ohne eine Aktion durchzuf\u00fchren!");
-  AddTooltip(tooltip_, pages_[kRunPage], timer,
+  AddTooltip(pages_[kRunPage], timer,
              L"Startet oder stoppt den Timer, der die angehakten Profile im gew\u00e4hlten Intervall ausf\u00fchrt");
-}
-
-void MainWindow::BuildLogPage() {
-  Layout& l = layouts_[kLogPage];
-  l.Begin(pages_[kLogPage], &metrics_, kPageWidth, kPageHeight);
-  // Owner data: the rows stay in the log model and the list asks only for what it shows, so
-  // a log of a hundred thousand rows appears at once.
-  HWND list = l.Add(WC_LISTVIEWW, L"", WS_TABSTOP | WS_BORDER | LVS_REPORT | LVS_SHOWSELALWAYS | LVS_OWNERDATA,
-                    kMargin, kMargin, kPageWidth - 2 * kMargin, kPageHeight - 2 * kMargin, kIdLogList,
-                    kStretchXY);
-  ListView_SetExtendedListViewStyle(list, LVS_EX_CHECKBOXES | LVS_EX_FULLROWSELECT | LVS_EX_HEADERDRAGDROP |
-                                              LVS_EX_GRIDLINES | LVS_EX_DOUBLEBUFFER);
-  for (int i = 0; i < kLogColumnCount; ++i) {
-    LVCOLUMNW column{};
-    column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
-    std::wstring caption(kLogColumns[static_cast<size_t>(i)].text);
-    column.pszText = caption.data();
-    column.cx = MulDiv(kLogColumns[static_cast<size_t>(i)].width, metrics_.dpi, 96);
-    column.iSubItem = i;
-    ListView_InsertColumn(list, i, &column);
-  }
 }
 
 void MainWindow::SetProfileFile(const std::wstring& path, const std::wstring& label) {
@@ -202,68 +180,79 @@ void MainWindow::OnRunButton(bool simulate) {
   RunProfilesNow(selected, simulate ? RunMode::Simulate : RunMode::Execute);
 }
 
-void MainWindow::RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode) {
-  // Messages are handled during the run, so nothing may start a second one meanwhile.
+void MainWindow::BeginRun() {
+  // Messages are handled during the run, so nothing may start a second one meanwhile, nor
+  // change the log rows that the engine appends and rewrites by position.
   running_ = true;
   timer_.SetBusy(true);
-  for (int id : {kIdRun, kIdSimulate, kIdTimer}) EnableWindow(Item(id), FALSE);
-  SelectTab(kLogPage);
-  WindowRunHost host(ui_, folders_, timer_.running());
-  RunProfiles(profiles, mode, host, log_);
-  for (int id : {kIdRun, kIdSimulate, kIdTimer}) EnableWindow(Item(id), TRUE);
-  timer_.SetBusy(false);
-  running_ = false;
+  for (int id : kRunControls) EnableWindow(Item(id), FALSE);
+  progressProfile_.clear();
+  lastProgress_ = 0;
+  ShowProgress(true);
+  SetProgress(0, 0);
+}
+
+void MainWindow::EndRun(const RunSummary& summary, bool saveLog) {
+  ShowProgress(false);
   ShowLogRows();
-}
-
-void MainWindow::ShowLogRows() {
-  HWND list = Item(kIdLogList);
-  ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL);
-  InvalidateRect(list, nullptr, TRUE);
-  if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
-}
-
-LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
-  HWND list = header->hwndFrom;
-  switch (header->code) {
-    case LVN_GETDISPINFOW: {
-      LVITEMW& item = reinterpret_cast<NMLVDISPINFOW*>(header)->item;
-      if (item.iItem < 0 || static_cast<size_t>(item.iItem) >= log_.size()) return 0;
-      const auto row = static_cast<size_t>(item.iItem);
-      if (item.mask & LVIF_TEXT) {
-        logCell_ = log_.Text(row, item.iSubItem);
-        lstrcpynW(item.pszText, logCell_.c_str(), item.cchTextMax);
-      }
-      if (item.mask & LVIF_STATE) {
-        item.state = INDEXTOSTATEIMAGEMASK(log_.Checked(row) ? 2 : 1);
-        item.stateMask = LVIS_STATEIMAGEMASK;
-      }
-      return 0;
-    }
-    case NM_CLICK: {
-      // An owner-data list keeps no check state of its own: a click on the box toggles the model.
-      LVHITTESTINFO hit{};
-      hit.pt = reinterpret_cast<NMITEMACTIVATE*>(header)->ptAction;
-      ListView_HitTest(list, &hit);
-      if ((hit.flags & LVHT_ONITEMSTATEICON) && hit.iItem >= 0 && static_cast<size_t>(hit.iItem) < log_.size()) {
-        log_.SetChecked(static_cast<size_t>(hit.iItem), !log_.Checked(static_cast<size_t>(hit.iItem)));
-        ListView_RedrawItems(list, hit.iItem, hit.iItem);
-      }
-      return 0;
-    }
-    case NM_CUSTOMDRAW: {
-      auto* draw = reinterpret_cast<NMLVCUSTOMDRAW*>(header);
-      if (draw->nmcd.dwDrawStage == CDDS_ITEMPREPAINT && draw->nmcd.dwItemSpec < log_.size()) {
-        LRESULT result = OnListCustomDraw(draw);
-        const LogRowColours colours = log_.Colours(draw->nmcd.dwItemSpec);
-        if (colours.background) draw->clrTextBk = ToColorRef(*colours.background);
-        if (colours.text) draw->clrText = ToColorRef(*colours.text);
-        return result;
-      }
-      return OnListCustomDraw(draw);
+  std::wstring status = (summary.aborted ? L"Abgebrochen: " : L"Fertig: ") + NumberText(summary.files) +
+                        L" Datei(en), " + NumberText(summary.errors) + L" Fehler";
+  if (saveLog) {
+    ControlsToSettings();
+    if (settings_.CheckBox17) {
+      const LogSaveResult saved = SaveLogNow(true);
+      status += saved.outcome == LogSaveOutcome::Saved ? L" \u2013 Log gespeichert: " + saved.path
+                                                       : L" \u2013 Log nicht gespeichert: " + saved.path;
     }
   }
-  return 0;
+  SetStatus(status);
+  for (int id : kRunControls) EnableWindow(Item(id), TRUE);
+  timer_.SetBusy(false);
+  running_ = false;
+  if (closeAfterRun_) PostMessageW(window_, WM_CLOSE, 0, 0);
+}
+
+void MainWindow::RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode) {
+  SelectTab(kLogPage);
+  BeginRun();
+  HideSortArrow();
+  WindowRunHost host(*this, timer_.running());
+  const RunSummary summary = RunProfiles(profiles, mode, host, log_);
+  EndRun(summary, true);
+}
+
+void MainWindow::OnRunCheckedButton() {
+  if (running_) return;
+  if (log_.CheckedRows().empty()) {
+    ui_.ShowMessage(L"Keine Dateien im Log angehakt!", MessageIcon::Exclamation, MessageButtons::Ok);
+    return;
+  }
+  BeginRun();
+  WindowRunHost host(*this, timer_.running());
+  const RunSummary summary = RunCheckedRows(log_, host);
+  EndRun(summary, false);
+}
+
+void MainWindow::OnRunProgress(const RunProgress& progress) {
+  // Redrawing costs more than a file, so the window follows a few times a second, and at
+  // once when the next profile starts.
+  const ULONGLONG now = GetTickCount64();
+  const bool nextProfile = progress.profile != progressProfile_;
+  if (!nextProfile && now - lastProgress_ < 150) return;
+  lastProgress_ = now;
+  if (nextProfile) progressProfile_ = progress.profile;
+  std::wstring status = progressProfile_ + L": ";
+  if (progress.filesTotal == 0) {
+    status += NumberText(progress.entriesSeen) + L" Eintr\u00e4ge gelesen ...";
+  } else {
+    status += NumberText(progress.filesDone) + L" von " + NumberText(progress.filesTotal) + L" Dateien";
+  }
+  SetStatus(status);
+  SetProgress(progress.filesDone, progress.filesTotal);
+  HWND list = Item(kIdLogList);
+  ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL | LVSICF_NOSCROLL);
+  if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
+  UpdateWindow(list);
 }
 
 void MainWindow::OnTimerButton() {
@@ -276,6 +265,7 @@ void MainWindow::OnTimerButton() {
     KillTimer(window_, kTimer1);
     timer_.Stop();
     SetText(Item(kIdTimer), L"Timer starten");
+    SetLogEmptyText(kLogEmptyTimerStopped);
     return;
   }
   const int position = ComboPos(Item(kIdTimerInterval));
@@ -283,7 +273,9 @@ void MainWindow::OnTimerButton() {
   timer_.SetClearLogEveryFifthRun(IsOn(Item(kIdTimerClearLog)));
   timer_.Start();
   SetTimer(window_, kTimer1, 60000, nullptr);
+  SetLogEmptyText(kLogEmptyTimerStarted);
   SetText(Item(kIdTimer), L"Timer stoppen");
+  if (IsOn(Item(kIdTimerSystray))) ui_.ShowBalloon(L"Ablagix", TimerStartedBalloon(timer_.interval()));
 }
 
 void MainWindow::OnTimerTick() {

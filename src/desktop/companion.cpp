@@ -7,10 +7,6 @@
 
 namespace ablagix {
 
-std::wstring CompanionSettingsFile(std::wstring_view appDataFolder) {
-  return JoinPath(JoinPath(appDataFolder, L"Kramdock"), L"Opt.ini");
-}
-
 std::uint64_t ParseWindowHandle(std::wstring_view text) {
   text = Trim(text);
   const bool negative = !text.empty() && text.front() == L'-';
@@ -33,9 +29,9 @@ std::string CompanionRecordBytes(std::wstring_view path) {
 }
 
 void SendPathToCompanion(std::uint32_t kind, const std::wstring& path, CompanionHost& host) {
-  const std::wstring appData = host.AppDataFolder();
+  const std::wstring settings = host.CompanionSettingsFile();
   const std::uint64_t handle =
-      appData.empty() ? 0 : ParseWindowHandle(ReadIniString(CompanionSettingsFile(appData), L"Pfad1", L"Fensterhwnd", L""));
+      settings.empty() ? 0 : ParseWindowHandle(ReadIniString(settings, L"Pfad1", L"Fensterhwnd", L""));
   if (handle == 0) {
     host.ui().ShowMessage(std::wstring(kCompanionNotFound), MessageIcon::Exclamation, MessageButtons::Ok);
     return;

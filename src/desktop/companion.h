@@ -22,9 +22,6 @@ inline constexpr std::wstring_view kTargetPathMissing = L"Zielpfad existiert nic
 // The only request kind the companion understands: show this path.
 inline constexpr std::uint32_t kCompanionShowPath = 1;
 
-// "<appData>\Kramdock\Opt.ini".
-std::wstring CompanionSettingsFile(std::wstring_view appDataFolder);
-
 // The decimal window handle as the companion writes it; 0 for an empty or malformed text.
 // Handles are 32-bit values, so a negative number is taken as its 32-bit pattern.
 std::uint64_t ParseWindowHandle(std::wstring_view text);
@@ -38,8 +35,9 @@ class CompanionHost {
  public:
   virtual ~CompanionHost() = default;
   virtual UiPort& ui() = 0;
-  // The per-user application-data folder (APPDATA); "" when unknown.
-  virtual std::wstring AppDataFolder() = 0;
+  // The companion's "Opt.ini" (in "Kramdock\" under the per-user application-data folder);
+  // "" when that folder is unknown.
+  virtual std::wstring CompanionSettingsFile() = 0;
   virtual bool WindowExists(std::uint64_t handle) = 0;
   // Sends WM_COPYDATA synchronously with dwData = kind and the bytes as lpData/cbData.
   virtual void SendRecord(std::uint64_t handle, std::uint32_t kind, const std::string& bytes) = 0;

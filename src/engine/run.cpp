@@ -69,6 +69,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   request.blockedFolders = SplitBlockFolder(profile.BlockFolder);
   request.accept = [&](const ScanEntry& e) { return conditions.Accepts(e); };
   RunProgress progress{profile.Beschreibung};
+  host.Progress(progress);  // the window names the profile before its scan starts
   request.poll = [&] {
     if (scanState.entryCounter % kProgressEvery == 0) {
       progress.entriesSeen = scanState.entryCounter;

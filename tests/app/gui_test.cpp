@@ -12,214 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "app/control_ids.h"
+#include "gui_driver.h"
 
-using namespace ablagix::app;
+using namespace gui;
 
 namespace {
-
-int g_failures = 0;
-HWND g_main = nullptr;
-HANDLE g_process = nullptr;
-std::wstring g_work;
-
-std::string Utf8(const std::wstring& text) {
-  int n = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-  std::string out(static_cast<size_t>(n), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), out.data(), n, nullptr, nullptr);
-  return out;
-}
-std::wstring Wide(const std::string& text) {
-  int n = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), nullptr, 0);
-  std::wstring out(static_cast<size_t>(n), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), out.data(), n);
-  return out;
-}
-
-void Check(bool ok, const std::wstring& what) {
-  std::printf("%s %s\n", ok ? "ok  " : "FAIL", Utf8(what).c_str());
-  if (!ok) ++g_failures;
-}
-void CheckEq(const std::wstring& actual, const std::wstring& expected, const std::wstring& what) {
-  Check(actual == expected, what + L": \"" + actual + L"\" (erwartet \"" + expected + L"\")");
-}
-
-// Linux paths from CTest become Wine's Z: drive.
-std::wstring WindowsPath(std::wstring path) {
-  if (!path.empty() && path[0] == L'/') path = L"Z:" + path;
-  for (auto& c : path) {
-    if (c == L'/') c = L'\\';
-  }
-  return path;
-}
-
-void WriteFileText(const std::wstring& path, const std::wstring& text) {
-  std::string bytes = "\xEF\xBB\xBF" + Utf8(text);
-  HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  DWORD written = 0;
-  WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-  CloseHandle(file);
-}
-
-std::wstring ReadFileText(const std::wstring& path) {
-  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                            0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return {};
-  std::string bytes;
-  char buffer[4096];
-  DWORD got = 0;
-  while (ReadFile(file, buffer, sizeof buffer, &got, nullptr) && got > 0) bytes.append(buffer, got);
-  CloseHandle(file);
-  if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF && static_cast<unsigned char>(bytes[1]) == 0xFE) {
-    return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data() + 2), (bytes.size() - 2) / 2);
-  }
-  if (bytes.rfind("\xEF\xBB\xBF", 0) == 0) bytes.erase(0, 3);
-  return Wide(bytes);
-}
-
-// The text of one INI section, "" when it is missing.
-std::wstring Section(const std::wstring& file, const std::wstring& name) {
-  std::wstring text = ReadFileText(file);
-  size_t start = text.find(L"[" + name + L"]");
-  if (start == std::wstring::npos) return {};
-  size_t end = text.find(L"\n[", start + 1);
-  return text.substr(start, end == std::wstring::npos ? std::wstring::npos : end - start);
-}
-bool Has(const std::wstring& text, const std::wstring& part) { return text.find(part) != std::wstring::npos; }
-
-struct Finder {
-  int id;
-  HWND found;
-};
-BOOL CALLBACK FindChild(HWND window, LPARAM data) {
-  auto* finder = reinterpret_cast<Finder*>(data);
-  if (GetDlgCtrlID(window) == finder->id && GetWindowLongPtrW(window, GWL_STYLE) & WS_CHILD) {
-    wchar_t name[64] = {};
-    GetClassNameW(window, name, 64);
-    if (lstrcmpiW(name, L"AblagixPage") != 0) {
-      finder->found = window;
-      return FALSE;
-    }
-  }
-  return TRUE;
-}
-HWND Control(int id) {
-  Finder finder{id, nullptr};
-  EnumChildWindows(g_main, FindChild, reinterpret_cast<LPARAM>(&finder));
-  return finder.found;
-}
-
-std::wstring Text(int id) {
-  HWND window = Control(id);
-  wchar_t buffer[2048] = {};
-  SendMessageW(window, WM_GETTEXT, 2048, reinterpret_cast<LPARAM>(buffer));
-  return buffer;
-}
-void SetTextOf(int id, const std::wstring& text) {
-  SendMessageW(Control(id), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
-}
-bool IsOn(int id) { return SendMessageW(Control(id), BM_GETCHECK, 0, 0) == BST_CHECKED; }
-// A click as the button reports it to its window.
-void Click(int id) {
-  HWND button = Control(id);
-  SendMessageW(GetParent(button), WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(button));
-}
-int Rows() { return static_cast<int>(SendMessageW(Control(kIdProfileList), LVM_GETITEMCOUNT, 0, 0)); }
-
-// List view messages carry pointers, so the item goes into the program's own memory.
-void SetItemState(int row, UINT state, UINT mask) {
-  LVITEMW item{};
-  item.stateMask = mask;
-  item.state = state;
-  void* remote = VirtualAllocEx(g_process, nullptr, sizeof item, MEM_COMMIT, PAGE_READWRITE);
-  WriteProcessMemory(g_process, remote, &item, sizeof item, nullptr);
-  SendMessageW(Control(kIdProfileList), LVM_SETITEMSTATE, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(remote));
-  VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
-}
-void SelectRow(int row) {
-  SetItemState(-1, 0, LVIS_SELECTED);
-  SetItemState(row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
-}
-// The text of one cell of a list in the program (owner-data lists answer this too).
-std::wstring ListText(int id, int row, int column) {
-  struct Remote {
-    LVITEMW item;
-    wchar_t text[512];
-  };
-  auto* remote = static_cast<Remote*>(VirtualAllocEx(g_process, nullptr, sizeof(Remote), MEM_COMMIT, PAGE_READWRITE));
-  LVITEMW item{};
-  item.iSubItem = column;
-  item.cchTextMax = 512;
-  item.pszText = remote->text;
-  WriteProcessMemory(g_process, &remote->item, &item, sizeof item, nullptr);
-  SendMessageW(Control(id), LVM_GETITEMTEXTW, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&remote->item));
-  wchar_t text[512] = {};
-  ReadProcessMemory(g_process, remote->text, text, sizeof text - sizeof(wchar_t), nullptr);
-  VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
-  return text;
-}
-int LogRows() { return static_cast<int>(SendMessageW(Control(kIdLogList), LVM_GETITEMCOUNT, 0, 0)); }
-
-void CheckRow(int row, bool on) { SetItemState(row, INDEXTOSTATEIMAGEMASK(on ? 2 : 1), LVIS_STATEIMAGEMASK); }
-
-bool CopyData(unsigned long kind, const std::wstring& text) {
-  COPYDATASTRUCT data{kind, static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)),
-                      const_cast<wchar_t*>(text.c_str())};
-  return SendMessageW(g_main, WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&data)) != 0;
-}
-bool SelectTab(int page) { return CopyData(kCopyDataSelectTab, std::to_wstring(page)); }
-void Screenshot(const std::wstring& name) {
-  std::wstring path = g_work + L"\\screenshots\\" + name;
-  Check(CopyData(kCopyDataScreenshot, path), L"Bildschirmfoto " + name);
-}
-
-std::wstring Answers() { return g_work + L"\\answers.txt"; }
-std::wstring Record() { return g_work + L"\\record.txt"; }
-void Answer(const std::wstring& lines) { WriteFileText(Answers(), lines); }
-// What the program asked since the last call.
-std::wstring TakeRecord() {
-  std::wstring text = ReadFileText(Record());
-  DeleteFileW(Record().c_str());
-  return text;
-}
-
-PROCESS_INFORMATION g_started{};
-
-// Starts Ablagix.exe with the scripted dialogs and waits for its main window.
-bool Launch(const std::wstring& exe, const std::wstring& arguments) {
-  std::wstring command = L"\"" + exe + L"\" " + arguments + L" --test-ui \"" + Answers() + L"\" \"" + Record() + L"\"";
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  g_main = nullptr;
-  if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &g_started)) {
-    std::printf("FAIL Ablagix.exe startet nicht (%lu)\n", GetLastError());
-    return false;
-  }
-  g_process = g_started.hProcess;
-  WaitForInputIdle(g_process, 20000);
-  for (int i = 0; i < 200 && !g_main; ++i) {
-    g_main = FindWindowW(kMainWindowClass, L"Ablagix");
-    if (!g_main) Sleep(100);
-  }
-  if (!g_main) {
-    std::printf("FAIL Hauptfenster erscheint nicht\n");
-    TerminateProcess(g_process, 1);
-    return false;
-  }
-  Sleep(300);
-  return true;
-}
-
-// Closes the window as the user would and waits for the program to end.
-void Close() {
-  PostMessageW(g_main, WM_CLOSE, 0, 0);
-  bool ended = WaitForSingleObject(g_process, 20000) == WAIT_OBJECT_0;
-  Check(ended, L"Programm beendet");
-  if (!ended) TerminateProcess(g_process, 1);
-  CloseHandle(g_started.hThread);
-  CloseHandle(g_started.hProcess);
-  g_process = nullptr;
-}
 
 // The column order of the profile list, read through the program's memory.
 std::vector<int> ColumnOrder() {
@@ -300,6 +97,7 @@ int wmain(int argc, wchar_t** argv) {
   CheckEq(ListText(kIdLogList, 1, 0), L"Alt.txt", L"Datei im Log");
   CheckEq(ListText(kIdLogList, 1, 6), L"L\u00f6schen P, simuliert", L"Ergebnis simuliert");
   CheckEq(ListText(kIdLogList, 2, 0), L"Ende Dritte", L"Endzeile");
+  CheckEq(Text(kIdLogList), L"Keine Dateien gefunden!", L"Leertext nach dem Lauf");
   Check(!ReadFileText(source + L"\\Alt.txt").empty(), L"Simulation l\u00e4sst die Datei stehen");
   Screenshot(L"5-log-nach-simulation.png");
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
@@ -478,6 +276,8 @@ int wmain(int argc, wchar_t** argv) {
   Check(rect.left < screenRight && rect.top < screenBottom && rect.right > 0 && rect.bottom > 0,
         L"Fenster auf dem Bildschirm: " + std::to_wstring(rect.left) + L"," + std::to_wstring(rect.top));
   Close();
+
+  RunLogScenario(exe);
 
   std::printf("%s: %d Fehler\n", g_failures == 0 ? "BESTANDEN" : "FEHLGESCHLAGEN", g_failures);
   return g_failures == 0 ? 0 : 1;

@@ -4,7 +4,6 @@
 
 #include <set>
 
-#include "fileops/files.h"
 #include "profiles/ini_file.h"
 #include "test_support.h"
 
@@ -16,9 +15,9 @@ using test::TempDir;
 
 class FakeCompanion : public CompanionHost {
  public:
-  explicit FakeCompanion(std::wstring appData) : appData_(std::move(appData)) {}
+  explicit FakeCompanion(std::wstring settings) : settings_(std::move(settings)) {}
   UiPort& ui() override { return ui_; }
-  std::wstring AppDataFolder() override { return appData_; }
+  std::wstring CompanionSettingsFile() override { return settings_; }
   bool WindowExists(std::uint64_t handle) override { return windows.count(handle) != 0; }
   void SendRecord(std::uint64_t handle, std::uint32_t kind, const std::string& bytes) override {
     sentTo = handle;
@@ -37,7 +36,7 @@ class FakeCompanion : public CompanionHost {
   std::wstring started;
 
  private:
-  std::wstring appData_;
+  std::wstring settings_;
 };
 
 TEST(CompanionTest, HandleTextAndRecordBytes) {
@@ -60,13 +59,12 @@ TEST(CompanionTest, HandleTextAndRecordBytes) {
 
 TEST(CompanionTest, SendsToTheWindowStartsTheProgramOrSaysWhy) {
   TempDir appData;
-  ASSERT_TRUE(CreateFolders(appData / L"Kramdock"));
-  FakeCompanion host(appData.path());
+  FakeCompanion host(appData / L"Opt.ini");
   const std::wstring path = L"D:\\Archiv\\a.txt";
 
   // No settings file, then an empty handle: the companion is not known.
   SendPathToCompanion(kCompanionShowPath, path, host);
-  ASSERT_TRUE(WriteIniString(CompanionSettingsFile(appData.path()), L"Pfad1", L"Fensterhwnd", L""));
+  ASSERT_TRUE(WriteIniString(host.CompanionSettingsFile(), L"Pfad1", L"Fensterhwnd", L""));
   SendPathToCompanion(kCompanionShowPath, path, host);
   ASSERT_EQ(host.ui_.shown.size(), 2u);
   for (const auto& shown : host.ui_.shown) {
@@ -76,7 +74,7 @@ TEST(CompanionTest, SendsToTheWindowStartsTheProgramOrSaysWhy) {
   host.ui_.shown.clear();
 
   // A handle that names no window any more starts the companion, without a message.
-  ASSERT_TRUE(WriteIniString(CompanionSettingsFile(appData.path()), L"Pfad1", L"Fensterhwnd", L"65604"));
+  ASSERT_TRUE(WriteIniString(host.CompanionSettingsFile(), L"Pfad1", L"Fensterhwnd", L"65604"));
   SendPathToCompanion(kCompanionShowPath, path, host);
   EXPECT_EQ(host.started, path);
   EXPECT_TRUE(host.ui_.shown.empty());
@@ -101,9 +99,8 @@ TEST(CompanionTest, SendsToTheWindowStartsTheProgramOrSaysWhy) {
 
 TEST(CompanionTest, DoubleClickLooksForTheTargetFileInOrder) {
   TempDir appData;
-  ASSERT_TRUE(CreateFolders(appData / L"Kramdock"));
-  FakeCompanion host(appData.path());
-  ASSERT_TRUE(WriteIniString(CompanionSettingsFile(appData.path()), L"Pfad1", L"Fensterhwnd", L"7"));
+  FakeCompanion host(appData / L"Opt.ini");
+  ASSERT_TRUE(WriteIniString(host.CompanionSettingsFile(), L"Pfad1", L"Fensterhwnd", L"7"));
   host.windows.insert(7);
 
   // The folder part of the target comes first, then the target folder itself.

@@ -1,0 +1,328 @@
+// The log page: a real run with an error and a skipped file and their colours on screen,
+// automatic and manual saving, header sorting, the check-box chooser, the checked-rows pass,
+// the double-click hand-off to a stand-in companion window, timer balloons, and Esc during
+// the second of three profiles.
+#include <windows.h>
+#include <commctrl.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "gui_driver.h"
+
+namespace gui {
+namespace {
+
+// What the stand-in companion received.
+struct Received {
+  ULONG_PTR kind = 0;
+  DWORD size = 0;
+  std::string bytes;
+  int count = 0;
+} g_received;
+
+LRESULT CALLBACK CompanionProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_COPYDATA) {
+    const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
+    g_received.kind = data->dwData;
+    g_received.size = data->cbData;
+    g_received.bytes.assign(static_cast<const char*>(data->lpData), data->cbData);
+    ++g_received.count;
+    return TRUE;
+  }
+  return DefWindowProcW(window, message, wParam, lParam);
+}
+
+int FindLogRow(const std::wstring& name) {
+  for (int row = 0; row < LogRows(); ++row) {
+    if (ListText(kIdLogList, row, 0) == name) return row;
+  }
+  return -1;
+}
+std::vector<std::wstring> FirstColumn() {
+  std::vector<std::wstring> texts;
+  for (int row = 0; row < LogRows(); ++row) texts.push_back(ListText(kIdLogList, row, 0));
+  return texts;
+}
+std::wstring CheckMarks() {
+  std::wstring marks;
+  for (int row = 0; row < LogRows(); ++row) marks += RowChecked(kIdLogList, row) ? L'x' : L'-';
+  return marks;
+}
+void Pick(int entry) {
+  PickComboEntry(kIdLogChooser, entry);
+  Check(SendMessageW(Control(kIdLogChooser), CB_GETCURSEL, 0, 0) == CB_ERR,
+        L"Auswahlfeld nach Eintrag " + std::to_wstring(entry) + L" wieder leer");
+}
+
+struct PixelCount {
+  int background = 0;
+  int text = 0;
+  int total = 0;
+};
+// Counts the pixels of a log row in the screenshot that have the expected background and
+// text colours (a little tolerance for smoothed letters is not needed: both are pure).
+PixelCount CountRowPixels(const Image& image, int row, COLORREF background, COLORREF text) {
+  RECT rect = ItemRect(kIdLogList, row);
+  MapWindowPoints(Control(kIdLogList), g_main, reinterpret_cast<POINT*>(&rect), 2);
+  PixelCount count;
+  for (int y = rect.top + 2; y < rect.bottom - 2; ++y) {
+    for (int x = rect.left + 24; x < rect.left + 190 && x < image.width; ++x) {
+      if (y < 0 || y >= image.height || x < 0) continue;
+      const unsigned char* p = image.rgb.data() + (static_cast<size_t>(y) * static_cast<size_t>(image.width) + static_cast<size_t>(x)) * 3;
+      const COLORREF c = RGB(p[0], p[1], p[2]);
+      ++count.total;
+      if (c == background) ++count.background;
+      if (c == text) ++count.text;
+    }
+  }
+  return count;
+}
+
+std::wstring FirstFileIn(const std::wstring& folder, const std::wstring& pattern) {
+  WIN32_FIND_DATAW found{};
+  HANDLE search = FindFirstFileW((folder + L"\\" + pattern).c_str(), &found);
+  if (search == INVALID_HANDLE_VALUE) return {};
+  FindClose(search);
+  return folder + L"\\" + found.cFileName;
+}
+
+void PressEscape(bool down) {
+  INPUT input{};
+  input.type = INPUT_KEYBOARD;
+  input.ki.wVk = VK_ESCAPE;
+  input.ki.dwFlags = down ? 0 : KEYEVENTF_KEYUP;
+  SendInput(1, &input, sizeof input);
+}
+
+}  // namespace
+
+void RunLogScenario(const std::wstring& exe) {
+  const std::wstring root = g_work + L"\\Log";
+  const std::wstring config = g_work + L"\\config";
+  for (const wchar_t* folder : {L"", L"\\Quelle1", L"\\Ziel1", L"\\Quelle2", L"\\Ziel2", L"\\Viele"}) {
+    CreateDirectoryW((root + folder).c_str(), nullptr);
+  }
+  const std::wstring autoFolder = root + L"\\Berichte\\Auto";
+  while (true) {
+    std::wstring old = FirstFileIn(autoFolder, L"*.txt");
+    if (old.empty()) break;
+    DeleteFileW(old.c_str());
+  }
+  RemoveDirectoryW(autoFolder.c_str());
+  RemoveDirectoryW((root + L"\\Berichte").c_str());
+  WriteFileText(root + L"\\Quelle1\\belegt.txt", L"gesperrt");
+  WriteFileText(root + L"\\Quelle1\\da.txt", L"neu");
+  WriteFileText(root + L"\\Ziel1\\da.txt", L"alt");
+  DeleteFileW((root + L"\\Ziel1\\belegt.txt").c_str());
+  WriteFileText(root + L"\\Quelle2\\eins.txt", L"1");
+  // Enough files that the second profile is still busy when Esc arrives; the test's set-up
+  // makes them (natively, in a moment).
+  const int many = 30000;
+  const std::wstring profiles = root + L"\\Log.ini";
+  auto profile = [&](const std::wstring& name, const std::wstring& source, const std::wstring& action,
+                     const std::wstring& target, const std::wstring& collision) {
+    return L"[" + name + L"]\r\nQuelle=" + root + L"\\" + source + L"\r\nUnterverzeich=0\r\nFilter=Alles\r\nAktion=" +
+           action + L"\r\nZiel=" + (target.empty() ? L"" : root + L"\\" + target) + L"\r\nKollision=" + collision +
+           L"\r\nCase=0\r\nZippen=0\r\n";
+  };
+  WriteFileText(profiles, profile(L"Fehler und \u00dcbersprungen", L"Quelle1", L"Kopieren", L"Ziel1", L"2") +
+                              profile(L"Melden", L"Quelle2", L"Benachrichtigen", L"", L"1") +
+                              profile(L"Eins", L"Quelle2", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Viele", L"Viele", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Drei", L"Quelle2", L"Kopieren", L"Ziel2", L"1"));
+  if (!Launch(exe, L"--profiles \"" + profiles + L"\" --config-dir \"" + config + L"\"")) {
+    Check(false, L"Start f\u00fcr das Log");
+    return;
+  }
+  TakeRecord();
+
+  // --- A real run: the locked file fails, the existing one is skipped; the log is saved
+  // automatically into a folder that does not exist yet.
+  HANDLE lock = CreateFileW((root + L"\\Quelle1\\belegt.txt").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0,
+                            nullptr);
+  Check(lock != INVALID_HANDLE_VALUE, L"Datei gesperrt");
+  SendMessageW(Control(kIdAutoSave), BM_SETCHECK, BST_CHECKED, 0);
+  SetTextOf(kIdLogPath, autoFolder);
+  CheckRow(0, true);
+  Click(kIdRun);
+  Check(LogRows() == 4, L"vier Zeilen: " + std::to_wstring(LogRows()));
+  const int failed = FindLogRow(L"belegt.txt");
+  const int skipped = FindLogRow(L"da.txt");
+  Check(failed > 0 && skipped > 0, L"beide Dateien im Log");
+  CheckEq(ListText(kIdLogList, failed, 6), L"Fehler!", L"gesperrte Datei");
+  CheckEq(ListText(kIdLogList, skipped, 6), L"\u00dcbersprungen", L"vorhandene Datei");
+  CheckEq(Text(kIdLogList), L"Keine Dateien gefunden!", L"Leertext nach dem Lauf");
+  Check(Has(Text(kIdLogStatus), L"Log gespeichert"), L"Status nennt die Sicherung: " + Text(kIdLogStatus));
+  const std::wstring autoSaved = FirstFileIn(autoFolder, L"AXLog*.txt");
+  Check(!autoSaved.empty(), L"Log automatisch gespeichert");
+  const std::wstring autoText = ReadFileText(autoSaved);
+  Check(Has(autoText, L"belegt.txt") && Has(autoText, L"Fehler!"), L"gespeichertes Log enth\u00e4lt die Zeilen");
+
+  // The colours on screen: white on red for the error, blue on yellow for the skipped file.
+  Screenshot(L"6-log-farben.png");
+  Image shot;
+  Check(ReadPng(g_work + L"\\screenshots\\6-log-farben.png", &shot), L"Bildschirmfoto lesbar");
+  const PixelCount red = CountRowPixels(shot, failed, RGB(255, 0, 0), RGB(255, 255, 255));
+  const PixelCount yellow = CountRowPixels(shot, skipped, RGB(255, 255, 0), RGB(0, 0, 255));
+  const PixelCount banner = CountRowPixels(shot, 0, RGB(255, 0, 0), RGB(255, 255, 255));
+  Check(red.background * 2 > red.total && red.text > 5,
+        L"Fehlerzeile rot mit wei\u00dfer Schrift: " + std::to_wstring(red.background) + L"/" +
+            std::to_wstring(red.total) + L", Schrift " + std::to_wstring(red.text));
+  Check(yellow.background * 2 > yellow.total && yellow.text > 5,
+        L"\u00dcbersprungen gelb mit blauer Schrift: " + std::to_wstring(yellow.background) + L"/" +
+            std::to_wstring(yellow.total) + L", Schrift " + std::to_wstring(yellow.text));
+  Check(banner.background == 0, L"Startzeile nicht rot");
+  CloseHandle(lock);
+
+  // --- Sorting: the same header twice is ascending then descending; another header flips
+  // the order again; only the sorted header shows an arrow.
+  const std::vector<std::wstring> unsorted = FirstColumn();
+  ClickHeader(kIdLogList, 0);
+  const std::vector<std::wstring> ascending = FirstColumn();
+  Check((HeaderFormat(kIdLogList, 0) & HDF_SORTUP) != 0, L"Pfeil aufsteigend");
+  ClickHeader(kIdLogList, 0);
+  const std::vector<std::wstring> descending = FirstColumn();
+  Check((HeaderFormat(kIdLogList, 0) & HDF_SORTDOWN) != 0, L"Pfeil absteigend");
+  Check(ascending != unsorted || ascending != descending, L"Sortierung \u00e4ndert die Reihenfolge");
+  Check(std::vector<std::wstring>(ascending.rbegin(), ascending.rend()) == descending,
+        L"zweiter Klick kehrt die Reihenfolge um");
+  ClickHeader(kIdLogList, 1);
+  Check((HeaderFormat(kIdLogList, 0) & (HDF_SORTUP | HDF_SORTDOWN)) == 0, L"alter Pfeil entfernt");
+  Check((HeaderFormat(kIdLogList, 1) & HDF_SORTUP) != 0, L"andere Spalte: Reihenfolge kippt auf aufsteigend");
+
+  // --- Double-click: the file goes to the companion window whose handle Kramdock published.
+  WNDCLASSW windowClass{};
+  windowClass.lpfnWndProc = CompanionProc;
+  windowClass.hInstance = GetModuleHandleW(nullptr);
+  windowClass.lpszClassName = L"KramdockStandIn";
+  RegisterClassW(&windowClass);
+  HWND companion = CreateWindowW(L"KramdockStandIn", L"Kramdock", WS_OVERLAPPED, 0, 0, 10, 10, nullptr, nullptr,
+                                 windowClass.hInstance, nullptr);
+  const auto handle = static_cast<unsigned long>(reinterpret_cast<ULONG_PTR>(companion));
+  WriteFileText(config + L"\\Opt.ini", L"[Dateifilter1]\r\nFilter=Bilder,Dokumente\r\n0Mask=.jpg,.png,.gif\r\n"
+                                       L"1Mask=.pdf,.docx,.odt\r\n[Pfad1]\r\nFensterhwnd=" +
+                                           std::to_wstring(handle) + L"\r\n");
+  const std::wstring target = root + L"\\Ziel1\\da.txt";
+  DoubleClickRow(kIdLogList, FindLogRow(L"da.txt"));
+  Check(g_received.count == 1, L"Kramdock hat eine Nachricht erhalten");
+  Check(g_received.kind == 1, L"Art 1");
+  Check(g_received.size == target.size() + 1, L"cbData = Zeichen + 1: " + std::to_wstring(g_received.size));
+  Check(!g_received.bytes.empty() && g_received.bytes.back() == '\0', L"Nullbyte am Ende");
+  Check(g_received.bytes.substr(0, target.size()) == Utf8(target), L"Pfad gesendet");
+  Check(Has(TakeRecord(), L"MESSAGE|Information|Pfad gesendet an: " + std::to_wstring(handle)),
+        L"Meldung mit dem Fenster als Dezimalzahl");
+  DestroyWindow(companion);
+  DoubleClickRow(kIdLogList, FindLogRow(L"da.txt"));
+  Check(Has(TakeRecord(), L"START|Kramdock.exe|" + target), L"ohne Fenster wird Kramdock gestartet");
+  DoubleClickRow(kIdLogList, FindLogRow(L"belegt.txt"));
+  Check(Has(TakeRecord(), L"MESSAGE|Exclamation|Zielpfad existiert nicht!"), L"fehlendes Ziel gemeldet");
+
+  // --- "Log speichern...": the dialog, the file, the folder remembered, the open question.
+  const std::wstring saved = root + L"\\Gespeichert.txt";
+  DeleteFileW(saved.c_str());
+  Answer(saved + L"\nNo\n");
+  Click(kIdLogSave);
+  std::wstring asked = TakeRecord();
+  Check(Has(asked, L"DIALOG|Log speichern"), L"Speicherdialog");
+  Check(Has(asked, L"Wollen sie die AXLog-Datei gleich \u00f6ffnen?"), L"Frage nach dem \u00d6ffnen");
+  Check(!Has(asked, L"OPEN|"), L"Nein \u00f6ffnet nichts");
+  Check(Has(ReadFileText(saved), L"da.txt"), L"Log gespeichert");
+  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"LastSavePath=" + root), L"Ordner gemerkt");
+  Answer(root + L"\\Zweites.txt\nYes\n");
+  Click(kIdLogSave);
+  Check(Has(TakeRecord(), L"OPEN|" + root + L"\\Zweites.txt"), L"Ja \u00f6ffnet die Datei");
+
+  // --- "Ausführen nur bei angehakten Dateien": nothing checked says so; the unlocked file
+  // is copied now and its row gets the new result.
+  Pick(1);
+  Click(kIdLogRunChecked);
+  Check(Has(TakeRecord(), L"Keine Dateien im Log angehakt!"), L"Hinweis ohne Haken");
+  SelectRow(FindLogRow(L"belegt.txt"), kIdLogList);
+  Pick(5);
+  Click(kIdLogRunChecked);
+  CheckEq(ListText(kIdLogList, FindLogRow(L"belegt.txt"), 6), L"Kopiert", L"neues Ergebnis in der Zeile");
+  Check(Has(ReadFileText(root + L"\\Ziel1\\belegt.txt"), L"gesperrt"), L"Datei jetzt kopiert");
+
+  // --- The chooser: every entry; the same entry twice performs it twice.
+  Pick(0);
+  CheckEq(CheckMarks(), L"xxxx", L"Alles anhaken");
+  Pick(2);
+  CheckEq(CheckMarks(), L"----", L"Auswahl umkehren");
+  Pick(2);
+  CheckEq(CheckMarks(), L"xxxx", L"Auswahl umkehren zum zweiten Mal");
+  Pick(1);
+  CheckEq(CheckMarks(), L"----", L"Nichts anhaken");
+  SelectRow(1, kIdLogList);
+  Pick(3);
+  CheckEq(CheckMarks(), L"xx--", L"Oberhalb der Selektion");
+  Pick(1);
+  Pick(4);
+  CheckEq(CheckMarks(), L"-xxx", L"Unterhalb der Selektion");
+  Pick(1);
+  SetItemState(3, LVIS_SELECTED, LVIS_SELECTED, kIdLogList);
+  Pick(5);
+  CheckEq(CheckMarks(), L"-x-x", L"Alle markierten anhaken");
+  const std::wstring kept = ListText(kIdLogList, 0, 0);
+  Pick(6);
+  Check(LogRows() == 2 && ListText(kIdLogList, 0, 0) == kept, L"Angehakte entfernt");
+  Pick(0);
+  Pick(2);
+  SelectRow(0, kIdLogList);
+  Pick(5);
+  Pick(7);
+  Check(LogRows() == 1 && RowChecked(kIdLogList, 0), L"Ohne Checkbox entfernt");
+  Click(kIdLogClear);
+  Check(LogRows() == 0, L"Log gel\u00f6scht");
+
+  // --- The timer with the tray option: a balloon when it starts, and one when a notify
+  // profile finds a file.
+  SelectTab(0);
+  CheckRow(0, false);
+  CheckRow(1, true);
+  SendMessageW(Control(kIdTimerSystray), BM_SETCHECK, BST_CHECKED, 0);
+  SendMessageW(Control(kIdTimerInterval), CB_SETCURSEL, 1, 0);
+  Click(kIdTimer);
+  Check(Has(TakeRecord(), L"BALLOON|Ablagix|Die Timerroutine ist gestartet und l\u00e4uft automatisch im Intervall von 5 Minuten"),
+        L"Sprechblase beim Timerstart");
+  CheckEq(Text(kIdLogList), L"Timer gestartet, Intervall l\u00e4uft...", L"Leertext mit Timer");
+  for (int i = 0; i < 5; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
+  Check(Has(TakeRecord(), L"BALLOON|Ablagix|Bedingung wurde erf\u00fcllt!"), L"Sprechblase der Benachrichtigung");
+  CheckEq(ListText(kIdLogList, FindLogRow(L"eins.txt"), 6), L"benachrichtigt", L"Ergebnis der Benachrichtigung");
+  Click(kIdTimer);
+  CheckEq(Text(kIdLogList), L"Timer gestoppt, warte auf Befehle...", L"Leertext nach dem Timer");
+  SendMessageW(Control(kIdTimerSystray), BM_SETCHECK, BST_UNCHECKED, 0);
+  CheckRow(1, false);
+  Click(kIdLogClear);
+
+  // --- Esc during the second of three profiles: the third never starts.
+  CheckRow(2, true);
+  CheckRow(3, true);
+  CheckRow(4, true);
+  HWND simulate = Control(kIdSimulate);
+  PostMessageW(GetParent(simulate), WM_COMMAND, MAKEWPARAM(kIdSimulate, BN_CLICKED), reinterpret_cast<LPARAM>(simulate));
+  bool inSecond = false;
+  for (int i = 0; i < 400 && !inSecond; ++i) {
+    const std::wstring status = Text(kIdLogStatus);
+    inSecond = status.rfind(L"Viele: ", 0) == 0 && Has(status, L" von ");
+    if (!inSecond) Sleep(5);
+  }
+  Check(inSecond, L"zweites Profil l\u00e4uft: " + Text(kIdLogStatus));
+  Screenshot(L"7-log-waehrend-lauf.png");
+  Check(!IsWindowEnabled(Control(kIdRun)) && !IsWindowEnabled(Control(kIdLogClear)),
+        L"Kn\u00f6pfe w\u00e4hrend des Laufs gesperrt");
+  PressEscape(true);
+  for (int i = 0; i < 400 && !IsWindowEnabled(Control(kIdRun)); ++i) Sleep(50);
+  PressEscape(false);
+  Check(IsWindowEnabled(Control(kIdRun)), L"Lauf beendet");
+  Check(FindLogRow(L"Start Eins") == 0 && FindLogRow(L"Ende Eins") > 0, L"erstes Profil vollst\u00e4ndig");
+  Check(FindLogRow(L"Start Viele") > 0, L"zweites Profil begonnen");
+  Check(FindLogRow(L"Start Drei") < 0, L"drittes Profil nicht begonnen");
+  Check(LogRows() < many, L"zweites Profil abgebrochen: " + std::to_wstring(LogRows()) + L" Zeilen");
+  Check(Text(kIdLogStatus).rfind(L"Abgebrochen", 0) == 0, L"Status: " + Text(kIdLogStatus));
+  Screenshot(L"8-log-nach-abbruch.png");
+  Close();
+}
+
+}  // namespace gui
