@@ -22,6 +22,16 @@ namespace {
 
 COLORREF ToColorRef(const Rgb& c) { return RGB(c.r, c.g, c.b); }
 
+// `arrow`: HDF_SORTUP, HDF_SORTDOWN or 0 for none. A column of -1 is no column.
+void SetSortArrow(HWND header, int column, int arrow) {
+  if (column < 0) return;
+  HDITEMW item{};
+  item.mask = HDI_FORMAT;
+  Header_GetItem(header, column, &item);
+  item.fmt = (item.fmt & ~(HDF_SORTUP | HDF_SORTDOWN)) | arrow;
+  Header_SetItem(header, column, &item);
+}
+
 // Window handles are 32-bit values that the system sign-extends.
 HWND HandleFromNumber(std::uint64_t value) {
   return reinterpret_cast<HWND>(static_cast<std::intptr_t>(static_cast<std::int32_t>(static_cast<std::uint32_t>(value))));
@@ -258,6 +268,12 @@ LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
         InvalidateRect(list, nullptr, FALSE);
       }
       return 0;
+    case NM_RETURN: {
+      // Enter on the focused row does what a double-click does.
+      const int row = ListView_GetNextItem(list, -1, LVNI_FOCUSED);
+      if (row >= 0 && static_cast<size_t>(row) < log_.size()) OpenLogRow(static_cast<size_t>(row));
+      return 0;
+    }
     case NM_DBLCLK: {
       const int row = reinterpret_cast<NMITEMACTIVATE*>(header)->iItem;
       if (row >= 0 && static_cast<size_t>(row) < log_.size()) OpenLogRow(static_cast<size_t>(row));
@@ -284,14 +300,7 @@ LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
 
 // New rows are appended unsorted, so the header no longer shows an order.
 void MainWindow::HideSortArrow() {
-  HWND header = ListView_GetHeader(Item(kIdLogList));
-  const int column = log_.sortedColumn();
-  if (column < 0) return;
-  HDITEMW item{};
-  item.mask = HDI_FORMAT;
-  Header_GetItem(header, column, &item);
-  item.fmt &= ~(HDF_SORTUP | HDF_SORTDOWN);
-  Header_SetItem(header, column, &item);
+  SetSortArrow(ListView_GetHeader(Item(kIdLogList)), log_.sortedColumn(), 0);
 }
 
 void MainWindow::SortLog(int column) {
@@ -300,15 +309,8 @@ void MainWindow::SortLog(int column) {
   SetCursor(LoadCursorW(nullptr, IDC_WAIT));
   const LogSortResult sorted = log_.SortByColumn(column);
   HWND header = ListView_GetHeader(list);
-  for (int i : {sorted.previousColumn, sorted.column}) {
-    if (i < 0) continue;
-    HDITEMW item{};
-    item.mask = HDI_FORMAT;
-    Header_GetItem(header, i, &item);
-    item.fmt &= ~(HDF_SORTUP | HDF_SORTDOWN);
-    if (i == sorted.column) item.fmt |= sorted.order == SortOrder::Ascending ? HDF_SORTUP : HDF_SORTDOWN;
-    Header_SetItem(header, i, &item);
-  }
+  SetSortArrow(header, sorted.previousColumn, 0);
+  SetSortArrow(header, sorted.column, sorted.order == SortOrder::Ascending ? HDF_SORTUP : HDF_SORTDOWN);
   // Highlighted positions would now point at other rows.
   ListView_SetItemState(list, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
   InvalidateRect(list, nullptr, FALSE);

@@ -98,6 +98,10 @@ bool MainWindow::PreTranslate(MSG* message) {
     SelectTab((currentPage_ + step) % kPageCount);
     return true;
   }
+  // Enter on a log row opens its file, so the list gets the key before the dialog handling.
+  if (message->message == WM_KEYDOWN && message->wParam == VK_RETURN && message->hwnd == Item(kIdLogList)) {
+    return false;
+  }
   return IsDialogMessageW(window_, message) != FALSE;
 }
 

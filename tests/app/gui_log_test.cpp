@@ -216,6 +216,15 @@ void RunLogScenario(const std::wstring& exe) {
   DestroyWindow(companion);
   DoubleClickRow(kIdLogList, FindLogRow(L"da.txt"));
   Check(Has(TakeRecord(), L"START|Kramdock.exe|" + target), L"ohne Fenster wird Kramdock gestartet");
+  // Enter on the focused row does the same, through the window's own message loop.
+  SelectRow(FindLogRow(L"da.txt"), kIdLogList);
+  PostMessageW(Control(kIdLogList), WM_KEYDOWN, VK_RETURN, 0);
+  std::wstring entered;
+  for (int i = 0; i < 50 && entered.empty(); ++i) {
+    Sleep(50);
+    entered = TakeRecord();
+  }
+  Check(Has(entered, L"START|Kramdock.exe|" + target), L"Eingabetaste \u00f6ffnet die Zeile");
   DoubleClickRow(kIdLogList, FindLogRow(L"belegt.txt"));
   Check(Has(TakeRecord(), L"MESSAGE|Exclamation|Zielpfad existiert nicht!"), L"fehlendes Ziel gemeldet");
 
