@@ -304,6 +304,8 @@ void RunLogScenario(const std::wstring& exe) {
   SendMessageW(Control(kIdTimerSystray), BM_SETCHECK, BST_UNCHECKED, 0);
   CheckRow(1, false);
   Click(kIdLogClear);
+  SelectTab(3);
+  Screenshot(L"9-log-leer-mit-hinweis.png");
 
   // --- Esc during the second of three profiles: the third never starts.
   CheckRow(2, true);
