@@ -9,6 +9,7 @@
 #include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/win_controls.h"
+#include "base/abort_flag.h"
 #include "base/text.h"
 #include "engine/run.h"
 #include "engine/timer_model.h"
@@ -48,6 +49,13 @@ class WindowRunHost : public RunHost {
       }
     }
     return (GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0;
+  }
+  // A large copy keeps the window answering, and Esc cancels it (the file then reads
+  // "Fehler!" and stays where it was) and stops the run.
+  bool CopyProgress(std::uint64_t, std::uint64_t) override {
+    if (!PollForAbort()) return true;
+    RequestAbort();
+    return false;
   }
   void Progress(const RunProgress& progress) override { window_.OnRunProgress(progress); }
   void SetLogEmptyText(std::wstring_view text) override { window_.SetLogEmptyText(text); }
