@@ -73,6 +73,7 @@ class MainWindow {
   void SetProfileFile(const std::wstring& path, const std::wstring& label);
   // Reads the profile file into the list; `keepChecks` keeps the check marks by name.
   void ReloadProfiles(bool keepChecks, const std::wstring& select = {});
+  std::vector<Profile> CheckedProfiles() const;
   std::vector<std::wstring> CheckedProfileNames() const;
   void ApplyListFont(int which);
   void OnRunButton(bool simulate);

@@ -110,12 +110,18 @@ void MainWindow::SetProfileFile(const std::wstring& path, const std::wstring& la
   SetText(Item(kIdProfileFileLabel), label);
 }
 
-std::vector<std::wstring> MainWindow::CheckedProfileNames() const {
-  std::vector<std::wstring> names;
+std::vector<Profile> MainWindow::CheckedProfiles() const {
+  std::vector<Profile> checked;
   HWND list = Item(kIdProfileList);
   for (int i = 0; i < ListView_GetItemCount(list) && i < static_cast<int>(profiles_.size()); ++i) {
-    if (ListView_GetCheckState(list, i)) names.push_back(profiles_[static_cast<size_t>(i)].Beschreibung);
+    if (ListView_GetCheckState(list, i)) checked.push_back(profiles_[static_cast<size_t>(i)]);
   }
+  return checked;
+}
+
+std::vector<std::wstring> MainWindow::CheckedProfileNames() const {
+  std::vector<std::wstring> names;
+  for (const Profile& profile : CheckedProfiles()) names.push_back(profile.Beschreibung);
   return names;
 }
 
@@ -168,11 +174,8 @@ void MainWindow::ApplyListFont(int which) {
 
 void MainWindow::OnRunButton(bool simulate) {
   if (running_ || !askIfSaveProfil()) return;
-  std::vector<Profile> selected;
+  std::vector<Profile> selected = CheckedProfiles();
   HWND list = Item(kIdProfileList);
-  for (int i = 0; i < ListView_GetItemCount(list) && i < static_cast<int>(profiles_.size()); ++i) {
-    if (ListView_GetCheckState(list, i)) selected.push_back(profiles_[static_cast<size_t>(i)]);
-  }
   if (selected.empty()) {
     const int row = ListView_GetNextItem(list, -1, LVNI_SELECTED);
     if (row < 0 || row >= static_cast<int>(profiles_.size())) {
@@ -294,12 +297,15 @@ void MainWindow::OnTimerTick() {
     log_.Clear();
     ShowLogRows();
   }
-  std::vector<Profile> checked;
-  HWND list = Item(kIdProfileList);
-  for (int i = 0; i < ListView_GetItemCount(list) && i < static_cast<int>(profiles_.size()); ++i) {
-    if (ListView_GetCheckState(list, i)) checked.push_back(profiles_[static_cast<size_t>(i)]);
+  const std::vector<Profile> checked = CheckedProfiles();
+  if (checked.empty()) {
+    // Unattended, but said all the same; no later tick stacks another message on this one.
+    timer_.SetBusy(true);
+    ui_.ShowMessage(std::wstring(kNothingCheckedMessage), MessageIcon::Exclamation, MessageButtons::Ok);
+    timer_.SetBusy(false);
+    return;
   }
-  if (!checked.empty()) RunProfilesNow(checked, RunMode::Execute);
+  RunProfilesNow(checked, RunMode::Execute);
 }
 
 LRESULT MainWindow::OnProfileListNotify(NMHDR* header) {

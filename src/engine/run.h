@@ -21,8 +21,6 @@ inline constexpr std::wstring_view kLogEmptyBusy = L"Zeitintensive Datenverarbei
 inline constexpr std::wstring_view kLogEmptyDone = L"Keine Dateien gefunden!";
 inline constexpr std::wstring_view kLogEmptyTimerStopped = L"Timer gestoppt, warte auf Befehle...";
 inline constexpr std::wstring_view kLogEmptyTimerStarted = L"Timer gestartet, Intervall l\u00e4uft...";
-inline constexpr std::wstring_view kNoProfileChecked =
-    L"Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!";
 
 struct RunProgress {
   std::wstring_view profile;

@@ -299,6 +299,14 @@ void RunLogScenario(const std::wstring& exe) {
   for (int i = 0; i < 5; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
   Check(Has(TakeRecord(), L"BALLOON|Ablagix|Bedingung wurde erf\u00fcllt!"), L"Sprechblase der Benachrichtigung");
   CheckEq(ListText(kIdLogList, FindLogRow(L"eins.txt"), 6), L"benachrichtigt", L"Ergebnis der Benachrichtigung");
+  // A timed run with nothing checked says so, and runs nothing.
+  CheckRow(1, false);
+  const int before = LogRows();
+  for (int i = 0; i < 5; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
+  Check(Has(TakeRecord(), L"MESSAGE|Exclamation|Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!"),
+        L"Timerlauf ohne Haken gemeldet");
+  Check(LogRows() == before, L"Timerlauf ohne Haken l\u00e4uft nicht");
+  CheckRow(1, true);
   Click(kIdTimer);
   CheckEq(Text(kIdLogList), L"Timer gestoppt, warte auf Befehle...", L"Leertext nach dem Timer");
   SendMessageW(Control(kIdTimerSystray), BM_SETCHECK, BST_UNCHECKED, 0);
