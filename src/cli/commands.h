@@ -16,5 +16,6 @@ inline constexpr int kExitAborted = 130;
 int ListCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
+int ExifCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 
 }  // namespace ablagix::cli

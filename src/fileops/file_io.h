@@ -42,6 +42,30 @@ class InPlaceFile {
   std::uint32_t lastError_ = 0;
 };
 
+// A file opened for reading only, for readers that need a few pieces of a large file (picture
+// metadata, document properties) rather than all of it. Others may go on reading, writing and
+// deleting it meanwhile.
+class ReadOnlyFile {
+ public:
+  ReadOnlyFile();
+  ~ReadOnlyFile();
+  ReadOnlyFile(const ReadOnlyFile&) = delete;
+  ReadOnlyFile& operator=(const ReadOnlyFile&) = delete;
+
+  // Opens an existing regular file (links are followed, as any reader would).
+  [[nodiscard]] bool Open(const std::wstring& path);
+  std::uint64_t size() const { return size_; }
+  // Up to `count` bytes from `offset` into `out` (fewer at the end of the file). False on a
+  // read error.
+  [[nodiscard]] bool ReadAt(std::uint64_t offset, std::size_t count, std::string* out);
+  void Close();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+  std::uint64_t size_ = 0;
+};
+
 // True for a symbolic link or a junction (not for other reparse points such as cloud
 // placeholders, which hold the file's own data).
 bool IsSymbolicLink(const std::wstring& path);

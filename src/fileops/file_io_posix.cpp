@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "base/text.h"
@@ -101,6 +102,45 @@ bool InPlaceFile::Flush() {
 }
 
 void InPlaceFile::Close() { impl_->fd.reset(); }
+
+struct ReadOnlyFile::Impl {
+  UniqueHandle<FdTraits> fd;
+};
+
+ReadOnlyFile::ReadOnlyFile() : impl_(std::make_unique<Impl>()) {}
+ReadOnlyFile::~ReadOnlyFile() = default;
+
+bool ReadOnlyFile::Open(const std::wstring& path) {
+  impl_->fd.reset(::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC));
+  size_ = 0;
+  struct stat st;
+  if (impl_->fd.get() < 0 || ::fstat(impl_->fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
+    impl_->fd.reset();
+    return false;
+  }
+  size_ = static_cast<std::uint64_t>(st.st_size);
+  return true;
+}
+
+bool ReadOnlyFile::ReadAt(std::uint64_t offset, std::size_t count, std::string* out) {
+  out->clear();
+  if (impl_->fd.get() < 0) return false;
+  if (offset >= size_) return true;
+  count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset));
+  out->resize(count);
+  std::size_t done = 0;
+  while (done < count) {
+    ssize_t n = ::pread(impl_->fd.get(), out->data() + done, count - done, static_cast<off_t>(offset + done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return false;
+    if (n == 0) break;
+    done += static_cast<std::size_t>(n);
+  }
+  out->resize(done);
+  return true;
+}
+
+void ReadOnlyFile::Close() { impl_->fd.reset(); }
 
 bool IsSymbolicLink(const std::wstring& path) {
   struct stat st;

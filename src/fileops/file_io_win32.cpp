@@ -105,6 +105,54 @@ bool InPlaceFile::Flush() {
 
 void InPlaceFile::Close() { impl_->file.reset(); }
 
+struct ReadOnlyFile::Impl {
+  UniqueFile file;
+};
+
+ReadOnlyFile::ReadOnlyFile() : impl_(std::make_unique<Impl>()) {}
+ReadOnlyFile::~ReadOnlyFile() = default;
+
+bool ReadOnlyFile::Open(const std::wstring& path) {
+  size_ = 0;
+  impl_->file.reset(CreateFileW(ApiPath(path).c_str(), GENERIC_READ,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                FILE_FLAG_RANDOM_ACCESS, nullptr));
+  LARGE_INTEGER li{};
+  if (!impl_->file || GetFileType(impl_->file.get()) != FILE_TYPE_DISK || !GetFileSizeEx(impl_->file.get(), &li)) {
+    impl_->file.reset();
+    return false;
+  }
+  size_ = static_cast<std::uint64_t>(li.QuadPart);
+  return true;
+}
+
+bool ReadOnlyFile::ReadAt(std::uint64_t offset, std::size_t count, std::string* out) {
+  out->clear();
+  if (!impl_->file) return false;
+  if (offset >= size_) return true;
+  count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset));
+  out->resize(count);
+  std::size_t done = 0;
+  while (done < count) {
+    OVERLAPPED at{};
+    const std::uint64_t position = offset + done;
+    at.Offset = static_cast<DWORD>(position);
+    at.OffsetHigh = static_cast<DWORD>(position >> 32);
+    DWORD got = 0;
+    const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(count - done, 1u << 30));
+    if (!ReadFile(impl_->file.get(), out->data() + done, chunk, &got, &at)) {
+      if (GetLastError() == ERROR_HANDLE_EOF) break;
+      return false;
+    }
+    if (got == 0) break;
+    done += got;
+  }
+  out->resize(done);
+  return true;
+}
+
+void ReadOnlyFile::Close() { impl_->file.reset(); }
+
 bool IsSymbolicLink(const std::wstring& path) { return IsLink(ApiPath(path)); }
 
 bool RenameNoReplace(const std::wstring& from, const std::wstring& to, std::uint32_t* error) {
