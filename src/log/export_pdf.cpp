@@ -21,7 +21,6 @@ constexpr double kCellPadding = 3;
 constexpr double kTableBottom = 40;  // leaves room for the page label below the table
 constexpr double kLabelBaseline = 22;
 
-constexpr PdfColour kBlack = {0, 0, 0};
 constexpr PdfColour kHeaderFill = {0.80, 0.80, 0.80};
 constexpr PdfColour kStripeFill = {0.94, 0.94, 0.94};
 // The list's red and yellow, pale enough to read black print on.
