@@ -20,6 +20,7 @@
 #include "engine/run.h"
 #include "log/log_list.h"
 #include "log/log_save.h"
+#include "metadata/radius.h"
 #include "profiles/filter_list.h"
 #include "profiles/profile.h"
 #include "profiles/profile_editor.h"
@@ -174,6 +175,8 @@ class MainWindow {
   std::wstring filterList_;
   std::vector<FilterRow> filterRows_;
   bool fillingFilters_ = false;
+  // The reference picture chosen on the settings page and its coordinates, until stored.
+  ReferencePoint chosenReference_;
 };
 
 }  // namespace ablagix::app

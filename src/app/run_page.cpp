@@ -16,6 +16,7 @@
 #include "fileops/files.h"
 #include "log/log_row.h"
 #include "log/log_save.h"
+#include "metadata/metadata_source.h"
 
 namespace ablagix::app {
 
@@ -24,7 +25,10 @@ namespace ablagix::app {
 // and the window shows how far it got.
 class WindowRunHost : public RunHost {
  public:
-  WindowRunHost(MainWindow& window, bool timerRunning) : window_(window), timerRunning_(timerRunning) {}
+  WindowRunHost(MainWindow& window, bool timerRunning)
+      : window_(window),
+        timerRunning_(timerRunning),
+        metadata_({window.settings_.Kommastelle, window.settings_.Lat, window.settings_.Lon}) {}
   UiPort& ui() override { return window_.ui_; }
   bool TimerRunning() const override { return timerRunning_; }
   void Notify(const std::wstring& title, const std::wstring& text) override { window_.ui_.ShowBalloon(title, text); }
@@ -62,10 +66,12 @@ class WindowRunHost : public RunHost {
   std::wstring StoredFilterMask(const std::wstring& name) override {
     return StoredFilterMaskByName(window_.folders_, name);
   }
+  MetadataSource* Metadata() override { return &metadata_; }
 
  private:
   MainWindow& window_;
   bool timerRunning_;
+  FileMetadataSource metadata_;
   ULONGLONG lastPoll_ = 0;
 };
 

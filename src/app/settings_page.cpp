@@ -11,6 +11,7 @@
 #include "app/win_controls.h"
 #include "base/text.h"
 #include "engine/timer_model.h"
+#include "metadata/radius.h"
 
 namespace ablagix::app {
 namespace {
@@ -177,6 +178,7 @@ void MainWindow::SettingsToControls() {
   SetText(Item(kIdDecimals), NumberText(static_cast<std::uint64_t>(std::max(0, s.Kommastelle))));
   SetText(Item(kIdLat), s.Lat);
   SetText(Item(kIdLon), s.Lon);
+  chosenReference_ = {s.Lat, s.Lon, s.RefPicture};
 }
 
 void MainWindow::ControlsToSettings() {
@@ -345,24 +347,30 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       // The Run key entry itself is written by the autostart support; the choice is kept here.
       WriteAppSetting(folders_.SettingsFilePath, L"AXRun", FlagText(IsOn(Item(id))));
       return;
-    case kIdReferencePicture:
-      ui_.ShowMessage(L"Das Auslesen der Exif-Koordinaten eines Referenzbildes ist in dieser Version noch "
-                      L"nicht verf\u00fcgbar.\nBitte geben Sie die Koordinaten von Hand ein.",
-                      MessageIcon::Information, MessageButtons::Ok);
+    case kIdReferencePicture: {
+      FileDialogArgs args;
+      args.title = kReferencePictureTitle;
+      args.filter = kReferencePictureFilter;
+      const std::optional<std::wstring> picture = ui_.OpenFile(args);
+      if (!picture || picture->empty()) return;
+      const std::optional<ReferencePoint> point = ReferencePointFromPicture(*picture, ui_);
+      if (!point) return;
+      SetText(Item(kIdLat), point->lat);
+      SetText(Item(kIdLon), point->lon);
+      chosenReference_ = *point;
       return;
+    }
     case kIdSaveCoordinates: {
-      std::wstring lat = GetText(Item(kIdLat));
-      std::wstring lon = GetText(Item(kIdLon));
-      if (lat.empty() || lon.empty()) {
-        ui_.ShowMessage(L"Es sind keine Exif-Koordinaten vorhanden!\nBitte Geben Sie die Koordinaten ein!.",
-                        MessageIcon::Information, MessageButtons::Ok);
-        return;
+      ReferencePoint point{GetText(Item(kIdLat)), GetText(Item(kIdLon)), L""};
+      // The picture is named only while the fields still hold its coordinates; typed-in
+      // coordinates have none.
+      if (point.lat == chosenReference_.lat && point.lon == chosenReference_.lon) {
+        point.picture = chosenReference_.picture;
       }
-      settings_.Lat = lat;
-      settings_.Lon = lon;
-      WriteAppSetting(folders_.SettingsFilePath, L"Lat", lat);
-      WriteAppSetting(folders_.SettingsFilePath, L"Lon", lon);
-      WriteAppSetting(folders_.SettingsFilePath, L"RefPicture", settings_.RefPicture);
+      if (!StoreReferencePoint(point, folders_.SettingsFilePath, ui_)) return;
+      settings_.Lat = point.lat;
+      settings_.Lon = point.lon;
+      settings_.RefPicture = point.picture;
       return;
     }
   }

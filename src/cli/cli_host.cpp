@@ -35,7 +35,9 @@ MessageAnswer TerminalUi::ShowMessage(const std::wstring& text, MessageIcon, Mes
 }
 
 CliRunHost::CliRunHost(SettingsFolders folders)
-    : folders_(std::move(folders)), progressToTerminal_(StandardErrorIsTerminal()) {}
+    : folders_(std::move(folders)),
+      metadata_(ReadMetadataSettings(folders_.SettingsFilePath)),
+      progressToTerminal_(StandardErrorIsTerminal()) {}
 
 void CliRunHost::Notify(const std::wstring& title, const std::wstring& text) {
   EndProgress();

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "engine/run.h"
+#include "metadata/metadata_source.h"
 #include "profiles/settings_store.h"
 
 namespace ablagix::cli {
@@ -25,12 +26,14 @@ class CliRunHost : public RunHost {
   bool PollForAbort() override { return false; }  // Ctrl+C sets the abort flag directly
   void Progress(const RunProgress& progress) override;
   std::wstring StoredFilterMask(const std::wstring& name) override;
+  MetadataSource* Metadata() override { return &metadata_; }
   // Clears the progress line before normal output continues.
   void EndProgress();
 
  private:
   TerminalUi ui_;
   SettingsFolders folders_;
+  FileMetadataSource metadata_;
   bool timerRunning_ = false;
   bool progressShown_ = false;
   bool progressToTerminal_ = false;

@@ -3,6 +3,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "engine/conditions.h"
+#include "engine/metadata_condition.h"
 #include "engine/scan.h"
 #include "fileops/path_text.h"
 
@@ -52,6 +53,10 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   ConditionContext context;
   context.now = host.Now();
   context.storedFilterMask = [&](const std::wstring& name) { return host.StoredFilterMask(name); };
+  const bool caseSensitive = Trim(profile.Case) == L"1";
+  context.makeMetadataTest = [&](const std::wstring& metadaten) {
+    return MakeMetadataConditionTest(metadaten, caseSensitive, host.Metadata(), context.now);
+  };
   ConditionSet conditions;
   if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);
   if (!problem.empty()) {

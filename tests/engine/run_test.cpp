@@ -9,6 +9,8 @@
 #include "engine/engine_test_host.h"
 #include "engine/scan.h"
 #include "fileops/path_text.h"
+#include "metadata/metadata_source.h"
+#include "metadata/picture_maker.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -186,6 +188,42 @@ TEST_F(RunTest, ASimulationOfEveryActionLeavesTheDiskByteForByteUnchanged) {
   EXPECT_EQ(Snapshot(dir_.path()), before);
   EXPECT_FALSE(FolderExists(dir_ / L"Ziel\\2025"));
   SetAttributes(dir_ / L"Eingang\\notiz.txt", kAttrNormal);
+}
+
+// Pictures sorted by what their Exif data says: the metadata condition picks them, the
+// target folder takes their capture date, and a radius selects by place.
+TEST_F(RunTest, MetadataConditionsAndTargetsReadThePictures) {
+  using test::TiffMaker;
+  auto picture = [](const std::string& model, std::int32_t latitude) {
+    TiffMaker t(true);
+    return test::Jpeg(t.Make({t.Ascii(272, model), t.Ascii(306, "2019:07:14 18:03:22")}, {},
+                             {t.Ascii(1, "N"), t.Rationals(2, {{latitude, 1}, {0, 1}, {0, 1}}), t.Ascii(3, "E"),
+                              t.Rationals(4, {{7, 1}, {30, 1}, {0, 1}})}));
+  };
+  ASSERT_TRUE(WriteBytes(dir_ / L"Kamera\\canon.jpg", picture("Canon EOS 5D", 51)));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Kamera\\nikon.jpg", picture("NIKON D750", 48)));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Kamera\\ohne.jpg", "kein Exif"));
+  class PictureHost : public test::TestRunHost {
+   public:
+    MetadataSource* Metadata() override { return &source; }
+    FileMetadataSource source{MetadataSettings{7, L"N51,1", L"E7,5"}};
+  } host;
+
+  Profile canon = Copy(L"Canon", dir_ / L"Kamera", dir_ / L"Ziel\\%Datum%\\%Model%");
+  canon.Metadaten = L"%Model%;=canon*";
+  Profile near = Copy(L"Nah", dir_ / L"Kamera", dir_ / L"Nah");
+  near.Metadaten = L"%Umkreissuche%;<25";
+  RunSummary s = RunProfiles({canon, near}, RunMode::Execute, host, log_);
+  EXPECT_TRUE(s.refused.empty());
+  EXPECT_EQ(s.files, 2u);
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\2019_07_14\\Canon EOS 5D\\canon.jpg"), picture("Canon EOS 5D", 51));
+  EXPECT_TRUE(FileExists(dir_ / L"Nah\\canon.jpg"));  // 11 km from the reference point
+  EXPECT_FALSE(FileExists(dir_ / L"Nah\\nikon.jpg"));  // 345 km
+  EXPECT_FALSE(FileExists(dir_ / L"Nah\\ohne.jpg"));
+
+  // Without readers the same profile is refused with its reason in the log.
+  LogList refusedLog;
+  EXPECT_EQ(RunProfiles({canon}, RunMode::Simulate, host_, refusedLog).refused.size(), 1u);
 }
 
 }  // namespace
