@@ -29,6 +29,7 @@ void CheckEq(const std::wstring& actual, const std::wstring& expected, const std
 std::wstring WindowsPath(std::wstring path);
 // UTF-8 with a byte-order mark.
 void WriteFileText(const std::wstring& path, const std::wstring& text);
+void WriteFileBytes(const std::wstring& path, const std::string& bytes);
 std::wstring ReadFileText(const std::wstring& path);
 // The text of one INI section, "" when it is missing.
 std::wstring Section(const std::wstring& file, const std::wstring& name);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "gui_driver.h"
+#include "metadata/picture_maker.h"
 
 using namespace gui;
 
@@ -249,6 +250,32 @@ int wmain(int argc, wchar_t** argv) {
   Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"IniPfad=" + other), L"IniPfad bleibt beim Erstellen");
 
   Check(SelectTab(2), L"Einstellungen");
+
+  // --- The reference point: a picture without coordinates is refused; one with them fills
+  // both fields, and saving stores them with the picture.
+  {
+    ablagix::test::TiffMaker t(true);
+    const std::string gps = ablagix::test::Jpeg(t.Make({t.Ascii(272, "Kamera")}, {},
+                                              {t.Ascii(1, "N"), t.Rationals(2, {{51, 1}, {30, 1}, {0, 1}}),
+                                               t.Ascii(3, "E"), t.Rationals(4, {{7, 1}, {15, 1}, {0, 1}})}));
+    const std::wstring withGps = g_work + L"\\Referenz.jpg";
+    const std::wstring without = g_work + L"\\Ohne.jpg";
+    WriteFileBytes(withGps, gps);
+    WriteFileBytes(without, ablagix::test::Jpeg(t.Make({t.Ascii(272, "Kamera")}, {}, {})));
+    Answer(without + L"\n");
+    Click(kIdReferencePicture);
+    const std::wstring pictureAsked = TakeRecord();
+    Check(Has(pictureAsked, L"DIALOG|Neue IniDatei laden"), L"Bildauswahl f\u00fcr den Referenzpunkt");
+    Check(Has(pictureAsked, L"Das Bild enth\u00e4lt keine Exif-Koordinaten!"), L"Bild ohne Koordinaten abgelehnt");
+    Answer(withGps + L"\n");
+    Click(kIdReferencePicture);
+    CheckEq(Text(kIdLat), L"N51,5", L"Breitengrad aus dem Bild");
+    CheckEq(Text(kIdLon), L"E7,25", L"L\u00e4ngengrad aus dem Bild");
+    Click(kIdSaveCoordinates);
+    const std::wstring stored = ReadFileText(config + L"\\AblagixSetting.ini");
+    Check(Has(stored, L"Lat=N51,5") && Has(stored, L"Lon=E7,25") && Has(stored, L"RefPicture=" + withGps),
+          L"Referenzpunkt gespeichert");
+  }
   Screenshot(L"3-einstellungen.png");
   Check(SelectTab(3), L"Log-Dateien");
   Screenshot(L"4-log-dateien.png");
