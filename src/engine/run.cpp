@@ -6,6 +6,8 @@
 #include "engine/metadata_condition.h"
 #include "engine/scan.h"
 #include "fileops/path_text.h"
+#include "metadata/document_text.h"
+#include "metadata/text_search.h"
 
 namespace ablagix {
 namespace {
@@ -28,6 +30,25 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
   }
   return {};
 }
+
+// "Datei enthält Text" as a file test: documents through their text, plain files in blocks.
+class TextCondition : public FileContentTest {
+ public:
+  TextCondition(std::wstring_view textSuche, bool caseSensitive, std::function<bool()> stop)
+      : terms_(ParseSearchTerms(textSuche)) {
+    options_.caseSensitive = caseSensitive;
+    options_.documents = &documents_;
+    options_.stopRequested = std::move(stop);
+  }
+  bool Accepts(const std::wstring& path, const DirEntry&) override {
+    return SearchTextInFile(path, terms_, options_) > 0;
+  }
+
+ private:
+  SearchTerms terms_;
+  DocumentTexts documents_;
+  TextSearchOptions options_;
+};
 
 void AppendMessageRow(LogList& log, std::wstring_view text) {
   LogRowTexts texts{};
@@ -56,6 +77,9 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   const bool caseSensitive = Trim(profile.Case) == L"1";
   context.makeMetadataTest = [&](const std::wstring& metadaten) {
     return MakeMetadataConditionTest(metadaten, caseSensitive, host.Metadata(), context.now);
+  };
+  context.makeTextTest = [&](const std::wstring& textSuche) -> std::unique_ptr<FileContentTest> {
+    return std::make_unique<TextCondition>(textSuche, caseSensitive, [&host] { return StopRequested(host); });
   };
   ConditionSet conditions;
   if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);

@@ -114,16 +114,34 @@ TEST_F(RunTest, EscInTheSecondProfileStopsBeforeTheThird) {
 }
 
 TEST_F(RunTest, ProfilesThisBuildCannotEvaluateAreRefusedNotRunBlind) {
-  Profile text = Copy(L"Text", dir_ / L"Eingang", dir_ / L"Ziel");
-  text.TextSuche = L"Rechnung";
   Profile zip = Copy(L"Zip", dir_ / L"Eingang", dir_ / L"Ziel");
   zip.Zippen = L"2";
-  Profile exif = Copy(L"Exif", dir_ / L"Eingang", dir_ / L"Ziel\\%Model%");
-  RunSummary s = RunProfiles({text, zip, exif}, RunMode::Execute, host_, log_);
-  EXPECT_EQ(s.refused.size(), 3u);
+  Profile exif = Copy(L"Exif", dir_ / L"Eingang", dir_ / L"Ziel\\%Model%");  // a host without readers
+  RunSummary s = RunProfiles({zip, exif}, RunMode::Execute, host_, log_);
+  EXPECT_EQ(s.refused.size(), 2u);
   EXPECT_EQ(s.files, 0u);
   EXPECT_FALSE(FolderExists(dir_ / L"Ziel"));
-  EXPECT_EQ(log_.size(), 9u);  // start, reason, end for each
+  EXPECT_EQ(log_.size(), 6u);  // start, reason, end for each
+}
+
+TEST_F(RunTest, TextConditionLooksInsideFilesAndDocuments) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\rechnung.txt", ToUtf16LeBytes(L"Ihre Rechnung Nr. 4711", true)));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\seite.html", "<html><body><p>RECHNUNG &amp; Lieferschein</p></body></html>"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\foto.jpg", "Rechnung"));  // pictures are never searched
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\brief.txt", "Mahnung"));
+  Profile p = Copy(L"Rechnungen", dir_ / L"Post", dir_ / L"Ablage");
+  p.Filter = L"Alles";
+  p.TextSuche = L"rechnung";
+  RunSummary s = RunProfiles({p}, RunMode::Execute, host_, log_);
+  EXPECT_TRUE(s.refused.empty());
+  EXPECT_EQ(s.files, 2u);
+  EXPECT_TRUE(FileExists(dir_ / L"Ablage\\rechnung.txt"));
+  EXPECT_TRUE(FileExists(dir_ / L"Ablage\\seite.html"));
+  EXPECT_FALSE(FileExists(dir_ / L"Ablage\\foto.jpg"));
+  // With the case box ticked the words must match exactly.
+  p.Case = L"1";
+  p.Ziel = dir_ / L"Genau";
+  EXPECT_EQ(RunProfiles({p}, RunMode::Execute, host_, log_).files, 0u);
 }
 
 TEST_F(RunTest, CheckedRowsAreHandledAgainFromTheirOwnValues) {

@@ -1,0 +1,28 @@
+// The text of documents for the text condition: web pages (HTML, MHT), mails (EML), RTF, and
+// the old binary office formats by their runs of readable characters. Formats packed in zip
+// archives and PDF pages are read by their own readers where those exist.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "metadata/text_search.h"
+
+namespace ablagix {
+
+class DocumentTexts : public DocumentTextSource {
+ public:
+  // Chooses the reader by the file's extension; nullopt for a format it cannot read.
+  std::optional<std::wstring> Text(const std::wstring& path) override;
+};
+
+// The readers on the file's bytes, usable on their own.
+std::wstring HtmlText(std::string_view bytes);  // UTF-8 when the page says so, else Windows-1252
+std::wstring HtmlTextAs(std::string_view bytes, bool utf8);
+std::wstring MimeText(std::string_view bytes);  // EML and MHT: headers' subject and every text part
+std::wstring RtfText(std::string_view bytes);
+// Runs of at least four readable characters, as single bytes (Windows-1252) and as UTF-16LE.
+std::wstring StringRuns(std::string_view bytes);
+
+}  // namespace ablagix

@@ -1,0 +1,56 @@
+// The condition "Datei enthält Text": does a file contain the search words? Plain files are
+// read in blocks of 4096 bytes with their byte-order mark honoured; documents (office, PDF,
+// web pages, mails) are first turned into text; programs, pictures, audio and video are never
+// searched.
+//
+// The search text holds the words: "Rechnung+2024" needs both, "Rechnung|Quittung" one of
+// them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ablagix {
+
+struct SearchTerms {
+  std::vector<std::wstring> terms;
+  bool all = false;    // "+": every term must occur
+  std::wstring whole;  // the search text as typed
+};
+SearchTerms ParseSearchTerms(std::wstring_view textSuche);
+
+// Turns a document into its text; nullopt when it cannot.
+class DocumentTextSource {
+ public:
+  virtual ~DocumentTextSource() = default;
+  virtual std::optional<std::wstring> Text(const std::wstring& path) = 0;
+};
+
+inline constexpr std::wstring_view kNeverSearched =
+    L"exe;dll;sys;com;ocx;pif;oca;jpg;bmp;gif;ico;png;cdr;mp4;mpg;mp3;wav;wmf;emf;cur;dib;mpeg;vob;ogg;avi;"
+    L"wma;mid;cda;drv;divx;wmv";
+inline constexpr std::wstring_view kDocumentExtensions =
+    L"docx;dotx;odt;ods;sxw;stw;ott;ots;otp;odp;odg;pdf;rtf;xls;xlsx;doc;ptx;ppt;sxc;sxi;sxd;wj2;wj3;wk3;wk4;123;"
+    L"wri;mht;html;eml";
+inline constexpr std::uint64_t kDocumentSizeLimit = 100000000;
+
+struct TextSearchOptions {
+  bool caseSensitive = false;
+  // Documents go through this; null reads every document as a plain file.
+  DocumentTextSource* documents = nullptr;
+  // Asked between blocks; true ends the search without a find.
+  std::function<bool()> stopRequested;
+};
+
+// Greater than 0 when the file meets the condition; 0 when it does not, cannot be read, or
+// is of a kind that is never searched.
+int SearchTextInFile(const std::wstring& path, const SearchTerms& terms, const TextSearchOptions& options);
+
+// Whether `text` meets the condition, marking found terms in `found` (one flag per term).
+bool TermsFound(std::wstring_view text, const SearchTerms& terms, bool caseSensitive, std::vector<bool>* found);
+
+}  // namespace ablagix

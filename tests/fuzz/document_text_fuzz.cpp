@@ -1,0 +1,17 @@
+// Fuzz target: any bytes as a web page, a mail, an RTF document and an old binary document.
+// The text readers must neither crash nor hang nor read outside the bytes.
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "metadata/document_text.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace ablagix;
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  (void)HtmlText(bytes);
+  (void)MimeText(bytes);
+  (void)RtfText(bytes);
+  (void)StringRuns(bytes);
+  return 0;
+}

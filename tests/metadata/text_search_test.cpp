@@ -1,0 +1,113 @@
+#include "metadata/text_search.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "metadata/document_text.h"
+#include "test_support.h"
+
+namespace ablagix {
+namespace {
+
+using test::TempDir;
+using test::WriteBytes;
+
+int Search(const std::wstring& path, std::wstring_view words, bool caseSensitive = false) {
+  DocumentTexts documents;
+  TextSearchOptions options;
+  options.caseSensitive = caseSensitive;
+  options.documents = &documents;
+  return SearchTextInFile(path, ParseSearchTerms(words), options);
+}
+
+TEST(TextSearchTest, PlainFilesInBlocksWithTheirEncoding) {
+  TempDir dir;
+  // A word across the 4096-byte boundary, and an umlaut split between two UTF-8 blocks.
+  std::string text(4090, 'x');
+  text += "Rechnung";
+  ASSERT_TRUE(WriteBytes(dir / L"grenze.txt", text));
+  EXPECT_EQ(Search(dir / L"grenze.txt", L"rechnung"), 1);
+  std::string utf8 = "\xEF\xBB\xBF" + std::string(4092, 'y') + "Gr\xC3\xB6\xC3\x9F" "e";
+  ASSERT_TRUE(WriteBytes(dir / L"utf8.txt", utf8));
+  EXPECT_EQ(Search(dir / L"utf8.txt", L"gr\u00f6\u00dfe"), 1);
+  // UTF-16 with its mark is found; the same bytes without the mark are read as ANSI.
+  const std::string utf16 = ToUtf16LeBytes(L"Lieferschein M\u00fcller", true);
+  ASSERT_TRUE(WriteBytes(dir / L"le.txt", utf16));
+  ASSERT_TRUE(WriteBytes(dir / L"ohne.txt", utf16.substr(2)));
+  EXPECT_EQ(Search(dir / L"le.txt", L"m\u00fcller"), 1);
+  EXPECT_EQ(Search(dir / L"ohne.txt", L"m\u00fcller"), 0);
+  std::string be;
+  for (std::size_t i = 0; i + 1 < utf16.size(); i += 2) be += std::string{utf16[i + 1], utf16[i]};
+  ASSERT_TRUE(WriteBytes(dir / L"be.txt", be));
+  EXPECT_EQ(Search(dir / L"be.txt", L"Lieferschein"), 1);
+
+  // "+" needs every word (anywhere in the file), "|" one of them; case when asked.
+  ASSERT_TRUE(WriteBytes(dir / L"brief.txt", "Mahnung\n" + std::string(9000, ' ') + "Rechnung 2024"));
+  EXPECT_EQ(Search(dir / L"brief.txt", L"Mahnung+2024"), 1);
+  EXPECT_EQ(Search(dir / L"brief.txt", L"Mahnung+2023"), 0);
+  EXPECT_EQ(Search(dir / L"brief.txt", L"Quittung|2024"), 1);
+  EXPECT_EQ(Search(dir / L"brief.txt", L"RECHNUNG", true), 0);
+  EXPECT_EQ(Search(dir / L"brief.txt", L""), 0);
+  // Never searched: pictures and programs, whatever they hold; unreadable files give 0.
+  ASSERT_TRUE(WriteBytes(dir / L"bild.JPG", "Rechnung"));
+  EXPECT_EQ(Search(dir / L"bild.JPG", L"Rechnung"), 0);
+  EXPECT_EQ(Search(dir / L"fehlt.txt", L"Rechnung"), 0);
+  // A stop between blocks ends the search without a find.
+  TextSearchOptions stopping;
+  stopping.stopRequested = [] { return true; };
+  EXPECT_EQ(SearchTextInFile(dir / L"brief.txt", ParseSearchTerms(L"2024"), stopping), 0);
+}
+
+TEST(TextSearchTest, DocumentsAreReadAsText) {
+  const std::wstring page = HtmlText("<p>Gr&ouml;&szlig;e <b>M&#252;ller</b></p><script>var x='versteckt';</script>");
+  EXPECT_NE(page.find(L"Gr\u00f6\u00dfe  M\u00fcller"), std::wstring::npos);
+  EXPECT_EQ(page.find(L"versteckt"), std::wstring::npos);
+  EXPECT_EQ(HtmlText("<meta charset=\"utf-8\">B\xC3\xA4r").substr(1), L"B\u00e4r");
+  const std::string mail =
+      "Subject: Rechnung Juni\r\nContent-Type: multipart/alternative; boundary=\"xyz\"\r\n\r\n"
+      "--xyz\r\nContent-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n"
+      "Sehr geehrte Frau M=C3=BCller,=\r\n bitte zahlen.\r\n"
+      "--xyz\r\nContent-Type: application/pdf\r\nContent-Transfer-Encoding: base64\r\n\r\nSGFsbG8=\r\n"
+      "--xyz\r\nContent-Type: text/html\r\nContent-Transfer-Encoding: base64\r\n\r\nPHA+TWFobnVuZzwvcD4=\r\n--xyz--\r\n";
+  const std::wstring text = MimeText(mail);
+  EXPECT_NE(text.find(L"Rechnung Juni"), std::wstring::npos);
+  EXPECT_NE(text.find(L"Frau M\u00fcller, bitte zahlen."), std::wstring::npos);
+  EXPECT_NE(text.find(L"Mahnung"), std::wstring::npos);
+  EXPECT_EQ(text.find(L"Hallo"), std::wstring::npos);  // attachments are not text
+  EXPECT_EQ(RtfText("{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0 Stra\\'dfe {\\*\\generator X;}\\par\\uc1\\u8364?"
+                    " 5\\{x\\}}"),
+            L"Stra\u00dfe \n\u20ac 5{x}");
+  // Old binary formats: readable runs, single-byte and UTF-16.
+  const std::string binary = std::string("\x01\x02", 2) + "Angebot" + std::string("\x00\x00", 2) +
+                             ToUtf16LeBytes(L"Kunde M\u00fcller", false) + std::string("\x03", 1);
+  const std::wstring runs = StringRuns(binary);
+  EXPECT_NE(runs.find(L"Angebot"), std::wstring::npos);
+  EXPECT_NE(runs.find(L"Kunde M\u00fcller"), std::wstring::npos);
+
+  TempDir dir;
+  ASSERT_TRUE(WriteBytes(dir / L"alt.doc", binary));
+  ASSERT_TRUE(WriteBytes(dir / L"post.eml", mail));
+  EXPECT_EQ(Search(dir / L"alt.doc", L"m\u00fcller"), 1);
+  EXPECT_EQ(Search(dir / L"post.eml", L"zahlen"), 1);
+  // A document format without a reader here is not read as plain bytes.
+  ASSERT_TRUE(WriteBytes(dir / L"scan.pdf", "%PDF-1.4 Rechnung"));
+  EXPECT_EQ(Search(dir / L"scan.pdf", L"Rechnung"), 0);
+}
+
+TEST(TextSearchTest, DocumentReadersSurviveDamagedInput) {
+  const std::string samples[] = {
+      "{\\rtf1{{{{\\u-1\\'zz\\uc99999999 \\", "Content-Type: multipart/mixed; boundary=a\n\n--a\n--a\n--a--",
+      "<script", "&#xFFFFFFFFFF; &#0; &", "=\r", "{\\*"};
+  for (const std::string& sample : samples) {
+    for (std::size_t n = 0; n <= sample.size(); ++n) {
+      const std::string_view cut = std::string_view(sample).substr(0, n);
+      (void)HtmlText(cut);
+      (void)MimeText(cut);
+      (void)RtfText(cut);
+      (void)StringRuns(cut);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ablagix
