@@ -163,14 +163,23 @@ class WindowsUi : public AppUi {
                                                    SW_SHOWNORMAL)) > 32;
   }
 
-  void ShowBalloon(const std::wstring& title, const std::wstring& text) override {
+  bool StartElevated(const std::wstring& program) override {
+    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"runas", program.c_str(), nullptr, nullptr,
+                                                   SW_SHOWNORMAL)) > 32;
+  }
+
+  void AddTrayIcon() override {
+    if (trayIcon_) return;
     NOTIFYICONDATAW data = TrayData();
-    if (!trayIcon_) {
-      data.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP;
-      // A failed add is not worth a message: the balloon is only a courtesy.
-      trayIcon_ = Shell_NotifyIconW(NIM_ADD, &data) != FALSE;
-      if (!trayIcon_) return;
-    }
+    data.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP;
+    // A failed add is not reported: the window can still be reached from the taskbar.
+    trayIcon_ = Shell_NotifyIconW(NIM_ADD, &data) != FALSE;
+  }
+
+  void ShowBalloon(const std::wstring& title, const std::wstring& text) override {
+    AddTrayIcon();
+    if (!trayIcon_) return;
+    NOTIFYICONDATAW data = TrayData();
     data.uFlags = NIF_TIP | NIF_INFO;
     title.copy(data.szInfoTitle, std::size(data.szInfoTitle) - 1);
     text.copy(data.szInfo, std::size(data.szInfo) - 1);
@@ -250,10 +259,24 @@ class ScriptedUi : public AppUi {
     Record(L"START|" + program + L"|" + parameters);
     return true;
   }
+  bool StartElevated(const std::wstring& program) override {
+    Record(L"ELEVATED|" + program);
+    return true;
+  }
+  void AddTrayIcon() override {
+    if (trayIcon_) return;
+    trayIcon_ = true;
+    Record(L"TRAY|add");
+  }
   void ShowBalloon(const std::wstring& title, const std::wstring& text) override {
+    AddTrayIcon();
     Record(L"BALLOON|" + title + L"|" + text);
   }
-  void RemoveTrayIcon() override {}
+  void RemoveTrayIcon() override {
+    if (!trayIcon_) return;
+    trayIcon_ = false;
+    Record(L"TRAY|remove");
+  }
 
  private:
   std::optional<std::wstring> Path(const std::wstring& title) {
@@ -304,6 +327,7 @@ class ScriptedUi : public AppUi {
 
   std::wstring answersFile_;
   std::wstring recordFile_;
+  bool trayIcon_ = false;
 };
 
 }  // namespace

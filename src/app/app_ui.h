@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "app/control_ids.h"
 #include "base/ui_port.h"
 
 namespace ablagix::app {
@@ -40,7 +41,11 @@ class AppUi : public UiPort {
   virtual void OpenWithProgram(const std::wstring& path) = 0;
   // Starts a program through the shell with the verb "open"; false when it could not start.
   virtual bool StartProgram(const std::wstring& program, const std::wstring& parameters) = 0;
-  // A balloon at the program's icon in the notification area, which is added for it.
+  // Starts a program with administrator rights (the shell's "runas"); false when it did not.
+  virtual bool StartElevated(const std::wstring& program) = 0;
+  // The program's icon in the notification area, with the tip "Ablagix".
+  virtual void AddTrayIcon() = 0;
+  // A balloon at that icon, which is added for it when missing.
   virtual void ShowBalloon(const std::wstring& title, const std::wstring& text) = 0;
   // Removes that icon again; nothing when there is none.
   virtual void RemoveTrayIcon() = 0;
@@ -48,10 +53,6 @@ class AppUi : public UiPort {
  protected:
   HWND owner_ = nullptr;
 };
-
-// The icon identifier in the notification area and the message its events arrive with.
-inline constexpr UINT kTrayIconId = 990;
-inline constexpr UINT kTrayMessage = WM_APP + 2;
 
 // The system dialogs.
 std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
@@ -61,7 +62,8 @@ std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
 // "Ok"/"Cancel" for font and colour dialogs. A missing answer means Yes/Ok resp. cancel.
 // Every question is appended to `recordFile` as one UTF-8 line: "MESSAGE|<icon>|<text>" or
 // "DIALOG|<title>"; what would start a program or show a balloon is recorded instead of
-// done: "OPEN|<path>", "START|<program>|<parameters>", "BALLOON|<title>|<text>".
+// done: "OPEN|<path>", "START|<program>|<parameters>", "ELEVATED|<program>", "TRAY|add",
+// "TRAY|remove" (only when there was an icon), "BALLOON|<title>|<text>".
 std::unique_ptr<AppUi> MakeScriptedUi(std::wstring answersFile, std::wstring recordFile);
 
 }  // namespace ablagix::app

@@ -141,6 +141,11 @@ enum ControlId : int {
   kIdLogStatus,      // what the run or export is doing, and how the last one ended
   kIdLogProgress,
 
+  // The tray icon's menu.
+  kIdTrayOpen = 900,
+  kIdTrayCancel,
+  kIdTrayExit,
+
   // Menu commands of the target token menus: group * 100 + entry.
   kIdTokenMenuBase = 1000,
 };
@@ -153,5 +158,10 @@ inline constexpr unsigned long kCopyDataSelectTab = 0xAB02;   // tab number as d
 inline constexpr unsigned long kCopyDataShowLogRow = 0xAB03;
 
 inline constexpr wchar_t kMainWindowClass[] = L"AblagixMainWindow";
+
+// The icon identifier in the notification area and the message its events arrive with
+// (WM_APP + 2; lParam is the mouse message).
+inline constexpr unsigned kTrayIconId = 990;
+inline constexpr unsigned kTrayMessage = 0x8000 + 2;
 
 }  // namespace ablagix::app

@@ -177,6 +177,12 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       const int code = HIWORD(wParam);
       if (id >= kIdTokenMenuBase) {
         InsertToken(id);
+      } else if (id == kIdTrayOpen) {
+        RestoreFromTray();
+      } else if (id == kIdTrayExit) {
+        PostMessageW(window_, WM_CLOSE, 0, 0);
+      } else if (id == kIdTrayCancel) {
+        // The menu just closes.
       } else if (id == kIdRun || id == kIdSimulate) {
         if (code == BN_CLICKED) OnRunButton(id == kIdSimulate);
       } else if (id == kIdTimer) {
@@ -253,12 +259,34 @@ void MainWindow::AddTooltip(HWND owner, HWND control, const wchar_t* text) {
   SendMessageW(tooltip_, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&info));
 }
 
-// The icon that a balloon put into the notification area: a click brings the window back
-// and removes the icon.
+// The icon in the notification area: a click brings the window back, the right button opens
+// its menu.
 void MainWindow::OnTrayIcon(LPARAM event) {
-  if (LOWORD(event) != WM_LBUTTONDOWN && LOWORD(event) != WM_LBUTTONUP) return;
+  switch (LOWORD(event)) {
+    case WM_LBUTTONDOWN:
+      RestoreFromTray();
+      return;
+    case WM_RBUTTONUP: {
+      HMENU menu = CreatePopupMenu();
+      AppendMenuW(menu, MF_STRING, kIdTrayOpen, L"\u00d6ffnen");
+      AppendMenuW(menu, MF_STRING, kIdTrayCancel, L"Abbrechen");
+      AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
+      AppendMenuW(menu, MF_STRING, kIdTrayExit, L"Beenden");
+      POINT at{};
+      GetCursorPos(&at);
+      // The menu closes when the user clicks elsewhere only while the window is in front.
+      SetForegroundWindow(window_);
+      TrackPopupMenu(menu, TPM_RIGHTBUTTON, at.x, at.y, 0, window_, nullptr);
+      PostMessageW(window_, WM_NULL, 0, 0);
+      DestroyMenu(menu);
+      return;
+    }
+  }
+}
+
+void MainWindow::RestoreFromTray() {
   ui_.RemoveTrayIcon();
-  ShowWindow(window_, IsIconic(window_) ? SW_RESTORE : SW_SHOW);
+  ShowWindow(window_, SW_SHOWNORMAL);
   SetForegroundWindow(window_);
 }
 

@@ -68,6 +68,8 @@ class MainWindow {
   void OnMinMaxInfo(MINMAXINFO* info) const;
   void AddTooltip(HWND owner, HWND control, const wchar_t* text);
   void OnTrayIcon(LPARAM event);
+  void RestoreFromTray();
+  void OnAutostartBox();
 
   // --- run_page.cpp: profile list, run buttons, runs and the timer
   void BuildRunPage();

@@ -292,7 +292,12 @@ void MainWindow::OnTimerButton() {
   SetTimer(window_, kTimer1, 60000, nullptr);
   SetLogEmptyText(kLogEmptyTimerStarted);
   SetText(Item(kIdTimer), L"Timer stoppen");
-  if (IsOn(Item(kIdTimerSystray))) ui_.ShowBalloon(L"Ablagix", TimerStartedBalloon(timer_.interval()));
+  if (IsOn(Item(kIdTimerSystray))) {
+    // Unattended: the window goes away into the notification area until its icon is clicked.
+    ui_.AddTrayIcon();
+    ShowWindow(window_, SW_HIDE);
+    ui_.ShowBalloon(L"Ablagix", TimerStartedBalloon(timer_.interval()));
+  }
 }
 
 void MainWindow::OnTimerTick() {

@@ -9,8 +9,11 @@
 #include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/win_controls.h"
+#include "base/environment.h"
 #include "base/text.h"
+#include "desktop/autostart.h"
 #include "engine/timer_model.h"
+#include "fileops/path_text.h"
 #include "metadata/radius.h"
 
 namespace ablagix::app {
@@ -344,8 +347,7 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       WriteAppSetting(folders_.SettingsFilePath, L"AXCreateEXE", FlagText(IsOn(Item(id))));
       return;
     case kIdAutostart:
-      // The Run key entry itself is written by the autostart support; the choice is kept here.
-      WriteAppSetting(folders_.SettingsFilePath, L"AXRun", FlagText(IsOn(Item(id))));
+      OnAutostartBox();
       return;
     case kIdReferencePicture: {
       FileDialogArgs args;
@@ -373,6 +375,69 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       settings_.RefPicture = point.picture;
       return;
     }
+  }
+}
+
+namespace {
+
+// The per-user "Run" key of the registry.
+class RegistryAutostart : public AutostartHost {
+ public:
+  RegistryAutostart(AppUi& ui, std::wstring settingsFile) : ui_(ui), settingsFile_(std::move(settingsFile)) {}
+  UiPort& ui() override { return ui_; }
+  bool WriteRunValue(const std::wstring& data) override {
+    HKEY key = nullptr;
+    if (RegCreateKeyExW(HKEY_CURRENT_USER, std::wstring(kRunKey).c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                        &key, nullptr) != ERROR_SUCCESS) {
+      return false;
+    }
+    const LONG result = RegSetValueExW(key, std::wstring(kRunValueName).c_str(), 0, REG_SZ,
+                                       reinterpret_cast<const BYTE*>(data.c_str()),
+                                       static_cast<DWORD>((data.size() + 1) * sizeof(wchar_t)));
+    RegCloseKey(key);
+    return result == ERROR_SUCCESS;
+  }
+  bool DeleteRunValue() override {
+    HKEY key = nullptr;
+    const LONG opened = RegOpenKeyExW(HKEY_CURRENT_USER, std::wstring(kRunKey).c_str(), 0, KEY_SET_VALUE, &key);
+    if (opened == ERROR_FILE_NOT_FOUND) return true;  // no key, no entry
+    if (opened != ERROR_SUCCESS) return false;
+    const LONG result = RegDeleteValueW(key, std::wstring(kRunValueName).c_str());
+    RegCloseKey(key);
+    return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND;
+  }
+  void RestartElevated() override {
+    wchar_t path[MAX_PATH * 4] = {};
+    GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
+    ui_.StartElevated(path);
+  }
+  void StoreChoice(bool on) override { WriteAppSetting(settingsFile_, L"AXRun", on ? L"1" : L"0"); }
+
+ private:
+  AppUi& ui_;
+  std::wstring settingsFile_;
+};
+
+}  // namespace
+
+void MainWindow::OnAutostartBox() {
+  HWND box = Item(kIdAutostart);
+  const bool on = IsOn(box);
+  wchar_t path[MAX_PATH * 4] = {};
+  GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
+  std::wstring name = NamePart(path);
+  if (const size_t dot = name.rfind(L'.'); dot != std::wstring::npos) name.resize(dot);
+  RegistryAutostart registry(ui_, folders_.SettingsFilePath);
+  switch (SetAutostart(on, AutostartCommand(ExecutableFolder(), name), registry)) {
+    case AutostartOutcome::Done:
+      settings_.AXRun = on;
+      return;
+    case AutostartOutcome::Unchanged:
+      SetOn(box, !on);  // the box shows what the registry holds
+      return;
+    case AutostartOutcome::Restarting:
+      PostMessageW(window_, WM_CLOSE, 0, 0);
+      return;
   }
 }
 

@@ -293,8 +293,12 @@ void RunLogScenario(const std::wstring& exe) {
   SendMessageW(Control(kIdTimerSystray), BM_SETCHECK, BST_CHECKED, 0);
   SendMessageW(Control(kIdTimerInterval), CB_SETCURSEL, 1, 0);
   Click(kIdTimer);
-  Check(Has(TakeRecord(), L"BALLOON|Ablagix|Die Timerroutine ist gestartet und l\u00e4uft automatisch im Intervall von 5 Minuten"),
+  const std::wstring started = TakeRecord();
+  Check(Has(started, L"TRAY|add") && !IsWindowVisible(g_main), L"Fenster beim Timerstart im Infobereich");
+  Check(Has(started, L"BALLOON|Ablagix|Die Timerroutine ist gestartet und l\u00e4uft automatisch im Intervall von 5 Minuten"),
         L"Sprechblase beim Timerstart");
+  SendMessageW(g_main, kTrayMessage, kTrayIconId, WM_LBUTTONDOWN);
+  Check(IsWindowVisible(g_main) && Has(TakeRecord(), L"TRAY|remove"), L"Klick auf das Symbol holt das Fenster zur\u00fcck");
   CheckEq(Text(kIdLogList), L"Timer gestartet, Intervall l\u00e4uft...", L"Leertext mit Timer");
   for (int i = 0; i < 5; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
   Check(Has(TakeRecord(), L"BALLOON|Ablagix|Bedingung wurde erf\u00fcllt!"), L"Sprechblase der Benachrichtigung");

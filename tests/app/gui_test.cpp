@@ -251,6 +251,26 @@ int wmain(int argc, wchar_t** argv) {
 
   Check(SelectTab(2), L"Einstellungen");
 
+  // --- Starting with Windows: the per-user Run key gets the program, and loses it again.
+  {
+    auto runValue = [] {
+      wchar_t data[1024] = {};
+      DWORD size = sizeof data;
+      const LONG result = RegGetValueW(HKEY_CURRENT_USER, L"Software\\Microsoft\\Windows\\CurrentVersion\\Run",
+                                       L"Ablagix", RRF_RT_REG_SZ, nullptr, data, &size);
+      return result == ERROR_SUCCESS ? std::wstring(data) : std::wstring(L"-");
+    };
+    SendMessageW(Control(kIdAutostart), BM_SETCHECK, BST_CHECKED, 0);
+    Click(kIdAutostart);
+    const std::wstring value = runValue();
+    Check(value.size() > 12 && value.substr(value.size() - 12) == L"\\Ablagix.EXE", L"Autostart eingetragen: " + value);
+    Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=1"), L"AXRun=1");
+    SendMessageW(Control(kIdAutostart), BM_SETCHECK, BST_UNCHECKED, 0);
+    Click(kIdAutostart);
+    CheckEq(runValue(), L"-", L"Autostart ausgetragen");
+    Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=0"), L"AXRun=0");
+  }
+
   // --- The reference point: a picture without coordinates is refused; one with them fills
   // both fields, and saving stores them with the picture.
   {
