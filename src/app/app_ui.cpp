@@ -95,11 +95,18 @@ class WindowsUi : public AppUi {
     return FileDialog(args, true);
   }
 
-  std::optional<std::wstring> ChooseFolder(const std::wstring& title) override {
+  std::optional<std::wstring> ChooseFolder(const std::wstring& title, const std::wstring& startFolder) override {
     BROWSEINFOW info{};
     info.hwndOwner = owner_;
     info.lpszTitle = title.c_str();
     info.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
+    if (!startFolder.empty()) {
+      info.lParam = reinterpret_cast<LPARAM>(startFolder.c_str());
+      info.lpfn = [](HWND dialog, UINT message, LPARAM, LPARAM data) -> int {
+        if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
+        return 0;
+      };
+    }
     PIDLIST_ABSOLUTE list = SHBrowseForFolderW(&info);
     if (!list) return std::nullopt;
     std::vector<wchar_t> path(32768);
@@ -247,7 +254,9 @@ class ScriptedUi : public AppUi {
   }
   std::optional<std::wstring> OpenFile(const FileDialogArgs& args) override { return Path(args.title); }
   std::optional<std::wstring> SaveFile(const FileDialogArgs& args) override { return Path(args.title); }
-  std::optional<std::wstring> ChooseFolder(const std::wstring& title) override { return Path(title); }
+  std::optional<std::wstring> ChooseFolder(const std::wstring& title, const std::wstring&) override {
+    return Path(title);
+  }
   std::optional<std::wstring> AskText(const std::wstring& title, const std::wstring&,
                                       const std::wstring&) override {
     return Path(title);

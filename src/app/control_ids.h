@@ -151,7 +151,8 @@ enum ControlId : int {
 };
 
 // WM_COPYDATA requests that only a window started with --test-ui accepts.
-inline constexpr unsigned long kCopyDataScreenshot = 0xAB01;  // UTF-16 path of a PNG to write
+// UTF-16 path of a PNG to write, with "|" and a decimal window handle for a dialog.
+inline constexpr unsigned long kCopyDataScreenshot = 0xAB01;
 inline constexpr unsigned long kCopyDataSelectTab = 0xAB02;   // tab number as decimal text
 // Row number as decimal text: the log list scrolls it into view and paints before answering,
 // so that a caller can time scrolling.

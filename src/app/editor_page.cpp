@@ -8,7 +8,9 @@
 #include "app/control_ids.h"
 #include "app/main_window.h"
 #include "app/page_size.h"
+#include "app/recent_folders_dialog.h"
 #include "app/win_controls.h"
+#include "desktop/recent_folders.h"
 #include "fileops/path_text.h"
 #include "profiles/profile_file_choice.h"
 
@@ -386,11 +388,14 @@ void MainWindow::OnEditorCommand(int id, int code) {
   if (code != BN_CLICKED) return;
   switch (id) {
     case kIdSourceBrowse:
-    case kIdTargetBrowse:
-      if (auto folder = ui_.ChooseFolder(id == kIdSourceBrowse ? L"Quellverzeichnis" : L"Zielverzeichnis")) {
-        SetText(Item(id == kIdSourceBrowse ? kIdSource : kIdTxtName), *folder);
-      }
+      if (auto folder = ui_.ChooseFolder(L"Quellverzeichnis")) SetText(Item(kIdSource), *folder);
       return;
+    case kIdTargetBrowse: {
+      // Targets come back again and again: they are picked from the recently used ones.
+      const std::wstring folder = ShowRecentFoldersDialog(instance_, ui_, folders_.SettingsFilePath);
+      if (folder != kNoFolderChosen) SetText(Item(kIdTxtName), folder);
+      return;
+    }
     case kIdBlockAdd:
       if (auto folder = ui_.ChooseFolder(L"Ordner ausschlie\u00dfen")) {
         SendMessageW(Item(kIdBlockList), LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(folder->c_str()));

@@ -457,7 +457,15 @@ LRESULT MainWindow::OnCopyData(const COPYDATASTRUCT* data) {
   if (!options_.testUi || !data) return FALSE;
   std::wstring text(static_cast<const wchar_t*>(data->lpData), data->cbData / sizeof(wchar_t));
   while (!text.empty() && text.back() == L'\0') text.pop_back();
-  if (data->dwData == kCopyDataScreenshot) return SaveWindowPng(window_, text) ? TRUE : FALSE;
+  if (data->dwData == kCopyDataScreenshot) {
+    // "path" for the main window, "path|handle" for another window of the program (a dialog).
+    HWND target = window_;
+    if (const size_t bar = text.find(L'|'); bar != std::wstring::npos) {
+      target = reinterpret_cast<HWND>(static_cast<INT_PTR>(_wtoi64(text.c_str() + bar + 1)));
+      text.resize(bar);
+    }
+    return SaveWindowPng(target, text) ? TRUE : FALSE;
+  }
   if (data->dwData == kCopyDataSelectTab) {
     NMHDR header{tabs_, static_cast<UINT_PTR>(kIdTabs), static_cast<UINT>(TCN_SELCHANGING)};
     if (Handle(WM_NOTIFY, kIdTabs, reinterpret_cast<LPARAM>(&header))) return FALSE;

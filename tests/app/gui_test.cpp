@@ -182,6 +182,37 @@ int wmain(int argc, wchar_t** argv) {
   CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%\\%DateiNameTeil[3-5]%", L"Namensteil eingef\u00fcgt");
   Check(Has(TakeRecord(), L"DIALOG|Eingabe"), L"Eingabefeld f\u00fcr den Namensteil");
 
+  // --- The target from the recently used folders: "Verwenden" with nothing selected says so;
+  // a folder added through the chooser is listed, used, and kept for the next time.
+  {
+    const std::wstring recent = g_work + L"\\Quelle";
+    HWND browse = Control(kIdTargetBrowse);
+    PostMessageW(GetParent(browse), WM_COMMAND, MAKEWPARAM(kIdTargetBrowse, BN_CLICKED), reinterpret_cast<LPARAM>(browse));
+    HWND dialog = nullptr;
+    for (int i = 0; i < 100 && !dialog; ++i) {
+      Sleep(50);
+      dialog = FindWindowW(L"#32770", L"Zuletzt verwendete Ordner");
+    }
+    Check(dialog != nullptr, L"Dialog der zuletzt verwendeten Ordner");
+    if (dialog) {
+      SendMessageW(dialog, WM_COMMAND, IDOK, 0);
+      Check(Has(TakeRecord(), L"MESSAGE|Exclamation|Bitte Ordnerpfad oben ausw\u00e4hlen!"), L"Verwenden ohne Auswahl");
+      Answer(recent + L"\n");
+      SendMessageW(dialog, WM_COMMAND, 112, 0);  // "Ordner hinzufügen..."
+      Check(Has(TakeRecord(), L"DIALOG|Ordner, der gespeichert werden soll:"), L"Ordnerauswahl");
+      HWND list = GetDlgItem(dialog, 111);
+      Check(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0) == 1, L"Ordner in der Liste");
+      CopyData(kCopyDataScreenshot, g_work + L"\\screenshots\\2b-zuletzt-verwendete-ordner.png|" +
+                                        std::to_wstring(reinterpret_cast<INT_PTR>(dialog)));
+      SendMessageW(dialog, WM_COMMAND, IDOK, 0);
+      for (int i = 0; i < 100 && IsWindow(dialog); ++i) Sleep(50);
+      CheckEq(Text(kIdTxtName), recent, L"Zielordner aus der Liste");
+      const std::wstring kept = ReadFileText(config + L"\\AblagixSetting.ini");
+      Check(Has(kept, L"[SaveAsPfade]") && Has(kept, L"1=" + recent) && Has(kept, L"DefaultPath=" + recent),
+            L"Liste und Startordner gespeichert");
+    }
+  }
+
   // --- The radius search needs a stored reference point
   HWND metadata = Control(kIdCombo10);
   SendMessageW(metadata, CB_SETCURSEL, 13, 0);
