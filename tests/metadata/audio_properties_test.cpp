@@ -147,19 +147,10 @@ TEST(AudioPropertiesTest, Id3v24WithUtf8UnsynchronisedFramesAndXingHeader) {
   std::string xing = Frames(kCbrHeader, 417, 2);
   xing.replace(4 + 32, 16, "Xing" + Big32(3) + Big32(8614) + Big32(5400000));
   const AudioProperties p = Read(tag + std::string(100, '\0') + xing);
-  EXPECT_EQ(p.title, L"\u00dcber den Wolken");
-  EXPECT_EQ(p.artist, L"\u00ffa");
-  EXPECT_EQ(p.album, std::wstring(255, L'a'));
-  EXPECT_EQ(p.year, L"2021");
-  EXPECT_EQ(p.genre, L"Pop; Eigenes");
-  EXPECT_EQ(p.composer, L"Anna; Ben");
-  EXPECT_EQ(p.comment, L"Kommentar");
-  EXPECT_EQ(p.trackNumber, L"7");
-  EXPECT_EQ(p.publisher, L"Label");
-  EXPECT_EQ(AudioFieldText(p, kAudioDuration), L"00:03:45");
-  EXPECT_EQ(AudioFieldText(p, kAudioBitRate), L"192 kBit/s");
+  EXPECT_EQ(AllFields(p), (std::vector<std::wstring>{L"\u00dcber den Wolken", L"\u00ffa", std::wstring(255, L'a'),
+                                                     L"2021", L"Kommentar", L"Pop; Eigenes", L"00:03:45", L"192 kBit/s",
+                                                     L"", L"", L"", L"7", L"Anna; Ben", L"", L"Label"}));
   EXPECT_TRUE(p.variableBitRate);
-  EXPECT_EQ(AudioFieldText(p, kAudioRating), L"");
 
   // "Info" is the same header in a constant-rate stream: the frame's own rate counts.
   xing.replace(4 + 32, 4, "Info");
@@ -261,7 +252,6 @@ TEST(AudioPropertiesTest, DisplayForms) {
   EXPECT_EQ(RatingText(128), L"3 Sterne");
   EXPECT_EQ(RatingText(223), L"4 Sterne");
   EXPECT_EQ(RatingText(224), L"5 Sterne");
-  EXPECT_EQ(GenreName(0), L"Blues");
   EXPECT_EQ(GenreName(191), L"Psybient");
   EXPECT_EQ(GenreName(192), L"");
   auto genre = [](const std::string& text) { return Read(Tag(3, 0, Frame(3, "TCON", Latin1(text)))).genre; };
