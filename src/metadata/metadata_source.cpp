@@ -5,8 +5,10 @@
 
 #include "base/text.h"
 #include "fileops/path_text.h"
+#include "metadata/audio_properties.h"
 #include "metadata/exif_reader.h"
 #include "metadata/radius.h"
+#include "metadata/version_resource.h"
 #include "profiles/settings.h"
 
 namespace ablagix {
@@ -150,6 +152,8 @@ std::wstring FormatDatePattern(const LocalDateTime& t, std::wstring_view pattern
 
 FileMetadataSource::FileMetadataSource(MetadataSettings settings) : settings_(std::move(settings)) {
   exif = [](const std::wstring& path, int field) { return GetExifValue(path, field); };
+  audio = [](const std::wstring& path, int field) { return AudioFieldValue(path, field); };
+  version = [](const std::wstring& path, int field) { return VersionFieldValue(path, field); };
 }
 
 std::wstring FileMetadataSource::Field(const FieldSource& source, const std::wstring& path, int field) {

@@ -33,11 +33,11 @@ class FileMetadataSource : public MetadataSource {
   // chooses the date form of those: "yyyy_mm_dd" in a path, "dd.mm.yyyy" in a condition.
   std::wstring Value(const std::wstring& path, std::wstring_view fullName, bool pathMode) override;
 
-  // Sources that are plugged in where the readers exist; an empty one gives "".
-  FieldSource exif;      // defaults to the Exif reader
-  FieldSource audio;     // fields 0..10, in the order of the audio names
-  FieldSource document;  // summary property ids 2..9 and 14..16
-  FieldSource version;   // fields 0..8, in the order of the version names
+  // The readers behind the names; tests put tables in their place. An empty one gives "".
+  FieldSource exif;      // the Exif reader
+  FieldSource audio;     // the MP3 reader: fields 0..10, in the order of the audio names
+  FieldSource document;  // document properties: summary property ids 2..9 and 14..16
+  FieldSource version;   // the version resource: fields 0..8, in the order of the version names
 
  private:
   std::wstring ExifDate(const std::wstring& path, int field, std::wstring_view pattern, bool pathMode);
