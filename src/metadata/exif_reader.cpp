@@ -7,7 +7,6 @@
 #include <unordered_set>
 
 #include "base/text.h"
-#include "fileops/file_io.h"
 
 namespace ablagix {
 namespace {
@@ -23,18 +22,6 @@ constexpr std::uint64_t kMaxPngExifBytes = 16u << 20;
 constexpr std::uint16_t kExifDirectoryTag = 34665;
 constexpr std::uint16_t kGpsDirectoryTag = 34853;
 constexpr std::uint32_t kDateTimeTag = 306;
-
-class FileByteSource : public ByteSource {
- public:
-  bool Open(const std::wstring& path) { return file_.Open(path); }
-  std::uint64_t size() const override { return file_.size(); }
-  bool Read(std::uint64_t offset, std::size_t count, std::string* out) override {
-    return file_.ReadAt(offset, count, out);
-  }
-
- private:
-  ReadOnlyFile file_;
-};
 
 std::uint16_t Big16(const std::string& b, std::size_t at) {
   return static_cast<std::uint16_t>((static_cast<unsigned char>(b[at]) << 8) | static_cast<unsigned char>(b[at + 1]));
@@ -318,13 +305,6 @@ constexpr std::array<FieldTags, kExifFieldCount> kFields = {{
 }};
 
 }  // namespace
-
-bool MemoryByteSource::Read(std::uint64_t offset, std::size_t count, std::string* out) {
-  out->clear();
-  if (offset >= bytes_.size()) return true;
-  out->assign(bytes_.substr(static_cast<std::size_t>(offset), count));
-  return true;
-}
 
 std::vector<PropertyItem> ReadPropertyItems(ByteSource& source) {
   std::vector<PropertyItem> items;

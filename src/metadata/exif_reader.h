@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "fileops/byte_source.h"
+
 namespace ablagix {
 
 // Types of a property item.
@@ -31,25 +33,6 @@ struct PropertyItem {
   std::uint32_t id = 0;
   std::uint16_t type = 0;
   std::string value;  // little-endian elements; its size is the item's length
-};
-
-// Random access to the bytes of a picture.
-class ByteSource {
- public:
-  virtual ~ByteSource() = default;
-  virtual std::uint64_t size() const = 0;
-  // Up to `count` bytes from `offset`; fewer at the end. False when the bytes cannot be read.
-  virtual bool Read(std::uint64_t offset, std::size_t count, std::string* out) = 0;
-};
-
-class MemoryByteSource : public ByteSource {
- public:
-  explicit MemoryByteSource(std::string_view bytes) : bytes_(bytes) {}
-  std::uint64_t size() const override { return bytes_.size(); }
-  bool Read(std::uint64_t offset, std::size_t count, std::string* out) override;
-
- private:
-  std::string_view bytes_;
 };
 
 // The property items of the first image directory, its Exif directory and its GPS directory

@@ -1,0 +1,47 @@
+// Random access to the bytes of a file or of a buffer, for readers that take a file apart
+// piece by piece (picture metadata, zip archives, document properties) and must be testable
+// on bytes made in memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "fileops/file_io.h"
+
+namespace ablagix {
+
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+  virtual std::uint64_t size() const = 0;
+  // Up to `count` bytes from `offset`; fewer at the end. False when the bytes cannot be read.
+  virtual bool Read(std::uint64_t offset, std::size_t count, std::string* out) = 0;
+};
+
+// A view of bytes that the caller keeps alive.
+class MemoryByteSource : public ByteSource {
+ public:
+  explicit MemoryByteSource(std::string_view bytes) : bytes_(bytes) {}
+  std::uint64_t size() const override { return bytes_.size(); }
+  bool Read(std::uint64_t offset, std::size_t count, std::string* out) override;
+
+ private:
+  std::string_view bytes_;
+};
+
+// A file opened for reading; its size is taken once at Open.
+class FileByteSource : public ByteSource {
+ public:
+  [[nodiscard]] bool Open(const std::wstring& path) { return file_.Open(path); }
+  std::uint64_t size() const override { return file_.size(); }
+  bool Read(std::uint64_t offset, std::size_t count, std::string* out) override {
+    return file_.ReadAt(offset, count, out);
+  }
+
+ private:
+  ReadOnlyFile file_;
+};
+
+}  // namespace ablagix
