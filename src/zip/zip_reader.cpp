@@ -381,8 +381,9 @@ ZipError ZipReader::ReadEntry(const ZipEntry& entry, std::uint64_t maxSize,
 
 ZipError ZipReader::ReadEntry(const ZipEntry& entry, std::uint64_t maxSize, std::string* out) {
   out->clear();
-  if (entry.uncompressedSize <= maxSize && entry.uncompressedSize < out->max_size()) {
-    out->reserve(static_cast<std::size_t>(std::min<std::uint64_t>(entry.uncompressedSize, 16u << 20)));
+  if (entry.uncompressedSize <= maxSize) {
+    // The declared size is only a claim; beyond 1 MiB the string grows as the data arrives.
+    out->reserve(static_cast<std::size_t>(std::min<std::uint64_t>(entry.uncompressedSize, 1u << 20)));
   }
   const ZipError e = ReadEntry(entry, maxSize, [out](std::string_view piece) {
     out->append(piece);
