@@ -16,7 +16,7 @@
 #include <cstdint>
 #include <string>
 
-#include "metadata/byte_source.h"
+#include "fileops/byte_source.h"
 
 namespace ablagix {
 

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "metadata/byte_source.h"
+#include "fileops/byte_source.h"
 
 namespace ablagix {
 

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "metadata/byte_source.h"
+#include "fileops/byte_source.h"
 
 namespace ablagix {
 

@@ -1,4 +1,4 @@
-#include "metadata/byte_source.h"
+#include "fileops/byte_source.h"
 
 namespace ablagix {
 
@@ -8,6 +8,7 @@ bool MemoryByteSource::Read(std::uint64_t offset, std::size_t count, std::string
   out->assign(bytes_.substr(static_cast<std::size_t>(offset), count));
   return true;
 }
+
 
 bool ReadAheadByteSource::Read(std::uint64_t offset, std::size_t count, std::string* out) {
   if (count > blockSize_) return inner_.Read(offset, count, out);

@@ -1,6 +1,6 @@
-// Random access to the bytes of a file or of a piece of memory, for the metadata readers.
-// They read the few pieces they need (a header, a directory, a tag) rather than whole files,
-// and tests and fuzz targets hand them bytes made in memory.
+// Random access to the bytes of a file or of a buffer, for readers that take a file apart
+// piece by piece (picture metadata, zip archives, document properties) and must be testable
+// on bytes made in memory.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +20,7 @@ class ByteSource {
   virtual bool Read(std::uint64_t offset, std::size_t count, std::string* out) = 0;
 };
 
+// A view of bytes that the caller keeps alive.
 class MemoryByteSource : public ByteSource {
  public:
   explicit MemoryByteSource(std::string_view bytes) : bytes_(bytes) {}
@@ -30,6 +31,7 @@ class MemoryByteSource : public ByteSource {
   std::string_view bytes_;
 };
 
+// A file opened for reading; its size is taken once at Open.
 class FileByteSource : public ByteSource {
  public:
   [[nodiscard]] bool Open(const std::wstring& path) { return file_.Open(path); }

@@ -1,4 +1,4 @@
-#include "metadata/byte_source.h"
+#include "fileops/byte_source.h"
 
 #include <gtest/gtest.h>
 
