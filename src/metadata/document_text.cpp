@@ -1,10 +1,14 @@
 #include "metadata/document_text.h"
 
+#include <algorithm>
 #include <array>
 
 #include "base/text.h"
+#include "fileops/byte_source.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "metadata/xml_scanner.h"
+#include "zip/zip_reader.h"
 
 namespace ablagix {
 namespace {
@@ -204,6 +208,39 @@ std::string ReadWhole(const std::wstring& path) {
   return bytes;
 }
 
+// The parts of a package that hold the document's words (body, headers, notes, cells, slides).
+bool IsTextPart(std::string_view name) {
+  auto under = [&](std::string_view folder) {
+    return name.starts_with(folder) && name.ends_with(".xml") && name.find('/', folder.size()) == std::string_view::npos;
+  };
+  return name == "word/document.xml" || name == "word/footnotes.xml" || name == "word/endnotes.xml" ||
+         name.starts_with("word/header") || name.starts_with("word/footer") || name == "xl/sharedStrings.xml" ||
+         under("xl/worksheets/") || under("ppt/slides/") || under("ppt/notesSlides/") || name == "content.xml";
+}
+
+// The character data of an XML part; paragraphs, cells and breaks become separators, while
+// the runs a word processor splits a word into are joined again.
+std::wstring XmlPartText(std::string_view xml) {
+  static constexpr std::array<std::string_view, 11> kSeparating = {"p", "h", "br", "tab", "tc", "si", "c",
+                                                                  "line-break", "s", "cr", "table-cell"};
+  XmlScanner scanner(xml);
+  XmlEvent event;
+  std::string text;
+  while (scanner.Next(&event)) {
+    if (event.kind == XmlEvent::kText) {
+      text += event.text;
+    } else if (event.kind == XmlEvent::kEnd) {
+      for (std::string_view name : kSeparating) {
+        if (event.local == name) {
+          text += ' ';
+          break;
+        }
+      }
+    }
+  }
+  return FromUtf8(text);
+}
+
 }  // namespace
 
 std::wstring HtmlText(std::string_view bytes) {
@@ -393,11 +430,36 @@ std::wstring StringRuns(std::string_view bytes) {
   return out;
 }
 
+std::wstring PackagedText(ByteSource& source) {
+  ZipReader zip(source);
+  if (zip.Open() != ZipError::kNone) return {};
+  std::wstring out;
+  std::uint64_t budget = kDocumentSizeLimit;
+  std::string part;
+  for (const ZipEntry& entry : zip.entries()) {
+    if (!IsTextPart(entry.name) || entry.uncompressedSize > budget) continue;
+    if (zip.ReadEntry(entry, budget, &part) != ZipError::kNone) continue;
+    budget -= part.size();
+    out += XmlPartText(XmlAsUtf8(part));
+    out += L'\n';
+  }
+  return out;
+}
+
 std::optional<std::wstring> DocumentTexts::Text(const std::wstring& path) {
   const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
   if (extension == L"html" || extension == L"htm") return HtmlText(ReadWhole(path));
   if (extension == L"eml" || extension == L"mht") return MimeText(ReadWhole(path));
   if (extension == L"rtf") return RtfText(ReadWhole(path));
+  // Office Open XML and OpenDocument files are zip packages of XML parts.
+  static constexpr std::array<std::wstring_view, 16> kPackaged = {
+      L"docx", L"dotx", L"xlsx", L"pptx", L"odt", L"ods", L"odp", L"odg",
+      L"ott",  L"ots",  L"otp",  L"sxw",  L"stw", L"sxc", L"sxi", L"sxd"};
+  if (std::find(kPackaged.begin(), kPackaged.end(), extension) != kPackaged.end()) {
+    FileByteSource source;
+    if (!source.Open(path)) return std::nullopt;
+    return PackagedText(source);
+  }
   // The old binary formats keep their text as plain runs of characters.
   static constexpr std::array<std::wstring_view, 10> kBinary = {L"doc", L"xls", L"ppt", L"wri", L"wk3", L"wk4",
                                                                 L"wj2", L"wj3", L"123", L"ptx"};

@@ -1,12 +1,13 @@
-// The text of documents for the text condition: web pages (HTML, MHT), mails (EML), RTF, and
-// the old binary office formats by their runs of readable characters. Formats packed in zip
-// archives and PDF pages are read by their own readers where those exist.
+// The text of documents for the text condition: web pages (HTML, MHT), mails (EML), RTF,
+// Office Open XML and OpenDocument packages, and the old binary office formats by their runs
+// of readable characters. PDF files have no reader here yet and are not searched.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "fileops/byte_source.h"
 #include "metadata/text_search.h"
 
 namespace ablagix {
@@ -24,5 +25,7 @@ std::wstring MimeText(std::string_view bytes);  // EML and MHT: headers' subject
 std::wstring RtfText(std::string_view bytes);
 // Runs of at least four readable characters, as single bytes (Windows-1252) and as UTF-16LE.
 std::wstring StringRuns(std::string_view bytes);
+// The words of an Office Open XML or OpenDocument package.
+std::wstring PackagedText(ByteSource& source);
 
 }  // namespace ablagix

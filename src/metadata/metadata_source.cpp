@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "fileops/path_text.h"
 #include "metadata/audio_properties.h"
+#include "metadata/document_properties.h"
 #include "metadata/exif_reader.h"
 #include "metadata/radius.h"
 #include "metadata/version_resource.h"
@@ -153,6 +154,7 @@ std::wstring FormatDatePattern(const LocalDateTime& t, std::wstring_view pattern
 FileMetadataSource::FileMetadataSource(MetadataSettings settings) : settings_(std::move(settings)) {
   exif = [](const std::wstring& path, int field) { return GetExifValue(path, field); };
   audio = [](const std::wstring& path, int field) { return AudioFieldValue(path, field); };
+  document = [](const std::wstring& path, int id) { return DocumentFieldValue(path, id); };
   version = [](const std::wstring& path, int field) { return VersionFieldValue(path, field); };
 }
 

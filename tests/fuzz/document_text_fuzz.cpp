@@ -1,4 +1,5 @@
-// Fuzz target: any bytes as a web page, a mail, an RTF document and an old binary document.
+// Fuzz target: any bytes as a web page, a mail, an RTF document, an old binary document and an
+// office package.
 // The text readers must neither crash nor hang nor read outside the bytes.
 #include <cstddef>
 #include <cstdint>
@@ -13,5 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)MimeText(bytes);
   (void)RtfText(bytes);
   (void)StringRuns(bytes);
+  MemoryByteSource package(bytes);
+  (void)PackagedText(package);
   return 0;
 }

@@ -5,6 +5,7 @@
 #include "base/text.h"
 #include "metadata/document_text.h"
 #include "test_support.h"
+#include "zip/zip_maker.h"
 
 namespace ablagix {
 namespace {
@@ -89,6 +90,30 @@ TEST(TextSearchTest, DocumentsAreReadAsText) {
   ASSERT_TRUE(WriteBytes(dir / L"post.eml", mail));
   EXPECT_EQ(Search(dir / L"alt.doc", L"m\u00fcller"), 1);
   EXPECT_EQ(Search(dir / L"post.eml", L"zahlen"), 1);
+  // Office packages: a word split into runs is found whole; cells and paragraphs separate.
+  test::ZipMaker docx;
+  docx.Add("[Content_Types].xml", "<Types/>");
+  docx.Add("word/document.xml",
+           "<?xml version=\"1.0\"?><w:document xmlns:w=\"http://schemas.openxmlformats.org/wordprocessingml/2006/"
+           "main\"><w:body><w:p><w:r><w:t>Rech</w:t></w:r><w:r><w:t>nung f&#252;r</w:t></w:r></w:p>"
+           "<w:p><w:r><w:t>Herrn M\xC3\xBCller</w:t></w:r></w:p></w:body></w:document>",
+           true);
+  ASSERT_TRUE(WriteBytes(dir / L"brief.docx", docx.Make()));
+  EXPECT_EQ(Search(dir / L"brief.docx", L"rechnung f\u00fcr+m\u00fcller"), 1);
+  EXPECT_EQ(Search(dir / L"brief.docx", L"f\u00fcrHerrn"), 0);
+  test::ZipMaker odt;
+  odt.Add("mimetype", "application/vnd.oasis.opendocument.text");
+  odt.Add("content.xml",
+          "<office:document-content xmlns:office=\"urn:oasis:names:tc:opendocument:xmlns:office:1.0\" "
+          "xmlns:text=\"urn:oasis:names:tc:opendocument:xmlns:text:1.0\"><office:body><office:text>"
+          "<text:p>Angebot <text:span>Nr. 12</text:span></text:p></office:text></office:body>"
+          "</office:document-content>",
+          true);
+  ASSERT_TRUE(WriteBytes(dir / L"angebot.odt", odt.Make()));
+  EXPECT_EQ(Search(dir / L"angebot.odt", L"angebot nr. 12"), 1);
+  ASSERT_TRUE(WriteBytes(dir / L"kaputt.docx", "PK\x03\x04 kein Archiv"));
+  EXPECT_EQ(Search(dir / L"kaputt.docx", L"Archiv"), 0);
+
   // A document format without a reader here is not read as plain bytes.
   ASSERT_TRUE(WriteBytes(dir / L"scan.pdf", "%PDF-1.4 Rechnung"));
   EXPECT_EQ(Search(dir / L"scan.pdf", L"Rechnung"), 0);
