@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/byte_order.h"
 #include "base/text.h"
 
 namespace ablagix {
@@ -18,25 +19,13 @@ constexpr int kMaxStrings = 64;  // values of one text frame
 constexpr int kMaxTagsInRow = 16;
 constexpr std::uint64_t kMaxSyncSearch = 256u << 10;  // bytes searched for the first MPEG frame
 
-unsigned Byte(std::string_view b, std::size_t at) { return static_cast<unsigned char>(b[at]); }
-std::uint32_t Big32(std::string_view b, std::size_t at) {
-  return (std::uint32_t{Byte(b, at)} << 24) | (std::uint32_t{Byte(b, at + 1)} << 16) |
-         (std::uint32_t{Byte(b, at + 2)} << 8) | Byte(b, at + 3);
-}
-std::uint32_t Big24(std::string_view b, std::size_t at) {
-  return (std::uint32_t{Byte(b, at)} << 16) | (std::uint32_t{Byte(b, at + 1)} << 8) | Byte(b, at + 2);
-}
-std::uint32_t Little32(std::string_view b, std::size_t at) {
-  return std::uint32_t{Byte(b, at)} | (std::uint32_t{Byte(b, at + 1)} << 8) | (std::uint32_t{Byte(b, at + 2)} << 16) |
-         (std::uint32_t{Byte(b, at + 3)} << 24);
-}
 // Sizes in ID3v2 headers keep the top bit of each byte clear, so they never look like an
 // MPEG sync. False when a byte breaks that rule.
 bool SyncSafe32(std::string_view b, std::size_t at, std::uint32_t* out) {
   std::uint32_t value = 0;
   for (std::size_t i = 0; i < 4; ++i) {
-    if (Byte(b, at + i) & 0x80) return false;
-    value = (value << 7) | Byte(b, at + i);
+    if (ByteAt(b, at + i) & 0x80) return false;
+    value = (value << 7) | ByteAt(b, at + i);
   }
   *out = value;
   return true;
@@ -53,7 +42,7 @@ std::string RemoveUnsync(std::string_view bytes) {
   out.reserve(bytes.size());
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     out.push_back(bytes[i]);
-    if (Byte(bytes, i) == 0xFF && i + 1 < bytes.size() && bytes[i + 1] == '\0') ++i;
+    if (ByteAt(bytes, i) == 0xFF && i + 1 < bytes.size() && bytes[i + 1] == '\0') ++i;
   }
   return out;
 }
@@ -128,8 +117,8 @@ std::wstring DecodeString(unsigned encoding, std::string_view raw, bool* bigEndi
       std::u16string units;
       units.reserve(raw.size() / 2);
       for (std::size_t i = 0; i + 1 < raw.size(); i += 2) {
-        const auto unit = static_cast<char16_t>(*bigEndian ? (Byte(raw, i) << 8) | Byte(raw, i + 1)
-                                                           : (Byte(raw, i + 1) << 8) | Byte(raw, i));
+        const auto unit = static_cast<char16_t>(*bigEndian ? (ByteAt(raw, i) << 8) | ByteAt(raw, i + 1)
+                                                           : (ByteAt(raw, i + 1) << 8) | ByteAt(raw, i));
         if (unit == 0xFEFF) continue;
         if (unit == 0xFFFE) {  // a mark of the other order: the units so far were read wrongly
           *bigEndian = !*bigEndian;
@@ -147,8 +136,8 @@ std::wstring DecodeString(unsigned encoding, std::string_view raw, bool* bigEndi
 // (ID3v2.4 keeps several values in one frame that way). Empty values are dropped.
 std::vector<std::wstring> TextStrings(std::string_view body) {
   std::vector<std::wstring> strings;
-  if (body.empty() || Byte(body, 0) > kUtf8) return strings;
-  const unsigned encoding = Byte(body, 0);
+  if (body.empty() || ByteAt(body, 0) > kUtf8) return strings;
+  const unsigned encoding = ByteAt(body, 0);
   std::string_view rest = body.substr(1);
   bool bigEndian = encoding == kUtf16Be;
   for (int n = 0; n < kMaxStrings && !rest.empty(); ++n) {
@@ -250,8 +239,8 @@ void HandleFrame(std::string_view id, std::string_view body, AudioProperties* p,
   if (id == "COMM") {
     // Encoding, language, a description, then the text. Players store their own data as
     // comments with descriptions such as "iTunNORM"; those are not the user's comment.
-    if (body.size() < 4 || Byte(body, 0) > kUtf8) return;
-    const unsigned encoding = Byte(body, 0);
+    if (body.size() < 4 || ByteAt(body, 0) > kUtf8) return;
+    const unsigned encoding = ByteAt(body, 0);
     std::string_view rest = body.substr(4);
     bool bigEndian = encoding == kUtf16Be;
     const std::wstring description = DecodeString(encoding, TakeString(encoding, &rest), &bigEndian);
@@ -270,8 +259,8 @@ void HandleFrame(std::string_view id, std::string_view body, AudioProperties* p,
     const std::string_view owner = TakeString(kLatin1, &rest);
     if (rest.empty()) return;
     const bool fromPlayer = owner == "Windows Media Player 9 Series";
-    if (Byte(rest, 0) == 0 || (p->popularimeter != 0 && (state->ratingFromPlayer || !fromPlayer))) return;
-    p->popularimeter = static_cast<int>(Byte(rest, 0));
+    if (ByteAt(rest, 0) == 0 || (p->popularimeter != 0 && (state->ratingFromPlayer || !fromPlayer))) return;
+    p->popularimeter = static_cast<int>(ByteAt(rest, 0));
     state->ratingFromPlayer = fromPlayer;
     return;
   }
@@ -341,12 +330,12 @@ void WalkFrames(TagBytes& tag, std::uint64_t pos, unsigned major, bool tagUnsync
     if (!IsFrameId(rawId)) return;
     std::uint64_t size = 0;
     if (major == 2) {
-      size = Big24(header, 3);
+      size = LoadBe24(header, 3);
     } else if (major == 3) {
-      size = Big32(header, 4);
+      size = LoadBe32(header, 4);
     } else {
       std::uint32_t safe = 0;
-      size = Big32(header, 4);
+      size = LoadBe32(header, 4);
       // iTunes wrote plain sizes into version 2.4 tags; the size after which the next frame
       // follows is the one meant.
       if (SyncSafe32(header, 4, &safe) && (FollowedWell(tag, pos + headerSize + safe) ||
@@ -362,11 +351,11 @@ void WalkFrames(TagBytes& tag, std::uint64_t pos, unsigned major, bool tagUnsync
     std::string_view body = data;
     std::string decoded;
     if (major == 3) {
-      const unsigned format = Byte(header, 9);
+      const unsigned format = ByteAt(header, 9);
       if (format & 0xC0) continue;  // compressed or encrypted
       if (format & 0x20) body.remove_prefix(std::min<std::size_t>(1, body.size()));  // group
     } else if (major == 4) {
-      const unsigned format = Byte(header, 9);
+      const unsigned format = ByteAt(header, 9);
       if (format & 0x0C) continue;  // compressed or encrypted
       std::size_t extra = (format & 0x40 ? 1 : 0) + (format & 0x01 ? 4 : 0);  // group, data length
       body.remove_prefix(std::min(extra, body.size()));
@@ -389,8 +378,8 @@ std::uint64_t ReadId3v2(ByteSource& source, AudioProperties* p) {
     if (!ReadExactly(source, at, 10, &header) || header.compare(0, 3, "ID3") != 0 || !SyncSafe32(header, 6, &size)) {
       break;
     }
-    const unsigned major = Byte(header, 3);
-    const unsigned flags = Byte(header, 5);
+    const unsigned major = ByteAt(header, 3);
+    const unsigned flags = ByteAt(header, 5);
     const std::uint64_t bodyAt = at + 10;
     const std::uint64_t end = bodyAt + size + (major == 4 && (flags & 0x10) ? 10 : 0);
     if (n == 0 && major >= 2 && major <= 4 && !(major == 2 && (flags & 0x40))) {
@@ -407,7 +396,7 @@ std::uint64_t ReadId3v2(ByteSource& source, AudioProperties* p) {
       if (major >= 3 && (flags & 0x40) && tag.Read(0, 4, &extended)) {
         std::uint32_t extendedSize = 0;
         if (major == 3) {
-          pos = 4 + std::uint64_t{Big32(extended, 0)};
+          pos = 4 + std::uint64_t{LoadBe32(extended, 0)};
         } else if (SyncSafe32(extended, 0, &extendedSize) && extendedSize >= 6) {
           pos = extendedSize;
         } else {
@@ -442,12 +431,12 @@ std::uint64_t ReadEndTags(ByteSource& source, AudioProperties* p) {
     // Version 1.1 gives the last two bytes of the comment to a zero and the track number.
     const bool v11 = v[125] == '\0' && v[126] != '\0';
     SetOnce(&p->comment, V1Text(v.substr(97, v11 ? 28 : 30)));
-    if (v11) SetOnce(&p->trackNumber, NumberText(Byte(v, 126)));
-    SetOnce(&p->genre, GenreName(static_cast<int>(Byte(v, 127))));
+    if (v11) SetOnce(&p->trackNumber, NumberText(ByteAt(v, 126)));
+    SetOnce(&p->genre, GenreName(static_cast<int>(ByteAt(v, 127))));
   }
   std::string footer;
   if (ReadExactly(source, end - std::min<std::uint64_t>(end, 32), 32, &footer) && footer.compare(0, 8, "APETAGEX") == 0) {
-    const std::uint64_t length = std::uint64_t{Little32(footer, 12)} + ((Little32(footer, 20) & 0x80000000u) ? 32 : 0);
+    const std::uint64_t length = std::uint64_t{LoadLe32(footer, 12)} + ((LoadLe32(footer, 20) & 0x80000000u) ? 32 : 0);
     if (length <= end) end -= length;
   }
   return end;
@@ -502,7 +491,7 @@ bool ParseFrameHeader(std::uint32_t h, FrameHeader* f) {
 
 bool FrameAt(ByteSource& source, std::uint64_t at, FrameHeader* f) {
   std::string bytes;
-  return ReadExactly(source, at, 4, &bytes) && ParseFrameHeader(Big32(bytes, 0), f);
+  return ReadExactly(source, at, 4, &bytes) && ParseFrameHeader(LoadBe32(bytes, 0), f);
 }
 
 // Frame and byte counts of a Xing/Info or VBRI header in the first frame. `cbr` is set for
@@ -519,19 +508,19 @@ bool ReadVbrHeader(ByteSource& source, std::uint64_t at, const FrameHeader& f, s
     if (offset + 16 > b.size()) break;
     const std::string_view tag = std::string_view(b).substr(offset, 4);
     if (tag != "Xing" && tag != "Info") continue;
-    const std::uint32_t flags = Big32(b, offset + 4);
+    const std::uint32_t flags = LoadBe32(b, offset + 4);
     std::size_t q = offset + 8;
     if (flags & 1) {
-      *frames = Big32(b, q);
+      *frames = LoadBe32(b, q);
       q += 4;
     }
-    if ((flags & 2) && q + 4 <= b.size()) *bytes = Big32(b, q);
+    if ((flags & 2) && q + 4 <= b.size()) *bytes = LoadBe32(b, q);
     *cbr = tag == "Info";
     return true;
   }
   if (b.size() >= 36 + 18 && std::string_view(b).substr(36, 4) == "VBRI") {
-    *bytes = Big32(b, 36 + 10);
-    *frames = Big32(b, 36 + 14);
+    *bytes = LoadBe32(b, 36 + 10);
+    *frames = LoadBe32(b, 36 + 14);
     return true;
   }
   return false;
@@ -543,7 +532,7 @@ void ReadStream(ByteSource& source, std::uint64_t start, std::uint64_t end, Audi
   std::string two;
   for (std::uint64_t at = start; at + 4 <= limit; ++at) {
     if (!ReadExactly(source, at, 2, &two)) return;
-    if (Byte(two, 0) != 0xFF || (Byte(two, 1) & 0xE0) != 0xE0) continue;
+    if (ByteAt(two, 0) != 0xFF || (ByteAt(two, 1) & 0xE0) != 0xE0) continue;
     FrameHeader f;
     if (!FrameAt(source, at, &f)) continue;
     // One sync pattern is easily met by chance in other data; the next frame must follow

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "base/byte_order.h"
 #include "base/text.h"
 
 namespace ablagix {
@@ -19,12 +20,6 @@ constexpr std::uint32_t kMiniSectorSize = 64;
 // Real directories hold a few thousand entries at most; this is far above that.
 constexpr std::uint64_t kMaxDirectoryBytes = 16u << 20;
 
-std::uint16_t Le16(std::string_view b, std::size_t at) {
-  return static_cast<std::uint16_t>(static_cast<unsigned char>(b[at]) | (static_cast<unsigned char>(b[at + 1]) << 8));
-}
-std::uint32_t Le32(std::string_view b, std::size_t at) {
-  return std::uint32_t{Le16(b, at)} | (std::uint32_t{Le16(b, at + 2)} << 16);
-}
 
 }  // namespace
 
@@ -44,24 +39,24 @@ bool CompoundFile::Open() {
   if (source_.size() < kHeaderSize || !source_.Read(0, kHeaderSize, &header) || header.size() != kHeaderSize) {
     return false;
   }
-  if (header.compare(0, 8, kSignature, 8) != 0 || Le16(header, 28) != 0xFFFE) return false;
-  sectorShift_ = Le16(header, 30);
-  if ((sectorShift_ != 9 && sectorShift_ != 12) || Le16(header, 32) != 6) return false;
+  if (header.compare(0, 8, kSignature, 8) != 0 || LoadLe16(header, 28) != 0xFFFE) return false;
+  sectorShift_ = LoadLe16(header, 30);
+  if ((sectorShift_ != 9 && sectorShift_ != 12) || LoadLe16(header, 32) != 6) return false;
   sectorSize_ = 1u << sectorShift_;
   // The last sector may be cut short by writers that do not pad; it reads as zeros.
   const std::uint64_t fileSize = source_.size();
   sectorCount_ = fileSize > sectorSize_ ? (fileSize - sectorSize_ + sectorSize_ - 1) / sectorSize_ : 0;
   sectorCount_ = std::min<std::uint64_t>(sectorCount_, kLastRegularSector);
-  const std::uint32_t fatCount = Le32(header, 44);
-  const std::uint32_t firstDirectory = Le32(header, 48);
+  const std::uint32_t fatCount = LoadLe32(header, 44);
+  const std::uint32_t firstDirectory = LoadLe32(header, 48);
   // Fixed by the format; a larger value would only make small-stream chains longer.
-  miniCutoff_ = std::min<std::uint32_t>(Le32(header, 56), 4096);
-  firstMiniFatSector_ = Le32(header, 60);
-  std::uint32_t difatSector = Le32(header, 68);
+  miniCutoff_ = std::min<std::uint32_t>(LoadLe32(header, 56), 4096);
+  firstMiniFatSector_ = LoadLe32(header, 60);
+  std::uint32_t difatSector = LoadLe32(header, 68);
   if (fatCount == 0 || fatCount > sectorCount_) return false;
 
   for (std::size_t i = 0; i < kHeaderFatEntries && fatSectors_.size() < fatCount; ++i) {
-    fatSectors_.push_back(Le32(header, 76 + i * 4));
+    fatSectors_.push_back(LoadLe32(header, 76 + i * 4));
   }
   // The rest of the list lives in a chain of its own sectors, each ending with the next one.
   const std::size_t perDifat = sectorSize_ / 4 - 1;
@@ -70,9 +65,9 @@ bool CompoundFile::Open() {
   while (fatSectors_.size() < fatCount && difatSector < sectorCount_ && seen.insert(difatSector).second) {
     if (!ReadSector(difatSector, &sector)) return false;
     for (std::size_t i = 0; i < perDifat && fatSectors_.size() < fatCount; ++i) {
-      fatSectors_.push_back(Le32(sector, i * 4));
+      fatSectors_.push_back(LoadLe32(sector, i * 4));
     }
-    difatSector = Le32(sector, perDifat * 4);
+    difatSector = LoadLe32(sector, perDifat * 4);
   }
 
   std::string entries;
@@ -85,16 +80,16 @@ bool CompoundFile::Open() {
   for (std::size_t at = 0; at + kEntrySize <= entries.size(); at += kEntrySize) {
     const std::string_view e(entries.data() + at, kEntrySize);
     DirectoryEntry entry;
-    const std::uint16_t nameBytes = Le16(e, 64);
+    const std::uint16_t nameBytes = LoadLe16(e, 64);
     if (nameBytes >= 2 && nameBytes <= 64) entry.name = FromUtf16LeBytes(e.substr(0, nameBytes - 2u));
     entry.type = static_cast<std::uint8_t>(e[66]);
-    entry.left = Le32(e, 68);
-    entry.right = Le32(e, 72);
-    entry.child = Le32(e, 76);
-    entry.start = Le32(e, 116);
+    entry.left = LoadLe32(e, 68);
+    entry.right = LoadLe32(e, 72);
+    entry.child = LoadLe32(e, 76);
+    entry.start = LoadLe32(e, 116);
     // Version 3 files may leave garbage in the upper half of the size.
-    entry.size = Le32(e, 120);
-    if (sectorShift_ == 12) entry.size |= std::uint64_t{Le32(e, 124)} << 32;
+    entry.size = LoadLe32(e, 120);
+    if (sectorShift_ == 12) entry.size |= std::uint64_t{LoadLe32(e, 124)} << 32;
     directory_.push_back(std::move(entry));
   }
   if (directory_.empty() || directory_[0].type != 5) return false;
@@ -121,7 +116,7 @@ bool CompoundFile::Next(std::uint32_t sector, std::uint32_t* next) {
     if (!ReadSector(fatSectors_[index], &bytes)) return false;
     cached = fatCache_.emplace(fatSectors_[index], std::move(bytes)).first;
   }
-  *next = Le32(cached->second, (sector % perSector) * 4);
+  *next = LoadLe32(cached->second, (sector % perSector) * 4);
   return true;
 }
 
@@ -167,7 +162,7 @@ bool CompoundFile::MiniNext(std::uint32_t sector, std::uint32_t* next) {
   if (index >= miniFatChain_.size()) return false;
   std::string bytes;
   if (!ReadSector(miniFatChain_[index], &bytes)) return false;
-  *next = Le32(bytes, (sector % perSector) * 4);
+  *next = LoadLe32(bytes, (sector % perSector) * 4);
   return true;
 }
 

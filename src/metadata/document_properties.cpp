@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/byte_order.h"
 #include "base/text.h"
 #include "metadata/compound_file.h"
 #include "metadata/xml_scanner.h"
@@ -43,12 +44,6 @@ enum VariantType : std::uint16_t {
 bool IsDocumentProperty(int id) { return (id >= kDocumentTitle && id <= kDocumentRevision) || (id >= 14 && id <= 16); }
 bool IsCount(int id) { return id >= kDocumentPageCount && id <= kDocumentCharacterCount; }
 
-std::uint16_t Le16(std::string_view b, std::size_t at) {
-  return static_cast<std::uint16_t>(static_cast<unsigned char>(b[at]) | (static_cast<unsigned char>(b[at + 1]) << 8));
-}
-std::uint32_t Le32(std::string_view b, std::size_t at) {
-  return std::uint32_t{Le16(b, at)} | (std::uint32_t{Le16(b, at + 2)} << 16);
-}
 
 std::wstring SignedText(std::int64_t value) {
   return value < 0 ? L"-" + NumberText(static_cast<std::uint64_t>(-value)) : NumberText(static_cast<std::uint64_t>(value));
@@ -81,26 +76,26 @@ class PropertySet {
   // The value at `at` as text; false for types that have no text here (dates, blobs).
   bool Text(std::size_t at, std::wstring* out) const {
     if (at + 4 > bytes_.size()) return false;
-    const std::uint16_t type = Le16(bytes_, at);
+    const std::uint16_t type = LoadLe16(bytes_, at);
     at += 4;
     switch (type) {
       case kVtI2:
         if (at + 2 > bytes_.size()) return false;
-        *out = SignedText(static_cast<std::int16_t>(Le16(bytes_, at)));
+        *out = SignedText(static_cast<std::int16_t>(LoadLe16(bytes_, at)));
         return true;
       case kVtUi2:
         if (at + 2 > bytes_.size()) return false;
-        *out = NumberText(Le16(bytes_, at));
+        *out = NumberText(LoadLe16(bytes_, at));
         return true;
       case kVtI4:
       case kVtInt:
         if (at + 4 > bytes_.size()) return false;
-        *out = SignedText(static_cast<std::int32_t>(Le32(bytes_, at)));
+        *out = SignedText(static_cast<std::int32_t>(LoadLe32(bytes_, at)));
         return true;
       case kVtUi4:
       case kVtUint:
         if (at + 4 > bytes_.size()) return false;
-        *out = NumberText(Le32(bytes_, at));
+        *out = NumberText(LoadLe32(bytes_, at));
         return true;
       case kVtLpstr:
       case kVtLpwstr:
@@ -108,7 +103,7 @@ class PropertySet {
       case kVtVector | kVtLpstr:
       case kVtVector | kVtLpwstr: {
         if (at + 4 > bytes_.size()) return false;
-        const std::uint32_t count = Le32(bytes_, at);
+        const std::uint32_t count = LoadLe32(bytes_, at);
         if (count > kMaxVectorItems) return false;
         at += 4;
         std::vector<std::wstring> items(count);
@@ -127,7 +122,7 @@ class PropertySet {
   // A counted string at `at`, which moves past it and its padding to four bytes.
   bool String(std::uint16_t type, std::size_t* at, std::wstring* out) const {
     if (*at + 4 > bytes_.size()) return false;
-    const std::uint64_t count = Le32(bytes_, *at);
+    const std::uint64_t count = LoadLe32(bytes_, *at);
     // Wide strings count characters, narrow ones bytes.
     const std::uint64_t length = type == kVtLpwstr ? count * 2 : count;
     if (length > bytes_.size() - *at - 4) return false;
@@ -148,30 +143,30 @@ class PropertySet {
 };
 
 void ReadSummaryInformation(std::string_view stream, DocumentProperties* props) {
-  if (stream.size() < 28 || Le16(stream, 0) != 0xFFFE) return;
-  const std::uint32_t sets = std::min(Le32(stream, 24), kMaxPropertySets);
+  if (stream.size() < 28 || LoadLe16(stream, 0) != 0xFFFE) return;
+  const std::uint32_t sets = std::min(LoadLe32(stream, 24), kMaxPropertySets);
   for (std::uint32_t i = 0; i < sets; ++i) {
     const std::size_t entry = 28 + std::size_t{i} * 20;
     if (entry + 20 > stream.size()) return;
     if (stream.substr(entry, 16) != kSummaryFormatId) continue;
-    const std::size_t start = Le32(stream, entry + 16);
+    const std::size_t start = LoadLe32(stream, entry + 16);
     if (start > stream.size() || stream.size() - start < 8) return;
     // Offsets count from the start of the set; a set that claims more bytes than the stream
     // has ends with the stream.
-    const std::string_view set = stream.substr(start, std::min<std::size_t>(Le32(stream, start), stream.size() - start));
+    const std::string_view set = stream.substr(start, std::min<std::size_t>(LoadLe32(stream, start), stream.size() - start));
     if (set.size() < 8) return;
-    const std::size_t count = std::min<std::size_t>(Le32(set, 4), (set.size() - 8) / 8);
+    const std::size_t count = std::min<std::size_t>(LoadLe32(set, 4), (set.size() - 8) / 8);
     std::uint16_t codePage = 1252;
     for (std::size_t k = 0; k < count; ++k) {
-      const std::size_t at = Le32(set, 8 + k * 8 + 4);
-      if (Le32(set, 8 + k * 8) == 1 && at + 6 <= set.size() && Le16(set, at) == kVtI2) codePage = Le16(set, at + 4);
+      const std::size_t at = LoadLe32(set, 8 + k * 8 + 4);
+      if (LoadLe32(set, 8 + k * 8) == 1 && at + 6 <= set.size() && LoadLe16(set, at) == kVtI2) codePage = LoadLe16(set, at + 4);
     }
     const PropertySet values(set, codePage);
     for (std::size_t k = 0; k < count; ++k) {
-      const std::uint32_t id = Le32(set, 8 + k * 8);
+      const std::uint32_t id = LoadLe32(set, 8 + k * 8);
       std::wstring text;
       if (id < props->byId.size() && IsDocumentProperty(static_cast<int>(id)) &&
-          values.Text(Le32(set, 8 + k * 8 + 4), &text)) {
+          values.Text(LoadLe32(set, 8 + k * 8 + 4), &text)) {
         Store(props, static_cast<int>(id), std::move(text));
       }
     }

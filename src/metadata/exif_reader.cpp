@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <unordered_set>
 
+#include "base/byte_order.h"
 #include "base/text.h"
 
 namespace ablagix {
@@ -23,14 +24,6 @@ constexpr std::uint16_t kExifDirectoryTag = 34665;
 constexpr std::uint16_t kGpsDirectoryTag = 34853;
 constexpr std::uint32_t kDateTimeTag = 306;
 
-std::uint16_t Big16(const std::string& b, std::size_t at) {
-  return static_cast<std::uint16_t>((static_cast<unsigned char>(b[at]) << 8) | static_cast<unsigned char>(b[at + 1]));
-}
-std::uint32_t Big32(const std::string& b, std::size_t at) {
-  return (std::uint32_t{static_cast<unsigned char>(b[at])} << 24) |
-         (std::uint32_t{static_cast<unsigned char>(b[at + 1])} << 16) |
-         (std::uint32_t{static_cast<unsigned char>(b[at + 2])} << 8) | static_cast<unsigned char>(b[at + 3]);
-}
 
 // Size of one value of a TIFF type, 0 for unknown types.
 std::size_t TypeSize(std::uint16_t type) {
@@ -95,16 +88,8 @@ class TiffBlock {
     if (offset > length_ || count > length_ - offset) return false;
     return source_.Read(base_ + offset, static_cast<std::size_t>(count), out) && out->size() == count;
   }
-  std::uint16_t U16(const std::string& b, std::size_t at) const {
-    return little_ ? static_cast<std::uint16_t>(static_cast<unsigned char>(b[at]) | (static_cast<unsigned char>(b[at + 1]) << 8))
-                   : Big16(b, at);
-  }
-  std::uint32_t U32(const std::string& b, std::size_t at) const {
-    if (!little_) return Big32(b, at);
-    return std::uint32_t{static_cast<unsigned char>(b[at])} | (std::uint32_t{static_cast<unsigned char>(b[at + 1])} << 8) |
-           (std::uint32_t{static_cast<unsigned char>(b[at + 2])} << 16) |
-           (std::uint32_t{static_cast<unsigned char>(b[at + 3])} << 24);
-  }
+  std::uint16_t U16(const std::string& b, std::size_t at) const { return little_ ? LoadLe16(b, at) : LoadBe16(b, at); }
+  std::uint32_t U32(const std::string& b, std::size_t at) const { return little_ ? LoadLe32(b, at) : LoadBe32(b, at); }
 
   // Reads one directory; the first one also names the Exif and GPS directories.
   void Directory(std::uint32_t offset, ItemList& items, std::uint32_t* exif, std::uint32_t* gps) {
@@ -168,7 +153,7 @@ void CollectJpeg(ByteSource& source, ItemList& items) {
       continue;
     }
     if (head.size() < 4) return;
-    const std::uint16_t length = Big16(head, 2);
+    const std::uint16_t length = LoadBe16(head, 2);
     if (length < 2) return;
     if (marker == 0xE1 && length >= 8) {
       std::string signature;
@@ -187,7 +172,7 @@ void CollectPng(ByteSource& source, ItemList& items) {
   std::string time;
   for (std::size_t chunks = 0; chunks < kMaxPngChunks; ++chunks) {
     if (!source.Read(at, 8, &head) || head.size() < 8) break;
-    const std::uint32_t length = Big32(head, 0);
+    const std::uint32_t length = LoadBe32(head, 0);
     const std::string type = head.substr(4, 4);
     if (type == "IEND") break;
     if (type == "eXIf" && length <= kMaxPngExifBytes) {
@@ -195,7 +180,7 @@ void CollectPng(ByteSource& source, ItemList& items) {
     } else if (type == "tIME" && length == 7 && source.Read(at + 8, 7, &time) && time.size() == 7) {
       // The picture's last change, which the imaging library reports as its DateTime.
       char text[32];
-      std::snprintf(text, sizeof text, "%04u:%02u:%02u %02u:%02u:%02u", unsigned{Big16(time, 0)},
+      std::snprintf(text, sizeof text, "%04u:%02u:%02u %02u:%02u:%02u", unsigned{LoadBe16(time, 0)},
                     unsigned{static_cast<unsigned char>(time[2])}, unsigned{static_cast<unsigned char>(time[3])},
                     unsigned{static_cast<unsigned char>(time[4])}, unsigned{static_cast<unsigned char>(time[5])},
                     unsigned{static_cast<unsigned char>(time[6])});
@@ -209,13 +194,7 @@ void CollectPng(ByteSource& source, ItemList& items) {
   }
 }
 
-std::int32_t Signed32(const std::string& b, std::size_t at) {
-  const std::uint32_t u = std::uint32_t{static_cast<unsigned char>(b[at])} |
-                          (std::uint32_t{static_cast<unsigned char>(b[at + 1])} << 8) |
-                          (std::uint32_t{static_cast<unsigned char>(b[at + 2])} << 16) |
-                          (std::uint32_t{static_cast<unsigned char>(b[at + 3])} << 24);
-  return static_cast<std::int32_t>(u);
-}
+std::int32_t Signed32(const std::string& b, std::size_t at) { return static_cast<std::int32_t>(LoadLe32(b, at)); }
 
 std::wstring Decimal(std::int64_t value) {
   return value < 0 ? L"-" + NumberText(static_cast<std::uint64_t>(-value)) : NumberText(static_cast<std::uint64_t>(value));
@@ -338,8 +317,7 @@ std::wstring PropertyRawText(const PropertyItem& item) {
       return v.empty() ? L"" : NumberText(static_cast<unsigned char>(v[0]));
     case kPropertyShort:
       if (v.size() < 2) return L"";
-      return Decimal(static_cast<std::int16_t>(static_cast<std::uint16_t>(static_cast<unsigned char>(v[0]) |
-                                                                          (static_cast<unsigned char>(v[1]) << 8))));
+      return Decimal(static_cast<std::int16_t>(LoadLe16(v, 0)));
     case kPropertyLong:
     case kPropertySignedLong:
       return v.size() < 4 ? L"" : Decimal(Signed32(v, 0));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "base/byte_order.h"
 #include "base/text.h"
 
 namespace ablagix {
@@ -19,13 +20,6 @@ constexpr std::uint32_t kResourceTypeVersion = 16;
 constexpr std::uint32_t kVersionResourceId = 1;
 constexpr std::uint32_t kLanguageGerman = 0x0407;
 
-unsigned Byte(std::string_view b, std::size_t at) { return static_cast<unsigned char>(b[at]); }
-std::uint16_t Little16(std::string_view b, std::size_t at) {
-  return static_cast<std::uint16_t>(Byte(b, at) | (Byte(b, at + 1) << 8));
-}
-std::uint32_t Little32(std::string_view b, std::size_t at) {
-  return std::uint32_t{Little16(b, at)} | (std::uint32_t{Little16(b, at + 2)} << 16);
-}
 
 bool ReadExactly(ByteSource& source, std::uint64_t offset, std::uint64_t count, std::string* out) {
   if (offset > source.size() || count > source.size() - offset) return false;
@@ -46,28 +40,28 @@ class PeImage {
   bool Open() {
     std::string dos;
     if (!ReadExactly(source_, 0, 64, &dos) || dos.compare(0, 2, "MZ") != 0) return false;
-    const std::uint64_t pe = Little32(dos, 0x3C);
+    const std::uint64_t pe = LoadLe32(dos, 0x3C);
     std::string coff;
     if (!ReadExactly(source_, pe, 24, &coff) || coff.compare(0, 4, std::string("PE\0\0", 4)) != 0) return false;
-    const std::uint32_t sectionCount = std::min<std::uint32_t>(Little16(coff, 6), kMaxSections);
-    const std::uint16_t optionalSize = Little16(coff, 20);
+    const std::uint32_t sectionCount = std::min<std::uint32_t>(LoadLe16(coff, 6), kMaxSections);
+    const std::uint16_t optionalSize = LoadLe16(coff, 20);
     std::string optional;
     if (!ReadExactly(source_, pe + 24, optionalSize, &optional) || optional.size() < 2) return false;
     // The data directories follow the fields whose width differs between PE32 and PE32+.
     std::size_t directories = 0;
-    switch (Little16(optional, 0)) {
+    switch (LoadLe16(optional, 0)) {
       case 0x10B: directories = 96; break;
       case 0x20B: directories = 112; break;
       default: return false;
     }
     const std::size_t resourceEntry = directories + 2 * 8;
-    if (resourceEntry + 8 > optional.size() || Little32(optional, directories - 4) <= 2) return false;
-    resourceAddress_ = Little32(optional, resourceEntry);
+    if (resourceEntry + 8 > optional.size() || LoadLe32(optional, directories - 4) <= 2) return false;
+    resourceAddress_ = LoadLe32(optional, resourceEntry);
     if (resourceAddress_ == 0) return false;
     std::string table;
     if (!source_.Read(pe + 24 + optionalSize, std::size_t{sectionCount} * 40, &table)) return false;
     for (std::size_t at = 0; at + 40 <= table.size(); at += 40) {
-      sections_.push_back({Little32(table, at + 12), Little32(table, at + 16), Little32(table, at + 20)});
+      sections_.push_back({LoadLe32(table, at + 12), LoadLe32(table, at + 16), LoadLe32(table, at + 20)});
     }
     return true;
   }
@@ -108,12 +102,12 @@ std::vector<DirectoryEntry> ResourceDirectory(PeImage& image, std::uint32_t offs
   std::string header;
   if (!image.Read(at, 16, &header)) return entries;
   const std::uint32_t count =
-      std::min<std::uint32_t>(std::uint32_t{Little16(header, 12)} + Little16(header, 14), kMaxDirectoryEntries);
+      std::min<std::uint32_t>(std::uint32_t{LoadLe16(header, 12)} + LoadLe16(header, 14), kMaxDirectoryEntries);
   std::string raw;
   if (!image.Read(at + 16, count * 8, &raw, true)) return entries;
   for (std::size_t i = 0; i + 8 <= raw.size(); i += 8) {
-    const std::uint32_t name = Little32(raw, i);
-    const std::uint32_t target = Little32(raw, i + 4);
+    const std::uint32_t name = LoadLe32(raw, i);
+    const std::uint32_t target = LoadLe32(raw, i + 4);
     entries.push_back({name & 0x7FFFFFFFu, (name & 0x80000000u) != 0, (target & 0x80000000u) != 0,
                        target & 0x7FFFFFFFu});
   }
@@ -146,8 +140,8 @@ bool VersionResourceBytes(PeImage& image, std::string* out) {
   }
   std::string data;
   if (!image.Read(std::uint64_t{image.resourceAddress()} + language.offset, 16, &data)) return false;
-  const std::uint32_t size = std::min(Little32(data, 4), kMaxVersionBytes);
-  return image.Read(Little32(data, 0), size, out, true) && !out->empty();
+  const std::uint32_t size = std::min(LoadLe32(data, 4), kMaxVersionBytes);
+  return image.Read(LoadLe32(data, 0), size, out, true) && !out->empty();
 }
 
 // --- The version block tree: each block is its length, its value's length and type, a key,
@@ -165,15 +159,15 @@ struct Block {
 
 bool ParseBlock(std::string_view data, std::size_t at, std::size_t limit, Block* block) {
   if (at > limit || limit - at < 6) return false;
-  const std::uint16_t length = Little16(data, at);
+  const std::uint16_t length = LoadLe16(data, at);
   if (length < 6) return false;
   // A block that claims more than its parent holds is cut to the parent.
   block->end = std::min(limit, at + length);
-  const std::uint16_t valueLength = Little16(data, at + 2);
-  const bool text = Little16(data, at + 4) == 1;
+  const std::uint16_t valueLength = LoadLe16(data, at + 2);
+  const bool text = LoadLe16(data, at + 4) == 1;
   std::u16string key;
   std::size_t p = at + 6;
-  for (; p + 1 < block->end && Little16(data, p) != 0; p += 2) key.push_back(static_cast<char16_t>(Little16(data, p)));
+  for (; p + 1 < block->end && LoadLe16(data, p) != 0; p += 2) key.push_back(static_cast<char16_t>(LoadLe16(data, p)));
   if (p + 1 >= block->end) return false;  // no end to the key
   block->key = FromUtf16(key);
   block->valueAt = std::min(Align4(p + 2), block->end);
@@ -199,7 +193,7 @@ std::vector<Block> Children(std::string_view data, const Block& parent) {
 std::wstring BlockText(std::string_view data, const Block& block) {
   std::u16string units;
   for (std::size_t p = block.valueAt; p + 2 <= block.valueEnd; p += 2) {
-    const auto unit = static_cast<char16_t>(Little16(data, p));
+    const auto unit = static_cast<char16_t>(LoadLe16(data, p));
     if (unit == 0) break;
     units.push_back(unit);
   }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "base/byte_order.h"
 #include "base/text.h"
 
 namespace ablagix {
@@ -26,15 +27,6 @@ constexpr std::uint16_t kZip64ExtraId = 0x0001;
 constexpr std::uint16_t kUnicodePathExtraId = 0x7075;
 constexpr std::uint16_t kUtf8NameFlag = 1u << 11;
 
-std::uint16_t Le16(std::string_view b, std::size_t at) {
-  return static_cast<std::uint16_t>(static_cast<unsigned char>(b[at]) | (static_cast<unsigned char>(b[at + 1]) << 8));
-}
-std::uint32_t Le32(std::string_view b, std::size_t at) {
-  return std::uint32_t{Le16(b, at)} | (std::uint32_t{Le16(b, at + 2)} << 16);
-}
-std::uint64_t Le64(std::string_view b, std::size_t at) {
-  return std::uint64_t{Le32(b, at)} | (std::uint64_t{Le32(b, at + 4)} << 32);
-}
 
 // Exactly `count` bytes or nothing.
 ZipError ReadExact(ByteSource& source, std::uint64_t offset, std::size_t count, std::string* out) {
@@ -55,7 +47,7 @@ bool ApplyZip64Extra(std::string_view field, ZipEntry* entry, bool wideUncompres
   std::size_t at = 0;
   auto take = [&](std::uint64_t* value) {
     if (at + 8 > field.size()) return false;
-    *value = Le64(field, at);
+    *value = LoadLe64(field, at);
     at += 8;
     return true;
   };
@@ -159,8 +151,8 @@ ZipError ZipReader::FindEnd(std::uint64_t* cdOffset, std::uint64_t* cdSize, std:
   // the last one whose comment fits (bytes appended after an archive).
   std::size_t found = std::string::npos;
   for (std::size_t at = tailSize - kEndSize + 1; at-- > 0;) {
-    if (Le32(tail, at) != kEndSignature) continue;
-    const std::size_t end = at + kEndSize + Le16(tail, at + 20);
+    if (LoadLe32(tail, at) != kEndSignature) continue;
+    const std::size_t end = at + kEndSize + LoadLe16(tail, at + 20);
     if (end == tailSize) {
       found = at;
       break;
@@ -170,24 +162,24 @@ ZipError ZipReader::FindEnd(std::uint64_t* cdOffset, std::uint64_t* cdSize, std:
   if (found == std::string::npos) return ZipError::kNotZip;
   const std::string_view end(tail.data() + found, kEndSize);
   const std::uint64_t endAt = tailAt + found;
-  comment_ = tail.substr(found + kEndSize, Le16(end, 20));
-  const std::uint16_t disk = Le16(end, 4);
-  const std::uint16_t cdDisk = Le16(end, 6);
-  *count = Le16(end, 10);
-  *cdSize = Le32(end, 12);
-  *cdOffset = Le32(end, 16);
+  comment_ = tail.substr(found + kEndSize, LoadLe16(end, 20));
+  const std::uint16_t disk = LoadLe16(end, 4);
+  const std::uint16_t cdDisk = LoadLe16(end, 6);
+  *count = LoadLe16(end, 10);
+  *cdSize = LoadLe32(end, 12);
+  *cdOffset = LoadLe32(end, 16);
   *cdEnd = endAt;
 
   // A ZIP64 end record, announced by the locator right before the end record.
   std::string locator;
   if (endAt >= kLocatorSize && ReadExact(source_, endAt - kLocatorSize, kLocatorSize, &locator) == ZipError::kNone &&
-      Le32(locator, 0) == kZip64LocatorSignature) {
+      LoadLe32(locator, 0) == kZip64LocatorSignature) {
     const std::uint64_t locatorAt = endAt - kLocatorSize;
-    std::uint64_t recordAt = Le64(locator, 8);
+    std::uint64_t recordAt = LoadLe64(locator, 8);
     std::string record;
     auto readRecord = [&](std::uint64_t at) {
       return at <= locatorAt && locatorAt - at >= kZip64EndSize &&
-             ReadExact(source_, at, kZip64EndSize, &record) == ZipError::kNone && Le32(record, 0) == kZip64EndSignature;
+             ReadExact(source_, at, kZip64EndSize, &record) == ZipError::kNone && LoadLe32(record, 0) == kZip64EndSignature;
     };
     // In an archive behind other bytes the declared position is off; the record usually
     // sits right before the locator.
@@ -195,10 +187,10 @@ ZipError ZipReader::FindEnd(std::uint64_t* cdOffset, std::uint64_t* cdSize, std:
       recordAt = locatorAt >= kZip64EndSize ? locatorAt - kZip64EndSize : 0;
       if (!readRecord(recordAt)) return ZipError::kDamaged;
     }
-    if (Le32(record, 16) != 0 || Le32(record, 20) != 0) return ZipError::kDamaged;  // spanned
-    *count = Le64(record, 32);
-    *cdSize = Le64(record, 40);
-    *cdOffset = Le64(record, 48);
+    if (LoadLe32(record, 16) != 0 || LoadLe32(record, 20) != 0) return ZipError::kDamaged;  // spanned
+    *count = LoadLe64(record, 32);
+    *cdSize = LoadLe64(record, 40);
+    *cdOffset = LoadLe64(record, 48);
     *cdEnd = recordAt;
     zip64_ = true;
   } else if (disk != 0 || cdDisk != 0) {
@@ -210,27 +202,27 @@ ZipError ZipReader::FindEnd(std::uint64_t* cdOffset, std::uint64_t* cdSize, std:
 ZipError ZipReader::ReadCentralDirectory(const std::string& cd, std::uint64_t count, std::uint64_t bias) {
   const std::string_view all(cd);
   std::size_t at = 0;
-  while (at + kCentralHeaderSize <= all.size() && Le32(all, at) == kCentralSignature) {
+  while (at + kCentralHeaderSize <= all.size() && LoadLe32(all, at) == kCentralSignature) {
     if (entries_.size() >= limits_.maxEntries) return ZipError::kTooManyEntries;
     const std::string_view h = all.substr(at, kCentralHeaderSize);
-    const std::size_t nameLength = Le16(h, 28);
-    const std::size_t extraLength = Le16(h, 30);
-    const std::size_t commentLength = Le16(h, 32);
+    const std::size_t nameLength = LoadLe16(h, 28);
+    const std::size_t extraLength = LoadLe16(h, 30);
+    const std::size_t commentLength = LoadLe16(h, 32);
     const std::size_t total = kCentralHeaderSize + nameLength + extraLength + commentLength;
     if (total > all.size() - at) return ZipError::kDamaged;
     if (nameLength > limits_.maxNameLength) return ZipError::kDamaged;
 
     ZipEntry entry;
-    entry.versionMadeBy = Le16(h, 4);
-    entry.flags = Le16(h, 8);
-    entry.method = Le16(h, 10);
-    entry.dosTime = Le16(h, 12);
-    entry.dosDate = Le16(h, 14);
-    entry.crc32 = Le32(h, 16);
-    entry.compressedSize = Le32(h, 20);
-    entry.uncompressedSize = Le32(h, 24);
-    entry.externalAttributes = Le32(h, 38);
-    entry.localHeaderOffset = Le32(h, 42);
+    entry.versionMadeBy = LoadLe16(h, 4);
+    entry.flags = LoadLe16(h, 8);
+    entry.method = LoadLe16(h, 10);
+    entry.dosTime = LoadLe16(h, 12);
+    entry.dosDate = LoadLe16(h, 14);
+    entry.crc32 = LoadLe32(h, 16);
+    entry.compressedSize = LoadLe32(h, 20);
+    entry.uncompressedSize = LoadLe32(h, 24);
+    entry.externalAttributes = LoadLe32(h, 38);
+    entry.localHeaderOffset = LoadLe32(h, 42);
     entry.rawName.assign(all.substr(at + kCentralHeaderSize, nameLength));
     entry.comment.assign(all.substr(at + kCentralHeaderSize + nameLength + extraLength, commentLength));
     const bool wideUncompressed = entry.uncompressedSize == 0xFFFFFFFF;
@@ -240,14 +232,14 @@ ZipError ZipReader::ReadCentralDirectory(const std::string& cd, std::uint64_t co
     std::string unicodeName;
     std::string_view extra = all.substr(at + kCentralHeaderSize + nameLength, extraLength);
     while (extra.size() >= 4) {
-      const std::uint16_t id = Le16(extra, 0);
-      const std::size_t length = Le16(extra, 2);
+      const std::uint16_t id = LoadLe16(extra, 0);
+      const std::size_t length = LoadLe16(extra, 2);
       if (length > extra.size() - 4) break;  // a cut field at the end is ignored, as others do
       const std::string_view field = extra.substr(4, length);
       if (id == kZip64ExtraId) {
         if (!ApplyZip64Extra(field, &entry, wideUncompressed, wideCompressed, wideOffset)) return ZipError::kDamaged;
       } else if (id == kUnicodePathExtraId && field.size() >= 5 && field[0] == 1 &&
-                 Le32(field, 1) == Crc(0, entry.rawName) && IsValidUtf8(field.substr(5))) {
+                 LoadLe32(field, 1) == Crc(0, entry.rawName) && IsValidUtf8(field.substr(5))) {
         // Info-ZIP's UTF-8 name, valid only while it belongs to the stored name.
         unicodeName.assign(field.substr(5));
       }
@@ -301,9 +293,9 @@ ZipError ZipReader::DataStart(const ZipEntry& entry, std::uint64_t* start) {
   if (ZipError e = ReadExact(source_, entry.localHeaderOffset, kLocalHeaderSize, &header); e != ZipError::kNone) {
     return e;
   }
-  if (Le32(header, 0) != kLocalSignature || Le16(header, 8) != entry.method) return ZipError::kDamaged;
-  const std::size_t nameLength = Le16(header, 26);
-  const std::size_t extraLength = Le16(header, 28);
+  if (LoadLe32(header, 0) != kLocalSignature || LoadLe16(header, 8) != entry.method) return ZipError::kDamaged;
+  const std::size_t nameLength = LoadLe16(header, 26);
+  const std::size_t extraLength = LoadLe16(header, 28);
   if (nameLength != entry.rawName.size()) return ZipError::kDamaged;
   std::string name;
   if (ZipError e = ReadExact(source_, entry.localHeaderOffset + kLocalHeaderSize, nameLength, &name);
