@@ -17,5 +17,6 @@ int ListCommand(const std::vector<std::wstring>& args, const GlobalOptions& opti
 int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int ExifCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
+int ExpandCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 
 }  // namespace ablagix::cli

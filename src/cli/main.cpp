@@ -27,6 +27,8 @@ constexpr std::wstring_view kUsage =
     L"                       f\u00fchrt die Profile im Intervall aus, bis Strg+C (oder N L\u00e4ufe);\n"
     L"                       --tick-seconds verk\u00fcrzt die Minute zum Ausprobieren\n"
     L"  exif DATEI           zeigt die 20 Exif-Felder eines Bildes (JPEG, TIFF, PNG)\n"
+    L"  expand DATEI VORLAGE zeigt, was aus einer Vorlage mit Variablen wie %Datum% oder\n"
+    L"                       %DateGAYYYY% f\u00fcr diese Datei wird\n"
     L"  help                 zeigt diese Hilfe\n"
     L"\n"
     L"Optionen für alle Befehle:\n"
@@ -51,6 +53,7 @@ int Main(std::vector<std::wstring> args) {
   if (command == L"run") return RunCommand(args, options);
   if (command == L"timer") return TimerCommand(args, options);
   if (command == L"exif") return ExifCommand(args, options);
+  if (command == L"expand") return ExpandCommand(args, options);
   WriteErr(L"Unbekannter Befehl \"" + command + L"\". Hilfe: ablagix-cli --help\n");
   return kExitBadInput;
 }

@@ -1,0 +1,45 @@
+// "expand": what a target folder with path variables becomes for one file, with the file's
+// own dates and size and the metadata readers, as a real run would build it.
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "fileops/files.h"
+#include "fileops/path_text.h"
+#include "metadata/metadata_source.h"
+
+namespace ablagix::cli {
+
+int ExpandCommand(const std::vector<std::wstring>& args, const GlobalOptions& options) {
+  if (args.size() != 2) {
+    WriteErr(L"expand: Datei und Vorlage angeben (ablagix-cli expand DATEI \"D:\\\\Fotos\\\\%Datum%\")\n");
+    return kExitBadInput;
+  }
+  const std::wstring& file = args[0];
+  // The dates and the size as the scan sees them: from the folder listing.
+  FileFacts facts{file};
+  bool found = false;
+  FolderReader folder;
+  const std::wstring name = NamePart(file);
+  if (folder.Open(FolderPart(file).empty() ? L"." : FolderPart(file))) {
+    DirEntry entry;
+    while (folder.Next(&entry)) {
+      if (entry.name == name && !entry.IsDirectory()) {
+        facts.size = entry.size;
+        facts.lastWrite = entry.lastWrite;
+        facts.creation = entry.creation;
+        found = true;
+        break;
+      }
+    }
+  }
+  if (!found) {
+    WriteErr(L"Datei nicht gefunden: " + file + L"\n");
+    return kExitBadInput;
+  }
+  FileMetadataSource metadata(ReadMetadataSettings(SettingsFor(options).SettingsFilePath));
+  const PathVariableContext context{FileTimeToLocal(CurrentFileTime()), &metadata};
+  WriteOut(ExpandPathVariables(args[1], facts, context) + L"\n");
+  return kExitOk;
+}
+
+}  // namespace ablagix::cli
