@@ -10,11 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <new>
 #include <string>
 
 #include "base/text.h"
 #include "base/ui_port.h"
+#include "counting_allocator.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "log/export_html.h"
@@ -22,39 +22,6 @@
 #include "log/export_text.h"
 #include "log/log_list.h"
 #include "log/log_save.h"
-
-namespace {
-
-std::size_t g_liveBytes = 0;
-std::size_t g_peakBytes = 0;
-
-// Each block carries its size in front, padded so the user part stays suitably aligned.
-constexpr std::size_t kHeader = alignof(std::max_align_t);
-
-void* Allocate(std::size_t size) {
-  auto* block = static_cast<unsigned char*>(std::malloc(size + kHeader));
-  if (!block) throw std::bad_alloc();
-  *reinterpret_cast<std::size_t*>(block) = size;
-  g_liveBytes += size;
-  if (g_liveBytes > g_peakBytes) g_peakBytes = g_liveBytes;
-  return block + kHeader;
-}
-
-void Release(void* p) {
-  if (!p) return;
-  unsigned char* block = static_cast<unsigned char*>(p) - kHeader;
-  g_liveBytes -= *reinterpret_cast<std::size_t*>(block);
-  std::free(block);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void operator delete(void* p) noexcept { Release(p); }
-void operator delete[](void* p) noexcept { Release(p); }
-void operator delete(void* p, std::size_t) noexcept { Release(p); }
-void operator delete[](void* p, std::size_t) noexcept { Release(p); }
 
 namespace {
 
@@ -111,7 +78,7 @@ int main(int argc, char** argv) {
   LogList log;
   Fill(log, rows);
   std::printf("%zu rows, log itself %.1f MB on the heap\n\n", log.size(),
-              static_cast<double>(g_liveBytes) / 1e6);
+              static_cast<double>(bench::LiveHeapBytes()) / 1e6);
   std::printf("format    build   total  extra heap peak  file size\n");
 
   SilentUi ui;
@@ -147,8 +114,8 @@ int main(int argc, char** argv) {
     }
     const double buildSeconds = since(start);
 
-    const std::size_t base = g_liveBytes;
-    g_peakBytes = base;
+    const std::size_t base = bench::LiveHeapBytes();
+    bench::ResetPeakHeapBytes();
     start = std::chrono::steady_clock::now();
     const bool ok = WriteLogReport(log, path, c.format, options, now, ui, nullptr);
     const double seconds = since(start);
@@ -158,7 +125,7 @@ int main(int argc, char** argv) {
       return 1;
     }
     std::printf("%-7s %7.2f %7.2f  %12.1f MB  %6.1f MB   %s\n", c.label, buildSeconds, seconds,
-                static_cast<double>(g_peakBytes - base) / 1e6, static_cast<double>(size) / 1e6,
+                static_cast<double>(bench::PeakHeapBytes() - base) / 1e6, static_cast<double>(size) / 1e6,
                 ToUtf8(path).c_str());
   }
   return 0;

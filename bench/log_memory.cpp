@@ -1,51 +1,17 @@
 // Measures what the log list costs per row: fills a LogList with a million rows shaped like a
 // real photo-sorting run and counts the heap bytes it holds, then times the column sorts.
 //
-// Every allocation of the program goes through the counting operator new below, so the
+// Every allocation of the program goes through the counting allocator, so the
 // figure includes the row store, the name buffer and the text pool with all their slack.
 #include <chrono>
 #include <cstdio>
 #include <cstddef>
 #include <cstdlib>
-#include <new>
 #include <string>
 #include <vector>
 
+#include "counting_allocator.h"
 #include "log/log_list.h"
-
-namespace {
-
-std::size_t g_liveBytes = 0;
-std::size_t g_liveBlocks = 0;
-
-// Each block carries its size in front, padded so the user part stays suitably aligned.
-constexpr std::size_t kHeader = alignof(std::max_align_t);
-
-void* Allocate(std::size_t size) {
-  auto* block = static_cast<unsigned char*>(std::malloc(size + kHeader));
-  if (!block) throw std::bad_alloc();
-  *reinterpret_cast<std::size_t*>(block) = size;
-  g_liveBytes += size;
-  ++g_liveBlocks;
-  return block + kHeader;
-}
-
-void Release(void* p) {
-  if (!p) return;
-  unsigned char* block = static_cast<unsigned char*>(p) - kHeader;
-  g_liveBytes -= *reinterpret_cast<std::size_t*>(block);
-  --g_liveBlocks;
-  std::free(block);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void operator delete(void* p) noexcept { Release(p); }
-void operator delete[](void* p) noexcept { Release(p); }
-void operator delete(void* p, std::size_t) noexcept { Release(p); }
-void operator delete[](void* p, std::size_t) noexcept { Release(p); }
 
 namespace {
 
@@ -68,8 +34,8 @@ Measure Fill(LogList& list, bool unique) {
                                       L"SM-G991B", L""};
   static const wchar_t* kResults[] = {L"Verschoben", L"Verschoben", L"Verschoben",
                                       L"\u00dcbersprungen", L"Fehler!"};
-  std::size_t before = g_liveBytes;
-  std::size_t blocksBefore = g_liveBlocks;
+  std::size_t before = bench::LiveHeapBytes();
+  std::size_t blocksBefore = bench::LiveHeapBlocks();
   std::wstring name, folder, target, metadata, source2, target2;
   for (std::size_t i = 0; i < kRows; ++i) {
     std::size_t folderNo = i / 500;  // 2000 folders of 500 pictures
@@ -101,7 +67,7 @@ Measure Fill(LogList& list, bool unique) {
     }
     list.AppendFile(f);
   }
-  return {g_liveBytes - before, g_liveBlocks - blocksBefore};
+  return {bench::LiveHeapBytes() - before, bench::LiveHeapBlocks() - blocksBefore};
 }
 
 double Seconds(std::chrono::steady_clock::time_point since) {
