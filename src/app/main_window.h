@@ -89,6 +89,8 @@ class MainWindow {
   void RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode);
   void OnRunCheckedButton();
   void OnRunProgress(const RunProgress& progress);
+  void OnShredProgress(const ShredProgress& progress);
+  static INT_PTR CALLBACK ShredWaitProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
   void OnTimerTick();
 
   // --- log_page.cpp: the log list and its commands, the status line and the progress bar
@@ -168,6 +170,10 @@ class MainWindow {
                                                       kIdLogClear, kIdLogRunChecked, kIdLogSave, kIdLoadProfileFile};
   std::wstring progressProfile_;
   ULONGLONG lastProgress_ = 0;
+  // The shredder's wait window while a run shreds; closed by the user, it stays away.
+  HWND shredWait_ = nullptr;
+  bool shredWaitClosed_ = false;
+  ULONGLONG lastShredUpdate_ = 0;
   // Timer1: ticks once a minute while the interval timer runs.
   static constexpr UINT_PTR kTimer1 = 1;
   TimerModel timer_;

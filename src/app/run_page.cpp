@@ -8,6 +8,7 @@
 #include "app/control_ids.h"
 #include "app/main_window.h"
 #include "app/page_size.h"
+#include "app/resource_ids.h"
 #include "app/win_controls.h"
 #include "base/abort_flag.h"
 #include "base/text.h"
@@ -28,8 +29,10 @@ class WindowRunHost : public RunHost {
   WindowRunHost(MainWindow& window, bool timerRunning)
       : window_(window),
         timerRunning_(timerRunning),
+        ui_(*this),
         metadata_({window.settings_.Kommastelle, window.settings_.Lat, window.settings_.Lon}) {}
-  UiPort& ui() override { return window_.ui_; }
+  UiPort& ui() override { return ui_; }
+  void ShredProgress(const ablagix::ShredProgress& progress) override { window_.OnShredProgress(progress); }
   bool TimerRunning() const override { return timerRunning_; }
   void Notify(const std::wstring& title, const std::wstring& text) override { window_.ui_.ShowBalloon(title, text); }
   LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
@@ -69,8 +72,23 @@ class WindowRunHost : public RunHost {
   MetadataSource* Metadata() override { return &metadata_; }
 
  private:
+  // The window's questions, and the same input handling for the shredder's block loop as
+  // for the file loop.
+  class RunUi : public UiPort {
+   public:
+    explicit RunUi(WindowRunHost& host) : host_(host) {}
+    MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override {
+      return host_.window_.ui_.ShowMessage(text, icon, buttons);
+    }
+    bool PollForAbort() override { return host_.PollForAbort(); }
+
+   private:
+    WindowRunHost& host_;
+  };
+
   MainWindow& window_;
   bool timerRunning_;
+  RunUi ui_;
   FileMetadataSource metadata_;
   ULONGLONG lastPoll_ = 0;
 };
@@ -210,6 +228,9 @@ void MainWindow::BeginRun() {
 }
 
 void MainWindow::EndRun(const RunSummary& summary, bool saveLog) {
+  if (shredWait_) DestroyWindow(shredWait_);
+  shredWait_ = nullptr;
+  shredWaitClosed_ = false;
   ShowProgress(false);
   ShowLogRows();
   std::wstring status = (summary.aborted ? L"Abgebrochen: " : L"Fertig: ") + NumberText(summary.files) +
@@ -248,6 +269,48 @@ void MainWindow::OnRunCheckedButton() {
   WindowRunHost host(*this, timer_.running());
   const RunSummary summary = RunCheckedRows(log_, host);
   EndRun(summary, false);
+}
+
+void MainWindow::OnShredProgress(const ShredProgress& progress) {
+  if (shredWaitClosed_) return;
+  const ULONGLONG now = GetTickCount64();
+  if (shredWait_ && now - lastShredUpdate_ < 100) return;
+  lastShredUpdate_ = now;
+  if (!shredWait_) {
+    shredWait_ = CreateDialogParamW(instance_, MAKEINTRESOURCEW(IDD_SHRED_WAIT), window_, ShredWaitProc,
+                                    reinterpret_cast<LPARAM>(this));
+    if (!shredWait_) return;
+    SetDlgItemTextW(shredWait_, IDC_SHRED_CLOSE, L"Schlie\u00dfen");
+    SendDlgItemMessageW(shredWait_, IDC_SHRED_PROGRESS, PBM_SETRANGE32, 0, 1000);
+    ShowWindow(shredWait_, SW_SHOWNOACTIVATE);
+  }
+  SetDlgItemTextW(shredWait_, IDC_SHRED_TEXT, std::wstring(progress.text).c_str());
+  // All four passes as one bar.
+  const double perPass = progress.fileLength == 0 ? 1.0
+                                                  : static_cast<double>(progress.passBytesWritten) /
+                                                        static_cast<double>(progress.fileLength);
+  const auto permille = static_cast<WPARAM>(1000.0 * ((progress.pass - 1) + std::min(perPass, 1.0)) / kShredPasses);
+  SendDlgItemMessageW(shredWait_, IDC_SHRED_PROGRESS, PBM_SETPOS, permille, 0);
+  UpdateWindow(shredWait_);
+}
+
+INT_PTR CALLBACK MainWindow::ShredWaitProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  auto* self = reinterpret_cast<MainWindow*>(GetWindowLongPtrW(dialog, DWLP_USER));
+  if (message == WM_INITDIALOG) {
+    SetWindowLongPtrW(dialog, DWLP_USER, lParam);
+    return TRUE;
+  }
+  if (!self) return FALSE;
+  if (message == WM_COMMAND && LOWORD(wParam) == IDC_SHRED_ABORT) {
+    RequestAbort();  // the shredder stops at its next block, the run after this file
+    return TRUE;
+  }
+  if ((message == WM_COMMAND && LOWORD(wParam) == IDC_SHRED_CLOSE) || message == WM_CLOSE) {
+    ShowWindow(dialog, SW_HIDE);
+    self->shredWaitClosed_ = true;
+    return TRUE;
+  }
+  return FALSE;
 }
 
 void MainWindow::OnRunProgress(const RunProgress& progress) {

@@ -111,9 +111,13 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
                         : DeletePermanently(path, true)   ? ResultWord::kGeloeschtX
                                                           : ResultWord::kFehler;
   } else if (Is(aktion, kAktionLoeschenS)) {
-    result.resultWord = simulate                           ? ResultWord::kLoeschenSSimuliert
-                        : ShredFile(path, host.ui()).Succeeded() ? ResultWord::kGeloeschtS
-                                                                 : ResultWord::kFehler;
+    if (simulate) {
+      result.resultWord = ResultWord::kLoeschenSSimuliert;
+    } else {
+      const auto progress = [&host](const ShredProgress& p) { host.ShredProgress(p); };
+      result.resultWord =
+          ShredFile(path, host.ui(), progress).Succeeded() ? ResultWord::kGeloeschtS : ResultWord::kFehler;
+    }
   } else if (Is(aktion, kAktionBenachrichtigen)) {
     // Only a timed run speaks, and only once; a run by hand just lists what would be reported.
     if (!simulate && host.TimerRunning()) {

@@ -7,6 +7,7 @@
 
 #include "base/ui_port.h"
 #include "fileops/files.h"
+#include "fileops/shredder.h"
 
 namespace ablagix {
 
@@ -32,6 +33,8 @@ class ActionHost {
   virtual void Notify(const std::wstring& title, const std::wstring& text) = 0;
   // Bytes done of a long copy; return false to cancel it.
   virtual bool CopyProgress(std::uint64_t /*done*/, std::uint64_t /*total*/) { return true; }
+  // After every block the shredder wrote, for its wait window.
+  virtual void ShredProgress(const ablagix::ShredProgress& /*progress*/) {}
 };
 
 // State that lives for one run (all profiles of one button press or timer tick).

@@ -101,7 +101,7 @@ void PressEscape(bool down) {
 void RunLogScenario(const std::wstring& exe) {
   const std::wstring root = g_work + L"\\Log";
   const std::wstring config = g_work + L"\\config";
-  for (const wchar_t* folder : {L"", L"\\Quelle1", L"\\Ziel1", L"\\Quelle2", L"\\Ziel2", L"\\Viele"}) {
+  for (const wchar_t* folder : {L"", L"\\Quelle1", L"\\Ziel1", L"\\Quelle2", L"\\Ziel2", L"\\Viele", L"\\Schredder"}) {
     CreateDirectoryW((root + folder).c_str(), nullptr);
   }
   const std::wstring autoFolder = root + L"\\Berichte\\Auto";
@@ -131,7 +131,8 @@ void RunLogScenario(const std::wstring& exe) {
                               profile(L"Melden", L"Quelle2", L"Benachrichtigen", L"", L"1") +
                               profile(L"Eins", L"Quelle2", L"Kopieren", L"Ziel2", L"1") +
                               profile(L"Viele", L"Viele", L"Kopieren", L"Ziel2", L"1") +
-                              profile(L"Drei", L"Quelle2", L"Kopieren", L"Ziel2", L"1"));
+                              profile(L"Drei", L"Quelle2", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Schreddern", L"Schredder", L"L\u00f6schenS", L"", L"1"));
   if (!Launch(exe, L"--profiles \"" + profiles + L"\" --config-dir \"" + config + L"\"")) {
     Check(false, L"Start f\u00fcr das Log");
     return;
@@ -345,6 +346,33 @@ void RunLogScenario(const std::wstring& exe) {
   Check(LogRows() < many, L"zweites Profil abgebrochen: " + std::to_wstring(LogRows()) + L" Zeilen");
   Check(Text(kIdLogStatus).rfind(L"Abgebrochen", 0) == 0, L"Status: " + Text(kIdLogStatus));
   Screenshot(L"8-log-nach-abbruch.png");
+
+  // --- Shredding shows its wait window; "Abbrechen" there stops it, and the file is kept.
+  const std::wstring big = root + L"\\Schredder\\gross.bin";
+  WriteFileBytes(big, std::string(192u << 20, 'x'));
+  for (int row = 2; row <= 4; ++row) CheckRow(row, false);
+  CheckRow(5, true);
+  HWND run = Control(kIdRun);
+  PostMessageW(GetParent(run), WM_COMMAND, MAKEWPARAM(kIdRun, BN_CLICKED), reinterpret_cast<LPARAM>(run));
+  HWND wait = nullptr;
+  for (int i = 0; i < 400 && !wait; ++i) {
+    wait = FindWindowW(L"#32770", L"Schreddern");
+    if (!wait) Sleep(10);
+  }
+  Check(wait != nullptr, L"Wartefenster des Schredders");
+  if (wait) {
+    wchar_t text[256] = {};
+    GetDlgItemTextW(wait, 121, text, 256);
+    Check(Has(text, L"\u00dcberschreibe gross.bin... "), L"Fortschritt: " + std::wstring(text));
+    CopyData(kCopyDataScreenshot, g_work + L"\\screenshots\\10-schreddern.png|" +
+                                      std::to_wstring(reinterpret_cast<INT_PTR>(wait)));
+    SendMessageW(GetDlgItem(wait, 124), BM_CLICK, 0, 0);
+  }
+  for (int i = 0; i < 400 && !IsWindowEnabled(Control(kIdRun)); ++i) Sleep(50);
+  CheckEq(ListText(kIdLogList, FindLogRow(L"gross.bin"), 6), L"Fehler!", L"abgebrochenes Schreddern");
+  Check(GetFileAttributesW(big.c_str()) != INVALID_FILE_ATTRIBUTES, L"Datei bleibt nach dem Abbruch");
+  Check(!IsWindow(wait), L"Wartefenster nach dem Lauf geschlossen");
+  DeleteFileW(big.c_str());
   Close();
 }
 
