@@ -259,6 +259,11 @@ LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
       return 0;
     }
     case LVN_KEYDOWN:
+      // Ctrl+A highlights every row, for "Alle markierten anhaken" and the like.
+      if (reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey == 'A' && GetKeyState(VK_CONTROL) < 0) {
+        ListView_SetItemState(list, -1, LVIS_SELECTED, LVIS_SELECTED);
+        return 0;
+      }
       // Space toggles the check boxes of the highlighted rows, as in a list with its own boxes.
       if (reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey == VK_SPACE) {
         for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
