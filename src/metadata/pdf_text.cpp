@@ -32,7 +32,6 @@ constexpr std::size_t kMaxCMapEntries = 500000;
 struct Obj {
   enum Kind { kNull, kBool, kNumber, kName, kString, kArray, kDict, kRef, kStream, kOperator };
   Kind kind = kNull;
-  bool integer = false;
   double number = 0;
   std::string text;  // name, string bytes or operator
   std::vector<std::string> keys;
@@ -188,8 +187,7 @@ class Lexer {
     pos_ = at;
     out->kind = Obj::kNumber;
     out->number = negative ? -value : value;
-    out->integer = !fraction && !negative;
-    if (!out->integer || value > 1e9) return true;
+    if (fraction || negative || value > 1e9) return true;
     // "12 0 R" is a reference.
     const std::size_t saved = pos_;
     long long generation = 0;
@@ -646,7 +644,7 @@ class Document {
  private:
   // Loading objects.
   bool ReadXrefAt(std::size_t offset, std::set<std::size_t>* seen, int depth);
-  bool ReadXrefTable(Lexer& lexer);
+  bool ReadXrefTable(Lexer& lexer, Obj* trailer);
   bool ReadXrefStream(const Obj& stream);
   void MergeTrailer(const Obj& dict);
   void ScanObjects();
@@ -695,7 +693,7 @@ void Document::MergeTrailer(const Obj& dict) {
   }
 }
 
-bool Document::ReadXrefTable(Lexer& lexer) {
+bool Document::ReadXrefTable(Lexer& lexer, Obj* trailer) {
   for (;;) {
     long long first = 0;
     long long count = 0;
@@ -711,11 +709,7 @@ bool Document::ReadXrefTable(Lexer& lexer) {
       if (inUse && number < (1 << 24) && offset > 0) xref_.try_emplace(static_cast<int>(number), XrefEntry{false, static_cast<std::uint64_t>(offset), 0});
     }
   }
-  if (!lexer.ReadKeyword("trailer")) return false;
-  Obj dict;
-  if (!lexer.Read(&dict) || dict.kind != Obj::kDict) return false;
-  MergeTrailer(dict);
-  return true;
+  return lexer.ReadKeyword("trailer") && lexer.Read(trailer) && trailer->kind == Obj::kDict;
 }
 
 bool Document::ReadXrefStream(const Obj& stream) {
@@ -768,14 +762,7 @@ bool Document::ReadXrefAt(std::size_t offset, std::set<std::size_t>* seen, int d
   const Obj* previous = nullptr;
   Obj section;
   if (lexer.ReadKeyword("xref")) {
-    const Obj saved = trailer_;
-    trailer_ = Obj();
-    if (!ReadXrefTable(lexer)) {
-      trailer_ = saved;
-      return false;
-    }
-    section = trailer_;
-    trailer_ = saved;
+    if (!ReadXrefTable(lexer, &section)) return false;
     // A hybrid file lists its compressed objects in an extra stream.
     if (const Obj* stm = section.Get("XRefStm"); stm && stm->kind == Obj::kNumber && stm->number >= 0) {
       ReadXrefAt(static_cast<std::size_t>(stm->number), seen, depth + 1);
