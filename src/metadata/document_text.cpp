@@ -7,6 +7,7 @@
 #include "fileops/byte_source.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "metadata/pdf_text.h"
 #include "metadata/xml_scanner.h"
 #include "zip/zip_reader.h"
 
@@ -451,6 +452,11 @@ std::optional<std::wstring> DocumentTexts::Text(const std::wstring& path) {
   if (extension == L"html" || extension == L"htm") return HtmlText(ReadWhole(path));
   if (extension == L"eml" || extension == L"mht") return MimeText(ReadWhole(path));
   if (extension == L"rtf") return RtfText(ReadWhole(path));
+  if (extension == L"pdf") {
+    FileByteSource source;
+    if (!source.Open(path)) return std::nullopt;
+    return PdfText(source);
+  }
   // Office Open XML and OpenDocument files are zip packages of XML parts.
   static constexpr std::array<std::wstring_view, 16> kPackaged = {
       L"docx", L"dotx", L"xlsx", L"pptx", L"odt", L"ods", L"odp", L"odg",

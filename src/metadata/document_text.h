@@ -1,6 +1,6 @@
 // The text of documents for the text condition: web pages (HTML, MHT), mails (EML), RTF,
-// Office Open XML and OpenDocument packages, and the old binary office formats by their runs
-// of readable characters. PDF files have no reader here yet and are not searched.
+// Office Open XML and OpenDocument packages, PDF documents by their text layer (see
+// pdf_text.h), and the old binary office formats by their runs of readable characters.
 #pragma once
 
 #include <optional>

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
+#include "log/pdf_writer.h"
 #include "metadata/document_text.h"
 #include "test_support.h"
 #include "zip/zip_maker.h"
@@ -114,9 +115,21 @@ TEST(TextSearchTest, DocumentsAreReadAsText) {
   ASSERT_TRUE(WriteBytes(dir / L"kaputt.docx", "PK\x03\x04 kein Archiv"));
   EXPECT_EQ(Search(dir / L"kaputt.docx", L"Archiv"), 0);
 
-  // A document format without a reader here is not read as plain bytes.
-  ASSERT_TRUE(WriteBytes(dir / L"scan.pdf", "%PDF-1.4 Rechnung"));
+  // A PDF is searched by the text its pages show; one with pictures only has none, and the
+  // raw bytes of a PDF are never read as text.
+  PdfDocument letter(kA4Landscape);
+  letter.BeginPage();
+  letter.Text(72, 500, PdfFont::Regular, 11, ToWinAnsi(L"Rechnung f\u00fcr Herrn M\u00fcller"));
+  ASSERT_TRUE(WriteBytes(dir / L"brief.pdf", letter.Finish()));
+  EXPECT_EQ(Search(dir / L"brief.pdf", L"rechnung+m\u00fcller"), 1);
+  PdfDocument scan(kA4Landscape);
+  scan.BeginPage();
+  scan.FillRect(10, 10, 100, 100, {0.5, 0.5, 0.5});
+  scan.SetInfo("Rechnung", "D:20250203090507");
+  ASSERT_TRUE(WriteBytes(dir / L"scan.pdf", scan.Finish()));
   EXPECT_EQ(Search(dir / L"scan.pdf", L"Rechnung"), 0);
+  ASSERT_TRUE(WriteBytes(dir / L"roh.pdf", "%PDF-1.4 Rechnung"));
+  EXPECT_EQ(Search(dir / L"roh.pdf", L"Rechnung"), 0);
 }
 
 TEST(TextSearchTest, DocumentReadersSurviveDamagedInput) {

@@ -1,0 +1,30 @@
+// The text layer of PDF documents, for the text condition: what the pages show as text, in
+// page order. Scanned pages (pictures only) have no text layer and give nothing.
+//
+//   FileByteSource file;
+//   if (file.Open(path)) std::optional<std::wstring> text = PdfText(file);
+//
+// The reader understands cross-reference tables and streams, object streams, incremental
+// updates and the Flate, ASCIIHex and ASCII85 filters; when the cross-reference data is
+// broken, it finds the objects by scanning the file. Characters are decoded through a font's
+// ToUnicode map when it has one, else through its simple encoding (WinAnsi, MacRoman,
+// Standard, with Differences by glyph name). Composite fonts without a ToUnicode map give
+// nothing, as their codes mean nothing without the embedded font program.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "fileops/byte_source.h"
+#include "metadata/text_search.h"
+
+namespace ablagix {
+
+// The text of all pages, pages separated by "\n"; lines become "\n" and gaps between words a
+// space. nullopt when the bytes are no PDF, when the document is encrypted (its strings and
+// streams cannot be read without the key), or when it is larger than `sizeLimit`. Everything
+// decompressed together stays below `sizeLimit` as well.
+std::optional<std::wstring> PdfText(ByteSource& source, std::uint64_t sizeLimit = kDocumentSizeLimit);
+
+}  // namespace ablagix
