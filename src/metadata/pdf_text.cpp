@@ -764,7 +764,8 @@ bool Document::ReadXrefAt(std::size_t offset, std::set<std::size_t>* seen, int d
   if (lexer.ReadKeyword("xref")) {
     if (!ReadXrefTable(lexer, &section)) return false;
     // A hybrid file lists its compressed objects in an extra stream.
-    if (const Obj* stm = section.Get("XRefStm"); stm && stm->kind == Obj::kNumber && stm->number >= 0) {
+    if (const Obj* stm = section.Get("XRefStm"); stm && stm->kind == Obj::kNumber && stm->number >= 0 &&
+                                                stm->number < static_cast<double>(file_.size())) {
       ReadXrefAt(static_cast<std::size_t>(stm->number), seen, depth + 1);
     }
     MergeTrailer(section);
@@ -782,7 +783,8 @@ bool Document::ReadXrefAt(std::size_t offset, std::set<std::size_t>* seen, int d
     if (!ReadXrefStream(section)) return false;
     previous = section.Get("Prev");
   }
-  if (previous && previous->kind == Obj::kNumber && previous->number >= 0 && depth < kMaxDepth) {
+  if (previous && previous->kind == Obj::kNumber && previous->number >= 0 &&
+      previous->number < static_cast<double>(file_.size()) && depth < kMaxDepth) {
     ReadXrefAt(static_cast<std::size_t>(previous->number), seen, depth + 1);
   }
   return true;
@@ -1065,7 +1067,8 @@ const Font* Document::FontFor(const Obj* resources, std::string_view name) {
       int code = 0;
       for (const Obj& item : differences->items) {
         if (item.kind == Obj::kNumber) {
-          code = static_cast<int>(item.number);
+          // A code outside 0..255 names no character; the names after it are skipped.
+          code = item.number >= 0 && item.number < 256 ? static_cast<int>(item.number) : 256;
         } else if (item.kind == Obj::kName) {
           if (code >= 0 && code < 256) font.simple[static_cast<std::size_t>(code)] = GlyphChar(item.text);
           ++code;
