@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iostream>
 
+#include "base/abort_flag.h"
 #include "base/text.h"
 #include "cli/console.h"
 #include "fileops/files.h"
@@ -11,17 +12,35 @@
 namespace ablagix::cli {
 
 MessageAnswer TerminalUi::ShowMessage(const std::wstring& text, MessageIcon, MessageButtons buttons) {
+  const MessageAnswer no = buttons == MessageButtons::OkCancel ? MessageAnswer::Cancel : MessageAnswer::No;
+  return Ask(text, buttons, assumeYes_ && buttons != MessageButtons::OkCancel ? MessageAnswer::Yes : no,
+             assumeYes_ ? L"(keine Eingabe m\u00f6glich, --ja: Antwort \u201EJa\u201C)"
+                        : L"(keine Eingabe m\u00f6glich: Antwort \u201ENein\u201C)");
+}
+
+MessageAnswer TerminalUi::AskBeforeDestroying(const std::wstring& text, MessageIcon, MessageButtons buttons,
+                                              MessageAnswer keep) {
+  // Unattended (a script, the timer, a scheduled task) nobody can weigh the question: the
+  // file is kept unless the caller said --ja beforehand.
+  if (assumeYes_) return Ask(text, buttons, MessageAnswer::Yes, L"(keine Eingabe m\u00f6glich, --ja: Antwort \u201EJa\u201C)");
+  return Ask(text, buttons, keep,
+             L"(keine Eingabe m\u00f6glich: die Datei bleibt unver\u00e4ndert; --ja antwortet \u201EJa\u201C)");
+}
+
+MessageAnswer TerminalUi::Ask(const std::wstring& text, MessageButtons buttons, MessageAnswer unattended,
+                              std::wstring_view unattendedNote) {
   WriteErr(L"Ablagix: " + text + L"\n");
   if (buttons == MessageButtons::Ok) return MessageAnswer::Ok;
-  // Without a person at the terminal every question gets the answer that changes nothing.
   if (!StandardInputIsTerminal()) {
-    WriteErr(L"(keine Eingabe m\u00f6glich: Antwort \u201ENein\u201C)\n");
-    return buttons == MessageButtons::OkCancel ? MessageAnswer::Cancel : MessageAnswer::No;
+    WriteErr(std::wstring(unattendedNote) + L"\n");
+    return unattended;
   }
   for (;;) {
-    WriteErr(buttons == MessageButtons::OkCancel ? L"[o]k / [a]bbrechen? " : L"[j]a / [n]ein? ");
+    WriteErr(buttons == MessageButtons::OkCancel      ? L"[o]k / [a]bbrechen? "
+             : buttons == MessageButtons::YesNoCancel ? L"[j]a / [n]ein / [a]bbrechen? "
+                                                      : L"[j]a / [n]ein? ");
     std::string line;
-    if (!std::getline(std::cin, line)) return MessageAnswer::No;
+    if (!std::getline(std::cin, line)) return unattended;
     const char c = line.empty() ? ' ' : static_cast<char>(std::tolower(static_cast<unsigned char>(line[0])));
     if (buttons == MessageButtons::OkCancel) {
       if (c == 'o') return MessageAnswer::Ok;
@@ -34,8 +53,9 @@ MessageAnswer TerminalUi::ShowMessage(const std::wstring& text, MessageIcon, Mes
   }
 }
 
-CliRunHost::CliRunHost(SettingsFolders folders)
-    : folders_(std::move(folders)),
+CliRunHost::CliRunHost(SettingsFolders folders, bool assumeYes)
+    : ui_(assumeYes),
+      folders_(std::move(folders)),
       metadata_(ReadMetadataSettings(folders_.SettingsFilePath)),
       progressToTerminal_(StandardErrorIsTerminal()) {}
 
@@ -43,6 +63,8 @@ void CliRunHost::Notify(const std::wstring& title, const std::wstring& text) {
   EndProgress();
   WriteErr(title + L": " + text + L"\n");
 }
+
+bool CliRunHost::CopyProgress(std::uint64_t, std::uint64_t) { return !AbortRequested(); }
 
 LocalDateTime CliRunHost::Now() { return FileTimeToLocal(CurrentFileTime()); }
 

@@ -12,18 +12,28 @@ namespace ablagix::cli {
 
 class TerminalUi : public UiPort {
  public:
+  explicit TerminalUi(bool assumeYes = false) : assumeYes_(assumeYes) {}
   MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override;
+  MessageAnswer AskBeforeDestroying(const std::wstring& text, MessageIcon icon, MessageButtons buttons,
+                                    MessageAnswer keep) override;
+
+ private:
+  MessageAnswer Ask(const std::wstring& text, MessageButtons buttons, MessageAnswer unattended,
+                    std::wstring_view unattendedNote);
+  bool assumeYes_;
 };
 
 class CliRunHost : public RunHost {
  public:
-  explicit CliRunHost(SettingsFolders folders);
+  CliRunHost(SettingsFolders folders, bool assumeYes);
   UiPort& ui() override { return ui_; }
   bool TimerRunning() const override { return timerRunning_; }
   void SetTimerRunning(bool on) { timerRunning_ = on; }
   void Notify(const std::wstring& title, const std::wstring& text) override;
   LocalDateTime Now() override;
   bool PollForAbort() override { return false; }  // Ctrl+C sets the abort flag directly
+  // A long copy stops at Ctrl+C (its partial copy is removed again).
+  bool CopyProgress(std::uint64_t, std::uint64_t) override;
   void Progress(const RunProgress& progress) override;
   std::wstring StoredFilterMask(const std::wstring& name) override;
   MetadataSource* Metadata() override { return &metadata_; }

@@ -34,7 +34,10 @@ constexpr std::wstring_view kUsage =
     L"Optionen für alle Befehle:\n"
     L"  --profiles DATEI     diese Profildatei statt Ablagix.ini im Einstellungsordner\n"
     L"  --config-dir ORDNER  Einstellungsordner (Standard: %APPDATA%\\Kramdock\\,\n"
-    L"                       unter Linux $APPDATA, $XDG_CONFIG_HOME oder ~/.config, dann Kramdock/)\n";
+    L"                       unter Linux $APPDATA, $XDG_CONFIG_HOME oder ~/.config, dann Kramdock/)\n"
+    L"  --ja, --yes          beantwortet Fragen, deren Antwort Dateien zerst\u00f6rt (etwa: schreib-\n"
+    L"                       gesch\u00fctzte Dateien schreddern?), mit \u201EJa\u201C. Ohne Terminal und ohne\n"
+    L"                       --ja gilt die Antwort, die jede Datei beh\u00e4lt (Zeile \u201EFehler!\u201C)\n";
 
 int Main(std::vector<std::wstring> args) {
   GlobalOptions options;

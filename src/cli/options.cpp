@@ -12,6 +12,10 @@ bool ExtractGlobalOptions(std::vector<std::wstring>* args, GlobalOptions* option
   std::vector<std::wstring> rest;
   for (size_t i = 0; i < args->size(); ++i) {
     const std::wstring& arg = (*args)[i];
+    if (arg == L"--ja" || arg == L"--yes") {
+      options->assumeYes = true;
+      continue;
+    }
     std::wstring* target = arg == L"--profiles"     ? &options->profilesFile
                            : arg == L"--config-dir" ? &options->configFolder
                                                     : nullptr;

@@ -11,6 +11,9 @@ namespace ablagix::cli {
 struct GlobalOptions {
   std::wstring profilesFile;  // --profiles FILE
   std::wstring configFolder;  // --config-dir DIR
+  // --ja / --yes: a question that would destroy data is answered "Ja" even without a person
+  // at the terminal (otherwise the answer that keeps every file).
+  bool assumeYes = false;
 };
 
 // Takes the global options out of `args` (they may stand anywhere); the rest stays in order.

@@ -164,7 +164,7 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
   SettingsFolders folders;
   std::vector<Profile> profiles;
   if (!Prepare(args, options, false, &r, &folders, &profiles)) return kExitBadInput;
-  CliRunHost host(folders);
+  CliRunHost host(folders, options.assumeYes);
   LogList log;
   const RunSummary summary = RunProfiles(profiles, r.simulate ? RunMode::Simulate : RunMode::Execute, host, log);
   host.EndProgress();
@@ -186,6 +186,11 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
       }
       return kExitFileError;
     }
+    // A report cut short by Ctrl+C holds only part of the log; a script must not take it whole.
+    if (AbortRequested()) {
+      WriteErr(L"Bericht abgebrochen, unvollst\u00e4ndig: " + r.exportFile + L"\n");
+      return kExitAborted;
+    }
   }
   return ExitCodeFor(summary);
 }
@@ -195,7 +200,7 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
   SettingsFolders folders;
   std::vector<Profile> profiles;
   if (!Prepare(args, options, true, &r, &folders, &profiles)) return kExitBadInput;
-  CliRunHost host(folders);
+  CliRunHost host(folders, options.assumeYes);
   host.SetTimerRunning(true);
   TimerModel timer;
   timer.SetInterval(r.intervalMinutes);

@@ -1,8 +1,10 @@
 #include "engine/actions.h"
 
+#include "base/abort_flag.h"
 #include "base/text.h"
 #include "desktop/shell_notify.h"
 #include "fileops/copy_move.h"
+#include "fileops/file_system.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
 #include "fileops/shredder.h"
@@ -25,30 +27,46 @@ void RememberFolder(RunState& state, std::wstring_view folder) {
   if (!parent.empty()) state.changedFolders.insert(parent);
 }
 
+// Makes sure the target folder exists, once per folder and run.
+FsStatus EnsureFolder(const std::wstring& folder, RunState& state) {
+  if (state.knownFolders.contains(folder)) return FsStatus::Ok();
+  FsStatus status = ActiveFileSystem().CreateFolders(folder);
+  if (status.ok()) state.knownFolders.insert(folder);
+  return status;
+}
+
 ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFolder,
                           const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
   const bool move = Is(spec.aktion, kAktionVerschieben);
   ActionResult result;
-  // Files of one run mostly share their target folder; it is checked once, not per file.
-  if (mode == RunMode::Execute && targetFolder != state.lastTargetFolder) {
-    if (!FolderExists(targetFolder) && !CreateFolders(targetFolder)) {
-      result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
-      return result;
-    }
-    state.lastTargetFolder = targetFolder;
+  auto folderFailed = [&] {
+    result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
+    return result;
+  };
+  if (mode == RunMode::Execute && !EnsureFolder(targetFolder, state).ok()) return folderFailed();
+
+  const std::wstring named = JoinPath(targetFolder, NamePart(path));
+  // A file whose target is the file itself is already where the profile wants it; numbering
+  // or replacing it would only copy it onto itself or rename it on every run.
+  if (SameFolderText(path, named)) {
+    result.resultWord = ResultWord::kUebersprungen;
+    return result;
   }
-  std::wstring target = JoinPath(targetFolder, NamePart(path));
   const std::wstring_view policy = Trim(spec.kollision);
+  const bool skipTaken = policy == L"2";
+  const bool numberTaken = policy.empty() || policy == L"1";
+  std::wstring target = named;
+  int number = 0;
   if (PathExists(target)) {
-    if (policy == L"2") {
+    if (skipTaken) {
       result.resultWord = ResultWord::kUebersprungen;
       return result;
     }
-    if (policy.empty() || policy == L"1") {
-      target = NumberedFreeName(target);
+    if (numberTaken) {
+      target = NumberedFreeName(named, &number);
       // Every number taken: giving up is better than overwriting one of them.
       if (target.empty()) {
-        result.resultWord = ResultWord::kFehler;
+        result.resultWord = ErrorWord(L"Alle Namen bis (1000) sind vergeben");
         return result;
       }
     }
@@ -58,35 +76,76 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     result.resultWord = move ? ResultWord::kVerschobenSimuliert : ResultWord::kKopierenSimuliert;
     return result;
   }
-  // A file moved onto itself is already where it should be; replacing it would lose it.
-  if (SameFolderText(path, target)) {
-    result.resultWord = move ? ResultWord::kVerschoben : ResultWord::kKopiert;
-    return result;
+
+  TransferRequest request;
+  request.from = path;
+  request.to = target;
+  request.move = move;
+  // Any policy other than numbering and skipping replaces, as "immer überschreiben" says.
+  request.replace = !skipTaken && !numberTaken;
+  // Ctrl+C on the command line sets the flag without a window to ask.
+  request.progress = [&](std::uint64_t done, std::uint64_t total) {
+    return !AbortRequested() && host.CopyProgress(done, total);
+  };
+  // A name that was free at the check but is taken when the file is written (another program
+  // was quicker) is never overwritten: the next number is taken, or the file is skipped.
+  if (numberTaken) request.nextName = [&] { return NumberedFreeName(named, &number); };
+  TransferOutcome outcome = TransferFile(request);
+  if (outcome.result == TransferResult::Failed && outcome.status.error == FsError::kNotFound &&
+      outcome.status.side != FsSide::kSource && !FolderExists(targetFolder)) {
+    // The target folder went away during the run: made again once, then tried again.
+    state.knownFolders.erase(targetFolder);
+    if (!EnsureFolder(targetFolder, state).ok()) return folderFailed();
+    outcome = TransferFile(request);
   }
-  auto progress = [&](std::uint64_t done, std::uint64_t total) { return host.CopyProgress(done, total); };
-  const TransferResult done = move ? MoveFileReplacing(path, target, progress)
-                                   : CopyFileWithProgress(path, target, progress);
-  if (done != TransferResult::Done) {
-    result.resultWord = ResultWord::kFehler;
-    return result;
+  switch (outcome.result) {
+    case TransferResult::Done:
+      result.targetFile = outcome.finalPath;
+      RememberFolder(state, targetFolder);
+      result.resultWord = move ? ResultWord::kVerschoben : ResultWord::kKopiert;
+      break;
+    case TransferResult::Taken:
+      result.targetFile.clear();
+      result.resultWord = skipTaken ? std::wstring(ResultWord::kUebersprungen)
+                                    : ErrorWord(L"Alle Namen bis (1000) sind vergeben");
+      break;
+    case TransferResult::Cancelled:
+      result.targetFile.clear();
+      result.resultWord = ErrorWord(L"Abgebrochen");
+      break;
+    case TransferResult::Failed:
+      result.targetFile.clear();
+      result.resultWord = ErrorWord(FsStatusText(outcome.status));
+      break;
   }
-  RememberFolder(state, targetFolder);
-  result.resultWord = move ? ResultWord::kVerschoben : ResultWord::kKopiert;
   return result;
 }
 
 }  // namespace
 
-std::wstring NumberedFreeName(const std::wstring& target) {
+std::wstring ErrorWord(std::wstring_view reason) {
+  std::wstring word(ResultWord::kFehler);
+  if (!reason.empty()) {
+    word += L' ';
+    word += reason;
+  }
+  return word;
+}
+
+std::wstring NumberedFreeName(const std::wstring& target, int* number) {
   const std::wstring folder = FolderPart(target);
   const std::wstring name = NamePart(target);
   const size_t dot = name.rfind(L'.');
   const std::wstring stem = dot == std::wstring::npos ? name : name.substr(0, dot);
   const std::wstring extension = dot == std::wstring::npos ? L"" : name.substr(dot);
-  for (int n = 1; n <= kMaxNumber; ++n) {
+  for (int n = number ? *number + 1 : 1; n <= kMaxNumber; ++n) {
     std::wstring candidate = folder + stem + L"(" + NumberText(static_cast<std::uint64_t>(n)) + L")" + extension;
-    if (!PathExists(candidate)) return candidate;
+    if (!PathExists(candidate)) {
+      if (number) *number = n;
+      return candidate;
+    }
   }
+  if (number) *number = kMaxNumber;
   return {};
 }
 
@@ -103,20 +162,26 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
     RememberFolder(state, FolderPart(path));
   }
   if (Is(aktion, kAktionLoeschenP)) {
-    result.resultWord = simulate                 ? ResultWord::kLoeschenPSimuliert
-                        : MoveToRecycleBin(path) ? ResultWord::kGeloeschtP
-                                                 : ResultWord::kFehler;
+    if (simulate) {
+      result.resultWord = ResultWord::kLoeschenPSimuliert;
+    } else {
+      const FsStatus status = ActiveFileSystem().Recycle(path);
+      result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtP) : ErrorWord(FsStatusText(status));
+    }
   } else if (Is(aktion, kAktionLoeschenX)) {
-    result.resultWord = simulate                          ? ResultWord::kLoeschenXSimuliert
-                        : DeletePermanently(path, true)   ? ResultWord::kGeloeschtX
-                                                          : ResultWord::kFehler;
+    if (simulate) {
+      result.resultWord = ResultWord::kLoeschenXSimuliert;
+    } else {
+      const FsStatus status = DeleteForGood(path, true);
+      result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtX) : ErrorWord(FsStatusText(status));
+    }
   } else if (Is(aktion, kAktionLoeschenS)) {
     if (simulate) {
       result.resultWord = ResultWord::kLoeschenSSimuliert;
     } else {
       const auto progress = [&host](const ShredProgress& p) { host.ShredProgress(p); };
-      result.resultWord =
-          ShredFile(path, host.ui(), progress).Succeeded() ? ResultWord::kGeloeschtS : ResultWord::kFehler;
+      const ShredResult shred = ShredFile(path, host.ui(), progress);
+      result.resultWord = shred.Succeeded() ? std::wstring(ResultWord::kGeloeschtS) : ErrorWord(ShredReasonText(shred));
     }
   } else if (Is(aktion, kAktionBenachrichtigen)) {
     // Only a timed run speaks, and only once; a run by hand just lists what would be reported.
@@ -130,7 +195,7 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
       result.resultWord = ResultWord::kSimuliert;
     }
   } else {
-    result.resultWord = ResultWord::kFehler;
+    result.resultWord = ErrorWord(L"Unbekannte Aktion " + aktion);
   }
   return result;
 }

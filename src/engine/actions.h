@@ -4,6 +4,7 @@
 
 #include <set>
 #include <string>
+#include <unordered_set>
 
 #include "base/ui_port.h"
 #include "fileops/files.h"
@@ -41,7 +42,9 @@ class ActionHost {
 struct RunState {
   bool notified = false;                // the notify balloon was shown in this run
   std::set<std::wstring> changedFolders;  // told to the shell when the run ends
-  std::wstring lastTargetFolder;          // known to exist
+  // Target folders made or found in this run: each is looked at once, not once per file. A
+  // folder that vanishes later is made again when writing into it fails.
+  std::unordered_set<std::wstring> knownFolders;
 };
 
 struct ActionResult {
@@ -55,8 +58,12 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
                         const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state);
 
 // The free name for `target` under the numbering policy: name(1).ext, name(2).ext, ... up to
-// (1000). "" when every number is taken.
-std::wstring NumberedFreeName(const std::wstring& target);
+// (1000), starting after `*number` (0: from the first); `*number` receives the number used.
+// "" when every number is taken.
+std::wstring NumberedFreeName(const std::wstring& target, int* number = nullptr);
+
+// "Fehler! " and the reason, as a failed file's result reads.
+std::wstring ErrorWord(std::wstring_view reason);
 
 // Tells the shell about every folder collected in `state` (Windows; nothing elsewhere).
 void AnnounceChangedFolders(RunState& state);

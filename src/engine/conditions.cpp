@@ -45,15 +45,44 @@ std::optional<SizeCondition> DecodeFileSize(std::wstring_view value) {
   value = Trim(value);
   if (value.size() < 4) return std::nullopt;
   const wchar_t comparator = value.front();
+  if (comparator != L'<' && comparator != L'>') return std::nullopt;
   const std::wstring_view unit = value.substr(value.size() - 2);
-  std::uint64_t number = 0;
-  if (!ParseWholeNumber(value.substr(1, value.size() - 3), &number)) return std::nullopt;
   std::uint64_t factor = 1;
   if (EqualsNoCase(unit, L"KB")) factor = 1024;
   if (EqualsNoCase(unit, L"MB")) factor = 1024 * 1024;
   if (EqualsNoCase(unit, L"GB")) factor = 1024 * 1024 * 1024;
-  const std::uint64_t bytes = number > UINT64_MAX / factor ? UINT64_MAX : number * factor;
-  return SizeCondition{comparator, bytes};
+
+  // Whole part, then at most one decimal separator; German users type a comma, others a point.
+  const std::wstring_view number = Trim(value.substr(1, value.size() - 3));
+  const size_t separator = number.find_first_of(L",.");
+  std::uint64_t whole = 0;
+  if (!ParseWholeNumber(number.substr(0, separator), &whole)) return std::nullopt;
+  std::uint64_t fractionDigits = 0;  // the first nine decimals as a whole number
+  std::uint64_t scale = 1;
+  bool beyondNine = false;
+  if (separator != std::wstring_view::npos) {
+    const std::wstring_view decimals = number.substr(separator + 1);
+    if (decimals.empty()) return std::nullopt;
+    for (wchar_t c : decimals) {
+      if (c < L'0' || c > L'9') return std::nullopt;
+      if (scale < 1000000000) {
+        fractionDigits = fractionDigits * 10 + static_cast<std::uint64_t>(c - L'0');
+        scale *= 10;
+      } else if (c != L'0') {
+        beyondNine = true;
+      }
+    }
+  }
+  SizeCondition size{comparator, 0, false};
+  if (whole > UINT64_MAX / factor) {
+    size.bytes = UINT64_MAX;
+    return size;
+  }
+  // fractionDigits < 10^9 and factor <= 2^30: the product stays far below 2^64.
+  const std::uint64_t fractionBytes = fractionDigits * factor;
+  size.bytes = whole * factor + fractionBytes / scale;
+  size.fraction = fractionBytes % scale != 0 || beyondNine;
+  return size;
 }
 
 std::optional<DateCondition> DecodeFiledate(std::wstring_view value, const LocalDateTime& now) {
@@ -113,15 +142,30 @@ ConditionSet ConditionSet::Build(const Profile& profile, const ConditionContext&
   for (const auto& raw : Split(profile.ExcludeFilename, L',')) {
     std::wstring_view piece = Trim(raw);
     if (piece.empty()) continue;
-    Wildcard pattern(piece, set.ignoreCase_);
-    // A plain word excludes every name that contains it; a pattern must match the whole name.
-    set.excludedNames_.push_back(pattern.HasWildcards()
-                                     ? pattern
-                                     : Wildcard(L"*" + std::wstring(piece) + L"*", set.ignoreCase_));
+    // An excluded text must not occur anywhere in the name, with or without wildcards:
+    // "IMG_????" keeps IMG_1234.jpg out just as "IMG_" does.
+    set.excludedNames_.emplace_back(L"*" + std::wstring(piece) + L"*", set.ignoreCase_);
   }
 
-  set.size_ = DecodeFileSize(profile.FileSize);
-  set.date_ = DecodeFiledate(profile.Filedate, context.now);
+  auto unreadable = [&](const wchar_t* key, const std::wstring& value) {
+    *problem = L"Die Bedingung " + std::wstring(key) + L"=" + value +
+               L" kann nicht gelesen werden; das Profil wird nicht ausgef\u00fchrt, damit es nicht "
+               L"mehr Dateien erfasst als gewollt.";
+  };
+  if (!Trim(profile.FileSize).empty()) {
+    set.size_ = DecodeFileSize(profile.FileSize);
+    if (!set.size_) {
+      unreadable(L"FileSize", profile.FileSize);
+      return set;
+    }
+  }
+  if (!Trim(profile.Filedate).empty()) {
+    set.date_ = DecodeFiledate(profile.Filedate, context.now);
+    if (!set.date_) {
+      unreadable(L"Filedate", profile.Filedate);
+      return set;
+    }
+  }
 
   if (!Trim(profile.Metadaten).empty()) {
     if (context.makeMetadataTest) set.metadata_ = context.makeMetadataTest(profile.Metadaten);
@@ -153,6 +197,9 @@ bool ConditionSet::ExtensionAccepted(std::wstring_view extension) const {
 
 bool ConditionSet::Accepts(const ScanEntry& file) const {
   if (!ExtensionAccepted(file.extension)) return false;
+  // A file whose data lies in the cloud or offline is not read for a content condition: the
+  // reading would fetch it, and a run over such a folder would download everything.
+  if ((metadata_ || text_) && file.entry.dataOffline) return false;
   const std::wstring& name = file.entry.name;
   // The full path is built only for the tests that open the file.
   std::wstring path;
@@ -164,14 +211,7 @@ bool ConditionSet::Accepts(const ScanEntry& file) const {
   for (const auto& excluded : excludedNames_) {
     if (excluded.Matches(name)) return false;
   }
-  if (size_) {
-    const std::uint64_t bytes = file.entry.size;
-    if (size_->comparator == L'<' ? !(bytes < size_->bytes)
-        : size_->comparator == L'>' ? !(bytes > size_->bytes)
-                                    : true) {
-      return false;
-    }
-  }
+  if (size_ && !size_->Met(file.entry.size)) return false;
   if (date_) {
     const LocalDateTime t = FileTimeToLocal(date_->creation ? file.entry.creation : file.entry.lastWrite);
     const bool met = date_->comparator == L'<'   ? t < date_->lower

@@ -46,9 +46,16 @@ ExtensionList ParseExtensionList(std::wstring_view text);
 
 struct SizeCondition {
   wchar_t comparator;  // '<' or '>'
-  std::uint64_t bytes;
+  std::uint64_t bytes;  // the amount in bytes, rounded down
+  bool fraction = false;  // the amount lies between `bytes` and `bytes` + 1 ("<1,5BY")
+
+  bool Met(std::uint64_t size) const {
+    return comparator == L'<' ? (fraction ? size <= bytes : size < bytes) : size > bytes;
+  }
 };
-// ">500KB": comparator, number, unit (KB, MB, GB; any other unit counts bytes).
+// ">500KB": comparator, number, unit (KB, MB, GB; any other unit counts bytes). The number may
+// have decimals after a comma or a point: "<1,5KB" is below 1536 bytes. nullopt when the text
+// cannot be read; such a condition must refuse its profile, never be left out.
 std::optional<SizeCondition> DecodeFileSize(std::wstring_view value);
 
 struct DateCondition {
@@ -57,13 +64,15 @@ struct DateCondition {
   LocalDateTime lower;  // the reference minute, second 0
   LocalDateTime upper;  // the same minute, second 59
 };
-// "GA<30D" relative to `now`. Unknown letters or a non-numeric amount give no condition.
+// "GA<30D" relative to `now`. Unknown letters or a non-numeric amount give nullopt; such a
+// condition must refuse its profile, never be left out.
 std::optional<DateCondition> DecodeFiledate(std::wstring_view value, const LocalDateTime& now);
 
 class ConditionSet {
  public:
   // Decodes the profile's conditions. `problem` (German, for the user) is set and the set
-  // must not be used when the profile needs a test this build cannot make.
+  // must not be used when a condition cannot be read or needs a test this build cannot make:
+  // leaving such a condition out would select more files than the user asked for.
   static ConditionSet Build(const Profile& profile, const ConditionContext& context,
                             std::wstring* problem);
 

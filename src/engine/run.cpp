@@ -17,6 +17,16 @@ constexpr std::uint64_t kProgressEvery = 256;
 
 // Why a profile cannot run in this build, "" when it can.
 std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
+  // A relative source would be read against the current folder, which the file dialogs move:
+  // a delete profile could then empty a folder the user never named.
+  if (!IsFullPath(Trim(profile.Quelle))) {
+    return L"Die Bedingung Quelle=" + profile.Quelle +
+           L" ist kein vollst\u00e4ndiger Pfad; das Profil wird nicht ausgef\u00fchrt.";
+  }
+  if (!IsKnownAction(profile.Aktion)) {
+    return L"Die Bedingung Aktion=" + profile.Aktion +
+           L" ist unbekannt; das Profil wird nicht ausgef\u00fchrt.";
+  }
   const std::wstring_view zippen = Trim(profile.Zippen);
   if (!zippen.empty() && zippen != L"0" && ActionNeedsTarget(profile.Aktion)) {
     return L"Zip-Archive k\u00f6nnen hier noch nicht erstellt werden; das Profil wird nicht ausgef\u00fchrt.";
@@ -93,9 +103,10 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   RunFileList files;
   ScanState scanState;
   ScanRequest request;
-  request.folder = profile.Quelle;
+  request.folder = std::wstring(Trim(profile.Quelle));
   request.includeSubfolders = Trim(profile.Unterverzeich) == L"1";
   request.blockedFolders = SplitBlockFolder(profile.BlockFolder);
+  if (ActionNeedsTarget(profile.Aktion)) request.ownTarget = OwnTargetPrefix(Trim(profile.Ziel));
   request.accept = [&](const ScanEntry& e) { return conditions.Accepts(e); };
   RunProgress progress{profile.Beschreibung};
   host.Progress(progress);  // the window names the profile before its scan starts

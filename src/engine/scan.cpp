@@ -14,11 +14,11 @@ struct Frame {
   FolderReader reader;
 };
 
-bool IsBlocked(const std::wstring& folder, const std::vector<std::wstring>& blocked) {
-  for (const auto& b : blocked) {
+bool IsBlocked(const std::wstring& folder, const ScanRequest& request) {
+  for (const auto& b : request.blockedFolders) {
     if (SameFolderText(folder, b)) return true;
   }
-  return false;
+  return !request.ownTarget.empty() && FolderTextStartsWith(WithTrailingBackslash(folder), request.ownTarget);
 }
 
 }  // namespace
@@ -29,6 +29,19 @@ std::vector<std::wstring> SplitBlockFolder(std::wstring_view value) {
     if (!Trim(piece).empty()) folders.push_back(std::move(piece));
   }
   return folders;
+}
+
+std::wstring OwnTargetPrefix(std::wstring_view ziel) {
+  const size_t variable = ziel.find(L'%');
+  if (variable == std::wstring_view::npos) return ziel.empty() ? std::wstring() : WithTrailingBackslash(ziel);
+  return std::wstring(ziel.substr(0, variable));
+}
+
+bool TargetInsideSource(std::wstring_view ziel, std::wstring_view quelle) {
+  const std::wstring prefix = OwnTargetPrefix(ziel);
+  const std::wstring source = WithTrailingBackslash(quelle);
+  // Below the source folder, not the source folder itself: that one is always read.
+  return prefix.size() > source.size() && FolderTextStartsWith(prefix, source);
 }
 
 ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState* state) {
@@ -54,13 +67,15 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
       stack.pop_back();
       continue;
     }
-    if (entry.name.empty() || entry.IsReparsePoint()) continue;
+    // Links are never followed (a link to a parent would loop) nor collected; pipes, sockets
+    // and devices are no files to handle (opening one can block for ever).
+    if (entry.name.empty() || entry.isLink || entry.isSpecial) continue;
     if (entry.IsDirectory()) {
       if (entry.name == L"." || entry.name == L"..") continue;
       ++state->entryCounter;
       if (!request.includeSubfolders) continue;
       std::wstring sub = JoinPath(top.path, entry.name);
-      if (IsBlocked(sub, request.blockedFolders)) continue;
+      if (IsBlocked(sub, request)) continue;
       push(std::move(sub));
       continue;
     }

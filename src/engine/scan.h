@@ -40,6 +40,9 @@ struct ScanRequest {
   // Folders left out with their whole subtree; compared whole, ignoring case and a trailing
   // separator. Only consulted when subfolders are included.
   std::vector<std::wstring> blockedFolders;
+  // The profile's own target folder (see OwnTargetPrefix): subfolders whose path starts with
+  // it are left out, so a run never reads what it wrote there itself. "" leaves out nothing.
+  std::wstring ownTarget;
   // Accepts or rejects one file; no predicate accepts every file.
   FilePredicate accept;
   // Called before every entry; returns true when the user asked to stop (Esc).
@@ -56,6 +59,13 @@ enum class ScanResult { Completed, Aborted };
 // Appends the accepted files to `files`. Ends at once, with what was collected so far, when
 // the process-wide abort flag is set or `poll` reports Esc (then the flag is set too).
 ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState* state);
+
+// The fixed part of a target folder that a run writes below: the text before the first "%"
+// ("D:\Fotos\Jahr_%Jahr%" gives "D:\Fotos\Jahr_"), or the whole folder with a separator
+// at its end when it holds no variable.
+std::wstring OwnTargetPrefix(std::wstring_view ziel);
+// True when a profile with subfolders would write below its own source folder.
+bool TargetInsideSource(std::wstring_view ziel, std::wstring_view quelle);
 
 // The excluded folders as stored under "BlockFolder": every path closed by ";".
 std::vector<std::wstring> SplitBlockFolder(std::wstring_view value);

@@ -1,27 +1,49 @@
 // Copying and moving single files with progress and cancel.
 //
-// Neither operation ever leaves a half-written file under the target's name, and a move
-// removes the source only after the file is complete at its new place: across volumes the
-// move is a full copy, closed and flushed, before the source is deleted.
+// What may never happen: a half-written file under the target's name, an existing file
+// damaged by a copy that failed, a source deleted before its copy is complete, or a file that
+// appeared at the target meanwhile being overwritten without being asked to.
+//
+// - A copy is staged (written where nobody sees it), then given its name in one step. Without
+//   `replace` the name is taken only if it is still free; a taken name asks `nextName` for
+//   another one, so the "(n)" numbering is decided at the moment of writing.
+// - A move is a rename on one volume (again without replacing, unless asked). Across volumes
+//   it is a staged copy, flushed to the disk and named, and only then is the source deleted.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <string>
 
+#include "fileops/file_system.h"
+
 namespace ablagix {
 
-// Called now and then with the bytes done and the total; returning false cancels.
-using CopyProgress = std::function<bool(std::uint64_t done, std::uint64_t total)>;
+struct TransferRequest {
+  std::wstring from;
+  std::wstring to;
+  bool move = false;
+  // Replace an existing target ("immer überschreiben"); otherwise a taken name is never replaced.
+  bool replace = false;
+  CopyProgress progress;
+  // Asked when `to` (or the last name it gave) is taken at the moment of writing: the next
+  // name to try, or "" to give up. Unset gives up at once.
+  std::function<std::wstring()> nextName;
+};
 
-enum class TransferResult { Done, Failed, Cancelled };
+enum class TransferResult {
+  Done,
+  Taken,      // every name was taken (nextName gave up); nothing was changed
+  Cancelled,  // the progress callback said stop; nothing was changed
+  Failed,     // see `status`; nothing was changed, the source is where it was
+};
 
-// Copies `from` to `to`, replacing `to` when it exists. Keeps the last-write time.
-TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring& to,
-                                    const CopyProgress& progress);
+struct TransferOutcome {
+  TransferResult result = TransferResult::Failed;
+  FsStatus status;
+  std::wstring finalPath;  // where the file is now (Done)
+};
 
-// Moves `from` to `to`, replacing `to` when it exists.
-TransferResult MoveFileReplacing(const std::wstring& from, const std::wstring& to,
-                                 const CopyProgress& progress);
+TransferOutcome TransferFile(const TransferRequest& request);
 
 }  // namespace ablagix

@@ -1,8 +1,16 @@
+// Staged copies and renames on Linux.
+//
+// A staged copy is an anonymous file (O_TMPFILE) in the target's folder: it has no name until
+// the commit links it in, so a crash, a kill or a failure leaves nothing behind, and linkat
+// refuses a taken name by itself. File systems without anonymous files get a hidden
+// temporary name instead, renamed without replacing.
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <vector>
 
 #include "base/text.h"
@@ -11,109 +19,201 @@
 #include "fileops/files_internal.h"
 #include "fileops/posix_fd.h"
 
-namespace ablagix {
+namespace ablagix::files_internal {
 namespace {
 
-
-
-// Kernel copies take big steps (fewer calls); the buffer of the fallback stays moderate.
+// Kernel copies take big steps (fewer calls) but still let a cancel through every few MB.
 constexpr size_t kKernelChunk = 8 << 20;
-constexpr size_t kChunk = 1 << 20;
+constexpr size_t kBufferSize = 1 << 20;
 
-// Copies the bytes of `in` to `out`, kernel-side where the file systems allow it.
-TransferResult CopyBytes(int in, int out, std::uint64_t total, const CopyProgress& progress) {
+FsStatus Errno(FsSide side) { return StatusFromSystemError(static_cast<std::uint32_t>(errno), side); }
+
+class PosixStagedFile final : public StagedFile {
+ public:
+  UniqueFd fd;
+  std::string folder;
+  std::string tempPath;  // empty for an anonymous file
+  bool durable = false;
+  bool committed = false;
+
+  ~PosixStagedFile() override {
+    if (!committed && !tempPath.empty()) ::unlink(tempPath.c_str());
+  }
+};
+
+// The read-write fallback's buffer, kept for the thread's life: allocating and zeroing a
+// megabyte per file costs more than copying a small file.
+std::vector<char>& CopyBuffer() {
+  thread_local std::vector<char> buffer;
+  if (buffer.empty()) buffer.resize(kBufferSize);
+  return buffer;
+}
+
+bool WriteAll(int fd, const char* data, size_t size) {
+  while (size > 0) {
+    ssize_t w = ::write(fd, data, size);
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += w;
+    size -= static_cast<size_t>(w);
+  }
+  return true;
+}
+
+// Copies every byte of `in` to `out`: kernel-side where the file systems allow it, else
+// through one reused buffer. Read errors are the source's, write errors the target's.
+FsStatus CopyBytes(int in, int out, std::uint64_t total, const CopyProgress& progress) {
   std::uint64_t done = 0;
-  bool kernelCopy = true;
-  std::vector<char> buffer;
+  enum class Way { Range, SendFile, Buffer } way = Way::Range;
   for (;;) {
-    if (progress && !progress(done, total)) return TransferResult::Cancelled;
+    if (progress && !progress(done, total)) return FsStatus::Fail(FsError::kCancelled);
     ssize_t n = -1;
-    if (kernelCopy) {
-      n = ::copy_file_range(in, nullptr, out, nullptr, kKernelChunk, 0);
+    if (way == Way::Range || way == Way::SendFile) {
+      n = way == Way::Range ? ::copy_file_range(in, nullptr, out, nullptr, kKernelChunk, 0)
+                            : ::sendfile(out, in, nullptr, kKernelChunk);
       if (n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
-        kernelCopy = false;
+        way = way == Way::Range ? Way::SendFile : Way::Buffer;
         continue;
       }
-    } else {
-      if (buffer.empty()) buffer.resize(kChunk);
-      n = ::read(in, buffer.data(), buffer.size());
-      if (n > 0) {
-        for (ssize_t written = 0; written < n;) {
-          ssize_t w = ::write(out, buffer.data() + written, static_cast<size_t>(n - written));
-          if (w < 0) {
-            if (errno == EINTR) continue;
-            return TransferResult::Failed;
-          }
-          written += w;
-        }
+      if (n < 0 && errno != EINTR) {
+        // The kernel does not say which side failed; a full or read-only target is the usual cause.
+        const int error = errno;
+        const bool targetSide = error == ENOSPC || error == EDQUOT || error == EROFS || error == EFBIG;
+        return StatusFromSystemError(static_cast<std::uint32_t>(error),
+                                     targetSide ? FsSide::kTarget : FsSide::kSource);
       }
+    } else {
+      std::vector<char>& buffer = CopyBuffer();
+      n = ::read(in, buffer.data(), buffer.size());
+      if (n < 0 && errno != EINTR) return Errno(FsSide::kSource);
+      if (n > 0 && !WriteAll(out, buffer.data(), static_cast<size_t>(n))) return Errno(FsSide::kTarget);
     }
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return TransferResult::Failed;
-    }
+    if (n < 0) continue;  // EINTR
     if (n == 0) break;
     done += static_cast<std::uint64_t>(n);
   }
   if (progress) progress(done, total);
-  return TransferResult::Done;
+  return FsStatus::Ok();
 }
 
-// `durable`: flushed to disk before it takes the target's name; needed when the source is
-// deleted afterwards, not for a copy that leaves the source in place.
-TransferResult CopyFile(const std::wstring& from, const std::wstring& to, const CopyProgress& progress,
-                        bool durable) {
-  UniqueFd in(::open(files_internal::NativePath(from).c_str(), O_RDONLY | O_CLOEXEC));
-  if (!in) return TransferResult::Failed;
+// Linking an anonymous file needs its /proc entry; without /proc the fallback is used.
+bool CanLinkAnonymousFiles() {
+  static const bool can = ::access("/proc/self/fd", X_OK) == 0;
+  return can;
+}
+
+std::string FdPath(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
+
+FsStatus SyncFolder(const std::string& folder) {
+  UniqueFd dir(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!dir) return Errno(FsSide::kTarget);
+  return ::fsync(dir.get()) == 0 || errno == EINVAL ? FsStatus::Ok() : Errno(FsSide::kTarget);
+}
+
+// rename without replacing: atomically where the file system knows the flag, else by a hard
+// link (which refuses a taken name just as well), else by checking first.
+int RenameNoReplace(const char* from, const char* to) {
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return -1;
+  if (::link(from, to) == 0) {
+    ::unlink(from);
+    return 0;
+  }
+  if (errno != EPERM && errno != EOPNOTSUPP && errno != EMLINK) return -1;
   struct stat st;
-  if (::fstat(in.get(), &st) != 0 || !S_ISREG(st.st_mode)) return TransferResult::Failed;
-  const std::string target = files_internal::NativePath(to);
-  const mode_t mode = (st.st_mode & 07777) | S_IWUSR;
-  // A new name is written directly: O_EXCL makes sure it is still new, and a failed copy is
-  // simply removed again. A file that is being replaced stays whole until the copy is
-  // complete under a temporary name and takes its place in one rename.
-  std::string temp;
-  UniqueFd out(::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-  if (!out) {
-    if (errno != EEXIST) return TransferResult::Failed;
-    temp = files_internal::NativePath(files_internal::AtomicTempName(to));
-    out.reset(::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (!out) return TransferResult::Failed;
+  if (::lstat(to, &st) == 0) {
+    errno = EEXIST;
+    return -1;
   }
-  const std::string& written = temp.empty() ? target : temp;
-  TransferResult result = CopyBytes(in.get(), out.get(), static_cast<std::uint64_t>(st.st_size), progress);
-  if (result == TransferResult::Done) {
-    struct timespec times[2] = {st.st_atim, st.st_mtim};
-    ::futimens(out.get(), times);
-    ::fchmod(out.get(), st.st_mode & 07777);
-    if (durable && ::fsync(out.get()) != 0) result = TransferResult::Failed;
-  }
-  if (::close(out.release()) != 0 && result == TransferResult::Done) result = TransferResult::Failed;
-  if (result == TransferResult::Done && !temp.empty() && ::rename(temp.c_str(), target.c_str()) != 0) {
-    result = TransferResult::Failed;
-  }
-  if (result != TransferResult::Done) ::unlink(written.c_str());
-  return result;
+  return ::rename(from, to);
 }
 
 }  // namespace
 
-TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring& to,
-                                    const CopyProgress& progress) {
-  return CopyFile(from, to, progress, false);
+FsStatus NativeFs::StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+                             const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) {
+  // O_NONBLOCK: a pipe that slipped through must not hang the open; regular files ignore it.
+  UniqueFd in(::open(NativePath(from).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!in) return Errno(FsSide::kSource);
+  struct stat st;
+  if (::fstat(in.get(), &st) != 0) return Errno(FsSide::kSource);
+  if (!S_ISREG(st.st_mode)) return FsStatus::Fail(FsError::kNotRegularFile, FsSide::kSource);
+  ::fcntl(in.get(), F_SETFL, ::fcntl(in.get(), F_GETFL) & ~O_NONBLOCK);
+  ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+
+  auto file = std::make_unique<PosixStagedFile>();
+  file->folder = NativePath(targetFolder);
+  if (file->folder.empty()) file->folder = ".";
+  file->durable = durable;
+  // Writable while it is written; the source's own mode is set at the end.
+  const mode_t mode = (st.st_mode & 07777) | S_IWUSR;
+  if (CanLinkAnonymousFiles()) {
+    file->fd.reset(::open(file->folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+    if (!file->fd && errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return Errno(FsSide::kTarget);
+  }
+  if (!file->fd) {
+    file->tempPath = NativePath(StagingName(targetFolder));
+    file->fd.reset(::open(file->tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!file->fd) {
+      file->tempPath.clear();
+      return Errno(FsSide::kTarget);
+    }
+  }
+  FsStatus status = CopyBytes(in.get(), file->fd.get(), static_cast<std::uint64_t>(st.st_size), progress);
+  if (!status.ok()) return status;
+  struct timespec times[2] = {st.st_atim, st.st_mtim};
+  ::futimens(file->fd.get(), times);
+  ::fchmod(file->fd.get(), st.st_mode & 07777);
+  if (durable && ::fsync(file->fd.get()) != 0) return Errno(FsSide::kTarget);
+  *staged = std::move(file);
+  return FsStatus::Ok();
 }
 
-TransferResult MoveFileReplacing(const std::wstring& from, const std::wstring& to,
-                                 const CopyProgress& progress) {
-  if (progress && !progress(0, 0)) return TransferResult::Cancelled;
-  const std::string source = files_internal::NativePath(from);
-  if (::rename(source.c_str(), files_internal::NativePath(to).c_str()) == 0) return TransferResult::Done;
-  if (errno != EXDEV) return TransferResult::Failed;
-  // Another file system: copy completely, and only then remove the source.
-  TransferResult copied = CopyFile(from, to, progress, true);
-  if (copied != TransferResult::Done) return copied;
-  if (::unlink(source.c_str()) != 0) return TransferResult::Failed;
-  return TransferResult::Done;
+FsStatus NativeFs::Commit(StagedFile& stagedFile, const std::wstring& target, bool replace) {
+  auto& staged = static_cast<PosixStagedFile&>(stagedFile);
+  const std::string to = NativePath(target);
+  if (staged.tempPath.empty()) {
+    // An anonymous file gets its first name; replacing needs a name of its own first.
+    const std::string source = FdPath(staged.fd.get());
+    if (!replace) {
+      if (::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+        return Errno(FsSide::kTarget);
+      }
+    } else {
+      staged.tempPath = NativePath(StagingName(FromUtf8(staged.folder)));
+      if (::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, staged.tempPath.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+        staged.tempPath.clear();
+        return Errno(FsSide::kTarget);
+      }
+      if (::rename(staged.tempPath.c_str(), to.c_str()) != 0) return Errno(FsSide::kTarget);
+    }
+  } else {
+    const int rc = replace ? ::rename(staged.tempPath.c_str(), to.c_str())
+                           : RenameNoReplace(staged.tempPath.c_str(), to.c_str());
+    if (rc != 0) return Errno(FsSide::kTarget);
+  }
+  staged.committed = true;
+  // The new name must reach the disk before a move deletes the source.
+  if (staged.durable) return SyncFolder(staged.folder);
+  return FsStatus::Ok();
 }
 
-}  // namespace ablagix
+FsStatus NativeFs::Rename(const std::wstring& from, const std::wstring& to, bool replace) {
+  const std::string source = NativePath(from);
+  const std::string target = NativePath(to);
+  const int rc = replace ? ::rename(source.c_str(), target.c_str()) : RenameNoReplace(source.c_str(), target.c_str());
+  if (rc == 0) return FsStatus::Ok();
+  if (errno == EXDEV) return FsStatus::Fail(FsError::kNotSameVolume);
+  // ENOENT may concern either side; whichever is missing says which.
+  if (errno == ENOENT) {
+    const int error = errno;
+    struct stat st;
+    return StatusFromSystemError(static_cast<std::uint32_t>(error),
+                                 ::lstat(source.c_str(), &st) != 0 ? FsSide::kSource : FsSide::kTarget);
+  }
+  return Errno(errno == EEXIST ? FsSide::kTarget : FsSide::kUnknown);
+}
+
+}  // namespace ablagix::files_internal

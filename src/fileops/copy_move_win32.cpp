@@ -1,14 +1,20 @@
+// Staged copies and renames on Windows. A staged copy is written by CopyFileExW under a hidden
+// temporary name in the target's folder and renamed to its name only when complete; the
+// system's own copy keeps the times, attributes and alternate streams.
 #include <windows.h>
+
+#include <memory>
 
 #include "fileops/copy_move.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_handle.h"
 
-namespace ablagix {
+namespace ablagix::files_internal {
 namespace {
 
-using files_internal::ApiPath;
+FsStatus LastError(FsSide side) { return StatusFromSystemError(GetLastError(), side); }
 
 struct ProgressContext {
   const CopyProgress* progress;
@@ -27,59 +33,111 @@ DWORD CALLBACK OnProgress(LARGE_INTEGER total, LARGE_INTEGER done, LARGE_INTEGER
   return PROGRESS_CONTINUE;
 }
 
+// Removes a file whatever its read-only flag says (our own temporary files only).
+void ForceDelete(const std::wstring& apiPath) {
+  SetFileAttributesW(apiPath.c_str(), FILE_ATTRIBUTE_NORMAL);
+  DeleteFileW(apiPath.c_str());
+}
+
+class Win32StagedFile final : public StagedFile {
+ public:
+  std::wstring tempPath;  // in API form
+  bool committed = false;
+
+  ~Win32StagedFile() override {
+    if (!committed && !tempPath.empty()) ForceDelete(tempPath);
+  }
+};
+
+// Which side a failed CopyFileExW concerns: if the source cannot be opened for reading now,
+// it is the source (locked, unreadable, gone); otherwise the target.
+FsSide FailedCopySide(const std::wstring& source) {
+  UniqueFile probe(CreateFileW(source.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  return probe ? FsSide::kTarget : FsSide::kSource;
+}
+
+// MoveFileExW with a read-only file in the way of a replace: its flag is lifted for the
+// replace and put back if the replace still fails.
+BOOL MoveReplacing(const std::wstring& from, const std::wstring& to, DWORD flags) {
+  if (MoveFileExW(from.c_str(), to.c_str(), flags | MOVEFILE_REPLACE_EXISTING)) return TRUE;
+  const DWORD error = GetLastError();
+  const DWORD old = GetFileAttributesW(to.c_str());
+  if (error != ERROR_ACCESS_DENIED || old == INVALID_FILE_ATTRIBUTES || !(old & FILE_ATTRIBUTE_READONLY)) {
+    SetLastError(error);
+    return FALSE;
+  }
+  SetFileAttributesW(to.c_str(), old & ~DWORD{FILE_ATTRIBUTE_READONLY});
+  if (MoveFileExW(from.c_str(), to.c_str(), flags | MOVEFILE_REPLACE_EXISTING)) return TRUE;
+  const DWORD again = GetLastError();
+  SetFileAttributesW(to.c_str(), old);
+  SetLastError(again);
+  return FALSE;
+}
+
 }  // namespace
 
-TransferResult CopyFileWithProgress(const std::wstring& from, const std::wstring& to,
-                                    const CopyProgress& progress) {
+FsStatus NativeFs::StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+                             const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) {
   const std::wstring source = ApiPath(from);
-  const std::wstring target = ApiPath(to);
-  // Asked once up front as well: not every CopyFileExW calls the progress routine.
-  if (progress && !progress(0, 0)) return TransferResult::Cancelled;
+  auto file = std::make_unique<Win32StagedFile>();
+  const std::wstring temp = ApiPath(StagingName(targetFolder));
   ProgressContext context{&progress};
   BOOL cancel = FALSE;
-  // A new name is written directly (the system refuses if it appeared meanwhile), and a
-  // failed copy is removed again.
-  if (CopyFileExW(source.c_str(), target.c_str(), OnProgress, &context, &cancel,
-                  COPY_FILE_RESTARTABLE | COPY_FILE_FAIL_IF_EXISTS)) {
-    return TransferResult::Done;
+  // Fail-if-exists: the temporary name is ours alone, and never someone else's file.
+  if (!CopyFileExW(source.c_str(), temp.c_str(), OnProgress, &context, &cancel, COPY_FILE_FAIL_IF_EXISTS)) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) ForceDelete(temp);
+    if (context.cancelled) return FsStatus::Fail(FsError::kCancelled);
+    const FsSide side = error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL ? FsSide::kTarget
+                                                                                     : FailedCopySide(source);
+    return StatusFromSystemError(error, side);
   }
+  file->tempPath = temp;
+  SetFileAttributesW(temp.c_str(), GetFileAttributesW(temp.c_str()) | FILE_ATTRIBUTE_HIDDEN);
+  if (durable) {
+    // Flushing needs write access; a read-only copy is opened with its flag lifted for a moment.
+    const DWORD attributes = GetFileAttributesW(temp.c_str());
+    SetFileAttributesW(temp.c_str(), FILE_ATTRIBUTE_NORMAL);
+    UniqueFile handle(CreateFileW(temp.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const bool flushed = handle && FlushFileBuffers(handle.get());
+    const FsStatus status = flushed ? FsStatus::Ok() : LastError(FsSide::kTarget);
+    handle.reset();
+    SetFileAttributesW(temp.c_str(), attributes);
+    if (!status.ok()) return status;
+  }
+  *staged = std::move(file);
+  return FsStatus::Ok();
+}
+
+FsStatus NativeFs::Commit(StagedFile& stagedFile, const std::wstring& target, bool replace) {
+  auto& staged = static_cast<Win32StagedFile&>(stagedFile);
+  const std::wstring to = ApiPath(target);
+  // The temporary copy was hidden; the file keeps the source's own hidden flag.
+  const DWORD attributes = GetFileAttributesW(staged.tempPath.c_str());
+  const BOOL moved = replace ? MoveReplacing(staged.tempPath, to, MOVEFILE_WRITE_THROUGH)
+                             : MoveFileExW(staged.tempPath.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH);
+  if (!moved) return LastError(FsSide::kTarget);
+  staged.committed = true;
+  if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(to.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_HIDDEN});
+  return FsStatus::Ok();
+}
+
+FsStatus NativeFs::Rename(const std::wstring& from, const std::wstring& to, bool replace) {
+  const std::wstring source = ApiPath(from);
+  const std::wstring target = ApiPath(to);
+  // No copy-allowed flag: across volumes the caller stages a copy, which never harms a file
+  // that is already there.
+  const BOOL moved = replace ? MoveReplacing(source, target, 0) : MoveFileExW(source.c_str(), target.c_str(), 0);
+  if (moved) return FsStatus::Ok();
   const DWORD error = GetLastError();
-  if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) {
-    DeleteFileW(target.c_str());
-    return context.cancelled ? TransferResult::Cancelled : TransferResult::Failed;
+  if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
+    return StatusFromSystemError(
+        error, GetFileAttributesW(source.c_str()) == INVALID_FILE_ATTRIBUTES ? FsSide::kSource : FsSide::kTarget);
   }
-  // A file that is being replaced stays whole: the copy grows under a temporary name and
-  // takes the target's name only when complete.
-  const std::wstring temp = files_internal::AtomicTempName(target);
-  if (!CopyFileExW(source.c_str(), temp.c_str(), OnProgress, &context, &cancel,
-                   COPY_FILE_RESTARTABLE)) {
-    DeleteFileW(temp.c_str());
-    return context.cancelled ? TransferResult::Cancelled : TransferResult::Failed;
-  }
-  // A read-only copy could not be renamed over a read-only target; lift it for the replace.
-  DWORD old = GetFileAttributesW(target.c_str());
-  if (old != INVALID_FILE_ATTRIBUTES && (old & FILE_ATTRIBUTE_READONLY)) {
-    SetFileAttributesW(target.c_str(), old & ~FILE_ATTRIBUTE_READONLY);
-  }
-  if (!MoveFileExW(temp.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-    DeleteFileW(temp.c_str());
-    if (old != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(target.c_str(), old);
-    return TransferResult::Failed;
-  }
-  return TransferResult::Done;
+  if (error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION) return StatusFromSystemError(error, FsSide::kSource);
+  return StatusFromSystemError(error, error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS ? FsSide::kTarget
+                                                                                                   : FsSide::kUnknown);
 }
 
-TransferResult MoveFileReplacing(const std::wstring& from, const std::wstring& to,
-                                 const CopyProgress& progress) {
-  if (progress && !progress(0, 0)) return TransferResult::Cancelled;
-  ProgressContext context{&progress};
-  // With copy allowed the system copies across volumes and deletes the source only after
-  // the copy succeeded.
-  if (MoveFileWithProgressW(ApiPath(from).c_str(), ApiPath(to).c_str(), OnProgress, &context,
-                            MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH)) {
-    return TransferResult::Done;
-  }
-  return context.cancelled ? TransferResult::Cancelled : TransferResult::Failed;
-}
-
-}  // namespace ablagix
+}  // namespace ablagix::files_internal

@@ -34,10 +34,23 @@ struct DirEntry {
   FileTime lastWrite = 0;
   FileTime creation = 0;
   std::uint32_t attributes = 0;
+  // A symbolic link, junction or mount point: another name for something elsewhere, which a
+  // walk must not follow (a link to a parent folder would never end). Cloud placeholders and
+  // other reparse points that hold the entry's own data are not links.
+  bool isLink = false;
+  // Neither file, folder nor link (a pipe, socket or device): opening it can block for ever.
+  bool isSpecial = false;
+  // The data is not on this disk (a cloud file not downloaded, an offline file): reading it
+  // would fetch it first. Moving, copying and deleting are still fine.
+  bool dataOffline = false;
 
   bool IsDirectory() const { return (attributes & kAttrDirectory) != 0; }
   bool IsReparsePoint() const { return (attributes & kAttrReparsePoint) != 0; }
+  // A file the run may handle: no folder, no link, no device.
+  bool IsRegularFile() const { return !IsDirectory() && !isLink && !isSpecial; }
 };
+
+class FolderListing;
 
 // Lists one folder in the order the file system keeps it, "." and ".." included where the
 // system reports them. Name, size, times and attributes come with each entry, so the scan
@@ -55,9 +68,13 @@ class FolderReader {
   [[nodiscard]] bool Next(DirEntry* entry);
 
  private:
-  struct Impl;
-  std::unique_ptr<Impl> impl_;
+  std::unique_ptr<FolderListing> listing_;
 };
+
+// A path that names one place whatever the current folder is: "C:\..." or "\\server\share..."
+// on Windows, "/..." on Linux. ".", "temp", "\\" or "C:temp" depend on the current folder,
+// which the file dialogs move, so a profile must never rely on them.
+bool IsFullPath(std::wstring_view path);
 
 bool PathExists(const std::wstring& path);
 bool FileExists(const std::wstring& path);    // exists and is not a folder

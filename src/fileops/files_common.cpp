@@ -1,11 +1,14 @@
-// The platform-independent part of the file system layer.
+// The platform-independent part of the file system layer: the active file system and the
+// free functions that go through it, the reasons shown for failures, temporary names.
 #include <atomic>
 #include <chrono>
 #include <mutex>
 
 #include "base/text.h"
+#include "fileops/file_system.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
+#include "fileops/path_text.h"
 
 namespace ablagix {
 namespace {
@@ -13,15 +16,58 @@ namespace {
 std::mutex g_hookMutex;
 std::function<bool(std::size_t)> g_interrupt;
 
+std::atomic<FileSystem*> g_active{nullptr};
 
 }  // namespace
 
+FileSystem& NativeFileSystem() {
+  static files_internal::NativeFs native;
+  return native;
+}
+
+FileSystem& ActiveFileSystem() {
+  FileSystem* fs = g_active.load(std::memory_order_acquire);
+  return fs ? *fs : NativeFileSystem();
+}
+
 namespace testing_hooks {
+void SetFileSystem(FileSystem* fs) { g_active.store(fs, std::memory_order_release); }
+
 void SetAtomicWriteInterrupt(std::function<bool(std::size_t)> interrupt) {
   std::lock_guard lock(g_hookMutex);
   g_interrupt = std::move(interrupt);
 }
 }  // namespace testing_hooks
+
+std::wstring FsErrorText(FsError error) {
+  switch (error) {
+    case FsError::kNone: return L"";
+    case FsError::kNotFound: return L"Datei oder Ordner nicht gefunden";
+    case FsError::kAccessDenied: return L"Zugriff verweigert";
+    case FsError::kLocked: return L"Datei wird von einem anderen Programm verwendet";
+    case FsError::kDiskFull: return L"Nicht gen\u00fcgend Speicherplatz";
+    case FsError::kExists: return L"Name bereits vergeben";
+    case FsError::kReadOnlyMedium: return L"Datentr\u00e4ger ist schreibgesch\u00fctzt";
+    case FsError::kNameTooLong: return L"Pfad zu lang";
+    case FsError::kNotSameVolume: return L"Anderes Laufwerk";
+    case FsError::kNotRegularFile: return L"Keine normale Datei";
+    case FsError::kCancelled: return L"Abgebrochen";
+    case FsError::kIo: return L"Lese- oder Schreibfehler des Datentr\u00e4gers";
+    case FsError::kOther: break;
+  }
+  return L"Systemfehler";
+}
+
+std::wstring FsStatusText(const FsStatus& status) {
+  std::wstring text = FsErrorText(status.error);
+  if (status.error == FsError::kOther && status.code != 0) text += L" " + NumberText(status.code);
+  switch (status.side) {
+    case FsSide::kSource: return L"Quelle: " + text;
+    case FsSide::kTarget: return L"Ziel: " + text;
+    case FsSide::kUnknown: break;
+  }
+  return text;
+}
 
 namespace files_internal {
 
@@ -30,14 +76,64 @@ bool AtomicWriteInterrupted(std::size_t written) {
   return g_interrupt && g_interrupt(written);
 }
 
-std::wstring AtomicTempName(const std::wstring& path) {
+namespace {
+std::wstring UniqueSuffix() {
   static std::atomic<unsigned> counter{0};
   auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-  return path + L".~tmp" + NumberText(static_cast<std::uint64_t>(ticks) % 1000000u) +
-         L"-" + NumberText(counter++);
+  return NumberText(static_cast<std::uint64_t>(ticks) % 1000000u) + L"-" + NumberText(counter++);
+}
+}  // namespace
+
+std::wstring AtomicTempName(const std::wstring& path) { return path + L".~tmp" + UniqueSuffix(); }
+
+std::wstring StagingName(const std::wstring& folder) {
+  return JoinPath(folder, L".~ablagix" + UniqueSuffix() + L".tmp");
 }
 
 }  // namespace files_internal
+
+//--- The free functions, through the active file system
+
+FolderReader::FolderReader() = default;
+FolderReader::~FolderReader() = default;
+
+bool FolderReader::Open(const std::wstring& folder) {
+  listing_ = ActiveFileSystem().OpenFolder(folder, nullptr);
+  return listing_ != nullptr;
+}
+
+bool FolderReader::Next(DirEntry* entry) { return listing_ && listing_->Next(entry); }
+
+bool PathExists(const std::wstring& path) {
+  std::uint32_t attributes = 0;
+  return ActiveFileSystem().GetAttributes(path, &attributes).ok();
+}
+
+bool FileExists(const std::wstring& path) {
+  std::uint32_t attributes = 0;
+  return ActiveFileSystem().GetAttributes(path, &attributes).ok() && !(attributes & kAttrDirectory);
+}
+
+bool FolderExists(const std::wstring& path) {
+  std::uint32_t attributes = 0;
+  return ActiveFileSystem().GetAttributes(path, &attributes).ok() && (attributes & kAttrDirectory);
+}
+
+bool GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
+  return ActiveFileSystem().GetAttributes(path, attributes).ok();
+}
+
+bool SetAttributes(const std::wstring& path, std::uint32_t attributes) {
+  return ActiveFileSystem().SetAttributes(path, attributes).ok();
+}
+
+bool CreateFolders(const std::wstring& folder) { return ActiveFileSystem().CreateFolders(folder).ok(); }
+
+bool RemoveFile(const std::wstring& path) { return ActiveFileSystem().RemoveFile(path).ok(); }
+
+bool WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
+  return ActiveFileSystem().WriteFileAtomic(path, bytes).ok();
+}
 
 bool WriteTextFile(const std::wstring& path, std::wstring_view text) {
   return WriteFileAtomic(path, ToUtf16LeBytes(text, false));

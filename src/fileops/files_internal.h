@@ -1,8 +1,10 @@
-// Shared between files_common.cpp and the two platform files; not for other callers.
+// Shared between files_common.cpp and the platform files; not for other callers.
 #pragma once
 
 #include <cstddef>
 #include <string>
+
+#include "fileops/file_system.h"
 
 namespace ablagix::files_internal {
 
@@ -14,6 +16,9 @@ bool AtomicWriteInterrupted(std::size_t written);
 // Name of the temporary file that WriteFileAtomic writes before the rename. Unique per call
 // so two writers never share one.
 std::wstring AtomicTempName(const std::wstring& path);
+// A temporary name inside `folder` for a staged copy: short (so it fits beside any name),
+// unique per call, and starting with "." so it stays out of sight.
+std::wstring StagingName(const std::wstring& folder);
 
 // The path as the system calls take it. Windows: "/" made "\", made absolute, and in the
 // long-path form. POSIX: UTF-8 with "\" made "/".
@@ -21,5 +26,23 @@ std::wstring ApiPath(const std::wstring& path);
 // Windows only: the absolute, normalised path with "\" separators, without the prefix.
 std::wstring FullPathText(const std::wstring& path);
 std::string NativePath(const std::wstring& path);
+
+// The operating system's file system. Its members are spread over the platform files:
+// listing and attributes in files_*.cpp, staged copies and renames in copy_move_*.cpp,
+// recycling in recycle_common.cpp.
+class NativeFs final : public FileSystem {
+ public:
+  std::unique_ptr<FolderListing> OpenFolder(const std::wstring& folder, FsStatus* status) override;
+  FsStatus GetAttributes(const std::wstring& path, std::uint32_t* attributes) override;
+  FsStatus SetAttributes(const std::wstring& path, std::uint32_t attributes) override;
+  FsStatus CreateFolders(const std::wstring& folder) override;
+  FsStatus StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+                     const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) override;
+  FsStatus Commit(StagedFile& staged, const std::wstring& target, bool replace) override;
+  FsStatus Rename(const std::wstring& from, const std::wstring& to, bool replace) override;
+  FsStatus RemoveFile(const std::wstring& path) override;
+  FsStatus Recycle(const std::wstring& path) override;
+  FsStatus WriteFileAtomic(const std::wstring& path, std::string_view bytes) override;
+};
 
 }  // namespace ablagix::files_internal

@@ -53,6 +53,12 @@ std::uint32_t AttributesOf(mode_t mode, std::string_view name) {
   return attributes;
 }
 
+void SetKind(mode_t mode, DirEntry* entry) {
+  entry->isLink = S_ISLNK(mode);
+  entry->isSpecial = !S_ISDIR(mode) && !S_ISREG(mode) && !S_ISLNK(mode);
+  entry->dataOffline = false;
+}
+
 bool StatNoFollow(int dirFd, const char* name, DirEntry* entry) {
   struct statx sx;
   if (statx(dirFd, name, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &sx) == 0) {
@@ -63,6 +69,7 @@ bool StatNoFollow(int dirFd, const char* name, DirEntry* entry) {
                           ? ToFileTime(sx.stx_btime.tv_sec, sx.stx_btime.tv_nsec)
                           : ToFileTime(sx.stx_ctime.tv_sec, sx.stx_ctime.tv_nsec);
     entry->attributes = AttributesOf(sx.stx_mode, name);
+    SetKind(sx.stx_mode, entry);
     return true;
   }
   struct stat st;
@@ -71,11 +78,8 @@ bool StatNoFollow(int dirFd, const char* name, DirEntry* entry) {
   entry->lastWrite = ToFileTime(st.st_mtim.tv_sec, st.st_mtim.tv_nsec);
   entry->creation = ToFileTime(st.st_ctim.tv_sec, st.st_ctim.tv_nsec);
   entry->attributes = AttributesOf(st.st_mode, name);
+  SetKind(st.st_mode, entry);
   return true;
-}
-
-bool StatPath(const std::wstring& path, struct stat* st) {
-  return ::stat(NativePath(path).c_str(), st) == 0;
 }
 
 bool WriteAll(int fd, const char* data, std::size_t size) {
@@ -91,73 +95,92 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
   return true;
 }
 
-}  // namespace
-
-struct FolderReader::Impl {
-  DIR* dir = nullptr;
-  ~Impl() {
-    if (dir) closedir(dir);
+class PosixListing final : public FolderListing {
+ public:
+  explicit PosixListing(DIR* dir) : dir_(dir) {}
+  ~PosixListing() override { closedir(dir_); }
+  bool Next(DirEntry* entry) override {
+    for (;;) {
+      errno = 0;
+      struct dirent* d = readdir(dir_);
+      if (!d) return false;
+      if (!StatNoFollow(dirfd(dir_), d->d_name, entry)) continue;  // vanished meanwhile
+      entry->name = FromUtf8(d->d_name);
+      return true;
+    }
   }
+
+ private:
+  DIR* dir_;
 };
 
-FolderReader::FolderReader() : impl_(std::make_unique<Impl>()) {}
-FolderReader::~FolderReader() = default;
+}  // namespace
 
-bool FolderReader::Open(const std::wstring& folder) {
-  if (impl_->dir) {
-    closedir(impl_->dir);
-    impl_->dir = nullptr;
+FsStatus StatusFromSystemError(std::uint32_t code, FsSide side) {
+  FsError error = FsError::kOther;
+  switch (static_cast<int>(code)) {
+    case 0: error = FsError::kNone; break;
+    case ENOENT:
+    case ENOTDIR: error = FsError::kNotFound; break;
+    case EACCES:
+    case EPERM: error = FsError::kAccessDenied; break;
+    case EBUSY:
+    case ETXTBSY:
+    case EAGAIN: error = FsError::kLocked; break;
+    case ENOSPC:
+    case EDQUOT: error = FsError::kDiskFull; break;
+    case EEXIST:
+    case ENOTEMPTY: error = FsError::kExists; break;
+    case EROFS: error = FsError::kReadOnlyMedium; break;
+    case ENAMETOOLONG: error = FsError::kNameTooLong; break;
+    case EXDEV: error = FsError::kNotSameVolume; break;
+    case EISDIR: error = FsError::kNotRegularFile; break;
+    case EIO: error = FsError::kIo; break;
+    default: break;
   }
+  return FsStatus{error, error == FsError::kNone ? FsSide::kUnknown : side, code};
+}
+
+namespace files_internal {
+
+namespace {
+
+FsStatus Errno(FsSide side = FsSide::kUnknown) {
+  return StatusFromSystemError(static_cast<std::uint32_t>(errno), side);
+}
+
+}  // namespace
+
+std::unique_ptr<FolderListing> NativeFs::OpenFolder(const std::wstring& folder, FsStatus* status) {
   int fd = ::open(NativePath(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return false;
-  impl_->dir = fdopendir(fd);
-  if (!impl_->dir) {
-    ::close(fd);
-    return false;
+  DIR* dir = fd < 0 ? nullptr : fdopendir(fd);
+  if (!dir) {
+    if (status) *status = Errno();
+    if (fd >= 0) ::close(fd);
+    return nullptr;
   }
-  return true;
+  if (status) *status = FsStatus::Ok();
+  return std::make_unique<PosixListing>(dir);
 }
 
-bool FolderReader::Next(DirEntry* entry) {
-  if (!impl_->dir) return false;
-  for (;;) {
-    errno = 0;
-    struct dirent* d = readdir(impl_->dir);
-    if (!d) return false;
-    if (!StatNoFollow(dirfd(impl_->dir), d->d_name, entry)) continue;  // vanished meanwhile
-    entry->name = FromUtf8(d->d_name);
-    return true;
-  }
-}
-
-bool PathExists(const std::wstring& path) {
-  struct stat st;
-  return StatPath(path, &st);
-}
-
-bool FileExists(const std::wstring& path) {
-  struct stat st;
-  return StatPath(path, &st) && !S_ISDIR(st.st_mode);
-}
-
-bool FolderExists(const std::wstring& path) {
-  struct stat st;
-  return StatPath(path, &st) && S_ISDIR(st.st_mode);
-}
-
-bool GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
+FsStatus NativeFs::GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
   std::string native = NativePath(path);
   struct stat st;
-  if (::lstat(native.c_str(), &st) != 0) return false;
+  if (::lstat(native.c_str(), &st) != 0) return Errno();
   size_t slash = native.find_last_of('/');
   *attributes = AttributesOf(st.st_mode, slash == std::string::npos ? native : native.substr(slash + 1));
-  return true;
+  // A link to a folder is a folder too, as Windows reports a folder's symbolic link.
+  struct stat target;
+  if (S_ISLNK(st.st_mode) && ::stat(native.c_str(), &target) == 0 && S_ISDIR(target.st_mode)) {
+    *attributes |= kAttrDirectory;
+  }
+  return FsStatus::Ok();
 }
 
-bool SetAttributes(const std::wstring& path, std::uint32_t attributes) {
+FsStatus NativeFs::SetAttributes(const std::wstring& path, std::uint32_t attributes) {
   std::string native = NativePath(path);
   struct stat st;
-  if (::stat(native.c_str(), &st) != 0) return false;
+  if (::stat(native.c_str(), &st) != 0) return Errno();
   mode_t mode = st.st_mode & 07777;
   // Only read-only has a POSIX meaning; it maps to the write permission bits.
   if (attributes & kAttrReadOnly) {
@@ -165,24 +188,75 @@ bool SetAttributes(const std::wstring& path, std::uint32_t attributes) {
   } else {
     mode |= S_IWUSR;
   }
-  return ::chmod(native.c_str(), mode) == 0;
+  return ::chmod(native.c_str(), mode) == 0 ? FsStatus::Ok() : Errno();
 }
 
-bool CreateFolders(const std::wstring& folder) {
+FsStatus NativeFs::CreateFolders(const std::wstring& folder) {
   std::string native = NativePath(folder);
   while (native.size() > 1 && native.back() == '/') native.pop_back();
-  if (native.empty()) return false;
-  for (size_t pos = 1; pos <= native.size(); ++pos) {
-    if (pos != native.size() && native[pos] != '/') continue;
-    std::string part = native.substr(0, pos);
-    if (::mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) {
-      // A parent we may not create can still exist and be usable; only the end result counts.
-      continue;
-    }
-  }
+  if (native.empty()) return FsStatus::Fail(FsError::kNotFound);
   struct stat st;
-  return ::stat(native.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+  if (::stat(native.c_str(), &st) == 0) {
+    return S_ISDIR(st.st_mode) ? FsStatus::Ok() : FsStatus::Fail(FsError::kNotRegularFile, FsSide::kTarget);
+  }
+  // From the deepest existing parent down: one mkdir per missing level.
+  size_t existing = native.size();
+  while (existing > 0) {
+    existing = native.find_last_of('/', existing - 1);
+    if (existing == std::string::npos || existing == 0) {
+      existing = 0;
+      break;
+    }
+    if (::stat(native.substr(0, existing).c_str(), &st) == 0) break;
+  }
+  FsStatus last = FsStatus::Ok();
+  for (size_t pos = existing + 1; pos <= native.size(); ++pos) {
+    if (pos != native.size() && native[pos] != '/') continue;
+    if (::mkdir(native.substr(0, pos).c_str(), 0777) != 0 && errno != EEXIST) last = Errno(FsSide::kTarget);
+  }
+  if (::stat(native.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return FsStatus::Ok();
+  return last.ok() ? FsStatus::Fail(FsError::kNotFound, FsSide::kTarget) : last;
 }
+
+FsStatus NativeFs::RemoveFile(const std::wstring& path) {
+  return ::unlink(NativePath(path).c_str()) == 0 ? FsStatus::Ok() : Errno();
+}
+
+FsStatus NativeFs::WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
+  std::string target = NativePath(path);
+  std::string temp = NativePath(AtomicTempName(path));
+  mode_t mode = 0666;
+  struct stat st;
+  if (::stat(target.c_str(), &st) == 0) mode = st.st_mode & 07777;
+  UniqueFd fd(::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+  if (!fd) return Errno(FsSide::kTarget);
+  auto fail = [&] {
+    FsStatus status = Errno(FsSide::kTarget);
+    fd.reset();
+    ::unlink(temp.c_str());
+    return status;
+  };
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    std::size_t chunk = std::min(kAtomicChunk, bytes.size() - written);
+    if (!WriteAll(fd.get(), bytes.data() + written, chunk)) return fail();
+    written += chunk;
+    // A simulated crash leaves the temporary file behind, exactly as a real one would.
+    if (AtomicWriteInterrupted(written)) return FsStatus::Fail(FsError::kIo, FsSide::kTarget);
+  }
+  if (::fsync(fd.get()) != 0) return fail();
+  fd.reset();
+  if (::rename(temp.c_str(), target.c_str()) != 0) {
+    FsStatus status = Errno(FsSide::kTarget);
+    ::unlink(temp.c_str());
+    return status;
+  }
+  return FsStatus::Ok();
+}
+
+}  // namespace files_internal
+
+bool IsFullPath(std::wstring_view path) { return !path.empty() && path.front() == L'/'; }
 
 bool GetFileSize(const std::wstring& path, std::uint64_t* size) {
   UniqueFd fd(::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC));
@@ -211,46 +285,11 @@ bool ReadFileBytes(const std::wstring& path, std::string* bytes) {
   }
 }
 
-bool RemoveFile(const std::wstring& path) { return ::unlink(NativePath(path).c_str()) == 0; }
-
 bool RemoveEmptyFolder(const std::wstring& path) { return ::rmdir(NativePath(path).c_str()) == 0; }
 
 bool CopyFileReplacing(const std::wstring& from, const std::wstring& to) {
   std::string bytes;
   return ReadFileBytes(from, &bytes) && WriteFileAtomic(to, bytes);
-}
-
-bool WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
-  std::string target = NativePath(path);
-  std::string temp = NativePath(files_internal::AtomicTempName(path));
-  mode_t mode = 0666;
-  struct stat st;
-  if (::stat(target.c_str(), &st) == 0) mode = st.st_mode & 07777;
-  UniqueFd fd(::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-  if (!fd) return false;
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    std::size_t chunk = std::min(files_internal::kAtomicChunk, bytes.size() - written);
-    if (!WriteAll(fd.get(), bytes.data() + written, chunk)) {
-      fd.reset();
-      ::unlink(temp.c_str());
-      return false;
-    }
-    written += chunk;
-    // A simulated crash leaves the temporary file behind, exactly as a real one would.
-    if (files_internal::AtomicWriteInterrupted(written)) return false;
-  }
-  if (::fsync(fd.get()) != 0) {
-    fd.reset();
-    ::unlink(temp.c_str());
-    return false;
-  }
-  fd.reset();
-  if (::rename(temp.c_str(), target.c_str()) != 0) {
-    ::unlink(temp.c_str());
-    return false;
-  }
-  return true;
 }
 
 LocalDateTime FileTimeToLocal(FileTime time) {

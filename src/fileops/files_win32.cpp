@@ -47,10 +47,6 @@ namespace {
 
 using files_internal::ApiPath;
 
-DWORD AttributesOf(const std::wstring& path) {
-  return GetFileAttributesW(ApiPath(path).c_str());
-}
-
 bool WriteAll(HANDLE file, const char* data, std::size_t size) {
   while (size > 0) {
     DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(size, 1u << 30));
@@ -62,76 +58,123 @@ bool WriteAll(HANDLE file, const char* data, std::size_t size) {
   return true;
 }
 
-}  // namespace
-
-struct FolderReader::Impl {
-  UniqueFind find;
-  WIN32_FIND_DATAW data{};
-  bool havePending = false;
-};
-
-FolderReader::FolderReader() : impl_(std::make_unique<Impl>()) {}
-FolderReader::~FolderReader() = default;
-
-bool FolderReader::Open(const std::wstring& folder) {
-  impl_->find.reset();
-  impl_->havePending = false;
-  std::wstring pattern = WithTrailingBackslash(ApiPath(folder)) + L"*";
-  // Basic info skips the short 8.3 name, large fetch asks for bigger directory buffers:
-  // both make listing big folders noticeably faster.
-  impl_->find.reset(FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &impl_->data,
-                                     FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
-  impl_->havePending = static_cast<bool>(impl_->find);
-  return impl_->havePending;
+// A symbolic link, junction or mount point names another place; the reparse tag says so by
+// its name-surrogate bit. Cloud placeholders, deduplicated and compressed files carry tags
+// without it: they hold their own data and are walked like any other entry.
+bool IsNameSurrogate(DWORD attributes, DWORD reparseTag) {
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag & 0x20000000u);
 }
 
-bool FolderReader::Next(DirEntry* entry) {
-  if (!impl_->find) return false;
-  if (!impl_->havePending) {
-    if (!FindNextFileW(impl_->find.get(), &impl_->data)) {
-      impl_->find.reset();
+constexpr DWORD kDataNotLocal = FILE_ATTRIBUTE_OFFLINE | 0x00040000u /* RECALL_ON_OPEN */ |
+                                0x00400000u /* RECALL_ON_DATA_ACCESS */;
+
+class Win32Listing final : public FolderListing {
+ public:
+  Win32Listing(UniqueFind find, const WIN32_FIND_DATAW& first)
+      : find_(std::move(find)), data_(first), havePending_(true) {}
+
+  bool Next(DirEntry* entry) override {
+    if (!find_) return false;
+    if (!havePending_ && !FindNextFileW(find_.get(), &data_)) {
+      find_.reset();
       return false;
     }
+    havePending_ = false;
+    const WIN32_FIND_DATAW& d = data_;
+    // The name is taken by its length inside the fixed 260-character field, never beyond it.
+    size_t length = wcsnlen(d.cFileName, MAX_PATH);
+    entry->name.assign(d.cFileName, length);
+    entry->size = (static_cast<std::uint64_t>(d.nFileSizeHigh) << 32) | d.nFileSizeLow;
+    entry->lastWrite = ToFileTime(d.ftLastWriteTime);
+    entry->creation = ToFileTime(d.ftCreationTime);
+    entry->attributes = d.dwFileAttributes;
+    entry->isLink = IsNameSurrogate(d.dwFileAttributes, d.dwReserved0);
+    entry->isSpecial = (d.dwFileAttributes & FILE_ATTRIBUTE_DEVICE) != 0;
+    entry->dataOffline = (d.dwFileAttributes & kDataNotLocal) != 0;
+    return true;
   }
-  impl_->havePending = false;
-  const WIN32_FIND_DATAW& d = impl_->data;
-  // The name is taken by its length inside the fixed 260-character field, never beyond it.
-  size_t length = wcsnlen(d.cFileName, MAX_PATH);
-  entry->name.assign(d.cFileName, length);
-  entry->size = (static_cast<std::uint64_t>(d.nFileSizeHigh) << 32) | d.nFileSizeLow;
-  entry->lastWrite = ToFileTime(d.ftLastWriteTime);
-  entry->creation = ToFileTime(d.ftCreationTime);
-  entry->attributes = d.dwFileAttributes;
-  return true;
+
+ private:
+  UniqueFind find_;
+  WIN32_FIND_DATAW data_;
+  bool havePending_;
+};
+
+FsStatus LastError(FsSide side = FsSide::kUnknown) { return StatusFromSystemError(GetLastError(), side); }
+
+}  // namespace
+
+FsStatus StatusFromSystemError(std::uint32_t code, FsSide side) {
+  FsError error = FsError::kOther;
+  switch (code) {
+    case ERROR_SUCCESS: error = FsError::kNone; break;
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_DRIVE:
+    case ERROR_BAD_NETPATH:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_DIRECTORY: error = FsError::kNotFound; break;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_PRIVILEGE_NOT_HELD: error = FsError::kAccessDenied; break;
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+    case ERROR_USER_MAPPED_FILE: error = FsError::kLocked; break;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+    case ERROR_DISK_QUOTA_EXCEEDED: error = FsError::kDiskFull; break;
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS: error = FsError::kExists; break;
+    case ERROR_WRITE_PROTECT: error = FsError::kReadOnlyMedium; break;
+    case ERROR_FILENAME_EXCED_RANGE: error = FsError::kNameTooLong; break;
+    case ERROR_NOT_SAME_DEVICE: error = FsError::kNotSameVolume; break;
+    case ERROR_REQUEST_ABORTED:
+    case ERROR_OPERATION_ABORTED: error = FsError::kCancelled; break;
+    case ERROR_CRC:
+    case ERROR_READ_FAULT:
+    case ERROR_WRITE_FAULT:
+    case ERROR_IO_DEVICE: error = FsError::kIo; break;
+    default: break;
+  }
+  return FsStatus{error, error == FsError::kNone ? FsSide::kUnknown : side, code};
 }
 
-bool PathExists(const std::wstring& path) { return AttributesOf(path) != INVALID_FILE_ATTRIBUTES; }
+namespace files_internal {
 
-bool FileExists(const std::wstring& path) {
-  DWORD a = AttributesOf(path);
-  return a != INVALID_FILE_ATTRIBUTES && !(a & FILE_ATTRIBUTE_DIRECTORY);
+std::unique_ptr<FolderListing> NativeFs::OpenFolder(const std::wstring& folder, FsStatus* status) {
+  std::wstring pattern = WithTrailingBackslash(ApiPath(folder)) + L"*";
+  WIN32_FIND_DATAW data{};
+  // Basic info skips the short 8.3 name, large fetch asks for bigger directory buffers:
+  // both make listing big folders noticeably faster.
+  UniqueFind find(FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &data, FindExSearchNameMatch,
+                                   nullptr, FIND_FIRST_EX_LARGE_FETCH));
+  if (!find) {
+    if (status) *status = LastError();
+    return nullptr;
+  }
+  if (status) *status = FsStatus::Ok();
+  return std::make_unique<Win32Listing>(std::move(find), data);
 }
 
-bool FolderExists(const std::wstring& path) {
-  DWORD a = AttributesOf(path);
-  return a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY);
-}
-
-bool GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
-  DWORD a = AttributesOf(path);
-  if (a == INVALID_FILE_ATTRIBUTES) return false;
+FsStatus NativeFs::GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
+  DWORD a = GetFileAttributesW(ApiPath(path).c_str());
+  if (a == INVALID_FILE_ATTRIBUTES) return LastError();
   *attributes = a;
-  return true;
+  return FsStatus::Ok();
 }
 
-bool SetAttributes(const std::wstring& path, std::uint32_t attributes) {
-  if (SetFileAttributesW(ApiPath(path).c_str(), attributes)) return true;
-  return SetFileAttributesW(path.c_str(), attributes) != 0;
+FsStatus NativeFs::SetAttributes(const std::wstring& path, std::uint32_t attributes) {
+  if (SetFileAttributesW(ApiPath(path).c_str(), attributes)) return FsStatus::Ok();
+  if (SetFileAttributesW(path.c_str(), attributes)) return FsStatus::Ok();
+  return LastError();
 }
 
-bool CreateFolders(const std::wstring& folder) {
+FsStatus NativeFs::CreateFolders(const std::wstring& folder) {
   std::wstring full = ApiPath(folder);
   while (full.size() > 4 && full.back() == L'\\') full.pop_back();
+  DWORD a = GetFileAttributesW(full.c_str());
+  if (a != INVALID_FILE_ATTRIBUTES) {
+    return (a & FILE_ATTRIBUTE_DIRECTORY) ? FsStatus::Ok() : FsStatus::Fail(FsError::kNotRegularFile, FsSide::kTarget);
+  }
   // Skip the prefix and the root ("\\?\C:\" or "\\?\UNC\server\share\"): those are never created.
   size_t start = 4;
   if (full.compare(0, 8, L"\\\\?\\UNC\\") == 0) {
@@ -142,13 +185,65 @@ bool CreateFolders(const std::wstring& folder) {
     size_t root = full.find(L'\\', 4);
     start = root == std::wstring::npos ? full.size() : root + 1;
   }
+  FsStatus last = FsStatus::Ok();
   for (size_t pos = start; pos <= full.size(); ++pos) {
     if (pos != full.size() && full[pos] != L'\\') continue;
     std::wstring part = full.substr(0, pos);
-    CreateDirectoryW(part.c_str(), nullptr);  // failures are judged by the final check
+    // Failures are judged by the final check; the last one explains it.
+    if (!CreateDirectoryW(part.c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {
+      last = LastError(FsSide::kTarget);
+    }
   }
-  DWORD a = GetFileAttributesW(full.c_str());
-  return a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY);
+  a = GetFileAttributesW(full.c_str());
+  if (a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY)) return FsStatus::Ok();
+  return last.ok() ? FsStatus::Fail(FsError::kNotFound, FsSide::kTarget) : last;
+}
+
+FsStatus NativeFs::RemoveFile(const std::wstring& path) {
+  return DeleteFileW(ApiPath(path).c_str()) ? FsStatus::Ok() : LastError();
+}
+
+FsStatus NativeFs::WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
+  std::wstring target = ApiPath(path);
+  std::wstring temp = AtomicTempName(target);
+  UniqueFile file(CreateFileW(temp.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return LastError(FsSide::kTarget);
+  auto fail = [&] {
+    FsStatus status = LastError(FsSide::kTarget);
+    file.reset();
+    DeleteFileW(temp.c_str());
+    return status;
+  };
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    std::size_t chunk = std::min(kAtomicChunk, bytes.size() - written);
+    if (!WriteAll(file.get(), bytes.data() + written, chunk)) return fail();
+    written += chunk;
+    // A simulated crash leaves the temporary file behind, exactly as a real one would.
+    if (AtomicWriteInterrupted(written)) return FsStatus::Fail(FsError::kIo, FsSide::kTarget);
+  }
+  if (!FlushFileBuffers(file.get())) return fail();
+  file.reset();
+  // A read-only target would refuse the replace; the file's own attributes are kept otherwise.
+  if (!MoveFileExW(temp.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    FsStatus status = LastError(FsSide::kTarget);
+    DeleteFileW(temp.c_str());
+    return status;
+  }
+  return FsStatus::Ok();
+}
+
+}  // namespace files_internal
+
+bool IsFullPath(std::wstring_view path) {
+  if (path.starts_with(L"\\\\?\\")) return path.size() > 4;
+  if (path.size() >= 3 && iswalpha(path[0]) && path[1] == L':' && IsPathSeparator(path[2])) return true;
+  // "\\server\share": both parts present.
+  if (path.size() < 5 || !IsPathSeparator(path[0]) || !IsPathSeparator(path[1])) return false;
+  const size_t shareStart = path.find_first_of(L"\\/", 2);
+  return shareStart != std::wstring_view::npos && shareStart > 2 && shareStart + 1 < path.size() &&
+         !IsPathSeparator(path[shareStart + 1]);
 }
 
 bool GetFileSize(const std::wstring& path, std::uint64_t* size) {
@@ -177,46 +272,12 @@ bool ReadFileBytes(const std::wstring& path, std::string* bytes) {
   }
 }
 
-bool RemoveFile(const std::wstring& path) { return DeleteFileW(ApiPath(path).c_str()) != 0; }
-
 bool RemoveEmptyFolder(const std::wstring& path) {
   return RemoveDirectoryW(ApiPath(path).c_str()) != 0;
 }
 
 bool CopyFileReplacing(const std::wstring& from, const std::wstring& to) {
   return CopyFileW(ApiPath(from).c_str(), ApiPath(to).c_str(), FALSE) != 0;
-}
-
-bool WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
-  std::wstring target = ApiPath(path);
-  std::wstring temp = files_internal::AtomicTempName(target);
-  UniqueFile file(CreateFileW(temp.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                              FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!file) return false;
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    std::size_t chunk = std::min(files_internal::kAtomicChunk, bytes.size() - written);
-    if (!WriteAll(file.get(), bytes.data() + written, chunk)) {
-      file.reset();
-      DeleteFileW(temp.c_str());
-      return false;
-    }
-    written += chunk;
-    // A simulated crash leaves the temporary file behind, exactly as a real one would.
-    if (files_internal::AtomicWriteInterrupted(written)) return false;
-  }
-  if (!FlushFileBuffers(file.get())) {
-    file.reset();
-    DeleteFileW(temp.c_str());
-    return false;
-  }
-  file.reset();
-  // A read-only target would refuse the replace; the file's own attributes are kept otherwise.
-  if (!MoveFileExW(temp.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-    DeleteFileW(temp.c_str());
-    return false;
-  }
-  return true;
 }
 
 LocalDateTime FileTimeToLocal(FileTime time) {

@@ -80,4 +80,13 @@ bool SameFolderText(std::wstring_view a, std::wstring_view b) {
   return true;
 }
 
+bool FolderTextStartsWith(std::wstring_view path, std::wstring_view prefix) {
+  if (prefix.size() > path.size()) return false;
+  for (size_t i = 0; i < prefix.size(); ++i) {
+    if (IsPathSeparator(path[i]) && IsPathSeparator(prefix[i])) continue;
+    if (path[i] != prefix[i] && FoldCase(path[i]) != FoldCase(prefix[i])) return false;
+  }
+  return true;
+}
+
 }  // namespace ablagix

@@ -36,5 +36,7 @@ std::wstring LongPathForm(std::wstring_view path);
 // True when both texts name the same folder: compared whole, ignoring case, "\" and "/"
 // alike, one trailing separator on either side ignored.
 bool SameFolderText(std::wstring_view a, std::wstring_view b);
+// True when `path` begins with `prefix`, compared as SameFolderText compares.
+bool FolderTextStartsWith(std::wstring_view path, std::wstring_view prefix);
 
 }  // namespace ablagix

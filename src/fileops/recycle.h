@@ -9,6 +9,8 @@
 
 #include <string>
 
+#include "fileops/file_system.h"
+
 namespace ablagix {
 
 struct ShellDeleteOptions {
@@ -32,5 +34,7 @@ bool MoveToRecycleBin(const std::wstring& path);
 // Deletes one file for good. A read-only file is refused on every platform unless
 // `clearReadOnly` is set; then the flag is removed first (and put back if the delete fails).
 bool DeletePermanently(const std::wstring& path, bool clearReadOnly);
+// The same, saying why it failed.
+FsStatus DeleteForGood(const std::wstring& path, bool clearReadOnly);
 
 }  // namespace ablagix

@@ -8,6 +8,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "fileops/file_io.h"
+#include "fileops/file_system.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "profiles/language.h"
@@ -73,7 +74,8 @@ bool MayShredReadOnly(const std::wstring& path, UiPort& ui) {
                     L"ist schreibgeschütz, sollen ' alle ' schreibgeschützten Dateien geschreddert "
                     L"werden? Wenn nur diese eine schreibgeschützte Datei geschreddert werden soll "
                     L"bestätigen Sie mit nein!");
-  switch (ui.ShowMessage(text, MessageIcon::Exclamation, MessageButtons::YesNoCancel)) {
+  switch (ui.AskBeforeDestroying(text, MessageIcon::Exclamation, MessageButtons::YesNoCancel,
+                                 MessageAnswer::Cancel)) {
     case MessageAnswer::Yes:
       g_shredAllReadOnly = true;
       return true;
@@ -85,6 +87,17 @@ bool MayShredReadOnly(const std::wstring& path, UiPort& ui) {
 }
 
 }  // namespace
+
+std::wstring ShredReasonText(const ShredResult& result) {
+  switch (result.outcome) {
+    case ShredOutcome::Shredded: return L"";
+    case ShredOutcome::SkippedReadOnly: return L"Schreibgesch\u00fctzt, nicht geschreddert";
+    case ShredOutcome::Aborted: return L"Abgebrochen";
+    case ShredOutcome::Failed: break;
+  }
+  if (result.systemError == 0) return result.reason;
+  return result.reason + L" (" + FsErrorText(StatusFromSystemError(result.systemError).error) + L")";
+}
 
 bool ShredAllReadOnly() { return g_shredAllReadOnly; }
 void SetShredAllReadOnly(bool value) { g_shredAllReadOnly = value; }

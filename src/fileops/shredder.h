@@ -58,6 +58,10 @@ using ShredProgressFn = std::function<void(const ShredProgress&)>;
 // the caller's file loop stops as well.
 ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress = {});
 
+// The reason for a log row when `result` did not succeed: "Abgebrochen", "Schreibgeschützt,
+// nicht geschreddert", "Löschen fehlgeschlagen (Zugriff verweigert)".
+std::wstring ShredReasonText(const ShredResult& result);
+
 // The answer memory of the read-only question: set by "Ja" (shred all read-only files), kept
 // until the program ends. The setter is for start-up and tests.
 bool ShredAllReadOnly();

@@ -47,6 +47,13 @@ std::vector<Profile> Einlesen(const std::wstring& profileFile) {
   return profiles;
 }
 
+bool IsKnownAction(std::wstring_view aktion) {
+  for (std::wstring_view code : kActionCodes) {
+    if (EqualsNoCase(aktion, code)) return true;
+  }
+  return false;
+}
+
 bool ActionNeedsTarget(std::wstring_view aktion) {
   return EqualsNoCase(aktion, kAktionVerschieben) || EqualsNoCase(aktion, kAktionKopieren);
 }

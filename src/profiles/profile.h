@@ -65,5 +65,7 @@ inline constexpr std::array<std::wstring_view, 6> kActionCodes = {
 
 // Whether a profile with this action needs a target folder (move and copy).
 bool ActionNeedsTarget(std::wstring_view aktion);
+// One of kActionCodes, case ignored.
+bool IsKnownAction(std::wstring_view aktion);
 
 }  // namespace ablagix

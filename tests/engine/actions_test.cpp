@@ -84,8 +84,8 @@ TEST_F(ActionsTest, DeletingForGoodTakesReadOnlyFilesWithoutAQuestion) {
   EXPECT_EQ(Handle(file, L"L\u00f6schenX", L"").resultWord, L"Gel\u00f6scht X");
   EXPECT_FALSE(PathExists(file));
   EXPECT_TRUE(host_.ui_.shown.empty());
-  EXPECT_EQ(Handle(file, L"L\u00f6schenX", L"").resultWord, L"Fehler!");  // already gone
-  EXPECT_EQ(Handle(file, L"Umbenennen", L"").resultWord, L"Fehler!");      // unknown action
+  EXPECT_EQ(Handle(file, L"L\u00f6schenX", L"").resultWord, L"Fehler! Datei oder Ordner nicht gefunden");
+  EXPECT_EQ(Handle(file, L"Umbenennen", L"").resultWord, L"Fehler! Unbekannte Aktion Umbenennen");
 }
 
 TEST_F(ActionsTest, NotifySpeaksOnceAndOnlyWhileTheTimerRuns) {
@@ -105,7 +105,7 @@ TEST_F(ActionsTest, ACancelledCopyLeavesNoPartialTargetAndKeepsTheOldOne) {
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\gross.bin", std::string(3 << 20, 'g')));
   ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\gross.bin", "alt"));
   host_.cancelCopies = true;
-  EXPECT_EQ(Handle(dir_ / L"Quelle\\gross.bin", L"Kopieren", L"0").resultWord, L"Fehler!");
+  EXPECT_EQ(Handle(dir_ / L"Quelle\\gross.bin", L"Kopieren", L"0").resultWord, L"Fehler! Abgebrochen");
   EXPECT_TRUE(ReadBytes(dir_ / L"Ziel\\gross.bin") == "alt");
   EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\gross.bin").size(), 3u << 20);
   FolderReader reader;  // no temporary file left behind
@@ -123,7 +123,8 @@ TEST_F(ActionsTest, WhenEveryNumberIsTakenNothingIsOverwritten) {
   }
   EXPECT_EQ(NumberedFreeName(dir_ / L"Ziel\\f.txt"), L"");
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\f.txt", "neu"));
-  EXPECT_EQ(Handle(dir_ / L"Quelle\\f.txt", L"Verschieben", L"1").resultWord, L"Fehler!");
+  EXPECT_EQ(Handle(dir_ / L"Quelle\\f.txt", L"Verschieben", L"1").resultWord,
+            L"Fehler! Alle Namen bis (1000) sind vergeben");
   EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\f(1000).txt"), "x");
   EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\f.txt"), "neu");
 }
@@ -153,7 +154,7 @@ TEST_F(ActionsTest, AMoveToAnotherVolumeKeepsTheSourceUntilTheCopyIsComplete) {
   ASSERT_TRUE(WriteBytes(file, std::string(100000, 'w')));
 
   host_.cancelCopies = true;  // the copy fails: the source must stay whole
-  EXPECT_EQ(Handle(file, L"Verschieben", L"1", RunMode::Execute, target).resultWord, L"Fehler!");
+  EXPECT_EQ(Handle(file, L"Verschieben", L"1", RunMode::Execute, target).resultWord, L"Fehler! Abgebrochen");
   EXPECT_EQ(ReadBytes(file).size(), 100000u);
   EXPECT_FALSE(FileExists(JoinPath(target, L"weit weg.bin")));
 
@@ -183,7 +184,7 @@ TEST_F(ActionsTest, EveryActionWorksOnPathsBeyondTwoHundredSixtyCharacters) {
   EXPECT_EQ(Handle(JoinPath(target, L"weg.txt"), L"L\u00f6schenX", L"").resultWord, L"Gel\u00f6scht X");
   const std::wstring recycled = Handle(at(L"papierkorb.txt"), L"L\u00f6schenP", L"").resultWord;
   // The recycle bin either takes the file or reports the failure; it never loses it.
-  if (recycled == L"Fehler!") {
+  if (RowKindOf(recycled) == LogRowKind::Error) {
     EXPECT_TRUE(FileExists(at(L"papierkorb.txt")));
   } else {
     EXPECT_EQ(recycled, L"Gel\u00f6scht P");

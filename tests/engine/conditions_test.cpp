@@ -27,6 +27,12 @@ class ConditionsTest : public ::testing::Test {
     EXPECT_EQ(problem, L"");
     return set;
   }
+  // The message that refuses the profile, "" when it runs.
+  std::wstring Refusal() {
+    std::wstring problem;
+    ConditionSet::Build(profile_, context_, &problem);
+    return problem;
+  }
   // Whether a file of this name, size and last write time passes.
   bool Passes(const ConditionSet& set, std::wstring name, std::uint64_t size = 100,
               LocalDateTime written = {2020, 1, 1, 0, 0, 0}) {
@@ -94,6 +100,18 @@ TEST_F(ConditionsTest, NamePatternAndExcludedNamesFollowTheCaseRule) {
     profile_.ExcludeFilename.clear();
     EXPECT_TRUE(Passes(Build(), L"irgendwas")) << test::U8(all);
   }
+
+  // An excluded pattern with wildcards must not occur anywhere in the name either.
+  profile_.Case = L"0";
+  profile_.Filename.clear();
+  profile_.ExcludeFilename = L"IMG_????";
+  ConditionSet pattern = Build();
+  EXPECT_FALSE(Passes(pattern, L"IMG_1234.jpg"));
+  EXPECT_FALSE(Passes(pattern, L"Urlaub img_0001 Kopie.jpg"));
+  EXPECT_TRUE(Passes(pattern, L"IMG_12"));
+  EXPECT_TRUE(Passes(pattern, L"DSC_1234.jpg"));
+  profile_.ExcludeFilename = L"#.tmp";
+  EXPECT_FALSE(Passes(Build(), L"backup7.tmp"));
 }
 
 TEST_F(ConditionsTest, SizeIsComparedStrictlyInBytes) {
@@ -109,10 +127,36 @@ TEST_F(ConditionsTest, SizeIsComparedStrictlyInBytes) {
   EXPECT_TRUE(Passes(Build(), L"a", 6));
   profile_.FileSize = L">5XX";  // unknown unit: bytes
   EXPECT_FALSE(Passes(Build(), L"a", 5));
-  profile_.FileSize = L">viel KB";  // malformed: no size condition at all
-  EXPECT_TRUE(Passes(Build(), L"a", 0));
   EXPECT_EQ(DecodeFileSize(L">3GB")->bytes, 3221225472u);
   EXPECT_EQ(DecodeFileSize(L">99999999999999999GB")->bytes, UINT64_MAX);
+
+  // Decimal amounts, with a comma or a point: 1,5 KB is 1536 bytes.
+  for (const wchar_t* decimal : {L"<1,5KB", L"<1.5KB", L"<1,50kb"}) {
+    profile_.FileSize = decimal;
+    ConditionSet set = Build();
+    EXPECT_TRUE(Passes(set, L"a", 1535)) << test::U8(decimal);
+    EXPECT_FALSE(Passes(set, L"a", 1536)) << test::U8(decimal);
+  }
+  profile_.FileSize = L">0,5MB";
+  EXPECT_FALSE(Passes(Build(), L"a", 524288));
+  EXPECT_TRUE(Passes(Build(), L"a", 524289));
+  // A fraction of a byte: below 2,5 bytes is at most 2, above it at least 3.
+  profile_.FileSize = L"<2,5BY";
+  EXPECT_TRUE(Passes(Build(), L"a", 2));
+  EXPECT_FALSE(Passes(Build(), L"a", 3));
+  profile_.FileSize = L">2,5BY";
+  EXPECT_FALSE(Passes(Build(), L"a", 2));
+  EXPECT_TRUE(Passes(Build(), L"a", 3));
+  EXPECT_EQ(DecodeFileSize(L"<0,001KB")->bytes, 1u);
+  EXPECT_TRUE(DecodeFileSize(L"<0,001KB")->fraction);
+
+  // What cannot be read refuses the profile, naming the key and value; it never selects
+  // every file.
+  for (const wchar_t* bad : {L">viel KB", L"=5KB", L"<1,KB", L"<1,5,5KB", L"<KB", L"5KB", L"<-1KB"}) {
+    profile_.FileSize = bad;
+    const std::wstring refusal = Refusal();
+    EXPECT_NE(refusal.find(L"FileSize=" + std::wstring(bad)), std::wstring::npos) << test::U8(bad);
+  }
 }
 
 TEST_F(ConditionsTest, DateBoundsAreCutToTheMinuteWithADeadZone) {
@@ -142,12 +186,12 @@ TEST_F(ConditionsTest, DateBoundsAreCutToTheMinuteWithADeadZone) {
   EXPECT_EQ(DecodeFiledate(L"GA<1W", {2025, 3, 3, 1, 0, 0})->lower, (LocalDateTime{2025, 2, 24, 1, 0, 0}));
   EXPECT_EQ(DecodeFiledate(L"GA<0D", {2025, 3, 3, 1, 2, 3})->upper, (LocalDateTime{2025, 3, 3, 1, 2, 59}));
 
-  // Malformed values switch the condition off; an unknown comparator never matches.
+  // Malformed values refuse the profile; an unknown comparator never matches.
   for (const wchar_t* bad : {L"XX<1D", L"GA<xD", L"GA<1Q", L"GA<D", L""}) {
     EXPECT_FALSE(DecodeFiledate(bad, context_.now)) << test::U8(bad);
   }
   profile_.Filedate = L"GA<zehnD";
-  EXPECT_TRUE(Passes(Build(), L"a"));
+  EXPECT_NE(Refusal().find(L"Filedate=GA<zehnD"), std::wstring::npos);
   profile_.Filedate = L"GA=1D";
   EXPECT_FALSE(Passes(Build(), L"a"));
 }
@@ -187,6 +231,14 @@ TEST_F(ConditionsTest, ContentTestsRunOnlyWhenNeededAndInTheirPlace) {
   EXPECT_EQ(textCalls, 0);
   EXPECT_TRUE(Passes(set, L"a.pdf", 50));
   EXPECT_EQ(textCalls, 1);
+
+  // A cloud file whose data is not on the disk is never opened: reading it would download it.
+  DirEntry cloud;
+  cloud.name = L"b.pdf";
+  cloud.size = 50;
+  cloud.dataOffline = true;
+  EXPECT_FALSE(set.Accepts(ScanEntry{L"C:\\Quelle", cloud, L"pdf"}));
+  EXPECT_EQ(metadataCalls + textCalls, 3);
 
   // Without a way to evaluate them, such profiles are refused instead of passing every file.
   context_.makeMetadataTest = nullptr;
