@@ -82,6 +82,8 @@ FsStatus NativeFs::StageCopy(const std::wstring& from, const std::wstring& targe
   const std::wstring source = ApiPath(from);
   auto file = std::make_unique<Win32StagedFile>();
   const std::wstring temp = ApiPath(StagingName(targetFolder));
+  // Asked up front and at the end as well: not every CopyFileExW calls the progress routine.
+  if (progress && !progress(0, 0)) return FsStatus::Fail(FsError::kCancelled);
   ProgressContext context{&progress};
   BOOL cancel = FALSE;
   // Fail-if-exists: the temporary name is ours alone, and never someone else's file.
@@ -94,6 +96,11 @@ FsStatus NativeFs::StageCopy(const std::wstring& from, const std::wstring& targe
     return StatusFromSystemError(error, side);
   }
   file->tempPath = temp;
+  WIN32_FILE_ATTRIBUTE_DATA copied{};
+  if (progress && GetFileAttributesExW(temp.c_str(), GetFileExInfoStandard, &copied)) {
+    const std::uint64_t size = (static_cast<std::uint64_t>(copied.nFileSizeHigh) << 32) | copied.nFileSizeLow;
+    if (!progress(size, size)) return FsStatus::Fail(FsError::kCancelled);  // the copy goes again
+  }
   SetFileAttributesW(temp.c_str(), GetFileAttributesW(temp.c_str()) | FILE_ATTRIBUTE_HIDDEN);
   if (durable) {
     // Flushing needs write access; a read-only copy is opened with its flag lifted for a moment.

@@ -61,8 +61,10 @@ bool WriteAll(HANDLE file, const char* data, std::size_t size) {
 // A symbolic link, junction or mount point names another place; the reparse tag says so by
 // its name-surrogate bit. Cloud placeholders, deduplicated and compressed files carry tags
 // without it: they hold their own data and are walked like any other entry.
+// A listing that names no tag (some emulations of the system do not) is taken for a link:
+// not following an unknown reparse point is the safe side.
 bool IsNameSurrogate(DWORD attributes, DWORD reparseTag) {
-  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag & 0x20000000u);
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag == 0 || (reparseTag & 0x20000000u));
 }
 
 constexpr DWORD kDataNotLocal = FILE_ATTRIBUTE_OFFLINE | 0x00040000u /* RECALL_ON_OPEN */ |
@@ -121,7 +123,7 @@ FsStatus StatusFromSystemError(std::uint32_t code, FsSide side) {
     case ERROR_USER_MAPPED_FILE: error = FsError::kLocked; break;
     case ERROR_DISK_FULL:
     case ERROR_HANDLE_DISK_FULL:
-    case ERROR_DISK_QUOTA_EXCEEDED: error = FsError::kDiskFull; break;
+    case 1295 /* ERROR_DISK_QUOTA_EXCEEDED */: error = FsError::kDiskFull; break;
     case ERROR_FILE_EXISTS:
     case ERROR_ALREADY_EXISTS: error = FsError::kExists; break;
     case ERROR_WRITE_PROTECT: error = FsError::kReadOnlyMedium; break;

@@ -73,7 +73,7 @@ TEST_F(FaultInjectionTest, AFullDiskDuringACopyLeavesTheOldTargetAndNoPartialFil
   RunSummary s = Run(Make(L"Kopieren", L"0"));
   EXPECT_EQ(s.errors, 1u);
   EXPECT_EQ(ResultOf(L"postfach.pst"), L"Fehler! Ziel: Nicht gen\u00fcgend Speicherplatz");
-  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\postfach.pst"), "gestrige Sicherung");
+  EXPECT_TRUE(ReadBytes(dir_ / L"Ziel\\postfach.pst") == "gestrige Sicherung");
   EXPECT_EQ(Names(dir_ / L"Ziel"), NameList{L"postfach.pst"});
 
   // The same with a new name: nothing at all appears.
@@ -239,7 +239,7 @@ TEST_F(FaultInjectionTest, AnAbortDuringACopyRemovesThePartialCopyAndStopsTheRun
   RunSummary s = RunProfiles({first, second}, RunMode::Execute, host_, log_);
   EXPECT_TRUE(s.aborted);
   EXPECT_EQ(ResultOf(L"gross.bin"), L"Fehler! Abgebrochen");
-  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\gross.bin"), "alt");
+  EXPECT_TRUE(ReadBytes(dir_ / L"Ziel\\gross.bin") == "alt");
   EXPECT_EQ(Names(dir_ / L"Ziel"), NameList{L"gross.bin"});
   EXPECT_EQ(ResultOf(L"klein.bin"), L"(keine Zeile)");  // the next profile never started
   ClearAbort();

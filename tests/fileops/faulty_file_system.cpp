@@ -70,23 +70,16 @@ FsStatus FaultyFileSystem::StageCopy(const std::wstring& from, const std::wstrin
   FsFault* f = Strike(FsOp::kStageCopy, from);
   if (!f) return real_.StageCopy(from, targetFolder, durable, progress, staged);
   if (f->afterBytes == 0) return f->status;
-  // The real copy runs until the limit; then it is stopped as the full disk would stop it.
-  bool limitReached = false;
+  // The real copy runs until the limit and is stopped there, as the full disk would stop it;
+  // a copy whose progress is never reported runs to its end and is thrown away then.
   const std::uint64_t limit = f->afterBytes;
-  const FsStatus real = real_.StageCopy(from, targetFolder, durable,
-                                        [&](std::uint64_t done, std::uint64_t total) {
-                                          if (done >= limit) {
-                                            limitReached = true;
-                                            return false;
-                                          }
-                                          return !progress || progress(done, total);
-                                        },
-                                        staged);
-  if (limitReached) {
-    staged->reset();
-    return f->status;
-  }
-  return real;
+  real_.StageCopy(from, targetFolder, durable,
+                  [&](std::uint64_t done, std::uint64_t total) {
+                    return done < limit && (!progress || progress(done, total));
+                  },
+                  staged);
+  staged->reset();
+  return f->status;
 }
 
 FsStatus FaultyFileSystem::Commit(StagedFile& staged, const std::wstring& target, bool replace) {
