@@ -195,7 +195,36 @@ bool MakeFolderLink(const std::wstring& link, const std::wstring& target) {
 UnreadableFolder::UnreadableFolder(const std::wstring& folder) : folder_(folder) {}
 UnreadableFolder::~UnreadableFolder() = default;
 
+// Another holder that shares nothing: every open by anyone else fails with a sharing violation.
+LockedFile::LockedFile(const std::wstring& path) {
+  handle_ = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                        FILE_ATTRIBUTE_NORMAL, nullptr);
+  active_ = handle_ != INVALID_HANDLE_VALUE;
+}
+LockedFile::~LockedFile() {
+  if (active_) CloseHandle(handle_);
+}
+
 #else
+
+// Linux has no locks that stop a reader; a file this process may not read is the nearest.
+LockedFile::LockedFile(const std::wstring& path) : path_(path) {
+  const std::string native = ToUtf8(path);
+  if (::chmod(native.c_str(), 0) != 0) return;
+  if (::geteuid() == 0) {
+    if (::seteuid(65534) != 0) {
+      ::chmod(native.c_str(), 0644);
+      return;
+    }
+    droppedPrivileges_ = true;
+  }
+  active_ = true;
+}
+LockedFile::~LockedFile() {
+  if (droppedPrivileges_) (void)::seteuid(0);
+  if (!path_.empty()) ::chmod(ToUtf8(path_).c_str(), 0644);
+}
+
 
 bool SetLastWriteTime(const std::wstring& path, FileTime time) {
   const std::int64_t unixTicks = time - 116444736000000000LL;

@@ -56,6 +56,24 @@ class UnreadableFolder {
   bool droppedPrivileges_ = false;
 };
 
+// A file nobody else can read while the guard lives: on Windows held open without sharing (as
+// a mail program holds its mailbox), on Linux without read permission for this process.
+// active() is false where that cannot be arranged.
+class LockedFile {
+ public:
+  explicit LockedFile(const std::wstring& path);
+  ~LockedFile();
+  LockedFile(const LockedFile&) = delete;
+  LockedFile& operator=(const LockedFile&) = delete;
+  bool active() const { return active_; }
+
+ private:
+  std::wstring path_;
+  void* handle_ = nullptr;
+  bool active_ = false;
+  bool droppedPrivileges_ = false;
+};
+
 // A UI port that records every message and answers from a script (Yes/Ok when it runs dry).
 class RecordingUi : public UiPort {
  public:

@@ -88,6 +88,30 @@ TEST_F(ActionsTest, DeletingForGoodTakesReadOnlyFilesWithoutAQuestion) {
   EXPECT_EQ(Handle(file, L"Umbenennen", L"").resultWord, L"Fehler! Unbekannte Aktion Umbenennen");
 }
 
+TEST_F(ActionsTest, ASourceNobodyMayReadLeavesTheOldTargetExactlyAsItWas) {
+  // Yesterday's backup of a mailbox that the mail program holds open today.
+  for (const wchar_t* name : {L"postfach.pst", L"neu.pst"}) {
+    ASSERT_TRUE(WriteBytes(dir_ / (L"Quelle\\" + std::wstring(name)), "heute"));
+  }
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ziel\\postfach.pst", "gestern"));
+  std::wstring overwrite, numbered, moved;
+  {
+    test::LockedFile locked(dir_ / L"Quelle\\postfach.pst");
+    if (!locked.active()) GTEST_SKIP() << "no way to lock a file here";
+    overwrite = Handle(dir_ / L"Quelle\\postfach.pst", L"Kopieren", L"0").resultWord;
+  }
+  {
+    test::LockedFile locked(dir_ / L"Quelle\\neu.pst");
+    numbered = Handle(dir_ / L"Quelle\\neu.pst", L"Kopieren", L"1").resultWord;
+  }
+  EXPECT_EQ(RowKindOf(overwrite), LogRowKind::Error);
+  EXPECT_NE(overwrite.find(L"Quelle: "), std::wstring::npos) << test::U8(overwrite);
+  EXPECT_EQ(RowKindOf(numbered), LogRowKind::Error);
+  EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\postfach.pst"), "gestern");
+  EXPECT_FALSE(PathExists(dir_ / L"Ziel\\neu.pst"));
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\postfach.pst"), "heute");
+}
+
 TEST_F(ActionsTest, NotifySpeaksOnceAndOnlyWhileTheTimerRuns) {
   const std::wstring file = dir_ / L"e.txt";
   ASSERT_TRUE(WriteBytes(file, "e"));

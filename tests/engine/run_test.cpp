@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
+#include <set>
 
 #include "base/abort_flag.h"
 #include "base/text.h"
@@ -122,6 +124,61 @@ TEST_F(RunTest, ProfilesThisBuildCannotEvaluateAreRefusedNotRunBlind) {
   EXPECT_EQ(s.files, 0u);
   EXPECT_FALSE(FolderExists(dir_ / L"Ziel"));
   EXPECT_EQ(log_.size(), 6u);  // start, reason, end for each
+}
+
+TEST_F(RunTest, AProfileThatCannotBeReadIsRefusedWithItsKeyAndTouchesNothing) {
+  struct Case {
+    const wchar_t* key;
+    std::function<void(Profile&)> spoil;
+  };
+  const std::vector<Case> cases = {
+      {L"Quelle=.", [](Profile& p) { p.Quelle = L"."; }},
+      {L"Quelle=temp", [](Profile& p) { p.Quelle = L"temp"; }},
+      {L"Quelle=\\\\", [](Profile& p) { p.Quelle = L"\\\\"; }},
+      {L"Aktion=Umbenennen", [](Profile& p) { p.Aktion = L"Umbenennen"; }},
+      {L"Aktion=", [](Profile& p) { p.Aktion = L""; }},
+      {L"FileSize=ca. 5 MB", [](Profile& p) { p.FileSize = L"ca. 5 MB"; }},
+      {L"Filedate=GA<vorgesternD", [](Profile& p) { p.Filedate = L"GA<vorgesternD"; }},
+  };
+  for (const Case& c : cases) {
+    Profile p = Copy(L"Kaputt", dir_ / L"Eingang", dir_ / L"Ziel");
+    p.Aktion = L"L\u00f6schenX";  // what would be lost if the profile ran wider than written
+    p.Filter = L"Alles";
+    c.spoil(p);
+    log_.Clear();
+    RunSummary s = RunProfiles({p}, RunMode::Execute, host_, log_);
+    ASSERT_EQ(s.refused.size(), 1u) << test::U8(c.key);
+    EXPECT_NE(log_.Text(1, 1).find(c.key), std::wstring::npos) << test::U8(log_.Text(1, 1));
+    EXPECT_EQ(s.files, 0u);
+  }
+  EXPECT_EQ(ReadBytes(dir_ / L"Eingang\\notiz.txt"), "bild");
+}
+
+TEST_F(RunTest, ARunNeverReadsItsOwnTargetAgain) {
+  // Copies into a folder inside the source tree, twice: the second run must not copy the copies.
+  Profile inside = Copy(L"Innen", dir_ / L"Eingang", dir_ / L"Eingang\\Kopien");
+  EXPECT_EQ(RunProfiles({inside}, RunMode::Execute, host_, log_).files, 2u);
+  EXPECT_EQ(RunProfiles({inside}, RunMode::Execute, host_, log_).files, 2u);
+  EXPECT_TRUE(FileExists(dir_ / L"Eingang\\Kopien\\IMG_1(1).jpg"));
+  EXPECT_FALSE(FolderExists(dir_ / L"Eingang\\Kopien\\Kopien"));
+
+  // With a variable the fixed text before it decides: "Sortiert_jpg" is ours, "Sortierung" not.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Fotos\\IMG_A.jpg", "bild"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Fotos\\Sortierung\\IMG_B.jpg", "bild"));
+  Profile variable = Copy(L"Variabel", dir_ / L"Fotos", dir_ / L"Fotos\\Sortiert_%Ext%");
+  EXPECT_EQ(RunProfiles({variable}, RunMode::Execute, host_, log_).files, 2u);
+  ASSERT_TRUE(FileExists(dir_ / L"Fotos\\Sortiert_jpg\\IMG_B.jpg"));
+  log_.Clear();
+  RunSummary again = RunProfiles({variable}, RunMode::Simulate, host_, log_);
+  std::set<std::wstring> folders;
+  for (size_t r = 0; r < log_.size(); ++r) {
+    if (log_.IsFileRow(r)) folders.insert(NamePart(WithoutTrailingSeparator(log_.Text(r, LogColumn::Pfad))));
+  }
+  EXPECT_EQ(folders, (std::set<std::wstring>{L"Fotos", L"Sortierung"}));
+  EXPECT_EQ(again.files, 2u);
+  EXPECT_TRUE(TargetInsideSource(variable.Ziel, variable.Quelle));
+  EXPECT_FALSE(TargetInsideSource(dir_ / L"Eingang", dir_ / L"Eingang"));
+  EXPECT_FALSE(TargetInsideSource(dir_ / L"Eingang2\\x", dir_ / L"Eingang"));
 }
 
 TEST_F(RunTest, TextConditionLooksInsideFilesAndDocuments) {

@@ -12,6 +12,10 @@
 #include "fileops/path_text.h"
 #include "test_support.h"
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 namespace ablagix {
 namespace {
 
@@ -130,6 +134,36 @@ TEST_F(ScanTest, LinksAreNeitherFollowedNorCollectedSoALoopEnds) {
   for (const auto& f : files_) names.insert(NamePart(f.path));
   EXPECT_EQ(names, (std::set<std::wstring>{L"a.txt", L"b.txt"}));
   EXPECT_EQ(files_.size(), 2u);
+}
+
+TEST_F(ScanTest, OnlyRegularFilesAreCollected) {
+#ifdef _WIN32
+  GTEST_SKIP() << "pipes and devices do not appear in Windows folders";
+#else
+  // A pipe in the source folder would block the text search or the copy for ever in open().
+  ASSERT_EQ(::mkfifo(test::U8(dir_ / L"Sub\\rohr").c_str(), 0644), 0);
+  ASSERT_TRUE(test::MakeFolderLink(dir_ / L"Sub\\datei-link", dir_ / L"a.txt"));
+  ASSERT_EQ(Run(Request(true)), ScanResult::Completed);
+  EXPECT_EQ(files_.size(), 7u);
+  for (const auto& f : files_) {
+    EXPECT_NE(NamePart(f.path), L"rohr");
+    EXPECT_NE(NamePart(f.path), L"datei-link");
+  }
+#endif
+}
+
+TEST_F(ScanTest, TheProfilesOwnTargetInsideTheSourceIsLeftOut) {
+  ScanRequest r = Request(true);
+  r.ownTarget = OwnTargetPrefix(dir_ / L"Sub\\Tief");
+  ASSERT_EQ(Run(r), ScanResult::Completed);
+  EXPECT_EQ(RelativeSet().count(L"Sub\\Tief\\d.txt"), 0u);
+  EXPECT_EQ(files_.size(), 6u);
+  r.ownTarget = OwnTargetPrefix(dir_ / L"A%Jahr%");  // "Alt" begins with "A": left out
+  Run(r);
+  EXPECT_EQ(files_.size(), 5u);
+  EXPECT_EQ(OwnTargetPrefix(L"D:\\Fotos\\Jahr_%Jahr%\\%Monat%"), L"D:\\Fotos\\Jahr_");
+  EXPECT_EQ(OwnTargetPrefix(L"D:\\Fotos"), L"D:\\Fotos\\");
+  EXPECT_EQ(OwnTargetPrefix(L"%Curdate%"), L"");
 }
 
 TEST_F(ScanTest, AnUnreadableFolderContributesNothingAndTheScanGoesOn) {
