@@ -647,7 +647,8 @@ bool IsCompressedFormat(std::wstring_view fileName) {
       L"m4a",  L"m4v",  L"aac",  L"ogg",  L"oga",  L"opus", L"flac", L"wma",  L"mkv", L"avi", L"mov",
       L"wmv",  L"webm", L"zip",  L"7z",   L"rar",  L"gz",   L"tgz",  L"bz2",  L"xz",  L"zst", L"lz4",
       L"cab",  L"jar",  L"apk",  L"docx", L"xlsx", L"pptx", L"odt",  L"ods",  L"odp", L"epub", L"msi"};
-  const std::wstring_view extension = ExtensionOf(NamePart(fileName));
+  const std::wstring name = NamePart(fileName);
+  const std::wstring_view extension = ExtensionOf(name);
   if (extension.empty() || extension.size() > 4) return false;
   const std::wstring lower = ToLowerText(extension);
   return std::find(kPacked.begin(), kPacked.end(), lower) != kPacked.end();
