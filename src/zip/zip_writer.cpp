@@ -59,7 +59,7 @@ std::uint32_t Crc(std::uint32_t crc, std::string_view bytes) {
       crc32(crc, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size())));
 }
 
-ZipWriteResult Fail(ZipWriteCode code, std::uint32_t systemError = 0) { return {code, systemError}; }
+ZipWriteResult Fail(ZipWriteCode code, std::uint32_t systemError = 0) { return {code, systemError, {}}; }
 
 // The file time as DOS date and time fields (local time, two-second steps, 1980..2107).
 void DosTime(FileTime time, std::uint16_t* dosTime, std::uint16_t* dosDate) {
@@ -219,18 +219,33 @@ class ArchiveOut {
     return true;
   }
 
-  // Puts the closed file under the target's name.
+  // Puts the closed file under the target's name (or, numbered, the first free one).
   ZipWriteResult Commit(ZipCommit commit) {
     std::uint32_t code = 0;
-    const bool renamed = commit == ZipCommit::kReplace ? RenameReplacing(temp_, target_, &code)
-                                                       : RenameNoReplace(temp_, target_, &code);
+    std::wstring target = target_;
+    bool renamed = commit == ZipCommit::kReplace ? RenameReplacing(temp_, target, &code)
+                                                 : RenameNoReplace(temp_, target, &code);
+    if (!renamed && commit == ZipCommit::kNumbered && IsAlreadyExistsError(code)) {
+      // "a.zip" gives "a(1).zip", as the collision rules number files.
+      const std::wstring name = NamePart(target_);
+      const std::size_t dot = name.rfind(L'.');
+      const std::size_t cut = dot == std::wstring::npos || dot == 0 ? target_.size() : target_.size() - name.size() + dot;
+      const std::wstring stem = target_.substr(0, cut);
+      const std::wstring extension = target_.substr(cut);
+      for (unsigned n = 1; n <= 1000 && !renamed && IsAlreadyExistsError(code); ++n) {
+        target = stem + L"(" + NumberText(n) + L")" + extension;
+        renamed = RenameNoReplace(temp_, target, &code);
+      }
+    }
     if (!renamed) {
       Discard();
-      return commit == ZipCommit::kCreateNew && IsAlreadyExistsError(code) ? Fail(ZipWriteCode::kExists, code)
-                                                                          : Fail(ZipWriteCode::kRenameFailed, code);
+      return commit != ZipCommit::kReplace && IsAlreadyExistsError(code) ? Fail(ZipWriteCode::kExists, code)
+                                                                        : Fail(ZipWriteCode::kRenameFailed, code);
     }
     temp_.clear();
-    return {};
+    ZipWriteResult done;
+    done.path = target;
+    return done;
   }
 
   // Removes the temporary file; the target is never touched.

@@ -9,8 +9,10 @@
 //
 // One archive per file (Zippen 1):
 //   ZipOptions options;
+//   options.commit = ZipCommit::kNumbered;  // from the collision policy
 //   options.cancel = [] { return AbortRequested(); };
 //   ZipWriteResult r = ZipOneFile({source, ZipEntryNameForPath(source, keepPath)}, target + L".zip", options);
+//   // r.ok(): "Gezippt", the archive is r.path; r.code == kExists: "Übersprungen"
 //
 // One archive for a run (Zippen 2): files are compressed on worker threads while the caller
 // goes on adding, and written in the order they were added.
@@ -51,6 +53,7 @@ enum class ZipWriteCode {
 struct ZipWriteResult {
   ZipWriteCode code = ZipWriteCode::kOk;
   std::uint32_t systemError = 0;  // where the system gave one
+  std::wstring path;              // the archive's final path, once it is in place
   bool ok() const { return code == ZipWriteCode::kOk; }
 };
 
@@ -59,8 +62,10 @@ std::wstring ZipWriteText(const ZipWriteResult& result);
 
 // What happens when a file of the archive's name exists by the time the archive is complete.
 enum class ZipCommit {
-  kCreateNew,  // fail with kExists and leave the other file alone
-  kReplace,    // replace it
+  kCreateNew,  // fail with kExists and leave the other file alone ("überspringen")
+  kReplace,    // replace it ("immer überschreiben")
+  kNumbered,   // take the first free name of "a.zip", "a(1).zip" ... "a(1000).zip"
+               // ("neue Datei umbenennen (1)"); chosen at the rename, so never a taken one
 };
 
 struct ZipOptions {

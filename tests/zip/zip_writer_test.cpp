@@ -173,9 +173,23 @@ TEST(ZipWriter, CommitsCreateNewOrReplaceAndLeavesNoTemporaryFile) {
 
   ZipOptions replace;
   replace.commit = ZipCommit::kReplace;
-  ASSERT_TRUE(ZipOneFile({source, "a.txt"}, archive, replace).ok());
+  const ZipWriteResult replaced = ZipOneFile({source, "a.txt"}, archive, replace);
+  ASSERT_TRUE(replaced.ok());
+  EXPECT_EQ(replaced.path, archive);
   EXPECT_EQ(ReadArchive(archive).data, std::vector<std::string>{Text(1000)});
   EXPECT_EQ(Listing(dir.path()), (std::set<std::wstring>{L"a.txt", L"a.zip"}));
+
+  // Numbered: the first free name, chosen when the archive is complete.
+  ZipOptions numbered;
+  numbered.commit = ZipCommit::kNumbered;
+  ASSERT_TRUE(WriteBytes(dir / L"a(1).zip", "auch fremd"));
+  const ZipWriteResult first = ZipOneFile({source, "a.txt"}, archive, numbered);
+  ASSERT_TRUE(first.ok());
+  EXPECT_EQ(first.path, dir / L"a(2).zip");
+  EXPECT_EQ(ZipOneFile({source, "a.txt"}, archive, numbered).path, dir / L"a(3).zip");
+  EXPECT_EQ(ReadArchive(dir / L"a(3).zip").data, std::vector<std::string>{Text(1000)});
+  EXPECT_EQ(ReadBytes(dir / L"a(1).zip"), "auch fremd");
+  for (const wchar_t* name : {L"a(1).zip", L"a(2).zip", L"a(3).zip"}) RemoveFile(dir / name);
 
   // The same for a batch.
   ZipBatch batch;
