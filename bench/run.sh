@@ -90,3 +90,7 @@ echo "Kopieren von $mb MB (1 große Datei, 2000 kleine):"
 awk "BEGIN{printf \"  ablagix-cli run             %6.2f s   %6.0f MB/s\n\", $t_ccli, $mb/$t_ccli}"
 awk "BEGIN{printf \"  cp -r                       %6.2f s   %6.0f MB/s\n\", $t_ccp, $mb/$t_ccp}"
 awk "BEGIN{printf \"  Verhältnis ablagix/cp:      %6.2f\n\", $t_ccli/$t_ccp}"
+
+# Zip archives: one archive of the largest folder against zip and 7z.
+echo
+bench/zip_bench.sh "$((files / 2))" "$work"

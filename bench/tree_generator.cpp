@@ -32,8 +32,33 @@ const wchar_t* const kStems[] = {L"IMG_", L"Rechnung ", L"Bericht_", L"Urlaub M\
                                  L"\u00dcbersicht ", L"notiz-", L"DSC"};
 const wchar_t* const kExtensions[] = {L"jpg", L"JPG", L"png", L"pdf", L"docx", L"txt", L"mp3", L"zip"};
 
-bool WriteSized(const std::wstring& path, std::uint64_t size, FileTime lastWrite) {
-  static const std::string kBlock(65536, 'x');
+// Bytes for a file of this extension (realistic contents) or "x" filler.
+std::string Content(std::wstring_view extension, std::uint64_t size, Random& random, bool realistic) {
+  static const char* const kWords[] = {"Rechnung", "Bericht", "und", "der", "die", "das", "Kunde", "Betrag",
+                                       "Euro", "Datum", "M\xc3\xa4rz", "Ablage", "Ordner", "f\xc3\xbcr", "mit",
+                                       "Seite", "Summe", "Auftrag", "Lieferung", "Termin"};
+  std::string bytes;
+  bytes.reserve(static_cast<std::size_t>(size));
+  const bool packed = extension == L"jpg" || extension == L"JPG" || extension == L"png" || extension == L"mp3" ||
+                      extension == L"zip" || extension == L"docx";
+  const std::uint64_t textPart = !realistic ? 0 : packed ? 0 : extension == L"pdf" ? size / 2 : size;
+  if (!realistic) return std::string(static_cast<std::size_t>(size), 'x');
+  while (bytes.size() < textPart) {
+    bytes += kWords[random.Below(20)];
+    bytes += random.Below(12) == 0 ? (random.Below(3) == 0 ? "\n" : ", ") : " ";
+    if (random.Below(16) == 0) bytes += std::to_string(random.Below(100000));
+  }
+  bytes.resize(static_cast<std::size_t>(textPart));
+  while (bytes.size() < size) {
+    const std::uint32_t r = random.Next();
+    for (int i = 0; i < 4 && bytes.size() < size; ++i) bytes.push_back(static_cast<char>(r >> (8 * i)));
+  }
+  return bytes;
+}
+
+bool WriteSized(const std::wstring& path, std::uint64_t size, FileTime lastWrite, const std::string& content) {
+  static const std::string kFiller(65536, 'x');
+  const std::string& kBlock = content.empty() ? kFiller : content;
 #ifdef _WIN32
   HANDLE h = CreateFileW(LongPathForm(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                          FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -41,7 +66,7 @@ bool WriteSized(const std::wstring& path, std::uint64_t size, FileTime lastWrite
   for (std::uint64_t left = size; left > 0;) {
     DWORD chunk = static_cast<DWORD>(left < kBlock.size() ? left : kBlock.size());
     DWORD written = 0;
-    WriteFile(h, kBlock.data(), chunk, &written, nullptr);
+    WriteFile(h, kBlock.data() + (size - left) % kBlock.size(), chunk, &written, nullptr);
     left -= chunk;
   }
   FILETIME ft;
@@ -56,7 +81,7 @@ bool WriteSized(const std::wstring& path, std::uint64_t size, FileTime lastWrite
   if (fd < 0) return false;
   for (std::uint64_t left = size; left > 0;) {
     size_t chunk = static_cast<size_t>(left < kBlock.size() ? left : kBlock.size());
-    if (::write(fd, kBlock.data(), chunk) < 0) break;
+    if (::write(fd, kBlock.data() + (size - left) % kBlock.size(), chunk) < 0) break;
     left -= chunk;
   }
   const std::int64_t unixTicks = lastWrite - 116444736000000000LL;
@@ -93,12 +118,13 @@ std::uint64_t GenerateTree(const std::wstring& root, const TreeSpec& spec) {
     }
     CreateFolders(folders[f]);
     for (int i = 0; i < spec.filesPerFolder && made < spec.files; ++i, ++made) {
-      std::wstring name = std::wstring(kStems[random.Below(8)]) + NumberText(made) + L"." +
-                          kExtensions[random.Below(8)];
+      const wchar_t* extension = kExtensions[random.Below(8)];
+      std::wstring name = std::wstring(kStems[random.Below(8)]) + NumberText(made) + L"." + extension;
       // Mostly small files, a few large ones, as in real folders.
       std::uint64_t size = random.Below(100) < 98 ? random.Below(8192) : 65536 + random.Below(1 << 18);
       FileTime written = now - static_cast<FileTime>(random.Next()) * (tenYears / 0xFFFFFFFFLL);
-      WriteSized(JoinPath(folders[f], name), size, written);
+      const std::string content = spec.realisticContent ? Content(extension, size, random, true) : std::string();
+      WriteSized(JoinPath(folders[f], name), size, written, content);
       bytes += size;
       if (made % 10000 == 0) {
         std::fprintf(stderr, "\r%llu Dateien", static_cast<unsigned long long>(made));

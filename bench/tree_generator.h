@@ -12,6 +12,10 @@ struct TreeSpec {
   int filesPerFolder = 50;
   int foldersPerLevel = 8;
   std::uint32_t seed = 42;
+  // Contents as real files have them: noise for formats that are compressed already (jpg,
+  // png, mp3, zip, docx), German text for txt, half text half noise for pdf. Otherwise every
+  // file is filled with "x".
+  bool realisticContent = false;
 };
 
 // Returns the number of bytes written; prints progress to stderr.

@@ -116,30 +116,6 @@ class PosixListing final : public FolderListing {
 
 }  // namespace
 
-FsStatus StatusFromSystemError(std::uint32_t code, FsSide side) {
-  FsError error = FsError::kOther;
-  switch (static_cast<int>(code)) {
-    case 0: error = FsError::kNone; break;
-    case ENOENT:
-    case ENOTDIR: error = FsError::kNotFound; break;
-    case EACCES:
-    case EPERM: error = FsError::kAccessDenied; break;
-    case EBUSY:
-    case ETXTBSY:
-    case EAGAIN: error = FsError::kLocked; break;
-    case ENOSPC:
-    case EDQUOT: error = FsError::kDiskFull; break;
-    case EEXIST:
-    case ENOTEMPTY: error = FsError::kExists; break;
-    case EROFS: error = FsError::kReadOnlyMedium; break;
-    case ENAMETOOLONG: error = FsError::kNameTooLong; break;
-    case EXDEV: error = FsError::kNotSameVolume; break;
-    case EISDIR: error = FsError::kNotRegularFile; break;
-    case EIO: error = FsError::kIo; break;
-    default: break;
-  }
-  return FsStatus{error, error == FsError::kNone ? FsSide::kUnknown : side, code};
-}
 
 namespace files_internal {
 

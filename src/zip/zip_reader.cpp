@@ -231,6 +231,7 @@ ZipError ZipReader::ReadCentralDirectory(const std::string& cd, std::uint64_t co
 
     std::string unicodeName;
     std::string_view extra = all.substr(at + kCentralHeaderSize + nameLength, extraLength);
+    entry.extra.assign(extra);
     while (extra.size() >= 4) {
       const std::uint16_t id = LoadLe16(extra, 0);
       const std::size_t length = LoadLe16(extra, 2);

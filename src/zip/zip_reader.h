@@ -53,6 +53,7 @@ struct ZipEntry {
   std::string name;     // UTF-8; names without the UTF-8 flag are read as code page 437
   std::string rawName;  // the bytes as stored in the central directory
   std::string comment;  // as stored
+  std::string extra;    // the central header's extra fields as stored
   std::uint16_t versionMadeBy = 0;
   std::uint16_t flags = 0;
   std::uint16_t method = 0;  // 0 stored, 8 deflated
