@@ -152,7 +152,8 @@ void RunLogScenario(const std::wstring& exe) {
   const int failed = FindLogRow(L"belegt.txt");
   const int skipped = FindLogRow(L"da.txt");
   Check(failed > 0 && skipped > 0, L"beide Dateien im Log");
-  CheckEq(ListText(kIdLogList, failed, 6), L"Fehler!", L"gesperrte Datei");
+  CheckEq(ListText(kIdLogList, failed, 6), L"Fehler! Quelle: Datei wird von einem anderen Programm verwendet",
+          L"gesperrte Datei");
   CheckEq(ListText(kIdLogList, skipped, 6), L"\u00dcbersprungen", L"vorhandene Datei");
   CheckEq(Text(kIdLogList), L"Keine Dateien gefunden!", L"Leertext nach dem Lauf");
   Check(Has(Text(kIdLogStatus), L"Log gespeichert"), L"Status nennt die Sicherung: " + Text(kIdLogStatus));
@@ -369,7 +370,7 @@ void RunLogScenario(const std::wstring& exe) {
     SendMessageW(GetDlgItem(wait, 124), BM_CLICK, 0, 0);
   }
   for (int i = 0; i < 400 && !IsWindowEnabled(Control(kIdRun)); ++i) Sleep(50);
-  CheckEq(ListText(kIdLogList, FindLogRow(L"gross.bin"), 6), L"Fehler!", L"abgebrochenes Schreddern");
+  CheckEq(ListText(kIdLogList, FindLogRow(L"gross.bin"), 6), L"Fehler! Abgebrochen", L"abgebrochenes Schreddern");
   Check(GetFileAttributesW(big.c_str()) != INVALID_FILE_ATTRIBUTES, L"Datei bleibt nach dem Abbruch");
   Check(!IsWindow(wait), L"Wartefenster nach dem Lauf geschlossen");
   DeleteFileW(big.c_str());
