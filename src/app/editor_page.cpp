@@ -413,7 +413,7 @@ void MainWindow::OnEditorCommand(int id, int code) {
     }
     case kIdNameClear:
       nameHistory_ = ParseNameHistory(L"");
-      WriteAppSetting(folders_.SettingsFilePath, L"FilenameVerlauf", L"");
+      SaveSetting(L"FilenameVerlauf", L"");
       FillNameHistory();
       return;
     case kIdZipSeparate:
@@ -440,12 +440,15 @@ bool MainWindow::SaveProfile() {
   ControlsToEditor();
   SaveOutcome outcome = SaveTheProfil(editor_.ToEditorValues(), profileFile_, ui_);
   if (!outcome.saved) {
-    int focus = outcome.focus == EditorField::Description ? kIdDescription
-                : outcome.focus == EditorField::Source    ? kIdSource
-                : outcome.focus == EditorField::Target    ? kIdTxtName
-                                                          : kIdDateAmount;
+    // A failed write names no field: the editor keeps every value for a second try.
+    const int focus = outcome.focus == EditorField::Description  ? kIdDescription
+                      : outcome.focus == EditorField::Source     ? kIdSource
+                      : outcome.focus == EditorField::Target     ? kIdTxtName
+                      : outcome.focus == EditorField::DateAmount ? kIdDateAmount
+                      : outcome.focus == EditorField::SizeAmount ? kIdSizeAmount
+                                                                 : 0;
     SelectTab(kEditorPage);
-    SetFocus(Item(focus));
+    if (focus != 0) SetFocus(Item(focus));
     return false;
   }
   editor_.isFilling = true;
@@ -454,7 +457,7 @@ bool MainWindow::SaveProfile() {
   editor_.isFilling = false;
   if (editor_.values.nameOn) {
     RememberNamePattern(nameHistory_, editor_.values.namePattern);
-    WriteAppSetting(folders_.SettingsFilePath, L"FilenameVerlauf", NameHistoryText(nameHistory_));
+    SaveSetting(L"FilenameVerlauf", NameHistoryText(nameHistory_));
     FillNameHistory();
   }
   ReloadProfiles(true, editor_.values.description);
@@ -488,7 +491,7 @@ void MainWindow::LoadProfileFile() {
   if (!path || path->empty()) return;
   SetProfileFile(*path, ProfileFileLabel(*path));
   settings_.IniPfad = *path;
-  WriteAppSetting(folders_.SettingsFilePath, L"IniPfad", *path);
+  SaveSetting(L"IniPfad", *path);
   ReloadProfiles(false);
 }
 

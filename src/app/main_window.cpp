@@ -10,6 +10,7 @@
 #include "base/environment.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "profiles/ini_file.h"
 #include "profiles/profile_file_choice.h"
 #include "profiles/window_rect.h"
 
@@ -284,6 +285,12 @@ void MainWindow::OnTrayIcon(LPARAM event) {
   }
 }
 
+bool MainWindow::SaveSetting(std::wstring_view key, std::wstring_view value) {
+  FsStatus status;
+  return TellIfNotSaved(WriteAppSetting(folders_.SettingsFilePath, key, value, &status), status, ui_,
+                        L"Die Einstellung " + std::wstring(key), folders_.SettingsFilePath);
+}
+
 void MainWindow::RestoreFromTray() {
   ui_.RemoveTrayIcon();
   ShowWindow(window_, SW_SHOWNORMAL);
@@ -448,7 +455,9 @@ void MainWindow::ShutDown() {
   HWND list = Item(kIdProfileList);
   std::vector<int> order(kProfileColumnCount);
   if (ListView_GetColumnOrderArray(list, kProfileColumnCount, order.data())) settings_.HeaderPosition = order;
-  WriteShutdownSettings(folders_.SettingsFilePath, settings_, minimised);
+  FsStatus status;
+  TellIfNotSaved(WriteShutdownSettings(folders_.SettingsFilePath, settings_, minimised, &status), status, ui_,
+                 L"Die Einstellungen", folders_.SettingsFilePath);
   // The answer does not keep the window open: the user asked to close.
   askIfSaveProfil();
 }

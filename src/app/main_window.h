@@ -64,6 +64,8 @@ class MainWindow {
   void StartUp();
   void RestorePosition();
   void ShutDown();
+  // Writes one key of the settings file; a failed write is shown to the user.
+  bool SaveSetting(std::wstring_view key, std::wstring_view value);
   LRESULT OnCopyData(const COPYDATASTRUCT* data);
   void OnMinMaxInfo(MINMAXINFO* info) const;
   void AddTooltip(HWND owner, HWND control, const wchar_t* text);

@@ -8,6 +8,7 @@
 
 #include "app/resource_ids.h"
 #include "desktop/recent_folders.h"
+#include "profiles/ini_file.h"
 #include "profiles/settings.h"
 
 namespace ablagix::app {
@@ -102,7 +103,9 @@ INT_PTR CALLBACK DialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
           const std::optional<std::wstring> folder = state->ui->ChooseFolder(std::wstring(kBrowseTitle), start);
           if (!folder || folder->empty()) return TRUE;
           state->folders.Add(*folder);
-          WriteAppSetting(state->settingsFile, L"DefaultPath", *folder);
+          FsStatus status;
+          TellIfNotSaved(WriteAppSetting(state->settingsFile, L"DefaultPath", *folder, &status), status,
+                         *state->ui, L"Die Einstellung DefaultPath", state->settingsFile);
           HWND list = GetDlgItem(dialog, IDC_RECENT_LIST);
           FillList(list, state->folders);
           ListView_SetItemState(list, 0, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);

@@ -15,6 +15,7 @@
 #include "engine/timer_model.h"
 #include "fileops/path_text.h"
 #include "metadata/radius.h"
+#include "profiles/ini_file.h"
 
 namespace ablagix::app {
 namespace {
@@ -242,7 +243,9 @@ void MainWindow::ChooseListFont(int which) {
   font.size = std::max(1, MulDiv(lf.lfHeight < 0 ? -lf.lfHeight : lf.lfHeight, 72, metrics_.dpi));
   font.bold = lf.lfWeight >= FW_BOLD;
   font.italic = lf.lfItalic != FALSE;
-  WriteListFont(folders_.SettingsFilePath, which, font);
+  FsStatus status;
+  TellIfNotSaved(WriteListFont(folders_.SettingsFilePath, which, font, &status), status, ui_,
+                 L"Die Schriftart", folders_.SettingsFilePath);
   ApplyListFont(which);
 }
 
@@ -258,7 +261,7 @@ void MainWindow::ChooseRowColor(int id) {
   COLORREF chosen = *color;
   if (!ui_.ChooseColorFor(&chosen)) return;
   *color = chosen;
-  WriteAppSetting(folders_.SettingsFilePath, key, ColorText(chosen));
+  SaveSetting(key, ColorText(chosen));
   InvalidateRect(Item(kIdColorSample1), nullptr, TRUE);
   InvalidateRect(Item(kIdColorSample2), nullptr, TRUE);
   InvalidateRect(Item(kIdProfileList), nullptr, TRUE);
@@ -283,7 +286,7 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       std::uint64_t places = 0;
       if (ParseWholeNumber(GetText(Item(id)), &places)) {
         settings_.Kommastelle = static_cast<int>(places);
-        WriteAppSetting(folders_.SettingsFilePath, L"Kommastelle", NumberText(places));
+        SaveSetting(L"Kommastelle", NumberText(places));
       }
     }
     return;
@@ -319,7 +322,11 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       return;
     }
     case kIdFilterSave:
-      SaveFilterTable(folders_, filterRows_);
+      {
+        FsStatus status;
+        TellIfNotSaved(SaveFilterTable(folders_, filterRows_, &status), status, ui_, L"Die Dateifilter",
+                       SettingPath(folders_, kFilterListFileName));
+      }
       filterList_ = FilterListText(filterRows_);
       FillIncludeList();
       return;
@@ -327,7 +334,7 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       if (auto folder = ui_.ChooseFolder(L"Log automatisch speichern im Ordner:")) {
         SetText(Item(kIdLogPath), *folder);
         settings_.LogPath = *folder;
-        WriteAppSetting(folders_.SettingsFilePath, L"LogPath", *folder);
+        SaveSetting(L"LogPath", *folder);
       }
       return;
     case kIdFont0:
@@ -341,10 +348,10 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       ChooseRowColor(id);
       return;
     case kIdZipHolePath:
-      WriteAppSetting(folders_.SettingsFilePath, L"AXZipHolePath", FlagText(IsOn(Item(id))));
+      SaveSetting(L"AXZipHolePath", FlagText(IsOn(Item(id))));
       return;
     case kIdZipCreateExe:
-      WriteAppSetting(folders_.SettingsFilePath, L"AXCreateEXE", FlagText(IsOn(Item(id))));
+      SaveSetting(L"AXCreateEXE", FlagText(IsOn(Item(id))));
       return;
     case kIdAutostart:
       OnAutostartBox();
@@ -411,7 +418,11 @@ class RegistryAutostart : public AutostartHost {
     GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
     ui_.StartElevated(path);
   }
-  void StoreChoice(bool on) override { WriteAppSetting(settingsFile_, L"AXRun", on ? L"1" : L"0"); }
+  void StoreChoice(bool on) override {
+    FsStatus status;
+    TellIfNotSaved(WriteAppSetting(settingsFile_, L"AXRun", on ? L"1" : L"0", &status), status, ui_,
+                   L"Die Einstellung AXRun", settingsFile_);
+  }
 
  private:
   AppUi& ui_;

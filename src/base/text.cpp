@@ -1,5 +1,7 @@
 #include "base/text.h"
 
+#include <algorithm>
+
 #include <array>
 
 namespace ablagix {
@@ -329,6 +331,16 @@ bool ParseWholeNumber(std::wstring_view text, std::uint64_t* out) {
   }
   *out = value;
   return true;
+}
+
+bool IsDecimalNumber(std::wstring_view text) {
+  text = Trim(text);
+  const size_t separator = text.find_first_of(L",.");
+  auto digits = [](std::wstring_view part) {
+    return !part.empty() && std::all_of(part.begin(), part.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+  };
+  if (separator == std::wstring_view::npos) return digits(text);
+  return digits(text.substr(0, separator)) && digits(text.substr(separator + 1));
 }
 
 std::wstring NumberText(std::uint64_t value) { return std::to_wstring(value); }

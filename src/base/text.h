@@ -51,6 +51,9 @@ std::wstring Join(const std::vector<std::wstring>& pieces, std::wstring_view sep
 // A whole number written as decimal digits, blanks around it allowed, no sign.
 // Fails on empty text, other characters or overflow.
 [[nodiscard]] bool ParseWholeNumber(std::wstring_view text, std::uint64_t* out);
+// Digits with at most one decimal comma or point between digits ("12", "1,5", "0.25"); blanks
+// around it are allowed.
+bool IsDecimalNumber(std::wstring_view text);
 // Decimal text of a number, no grouping.
 std::wstring NumberText(std::uint64_t value);
 

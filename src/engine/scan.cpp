@@ -31,19 +31,6 @@ std::vector<std::wstring> SplitBlockFolder(std::wstring_view value) {
   return folders;
 }
 
-std::wstring OwnTargetPrefix(std::wstring_view ziel) {
-  const size_t variable = ziel.find(L'%');
-  if (variable == std::wstring_view::npos) return ziel.empty() ? std::wstring() : WithTrailingBackslash(ziel);
-  return std::wstring(ziel.substr(0, variable));
-}
-
-bool TargetInsideSource(std::wstring_view ziel, std::wstring_view quelle) {
-  const std::wstring prefix = OwnTargetPrefix(ziel);
-  const std::wstring source = WithTrailingBackslash(quelle);
-  // Below the source folder, not the source folder itself: that one is always read.
-  return prefix.size() > source.size() && FolderTextStartsWith(prefix, source);
-}
-
 ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState* state) {
   // An explicit stack instead of recursion: a deep tree costs heap, not call stack, and the
   // order stays the same as a recursive walk (a subfolder is listed when it is met).

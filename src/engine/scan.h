@@ -60,13 +60,6 @@ enum class ScanResult { Completed, Aborted };
 // the process-wide abort flag is set or `poll` reports Esc (then the flag is set too).
 ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState* state);
 
-// The fixed part of a target folder that a run writes below: the text before the first "%"
-// ("D:\Fotos\Jahr_%Jahr%" gives "D:\Fotos\Jahr_"), or the whole folder with a separator
-// at its end when it holds no variable.
-std::wstring OwnTargetPrefix(std::wstring_view ziel);
-// True when a profile with subfolders would write below its own source folder.
-bool TargetInsideSource(std::wstring_view ziel, std::wstring_view quelle);
-
 // The excluded folders as stored under "BlockFolder": every path closed by ";".
 std::vector<std::wstring> SplitBlockFolder(std::wstring_view value);
 

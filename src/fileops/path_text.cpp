@@ -89,4 +89,17 @@ bool FolderTextStartsWith(std::wstring_view path, std::wstring_view prefix) {
   return true;
 }
 
+std::wstring OwnTargetPrefix(std::wstring_view ziel) {
+  const size_t variable = ziel.find(L'%');
+  if (variable == std::wstring_view::npos) return ziel.empty() ? std::wstring() : WithTrailingBackslash(ziel);
+  return std::wstring(ziel.substr(0, variable));
+}
+
+bool TargetInsideSource(std::wstring_view ziel, std::wstring_view quelle) {
+  const std::wstring prefix = OwnTargetPrefix(ziel);
+  const std::wstring source = WithTrailingBackslash(quelle);
+  // Below the source folder, not the source folder itself: that one is always read.
+  return prefix.size() > source.size() && FolderTextStartsWith(prefix, source);
+}
+
 }  // namespace ablagix

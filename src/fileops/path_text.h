@@ -39,4 +39,11 @@ bool SameFolderText(std::wstring_view a, std::wstring_view b);
 // True when `path` begins with `prefix`, compared as SameFolderText compares.
 bool FolderTextStartsWith(std::wstring_view path, std::wstring_view prefix);
 
+// The fixed part of a target folder that a run writes below: the text before the first "%"
+// ("D:\Fotos\Jahr_%Jahr%" gives "D:\Fotos\Jahr_"), or the whole folder with a separator
+// at its end when it holds no variable.
+std::wstring OwnTargetPrefix(std::wstring_view ziel);
+// True when a profile with subfolders would write below its own source folder.
+bool TargetInsideSource(std::wstring_view ziel, std::wstring_view quelle);
+
 }  // namespace ablagix

@@ -61,13 +61,13 @@ std::wstring FilterListText(const std::vector<FilterRow>& rows) {
   return Join(names, L",");
 }
 
-bool SaveFilterTable(const SettingsFolders& folders, const std::vector<FilterRow>& rows) {
+bool SaveFilterTable(const SettingsFolders& folders, const std::vector<FilterRow>& rows, FsStatus* status) {
   IniFile ini = IniFile::Load(FilterFile(folders));
   for (std::size_t i = 0; i < rows.size(); ++i) {
     ini.SetString(kFilterSection, MaskKey(i), rows[i].mask);
   }
   ini.SetString(kFilterSection, L"Filter", FilterListText(rows));
-  return ini.Save();
+  return ini.Save(status);
 }
 
 }  // namespace ablagix

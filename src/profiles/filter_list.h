@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fileops/system_error.h"
 #include "profiles/settings_store.h"
 
 namespace ablagix {
@@ -41,6 +42,7 @@ std::vector<FilterRow> ReadFilterTable(const SettingsFolders& folders);
 // later filter onto the wrong mask, so it is left out.
 std::wstring FilterListText(const std::vector<FilterRow>& rows);
 // Writes every row's mask and then the names, in one atomic write.
-bool SaveFilterTable(const SettingsFolders& folders, const std::vector<FilterRow>& rows);
+bool SaveFilterTable(const SettingsFolders& folders, const std::vector<FilterRow>& rows,
+                     FsStatus* status = nullptr);
 
 }  // namespace ablagix

@@ -1,6 +1,7 @@
 #include "profiles/ini_file.h"
 
 #include "base/text.h"
+#include "fileops/file_system.h"
 #include "fileops/files.h"
 
 namespace ablagix {
@@ -255,14 +256,34 @@ std::string IniFile::Serialize() const {
   return ToUtf16LeBytes(text, true);
 }
 
-bool IniFile::Save() {
-  if (unreadable_) return false;
+bool IniFile::Save(FsStatus* status) {
+  if (unreadable_) {
+    // The file is there but could not be read: writing would replace what we never saw.
+    if (status) *status = FsStatus::Fail(FsError::kAccessDenied, FsSide::kTarget);
+    return false;
+  }
   std::string bytes = Serialize();
-  if (!WriteFileAtomic(path_, bytes)) return false;
+  const FsStatus written = ActiveFileSystem().WriteFileAtomic(path_, bytes);
+  if (status) *status = written;
+  if (!written.ok()) return false;
   if (encoding_ == TextEncoding::Ansi && bytes.size() >= 2 && bytes[0] == '\xFF' && bytes[1] == '\xFE') {
     encoding_ = TextEncoding::Utf16Le;
   }
   return true;
+}
+
+std::wstring SaveFailedMessage(std::wstring_view what, const std::wstring& file, const FsStatus& status) {
+  std::wstring text = std::wstring(what) + L" konnte nicht gespeichert werden:\r\n" + file;
+  const std::wstring reason = FsErrorText(status.error);
+  if (!reason.empty()) text += L"\r\n(" + reason + L")";
+  return text + L"\r\n\r\nIhre Eingaben bleiben erhalten. Bitte schlie\u00dfen Sie das Programm, das die "
+                L"Datei verwendet, oder w\u00e4hlen Sie einen anderen Speicherort und speichern Sie erneut.";
+}
+
+bool TellIfNotSaved(bool saved, const FsStatus& status, UiPort& ui, std::wstring_view what,
+                    const std::wstring& file) {
+  if (!saved) ui.ShowMessage(SaveFailedMessage(what, file, status), MessageIcon::Critical, MessageButtons::Ok);
+  return saved;
 }
 
 std::wstring ReadIniString(const std::wstring& file, std::wstring_view section,
@@ -271,10 +292,10 @@ std::wstring ReadIniString(const std::wstring& file, std::wstring_view section,
 }
 
 bool WriteIniString(const std::wstring& file, std::wstring_view section, std::wstring_view key,
-                    std::wstring_view value) {
+                    std::wstring_view value, FsStatus* status) {
   IniFile ini = IniFile::Load(file);
   ini.SetString(section, key, value);
-  return ini.Save();
+  return ini.Save(status);
 }
 
 bool DeleteIniKey(const std::wstring& file, std::wstring_view section, std::wstring_view key) {

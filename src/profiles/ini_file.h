@@ -21,6 +21,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/ui_port.h"
+#include "fileops/system_error.h"
+
 namespace ablagix {
 
 enum class TextEncoding { Utf16Le, Utf8Bom, Utf8, Ansi };
@@ -52,7 +55,8 @@ class IniFile {
 
   // Writes the file atomically. False when it could not be written, or when the file existed
   // but could not be read at Load(); the old file stays in both cases.
-  bool Save();
+  // `status` (optional) receives why a save failed.
+  bool Save(FsStatus* status = nullptr);
   // The bytes Save() would write.
   std::string Serialize() const;
 
@@ -84,10 +88,17 @@ class IniFile {
 };
 
 // One read or write per call, like the profile-string functions: load, change, save.
+// "Das Profil konnte nicht gespeichert werden" with the file, the reason, and the promise that
+// what the user entered is still there: for every failed write of a profile or settings file.
+std::wstring SaveFailedMessage(std::wstring_view what, const std::wstring& file, const FsStatus& status);
+// Shows that message through `ui` when `saved` is false; returns `saved`.
+bool TellIfNotSaved(bool saved, const FsStatus& status, UiPort& ui, std::wstring_view what,
+                    const std::wstring& file);
+
 std::wstring ReadIniString(const std::wstring& file, std::wstring_view section,
                            std::wstring_view key, std::wstring_view defaultValue);
 bool WriteIniString(const std::wstring& file, std::wstring_view section, std::wstring_view key,
-                    std::wstring_view value);
+                    std::wstring_view value, FsStatus* status = nullptr);
 bool DeleteIniKey(const std::wstring& file, std::wstring_view section, std::wstring_view key);
 bool DeleteIniSection(const std::wstring& file, std::wstring_view section);
 

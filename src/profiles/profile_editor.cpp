@@ -149,6 +149,14 @@ int PositionOf(const std::array<std::wstring_view, N>& entries, std::wstring_vie
   return fallback;
 }
 
+template <size_t N>
+int PositionOfNoCase(const std::array<std::wstring_view, N>& entries, std::wstring_view text, int fallback) {
+  for (size_t i = 0; i < N; ++i) {
+    if (EqualsNoCase(entries[i], text)) return static_cast<int>(i);
+  }
+  return fallback;
+}
+
 }  // namespace
 
 void ProfileEditor::LoadFromRow(const Profile& p) {
@@ -174,24 +182,26 @@ void ProfileEditor::LoadFromRow(const Profile& p) {
   v.excludeExtOn = !p.Extension.empty() && p.Extension != kNoExcludeEntry;
   v.excludeExt = p.Extension.empty() ? std::wstring(kNoExcludeEntry) : p.Extension;
 
-  // Date: kind (2 letters), comparator (1), amount, unit (last letter), e.g. "GA<30D".
+  // Date: kind (2 letters), comparator (1), amount, unit (last letter), e.g. "GA<30D". Letters
+  // count in either case, as the run reads them: "GA<6m" is six months, and loading it as
+  // days would write the wider condition back on the next save.
   const std::wstring& d = p.Filedate;
   v.dateOn = !d.empty();
   if (!d.empty()) {
-    v.dateKindPos = d.starts_with(L"EA") ? 0 : 1;
+    v.dateKindPos = EqualsNoCase(std::wstring_view(d).substr(0, 2), L"EA") ? 0 : 1;
     v.dateComparatorPos = d.size() > 2 && d[2] == L'<' ? 0 : 1;
     v.dateAmount = d.size() > 4 ? d.substr(3, d.size() - 4) : L"";
-    v.dateUnitPos = PositionOf(std::array<std::wstring_view, 6>{L"N", L"H", L"D", L"W", L"M", L"Y"},
-                               std::wstring_view(d).substr(d.size() - 1), 2);
+    v.dateUnitPos = PositionOfNoCase(std::array<std::wstring_view, 6>{L"N", L"H", L"D", L"W", L"M", L"Y"},
+                                     std::wstring_view(d).substr(d.size() - 1), 2);
   }
-  // Size: comparator (1), amount, unit (last two letters), e.g. ">10MB".
+  // Size: comparator (1), amount, unit (last two letters), e.g. ">10MB" or ">10mb".
   const std::wstring& s = p.FileSize;
   v.sizeOn = !s.empty();
   if (!s.empty()) {
     v.sizeComparatorPos = s[0] == L'>' ? 0 : 1;
     v.sizeAmount = s.size() > 3 ? s.substr(1, s.size() - 3) : L"";
-    v.sizeUnitPos = s.size() >= 2 ? PositionOf(std::array<std::wstring_view, 4>{L"BY", L"KB", L"MB", L"GB"},
-                                               std::wstring_view(s).substr(s.size() - 2), 0)
+    v.sizeUnitPos = s.size() >= 2 ? PositionOfNoCase(std::array<std::wstring_view, 4>{L"BY", L"KB", L"MB", L"GB"},
+                                                     std::wstring_view(s).substr(s.size() - 2), 0)
                                   : 0;
   }
 
@@ -335,7 +345,8 @@ bool DeleteCheckedProfiles(const std::wstring& profileFile,
   if (answer != MessageAnswer::Yes) return false;
   IniFile ini = IniFile::Load(profileFile);
   for (const auto& name : checkedNames) ini.DeleteSection(name);
-  return ini.Save();
+  FsStatus status;
+  return TellIfNotSaved(ini.Save(&status), status, ui, L"Die Profildatei", profileFile);
 }
 
 }  // namespace ablagix

@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "fileops/files.h"
+#include "fileops/path_text.h"
 #include "profiles/ini_file.h"
 #include "profiles/language.h"
 #include "profiles/profile.h"
@@ -59,6 +60,16 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
   if (v.description.empty()) {
     return Refuse(ui, LookupMessage(L"530", L"Bitte Beschreibung eintragen!"), EditorField::Description);
   }
+  // "]" would end the section name early and split the profile in two.
+  if (v.description.find(L']') != std::wstring::npos) {
+    return Refuse(ui, L"Die Beschreibung darf kein \u201E]\u201C enthalten.", EditorField::Description);
+  }
+  // A relative source ("." or "temp") would be read against whatever folder the program
+  // happens to be in when the profile runs.
+  if (!v.source.empty() && !IsFullPath(v.source)) {
+    return Refuse(ui, L"Bitte den Quellpfad vollst\u00e4ndig angeben, mit Laufwerk oder Server (z. B. C:\\Fotos)!",
+                  EditorField::Source);
+  }
   if (v.source.empty() || !FolderExists(v.source)) {
     return Refuse(ui, LookupMessage(L"161", L"Der Quellpfad existiert nicht!"), EditorField::Source);
   }
@@ -79,6 +90,12 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
   const bool dateAmountNumeric = ParseWholeNumber(v.dateAmount, &dateAmount);
   if (v.dateOn && !dateAmountNumeric) {
     return Refuse(ui, L"Bitte beim Datum eine ganze Zahl eingeben!", EditorField::DateAmount);
+  }
+  // The size amount may have decimals ("1,5" MB) and is stored as typed; anything that is no
+  // number is refused, because a "0" in its place would select nearly every file.
+  if (v.sizeOn && !IsDecimalNumber(v.sizeAmount)) {
+    return Refuse(ui, L"Bitte bei der Gr\u00f6\u00dfe eine Zahl eingeben (z. B. 500 oder 1,5)!",
+                  EditorField::SizeAmount);
   }
 
   const std::wstring& section = v.description;
@@ -122,8 +139,8 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
     // old behaviour that stored profiles rely on, so it stays.
     std::uint64_t sizeAmount = 0;
     std::wstring amount = L"0";
-    if (ParseWholeNumber(v.sizeAmount, &sizeAmount) && !(dateAmountNumeric && dateAmount == 0)) {
-      amount = NumberText(sizeAmount);
+    if (!(dateAmountNumeric && dateAmount == 0)) {
+      amount = ParseWholeNumber(v.sizeAmount, &sizeAmount) ? NumberText(sizeAmount) : std::wstring(Trim(v.sizeAmount));
     }
     std::wstring filesize = v.sizeComparatorPos == 0 ? L">" : L"<";
     filesize += amount;
@@ -148,8 +165,13 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
   ini.SetString(section, L"Zippen", zippen);
   if (v.zipOne) ini.SetString(section, L"ZipName", v.zipName);
 
-  outcome.fileWritten = ini.Save();
+  FsStatus written;
+  outcome.fileWritten = TellIfNotSaved(ini.Save(&written), written, ui, L"Das Profil", profileFile);
+  if (!outcome.fileWritten) return outcome;
   outcome.saved = true;
+  if (v.includeSubfolders && needsTarget && TargetInsideSource(v.target, v.source)) {
+    ui.ShowMessage(std::wstring(kTargetInsideSourceNote), MessageIcon::Information, MessageButtons::Ok);
+  }
   return outcome;
 }
 

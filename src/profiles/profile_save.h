@@ -64,20 +64,26 @@ struct ProfileEditorValues {
   std::wstring zipName;
 };
 
-enum class EditorField { None, Description, Source, Target, DateAmount };
+enum class EditorField { None, Description, Source, Target, DateAmount, SizeAmount };
 
 struct SaveOutcome {
   bool saved = false;
   EditorField focus = EditorField::None;
   // What the include-extension field shows after saving ("Alles" or the normalised list).
   std::wstring filterShown;
-  // False when the file could not be written. Like the profile-string functions this is not
-  // a validation failure; the reloaded list shows what the file really holds.
+  // False when the file could not be written (locked, read-only, disk full). The user was told
+  // so, `saved` is false too, and the editor keeps what was typed for a second try.
   bool fileWritten = false;
 };
 
 SaveOutcome SaveTheProfil(const ProfileEditorValues& values, const std::wstring& profileFile,
                           UiPort& ui);
+
+// Shown after saving when the target folder lies inside the source tree: the run leaves it
+// out, so it never reads its own copies again.
+inline constexpr std::wstring_view kTargetInsideSourceNote =
+    L"Der Zielordner liegt innerhalb des Quellordners. Damit ein Lauf seine eigenen Dateien nicht "
+    L"erneut verarbeitet, wird der Zielordner beim Durchsuchen \u00fcbersprungen.";
 
 // The typed include-extension text as stored: "*" removed, every piece starting with ".".
 // "*jpg,png" gives ".jpg,.png"; pieces are not trimmed, so "jpg, png" gives ".jpg,. png".

@@ -196,7 +196,7 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
 }
 
 bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& s,
-                           bool minimised) {
+                           bool minimised, FsStatus* status) {
   IniFile ini = IniFile::Load(settingsFile);
   auto put = [&](std::wstring_view key, std::wstring_view value) {
     ini.SetString(kSettingsSection, key, value);
@@ -216,7 +216,7 @@ bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& 
   put(L"Option5", std::to_wstring(static_cast<int>(s.Option5)));
   put(L"LogPath", s.LogPath);
   put(L"HeaderPosition", ColumnOrderText(s.HeaderPosition));
-  return ini.Save();
+  return ini.Save(status);
 }
 
 std::wstring ReadAppSetting(const std::wstring& settingsFile, std::wstring_view key) {
@@ -224,17 +224,17 @@ std::wstring ReadAppSetting(const std::wstring& settingsFile, std::wstring_view 
 }
 
 bool WriteAppSetting(const std::wstring& settingsFile, std::wstring_view key,
-                     std::wstring_view value) {
-  return WriteIniString(settingsFile, kSettingsSection, key, value);
+                     std::wstring_view value, FsStatus* status) {
+  return WriteIniString(settingsFile, kSettingsSection, key, value, status);
 }
 
-bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& font) {
+bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& font, FsStatus* status) {
   IniFile ini = IniFile::Load(settingsFile);
   ini.SetString(kSettingsSection, FontKey(L"FontName", which), font.name);
   ini.SetString(kSettingsSection, FontKey(L"FontSize", which), std::to_wstring(font.size));
   ini.SetString(kSettingsSection, FontKey(L"FontBold", which), TrueFalseText(font.bold));
   ini.SetString(kSettingsSection, FontKey(L"FontItalic", which), TrueFalseText(font.italic));
-  return ini.Save();
+  return ini.Save(status);
 }
 
 std::wstring FlagText(bool on) { return on ? L"1" : L"0"; }

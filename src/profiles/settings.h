@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fileops/system_error.h"
 #include "profiles/window_rect.h"
 
 namespace ablagix {
@@ -83,14 +84,15 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile);
 // TimerSystray, CheckBox15, CheckBox16, CheckBox17, Check17, Check1, Delimeter, Option5, LogPath,
 // HeaderPosition. All in one atomic write.
 bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& settings,
-                           bool minimised);
+                           bool minimised, FsStatus* status = nullptr);
 
 // One key of the section, for the settings written the moment they change.
 std::wstring ReadAppSetting(const std::wstring& settingsFile, std::wstring_view key);
 bool WriteAppSetting(const std::wstring& settingsFile, std::wstring_view key,
-                     std::wstring_view value);
+                     std::wstring_view value, FsStatus* status = nullptr);
 // FontName<n>, FontSize<n>, FontBold<n>, FontItalic<n> of list view `which` (0 or 1).
-bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& font);
+bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& font,
+                   FsStatus* status = nullptr);
 
 // The value texts: flags are "1"/"0", font styles "True"/"False".
 std::wstring FlagText(bool on);

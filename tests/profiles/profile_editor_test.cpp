@@ -71,6 +71,22 @@ TEST(ProfileEditorLoad, DecodesDateSizeAndConditions) {
   EXPECT_EQ(editor.values.sizeComparatorPos, 1);
   EXPECT_EQ(editor.values.sizeAmount, L"512");
   EXPECT_EQ(editor.values.sizeUnitPos, 0);
+
+  // Unit letters in either case mean what the run reads: six months, ten megabytes. Loading
+  // them as days and bytes would write the wider condition back on the next save.
+  p.Filedate = L"ga<6m";
+  p.FileSize = L">10mb";
+  editor.LoadFromRow(p);
+  EXPECT_EQ(kDateKindEntries[static_cast<size_t>(editor.values.dateKindPos)], L"Datei ge\u00e4ndert");
+  EXPECT_EQ(kDateUnitEntries[static_cast<size_t>(editor.values.dateUnitPos)], L"Monate");
+  EXPECT_EQ(kSizeUnitEntries[static_cast<size_t>(editor.values.sizeUnitPos)], L"MB");
+  p.Filedate = L"ea<1w";
+  p.FileSize = L"<1,5Kb";
+  editor.LoadFromRow(p);
+  EXPECT_EQ(editor.values.dateKindPos, 0);
+  EXPECT_EQ(kDateUnitEntries[static_cast<size_t>(editor.values.dateUnitPos)], L"Wochen");
+  EXPECT_EQ(editor.values.sizeAmount, L"1,5");
+  EXPECT_EQ(kSizeUnitEntries[static_cast<size_t>(editor.values.sizeUnitPos)], L"KB");
 }
 
 TEST(ProfileEditorLoad, ReplacesEveryFieldOfThePreviousProfile) {

@@ -5,6 +5,7 @@
 #include "fileops/files.h"
 #include "profiles/ini_file.h"
 #include "profiles/profile.h"
+#include "fileops/faulty_file_system.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -52,6 +53,22 @@ TEST_F(SaveTheProfilTest, RefusesMissingDescriptionSourceOrTargetWithoutWriting)
          v.dateAmount = L"drei";
        },
        L"Bitte beim Datum eine ganze Zahl eingeben!", EditorField::DateAmount},
+      // A size that is no number would be stored as "0": with "Größer als" nearly every file.
+      {[](ProfileEditorValues& v) {
+         v.sizeOn = true;
+         v.sizeAmount = L"viel";
+       },
+       L"Bitte bei der Gr\u00f6\u00dfe eine Zahl eingeben (z. B. 500 oder 1,5)!", EditorField::SizeAmount},
+      // "]" would end the section name and split the profile.
+      {[](ProfileEditorValues& v) { v.description = L"Fotos [2024] alt"; },
+       L"Die Beschreibung darf kein \u201E]\u201C enthalten.", EditorField::Description},
+      // Relative sources depend on the current folder, which the file dialogs move.
+      {[](ProfileEditorValues& v) { v.source = L"."; },
+       L"Bitte den Quellpfad vollst\u00e4ndig angeben, mit Laufwerk oder Server (z. B. C:\\Fotos)!",
+       EditorField::Source},
+      {[](ProfileEditorValues& v) { v.source = L"Quelle"; },
+       L"Bitte den Quellpfad vollst\u00e4ndig angeben, mit Laufwerk oder Server (z. B. C:\\Fotos)!",
+       EditorField::Source},
   };
   for (const Case& c : cases) {
     ProfileEditorValues saved = values_;
@@ -185,12 +202,43 @@ TEST_F(SaveTheProfilTest, DateAndSizeAmountsFollowTheDateFieldsZero) {
   values_.dateAmount = L"12";
   values_.dateComparatorPos = 1;
   values_.dateUnitPos = 5;
-  values_.sizeAmount = L"viel";  // not a number: stored as 0
+  values_.sizeAmount = L"1,5";  // a decimal amount is stored as typed, never as 0
   values_.sizeComparatorPos = 0;
   values_.sizeUnitPos = 3;
   ASSERT_TRUE(Save().saved);
   EXPECT_EQ(Key(L"Filedate"), L"EA>12Y");
-  EXPECT_EQ(Key(L"FileSize"), L">0GB");
+  EXPECT_EQ(Key(L"FileSize"), L">1,5GB");
+}
+
+TEST_F(SaveTheProfilTest, AFailedWriteSaysSoAndKeepsTheOldFile) {
+  ASSERT_TRUE(Save().saved);
+  const std::string before = test::ReadBytes(file_);
+  values_.target = L"E:\\Neu";
+  ui_.shown.clear();
+  {
+    test::FaultyFileSystem fs;  // the companion holds the file without sharing
+    fs.Fail(test::FsOp::kWriteFileAtomic, L"Ablagix.ini", FsError::kLocked, FsSide::kTarget);
+    SaveOutcome outcome = Save();
+    EXPECT_FALSE(outcome.saved);
+    EXPECT_FALSE(outcome.fileWritten);
+  }
+  ASSERT_EQ(ui_.shown.size(), 1u);
+  EXPECT_NE(ui_.shown[0].text.find(L"Das Profil konnte nicht gespeichert werden"), std::wstring::npos);
+  EXPECT_NE(ui_.shown[0].text.find(L"von einem anderen Programm verwendet"), std::wstring::npos);
+  EXPECT_NE(ui_.shown[0].text.find(L"Ihre Eingaben bleiben erhalten"), std::wstring::npos);
+  EXPECT_EQ(test::ReadBytes(file_), before);
+}
+
+TEST_F(SaveTheProfilTest, ATargetInsideTheSourceIsSavedWithANote) {
+  values_.includeSubfolders = true;
+  values_.target = values_.source + L"\\Sortiert\\%Jahr%";
+  ASSERT_TRUE(Save().saved);
+  ASSERT_EQ(ui_.shown.size(), 1u);
+  EXPECT_EQ(ui_.shown[0].text, kTargetInsideSourceNote);
+  ui_.shown.clear();
+  values_.includeSubfolders = false;  // without subfolders the target is never walked into
+  ASSERT_TRUE(Save().saved);
+  EXPECT_TRUE(ui_.shown.empty());
 }
 
 TEST_F(SaveTheProfilTest, OtherActionsKeepAStaleTargetAndCollision) {
