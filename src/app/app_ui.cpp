@@ -175,12 +175,18 @@ class WindowsUi : public AppUi {
                                                    SW_SHOWNORMAL)) > 32;
   }
 
-  void AddTrayIcon() override {
-    if (trayIcon_) return;
+  bool AddTrayIcon() override {
+    if (trayIcon_) return true;
     NOTIFYICONDATAW data = TrayData();
     data.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP;
-    // A failed add is not reported: the window can still be reached from the taskbar.
     trayIcon_ = Shell_NotifyIconW(NIM_ADD, &data) != FALSE;
+    return trayIcon_;
+  }
+
+  bool ReAddTrayIcon() override {
+    if (!trayIcon_) return true;
+    trayIcon_ = false;
+    return AddTrayIcon();
   }
 
   void ShowBalloon(const std::wstring& title, const std::wstring& text) override {
@@ -272,10 +278,23 @@ class ScriptedUi : public AppUi {
     Record(L"ELEVATED|" + program);
     return true;
   }
-  void AddTrayIcon() override {
-    if (trayIcon_) return;
+  // An answer line "TRAY-FAILS" makes the next add fail, as on a system without a
+  // notification area.
+  bool AddTrayIcon() override {
+    if (trayIcon_) return true;
+    if (PeekAnswer() == L"TRAY-FAILS") {
+      NextAnswer();
+      Record(L"TRAY|add-failed");
+      return false;
+    }
     trayIcon_ = true;
     Record(L"TRAY|add");
+    return true;
+  }
+  bool ReAddTrayIcon() override {
+    if (!trayIcon_) return true;
+    trayIcon_ = false;
+    return AddTrayIcon();
   }
   void ShowBalloon(const std::wstring& title, const std::wstring& text) override {
     AddTrayIcon();
@@ -293,6 +312,16 @@ class ScriptedUi : public AppUi {
     std::optional<std::wstring> answer = NextAnswer();
     if (!answer || *answer == L"Cancel") return std::nullopt;
     return answer;
+  }
+
+  std::optional<std::wstring> PeekAnswer() {
+    std::string bytes;
+    if (!ReadWhole(answersFile_, &bytes)) return std::nullopt;
+    std::wstring text = FromUtf8(bytes);
+    if (text.starts_with(L'\xFEFF')) text.erase(0, 1);
+    std::wstring line = text.substr(0, text.find(L'\n'));
+    if (!line.empty() && line.back() == L'\r') line.pop_back();
+    return line;
   }
 
   std::optional<std::wstring> NextAnswer() {

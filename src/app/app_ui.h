@@ -44,8 +44,12 @@ class AppUi : public UiPort {
   virtual bool StartProgram(const std::wstring& program, const std::wstring& parameters) = 0;
   // Starts a program with administrator rights (the shell's "runas"); false when it did not.
   virtual bool StartElevated(const std::wstring& program) = 0;
-  // The program's icon in the notification area, with the tip "Ablagix".
-  virtual void AddTrayIcon() = 0;
+  // The program's icon in the notification area, with the tip "Ablagix". False when the
+  // system refused it.
+  virtual bool AddTrayIcon() = 0;
+  // After Explorer restarted (the "TaskbarCreated" message) the icon is gone; it is added
+  // again when there was one. False when that fails.
+  virtual bool ReAddTrayIcon() = 0;
   // A balloon at that icon, which is added for it when missing.
   virtual void ShowBalloon(const std::wstring& title, const std::wstring& text) = 0;
   // Removes that icon again; nothing when there is none.

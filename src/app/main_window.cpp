@@ -139,6 +139,14 @@ HWND MainWindow::Item(int id) const {
 }
 
 LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
+  // Explorer sends this to every top-level window after it restarted: icons in the
+  // notification area are gone and must be added again.
+  static const UINT taskbarCreated = RegisterWindowMessageW(L"TaskbarCreated");
+  if (message == taskbarCreated && taskbarCreated != 0) {
+    // Without its icon a hidden window could not be reached any more, so it comes back.
+    if (!ui_.ReAddTrayIcon() && !IsWindowVisible(window_)) RestoreFromTray();
+    return 0;
+  }
   switch (message) {
     case WM_CREATE:
       BuildFrame();

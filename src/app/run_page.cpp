@@ -20,6 +20,15 @@
 #include "metadata/metadata_source.h"
 
 namespace ablagix::app {
+namespace {
+
+bool OwnWindowActive() {
+  DWORD process = 0;
+  HWND front = GetForegroundWindow();
+  return front != nullptr && GetWindowThreadProcessId(front, &process) != 0 && process == GetCurrentProcessId();
+}
+
+}  // namespace
 
 // The engine's view of the window during a run: pending messages are handled between files
 // (a few times a second, which keeps the window painted and answering), Esc stops the run,
@@ -42,6 +51,10 @@ class WindowRunHost : public RunHost {
     const ULONGLONG now = GetTickCount64();
     if (now - lastPoll_ < 25) return false;
     lastPoll_ = now;
+    // Esc counts only when it reaches one of this program's windows, that is while one of them
+    // is active: Esc typed into another program must not stop a run (nor a timed run in the
+    // tray, where no window of ours is active at all).
+    bool escape = false;
     if (HIWORD(GetQueueStatus(QS_ALLINPUT)) != 0) {
       MSG message;
       while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
@@ -49,13 +62,19 @@ class WindowRunHost : public RunHost {
           PostQuitMessage(static_cast<int>(message.wParam));
           break;
         }
+        if (message.message == WM_KEYDOWN && message.wParam == VK_ESCAPE) {
+          escape = true;
+          continue;
+        }
         if (!window_.PreTranslate(&message)) {
           TranslateMessage(&message);
           DispatchMessageW(&message);
         }
       }
     }
-    return (GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0;
+    // A key held down since before the last look sends no new message; it still counts while
+    // our window is in front.
+    return escape || ((GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0 && OwnWindowActive());
   }
   // A large copy keeps the window answering, and Esc cancels it (the file then reads
   // "Fehler!" and stays where it was) and stops the run.
@@ -357,9 +376,14 @@ void MainWindow::OnTimerButton() {
   SetText(Item(kIdTimer), L"Timer stoppen");
   if (IsOn(Item(kIdTimerSystray))) {
     // Unattended: the window goes away into the notification area until its icon is clicked.
-    ui_.AddTrayIcon();
-    ShowWindow(window_, SW_HIDE);
-    ui_.ShowBalloon(L"Ablagix", TimerStartedBalloon(timer_.interval()));
+    // Without an icon (no notification area, Explorer not running) it stays open: a hidden
+    // window without an icon could only be found again in the task manager.
+    if (ui_.AddTrayIcon()) {
+      ShowWindow(window_, SW_HIDE);
+      ui_.ShowBalloon(L"Ablagix", TimerStartedBalloon(timer_.interval()));
+    } else {
+      SetStatus(L"Kein Symbol im Infobereich m\u00f6glich: das Fenster bleibt ge\u00f6ffnet.");
+    }
   }
 }
 

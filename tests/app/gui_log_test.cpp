@@ -294,13 +294,30 @@ void RunLogScenario(const std::wstring& exe) {
   CheckRow(1, true);
   SendMessageW(Control(kIdTimerSystray), BM_SETCHECK, BST_CHECKED, 0);
   SendMessageW(Control(kIdTimerInterval), CB_SETCURSEL, 1, 0);
+  // Without a notification area the window stays open: hidden without an icon it would be lost.
+  Answer(L"TRAY-FAILS\r\n");
+  Click(kIdTimer);
+  Check(Has(TakeRecord(), L"TRAY|add-failed") && IsWindowVisible(g_main), L"ohne Infobereich bleibt das Fenster offen");
+  Check(Has(Text(kIdLogStatus), L"Infobereich"), L"Hinweis ohne Infobereich: " + Text(kIdLogStatus));
+  Click(kIdTimer);
+  TakeRecord();
   Click(kIdTimer);
   const std::wstring started = TakeRecord();
   Check(Has(started, L"TRAY|add") && !IsWindowVisible(g_main), L"Fenster beim Timerstart im Infobereich");
   Check(Has(started, L"BALLOON|Ablagix|Die Timerroutine ist gestartet und l\u00e4uft automatisch im Intervall von 5 Minuten"),
         L"Sprechblase beim Timerstart");
+  // Explorer restarts: the icon is added again and the window stays in the tray; when that
+  // fails, the window comes back instead of staying hidden without an icon.
+  const UINT taskbarCreated = RegisterWindowMessageW(L"TaskbarCreated");
+  SendMessageW(g_main, taskbarCreated, 0, 0);
+  Check(Has(TakeRecord(), L"TRAY|add") && !IsWindowVisible(g_main), L"Symbol nach Neustart des Explorers wieder da");
+  Answer(L"TRAY-FAILS\r\n");
+  SendMessageW(g_main, taskbarCreated, 0, 0);
+  Check(Has(TakeRecord(), L"TRAY|add-failed") && IsWindowVisible(g_main),
+        L"ohne neues Symbol kommt das Fenster zur\u00fcck");
+  ShowWindow(g_main, SW_HIDE);
   SendMessageW(g_main, kTrayMessage, kTrayIconId, WM_LBUTTONDOWN);
-  Check(IsWindowVisible(g_main) && Has(TakeRecord(), L"TRAY|remove"), L"Klick auf das Symbol holt das Fenster zur\u00fcck");
+  Check(IsWindowVisible(g_main), L"Klick auf das Symbol holt das Fenster zur\u00fcck");
   CheckEq(Text(kIdLogList), L"Timer gestartet, Intervall l\u00e4uft...", L"Leertext mit Timer");
   for (int i = 0; i < 5; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
   Check(Has(TakeRecord(), L"BALLOON|Ablagix|Bedingung wurde erf\u00fcllt!"), L"Sprechblase der Benachrichtigung");
@@ -347,6 +364,29 @@ void RunLogScenario(const std::wstring& exe) {
   Check(LogRows() < many, L"zweites Profil abgebrochen: " + std::to_wstring(LogRows()) + L" Zeilen");
   Check(Text(kIdLogStatus).rfind(L"Abgebrochen", 0) == 0, L"Status: " + Text(kIdLogStatus));
   Screenshot(L"8-log-nach-abbruch.png");
+
+  // --- Esc typed into another program while a run goes does not stop it: only Esc in an
+  // Ablagix window does.
+  CheckRow(2, false);
+  CheckRow(4, false);
+  Click(kIdLogClear);
+  PostMessageW(GetParent(simulate), WM_COMMAND, MAKEWPARAM(kIdSimulate, BN_CLICKED), reinterpret_cast<LPARAM>(simulate));
+  for (int i = 0; i < 400 && IsWindowEnabled(Control(kIdRun)); ++i) Sleep(5);
+  {
+    HWND other = CreateWindowExW(0, L"STATIC", L"Anderes Programm", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 300, 200,
+                                 nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    SetForegroundWindow(other);
+    SetFocus(other);
+    PressEscape(true);
+    for (int i = 0; i < 400 && !IsWindowEnabled(Control(kIdRun)); ++i) Sleep(50);
+    PressEscape(false);
+    DestroyWindow(other);
+  }
+  Check(IsWindowEnabled(Control(kIdRun)), L"Lauf beendet");
+  Check(Text(kIdLogStatus).rfind(L"Fertig", 0) == 0 && LogRows() == many + 2,
+        L"Esc in einem anderen Programm bricht nicht ab: " + Text(kIdLogStatus));
+  SetForegroundWindow(g_main);
+  CheckRow(3, false);
 
   // --- Shredding shows its wait window; "Abbrechen" there stops it, and the file is kept.
   const std::wstring big = root + L"\\Schredder\\gross.bin";

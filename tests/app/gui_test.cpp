@@ -174,6 +174,27 @@ int wmain(int argc, wchar_t** argv) {
   Check(TakeRecord().empty(), L"Speichern ohne Meldung");
   Check(Rows() == 3, L"nach dem Speichern drei Profile");
 
+  // --- A profile file that another program holds (the companion, a backup tool): the save
+  // says so and the editor keeps what was typed.
+  {
+    HANDLE held = CreateFileW(profiles.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    Check(held != INVALID_HANDLE_VALUE, L"Profildatei gesperrt");
+    SetTextOf(kIdTxtName, L"D:\\Gesperrt");
+    Click(kIdSaveProfile);
+    const std::wstring said = TakeRecord();
+    Check(Has(said, L"MESSAGE|Critical|Das Profil konnte nicht gespeichert werden"), L"Meldung bei gesperrter Datei");
+    Check(Has(said, L"Ihre Eingaben bleiben erhalten"), L"Meldung verspricht die Eingaben");
+    CheckEq(Text(kIdTxtName), L"D:\\Gesperrt", L"Eingabe bleibt im Editor");
+    CloseHandle(held);
+    Check(!Has(Section(profiles, L"Alte Dateien"), L"Gesperrt"), L"gesperrte Datei unver\u00e4ndert");
+    Click(kIdSaveProfile);
+    Check(Has(Section(profiles, L"Alte Dateien"), L"Ziel=D:\\Gesperrt"), L"zweiter Versuch gespeichert");
+    TakeRecord();
+    SetTextOf(kIdTxtName, L"D:\\Neu\\%Ext%");
+    Click(kIdSaveProfile);
+    TakeRecord();
+  }
+
   // --- Token menus append a folder level to the target; the name part asks for its bounds
   SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 0, 0), 0);
   CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%", L"Datums-Variable eingef\u00fcgt");
