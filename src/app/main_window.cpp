@@ -10,7 +10,9 @@
 #include "base/environment.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "engine/zip_actions.h"
 #include "profiles/ini_file.h"
+#include "zip/sfx_archive.h"
 #include "profiles/profile_file_choice.h"
 #include "profiles/window_rect.h"
 
@@ -403,6 +405,12 @@ void MainWindow::StartUp() {
   } else {
     ProfileFileChoice choice = ChooseProfileFile(folders_, settings_.IniPfad);
     SetProfileFile(choice.ProfileFilePath, choice.label);
+  }
+  // Self-extracting archives need the stub built into the program; without it they cannot be
+  // made (every such file then reads "Fehler!"), and the user hears it once, now.
+  std::string_view stub;
+  if (settings_.AXCreateEXE && !SfxStubBytes(&stub)) {
+    ui_.ShowMessage(std::wstring(kZipComponentMissing), MessageIcon::Critical, MessageButtons::Ok);
   }
   FillIncludeList();
   filterRows_ = ReadFilterTable(folders_);

@@ -89,6 +89,7 @@ class WindowRunHost : public RunHost {
     return StoredFilterMaskByName(window_.folders_, name);
   }
   MetadataSource* Metadata() override { return &metadata_; }
+  ZipSettings Zip() const override { return {window_.settings_.AXZipHolePath, window_.settings_.AXCreateEXE}; }
 
  private:
   // The window's questions, and the same input handling for the shredder's block loop as

@@ -348,10 +348,12 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       ChooseRowColor(id);
       return;
     case kIdZipHolePath:
-      SaveSetting(L"AXZipHolePath", FlagText(IsOn(Item(id))));
+      settings_.AXZipHolePath = IsOn(Item(id));
+      SaveSetting(L"AXZipHolePath", FlagText(settings_.AXZipHolePath));
       return;
     case kIdZipCreateExe:
-      SaveSetting(L"AXCreateEXE", FlagText(IsOn(Item(id))));
+      settings_.AXCreateEXE = IsOn(Item(id));
+      SaveSetting(L"AXCreateEXE", FlagText(settings_.AXCreateEXE));
       return;
     case kIdAutostart:
       OnAutostartBox();

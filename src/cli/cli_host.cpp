@@ -8,6 +8,7 @@
 #include "cli/console.h"
 #include "fileops/files.h"
 #include "profiles/filter_list.h"
+#include "profiles/settings.h"
 
 namespace ablagix::cli {
 
@@ -57,7 +58,10 @@ CliRunHost::CliRunHost(SettingsFolders folders, bool assumeYes)
     : ui_(assumeYes),
       folders_(std::move(folders)),
       metadata_(ReadMetadataSettings(folders_.SettingsFilePath)),
-      progressToTerminal_(StandardErrorIsTerminal()) {}
+      progressToTerminal_(StandardErrorIsTerminal()) {
+  const AppSettings settings = ReadAppSettings(folders_.SettingsFilePath);
+  zip_ = {settings.AXZipHolePath, settings.AXCreateEXE};
+}
 
 void CliRunHost::Notify(const std::wstring& title, const std::wstring& text) {
   EndProgress();

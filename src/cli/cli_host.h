@@ -37,6 +37,7 @@ class CliRunHost : public RunHost {
   void Progress(const RunProgress& progress) override;
   std::wstring StoredFilterMask(const std::wstring& name) override;
   MetadataSource* Metadata() override { return &metadata_; }
+  ZipSettings Zip() const override { return zip_; }
   // Clears the progress line before normal output continues.
   void EndProgress();
 
@@ -44,6 +45,7 @@ class CliRunHost : public RunHost {
   TerminalUi ui_;
   SettingsFolders folders_;
   FileMetadataSource metadata_;
+  ZipSettings zip_;
   bool timerRunning_ = false;
   bool progressShown_ = false;
   bool progressToTerminal_ = false;

@@ -3,6 +3,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "desktop/shell_notify.h"
+#include "engine/zip_actions.h"
 #include "fileops/copy_move.h"
 #include "fileops/file_system.h"
 #include "fileops/path_text.h"
@@ -18,22 +19,6 @@ constexpr int kMaxNumber = 1000;
 
 bool Is(std::wstring_view aktion, std::wstring_view code) { return EqualsNoCase(aktion, code); }
 
-// A folder and its parent, so that both views refresh.
-void RememberFolder(RunState& state, std::wstring_view folder) {
-  std::wstring f(WithoutTrailingSeparator(folder));
-  if (f.empty()) return;
-  state.changedFolders.insert(f);
-  std::wstring parent(WithoutTrailingSeparator(FolderPart(f)));
-  if (!parent.empty()) state.changedFolders.insert(parent);
-}
-
-// Makes sure the target folder exists, once per folder and run.
-FsStatus EnsureFolder(const std::wstring& folder, RunState& state) {
-  if (state.knownFolders.contains(folder)) return FsStatus::Ok();
-  FsStatus status = ActiveFileSystem().CreateFolders(folder);
-  if (status.ok()) state.knownFolders.insert(folder);
-  return status;
-}
 
 ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFolder,
                           const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
@@ -43,7 +28,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
     return result;
   };
-  if (mode == RunMode::Execute && !EnsureFolder(targetFolder, state).ok()) return folderFailed();
+  if (mode == RunMode::Execute && !EnsureTargetFolder(targetFolder, state).ok()) return folderFailed();
 
   const std::wstring named = JoinPath(targetFolder, NamePart(path));
   // A file whose target is the file itself is already where the profile wants it; numbering
@@ -95,13 +80,13 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
       outcome.status.side != FsSide::kSource && !FolderExists(targetFolder)) {
     // The target folder went away during the run: made again once, then tried again.
     state.knownFolders.erase(targetFolder);
-    if (!EnsureFolder(targetFolder, state).ok()) return folderFailed();
+    if (!EnsureTargetFolder(targetFolder, state).ok()) return folderFailed();
     outcome = TransferFile(request);
   }
   switch (outcome.result) {
     case TransferResult::Done:
       result.targetFile = outcome.finalPath;
-      RememberFolder(state, targetFolder);
+      RememberChangedFolder(state, targetFolder);
       result.resultWord = move ? ResultWord::kVerschoben : ResultWord::kKopiert;
       break;
     case TransferResult::Taken:
@@ -122,6 +107,22 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
 }
 
 }  // namespace
+
+// A folder and its parent, so that both views refresh.
+void RememberChangedFolder(RunState& state, std::wstring_view folder) {
+  std::wstring f(WithoutTrailingSeparator(folder));
+  if (f.empty()) return;
+  state.changedFolders.insert(f);
+  std::wstring parent(WithoutTrailingSeparator(FolderPart(f)));
+  if (!parent.empty()) state.changedFolders.insert(parent);
+}
+
+FsStatus EnsureTargetFolder(const std::wstring& folder, RunState& state) {
+  if (state.knownFolders.contains(folder)) return FsStatus::Ok();
+  FsStatus status = ActiveFileSystem().CreateFolders(folder);
+  if (status.ok()) state.knownFolders.insert(folder);
+  return status;
+}
 
 std::wstring ErrorWord(std::wstring_view reason) {
   std::wstring word(ResultWord::kFehler);
@@ -155,11 +156,12 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
   const bool simulate = mode == RunMode::Simulate;
   ActionResult result;
   if (Is(aktion, kAktionVerschieben) || Is(aktion, kAktionKopieren)) {
-    if (Is(aktion, kAktionVerschieben)) RememberFolder(state, FolderPart(path));
+    if (Is(aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
+    if (ZipModeOf(spec.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(path, targetFolder, spec, mode, host, state);
     return TransferFile(path, targetFolder, spec, mode, host, state);
   }
   if (Is(aktion, kAktionLoeschenP) || Is(aktion, kAktionLoeschenX) || Is(aktion, kAktionLoeschenS)) {
-    RememberFolder(state, FolderPart(path));
+    RememberChangedFolder(state, FolderPart(path));
   }
   if (Is(aktion, kAktionLoeschenP)) {
     if (simulate) {

@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "base/ui_port.h"
+#include "fileops/file_system.h"
 #include "fileops/files.h"
 #include "fileops/shredder.h"
 
@@ -23,6 +24,12 @@ struct ActionSpec {
   std::wstring zipName;
 };
 
+// The two program settings that shape every archive.
+struct ZipSettings {
+  bool keepPath = false;   // AXZipHolePath: the file's folder path in the entry name
+  bool createExe = false;  // AXCreateEXE: a self-extracting .exe instead of a .zip
+};
+
 // The world as the per-file handling sees it.
 class ActionHost {
  public:
@@ -36,6 +43,7 @@ class ActionHost {
   virtual bool CopyProgress(std::uint64_t /*done*/, std::uint64_t /*total*/) { return true; }
   // After every block the shredder wrote, for its wait window.
   virtual void ShredProgress(const ablagix::ShredProgress& /*progress*/) {}
+  virtual ZipSettings Zip() const { return {}; }
 };
 
 // State that lives for one run (all profiles of one button press or timer tick).
@@ -64,6 +72,11 @@ std::wstring NumberedFreeName(const std::wstring& target, int* number = nullptr)
 
 // "Fehler! " and the reason, as a failed file's result reads.
 std::wstring ErrorWord(std::wstring_view reason);
+
+// Makes sure a target folder exists, once per folder and run.
+FsStatus EnsureTargetFolder(const std::wstring& folder, RunState& state);
+// Remembers a folder (and its parent) for the shell's refresh at the end of the run.
+void RememberChangedFolder(RunState& state, std::wstring_view folder);
 
 // Tells the shell about every folder collected in `state` (Windows; nothing elsewhere).
 void AnnounceChangedFolders(RunState& state);

@@ -1,10 +1,15 @@
 #include "engine/run.h"
 
+#include <map>
+#include <memory>
+#include <optional>
+
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "engine/conditions.h"
 #include "engine/metadata_condition.h"
 #include "engine/scan.h"
+#include "engine/zip_actions.h"
 #include "fileops/path_text.h"
 #include "metadata/document_text.h"
 #include "metadata/text_search.h"
@@ -26,10 +31,6 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
   if (!IsKnownAction(profile.Aktion)) {
     return L"Die Bedingung Aktion=" + profile.Aktion +
            L" ist unbekannt; das Profil wird nicht ausgef\u00fchrt.";
-  }
-  const std::wstring_view zippen = Trim(profile.Zippen);
-  if (!zippen.empty() && zippen != L"0" && ActionNeedsTarget(profile.Aktion)) {
-    return L"Zip-Archive k\u00f6nnen hier noch nicht erstellt werden; das Profil wird nicht ausgef\u00fchrt.";
   }
   if (ActionNeedsTarget(profile.Aktion)) {
     if (Trim(profile.Ziel).empty()) return L"Bitte Zielpfad eingeben!";
@@ -124,6 +125,10 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   const PathVariableContext variables{context.now, host.Metadata()};
   progress.filesTotal = files.size();
   bool stopped = !scanned;
+  // "Zippen" 2: the run's files go into one archive, named after the first file's values.
+  std::optional<RunArchive> archive;
+  const bool oneArchive = ActionNeedsTarget(profile.Aktion) && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
+  if (oneArchive && mode == RunMode::Execute) archive.emplace(spec, host, state);
   for (size_t i = 0; i < files.size() && !stopped; ++i) {
     if (StopRequested(host)) {
       stopped = true;
@@ -133,7 +138,16 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
     const std::wstring targetFolder =
         ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
-    const ActionResult result = HandleFile(file.path, targetFolder, spec, mode, host, state);
+    ActionResult result;
+    if (!oneArchive) {
+      result = HandleFile(file.path, targetFolder, spec, mode, host, state);
+    } else if (!archive) {
+      result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
+                                                                            : ResultWord::kKopierenSimuliert;
+    } else {
+      result.resultWord = archive->Add(file.path, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
+                                       log.size());
+    }
     LogFileFields row;
     const std::wstring name = NamePart(file.path);
     const std::wstring folder = FolderPart(file.path);
@@ -160,6 +174,8 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     progress.filesDone = i + 1;
     if (i % 16 == 0 || i + 1 == files.size()) host.Progress(progress);
   }
+  // The archive's rows get their final words only now.
+  if (archive) summary.errors += archive->Finish(log, stopped || AbortRequested());
   AppendEndBanner(log, profile.Beschreibung);
   return !stopped && !AbortRequested();
 }
@@ -200,6 +216,10 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
   ClearAbort();
   RunSummary summary;
   RunState state;
+  // Rows of "Zippen" 2 go into one archive per target folder and archive name, as in the run
+  // that logged them.
+  std::map<std::pair<std::wstring, std::wstring>, std::unique_ptr<RunArchive>> archives;
+  const PathVariableContext variables{host.Now(), host.Metadata()};
   for (std::size_t row : log.CheckedRows()) {
     if (StopRequested(host)) {
       summary.aborted = true;
@@ -209,11 +229,21 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
     const LogRowAction a = log.ActionOf(row);
     const std::wstring path = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
     const ActionSpec spec{a.aktion, a.kollision, a.zipp, a.zipName};
-    const ActionResult result = HandleFile(path, a.zielpfad, spec, RunMode::Execute, host, state);
-    log.SetResult(row, result.resultWord);
+    std::wstring word;
+    if (ActionNeedsTarget(a.aktion) && ZipModeOf(a.zipp) == ZipMode::OneArchive) {
+      const FileFacts facts{path, log.FileSize(row), log.LastWrite(row), log.Creation(row)};
+      const std::wstring zipName = ExpandPathVariables(a.zipName, facts, variables);
+      auto& archive = archives[{a.zielpfad, zipName}];
+      if (!archive) archive = std::make_unique<RunArchive>(spec, host, state);
+      word = archive->Add(path, a.zielpfad, zipName, row);
+    } else {
+      word = HandleFile(path, a.zielpfad, spec, RunMode::Execute, host, state).resultWord;
+    }
+    log.SetResult(row, word);
     ++summary.files;
-    if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
+    if (RowKindOf(word) == LogRowKind::Error) ++summary.errors;
   }
+  for (auto& [key, archive] : archives) summary.errors += archive->Finish(log, summary.aborted);
   AnnounceChangedFolders(state);
   host.SetLogEmptyText(kLogEmptyDone);
   return summary;

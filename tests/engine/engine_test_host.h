@@ -26,10 +26,12 @@ class TestRunHost : public RunHost {
     return name == L"Bilder" ? L".jpg,.png" : L"";
   }
   bool CopyProgress(std::uint64_t, std::uint64_t) override { return !cancelCopies; }
+  ZipSettings Zip() const override { return zip; }
 
   RecordingUi ui_;
   bool timerRunning = false;
   bool cancelCopies = false;
+  ZipSettings zip;
   LocalDateTime now{2025, 6, 15, 12, 0, 0};
   int escAfterPolls = 0;  // 0: never
   int polls = 0;
