@@ -8,7 +8,9 @@
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "metadata/pdf_text.h"
+#include "metadata/text_matcher.h"
 #include "metadata/xml_scanner.h"
+#include "metadata/xml_text_stream.h"
 #include "zip/zip_reader.h"
 
 namespace ablagix {
@@ -220,26 +222,115 @@ bool IsTextPart(std::string_view name) {
 }
 
 // The character data of an XML part; paragraphs, cells and breaks become separators, while
-// the runs a word processor splits a word into are joined again.
-std::wstring XmlPartText(std::string_view xml) {
-  static constexpr std::array<std::string_view, 11> kSeparating = {"p", "h", "br", "tab", "tc", "si", "c",
-                                                                  "line-break", "s", "cr", "table-cell"};
-  XmlScanner scanner(xml);
-  XmlEvent event;
-  std::string text;
-  while (scanner.Next(&event)) {
-    if (event.kind == XmlEvent::kText) {
-      text += event.text;
-    } else if (event.kind == XmlEvent::kEnd) {
-      for (std::string_view name : kSeparating) {
-        if (event.local == name) {
-          text += ' ';
-          break;
-        }
-      }
+// the runs a word processor splits a word into are joined again. The part is taken as it is
+// inflated: its first bytes tell UTF-8 from UTF-16, which is converted once it is complete.
+class PartText {
+ public:
+  void Feed(std::string_view bytes, std::string* text) {
+    if (kind_ == Kind::kUndecided) {
+      head_.append(bytes);
+      if (head_.size() < 3) return;
+      Decide();
+      if (kind_ == Kind::kUtf16) return;
+      xml_.Feed(head_, text);
+      head_.clear();
+      return;
+    }
+    if (kind_ == Kind::kUtf16) {
+      head_.append(bytes);
+    } else {
+      xml_.Feed(bytes, text);
     }
   }
-  return FromUtf8(text);
+  void Finish(std::string* text) {
+    if (kind_ == Kind::kUndecided) Decide();
+    if (!head_.empty()) xml_.Feed(kind_ == Kind::kUtf16 ? XmlAsUtf8(head_) : head_, text);
+    head_.clear();
+    xml_.Finish(text);
+  }
+
+ private:
+  enum class Kind { kUndecided, kUtf8, kUtf16 };
+  // The same choice as XmlAsUtf8 makes on the whole part.
+  void Decide() {
+    const std::string_view h = head_;
+    if (h.starts_with("\xEF\xBB\xBF")) {
+      kind_ = Kind::kUtf8;
+      head_.erase(0, 3);
+    } else if (h.starts_with("\xFF\xFE") || h.starts_with(std::string_view("\xFE\xFF", 2)) ||
+               h.starts_with(std::string_view("<\0", 2)) || h.starts_with(std::string_view("\0<", 2))) {
+      kind_ = Kind::kUtf16;
+    } else {
+      kind_ = Kind::kUtf8;
+    }
+  }
+
+  Kind kind_ = Kind::kUndecided;
+  std::string head_;  // the first bytes until they decide; all of a UTF-16 part
+  XmlTextStream xml_{"p", "h", "br", "tab", "tc", "si", "c", "line-break", "s", "cr", "table-cell"};
+};
+
+// Every text part of a package in order, each handed to `onText` with the UTF-8 text its
+// latest bytes completed; `onPartEnd` follows each part with whether it was read without
+// error. Either returns false to stop reading.
+template <typename OnText, typename OnPartEnd>
+void ReadPackageText(ByteSource& source, OnText onText, OnPartEnd onPartEnd) {
+  ZipReader zip(source);
+  if (zip.Open() != ZipError::kNone) return;
+  std::uint64_t budget = kDocumentSizeLimit;
+  std::string text;
+  for (const ZipEntry& entry : zip.entries()) {
+    if (!IsTextPart(entry.name) || entry.uncompressedSize > budget) continue;
+    PartText part;
+    std::uint64_t produced = 0;
+    bool stopped = false;
+    text.clear();
+    const ZipError e = zip.ReadEntry(entry, budget, [&](std::string_view piece) {
+      produced += piece.size();
+      part.Feed(piece, &text);
+      stopped = !onText(&text);
+      return !stopped;
+    });
+    if (stopped) return;
+    if (e == ZipError::kNone) {
+      budget -= produced;
+      part.Finish(&text);
+      if (!onText(&text)) return;
+    }
+    if (!onPartEnd(e == ZipError::kNone)) return;
+  }
+}
+
+// Whether the words of a package meet the query, searched as the parts are inflated; reading
+// stops as soon as they do.
+bool PackageMeets(ByteSource& source, const TextQuery& query) {
+  TextScan scan(query, TextEncoding::kUtf8);
+  std::string window;  // the bytes kept from the last search, then the new text
+  std::string beforePart;
+  auto search = [&] {
+    window.erase(0, window.size() - scan.Search(window));
+    return !scan.met();
+  };
+  beforePart.clear();
+  ReadPackageText(
+      source,
+      [&](std::string* text) {
+        window += *text;
+        text->clear();
+        return search();
+      },
+      [&](bool complete) {
+        if (complete) {
+          window += '\n';
+          if (!search()) return false;
+        } else {
+          // A damaged part gives no text: the search goes on from where it was before it.
+          window = beforePart;
+        }
+        beforePart = window;
+        return true;
+      });
+  return scan.met();
 }
 
 }  // namespace
@@ -400,13 +491,15 @@ std::wstring RtfText(std::string_view bytes) {
   return out;
 }
 
-std::wstring StringRuns(std::string_view bytes) {
+namespace {
+
+bool Readable(unsigned c) { return (c >= 0x20 && c < 0x7F) || c >= 0xA0 || c == '\t'; }
+
+std::wstring SingleByteRuns(std::string_view bytes) {
   std::wstring out;
-  auto readable = [](unsigned c) { return (c >= 0x20 && c < 0x7F) || c >= 0xA0 || c == '\t'; };
-  // Single-byte runs.
   std::string run;
   for (char c : bytes) {
-    if (readable(static_cast<unsigned char>(c))) {
+    if (Readable(static_cast<unsigned char>(c))) {
       run.push_back(c);
       continue;
     }
@@ -414,12 +507,17 @@ std::wstring StringRuns(std::string_view bytes) {
     run.clear();
   }
   if (run.size() >= 4) out += FromWindows1252(run) + L"\n";
-  // UTF-16LE runs, at both alignments.
+  return out;
+}
+
+std::wstring Utf16Runs(std::string_view bytes) {
+  std::wstring out;
+  // At both alignments.
   for (std::size_t start = 0; start < 2; ++start) {
     std::wstring wide;
     for (std::size_t i = start; i + 1 < bytes.size(); i += 2) {
       const unsigned unit = static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8);
-      if (readable(unit) && unit < 0xD800) {
+      if (Readable(unit) && unit < 0xD800) {
         wide.push_back(static_cast<wchar_t>(unit));
         continue;
       }
@@ -431,19 +529,42 @@ std::wstring StringRuns(std::string_view bytes) {
   return out;
 }
 
+// Office Open XML and OpenDocument files are zip packages of XML parts.
+bool IsPackage(std::wstring_view extension) {
+  static constexpr std::array<std::wstring_view, 16> kPackaged = {
+      L"docx", L"dotx", L"xlsx", L"pptx", L"odt", L"ods", L"odp", L"odg",
+      L"ott",  L"ots",  L"otp",  L"sxw",  L"stw", L"sxc", L"sxi", L"sxd"};
+  return std::find(kPackaged.begin(), kPackaged.end(), extension) != kPackaged.end();
+}
+
+bool IsBinaryDocument(std::wstring_view extension) {
+  static constexpr std::array<std::wstring_view, 10> kBinary = {L"doc", L"xls", L"ppt", L"wri", L"wk3", L"wk4",
+                                                                L"wj2", L"wj3", L"123", L"ptx"};
+  return std::find(kBinary.begin(), kBinary.end(), extension) != kBinary.end();
+}
+
+}  // namespace
+
+std::wstring StringRuns(std::string_view bytes) { return SingleByteRuns(bytes) + Utf16Runs(bytes); }
+
 std::wstring PackagedText(ByteSource& source) {
-  ZipReader zip(source);
-  if (zip.Open() != ZipError::kNone) return {};
   std::wstring out;
-  std::uint64_t budget = kDocumentSizeLimit;
-  std::string part;
-  for (const ZipEntry& entry : zip.entries()) {
-    if (!IsTextPart(entry.name) || entry.uncompressedSize > budget) continue;
-    if (zip.ReadEntry(entry, budget, &part) != ZipError::kNone) continue;
-    budget -= part.size();
-    out += XmlPartText(XmlAsUtf8(part));
-    out += L'\n';
-  }
+  std::string partText;
+  ReadPackageText(
+      source,
+      [&](std::string* text) {
+        partText += *text;
+        text->clear();
+        return true;
+      },
+      [&](bool complete) {
+        if (complete) {
+          out += FromUtf8(partText);
+          out += L'\n';
+        }
+        partText.clear();
+        return true;
+      });
   return out;
 }
 
@@ -457,22 +578,33 @@ std::optional<std::wstring> DocumentTexts::Text(const std::wstring& path) {
     if (!source.Open(path)) return std::nullopt;
     return PdfText(source);
   }
-  // Office Open XML and OpenDocument files are zip packages of XML parts.
-  static constexpr std::array<std::wstring_view, 16> kPackaged = {
-      L"docx", L"dotx", L"xlsx", L"pptx", L"odt", L"ods", L"odp", L"odg",
-      L"ott",  L"ots",  L"otp",  L"sxw",  L"stw", L"sxc", L"sxi", L"sxd"};
-  if (std::find(kPackaged.begin(), kPackaged.end(), extension) != kPackaged.end()) {
+  if (IsPackage(extension)) {
     FileByteSource source;
     if (!source.Open(path)) return std::nullopt;
     return PackagedText(source);
   }
   // The old binary formats keep their text as plain runs of characters.
-  static constexpr std::array<std::wstring_view, 10> kBinary = {L"doc", L"xls", L"ppt", L"wri", L"wk3", L"wk4",
-                                                                L"wj2", L"wj3", L"123", L"ptx"};
-  for (std::wstring_view binary : kBinary) {
-    if (extension == binary) return StringRuns(ReadWhole(path));
-  }
+  if (IsBinaryDocument(extension)) return StringRuns(ReadWhole(path));
   return std::nullopt;
+}
+
+bool DocumentTexts::Meets(const std::wstring& path, const TextQuery& query) {
+  const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
+  if (query.bytewise() && IsPackage(extension)) {
+    FileByteSource source;
+    return source.Open(path) && PackageMeets(source, query);
+  }
+  if (IsBinaryDocument(extension)) {
+    // The single-byte runs come first in the text: a word among them settles it before the
+    // UTF-16 runs are collected.
+    const std::string bytes = ReadWhole(path);
+    std::vector<bool> found(query.terms().terms.size(), false);
+    const std::wstring single = SingleByteRuns(bytes);
+    if (!single.empty() && query.MetBy(single, &found)) return true;
+    const std::wstring all = single + Utf16Runs(bytes);
+    return !all.empty() && query.MetBy(all, &found);
+  }
+  return DocumentTextSource::Meets(path, query);
 }
 
 }  // namespace ablagix

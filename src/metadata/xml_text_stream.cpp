@@ -1,0 +1,187 @@
+#include "metadata/xml_text_stream.h"
+
+#include "metadata/xml_scanner.h"
+
+namespace ablagix {
+namespace {
+
+// As in XmlScanner: deeper documents stop being read.
+constexpr std::size_t kMaxDepth = 4096;
+// The longest opening that tells the kinds of construct apart ("<![CDATA[").
+constexpr std::size_t kLongestOpening = 9;
+
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+}  // namespace
+
+bool XmlTextStream::Separating(std::string_view qualifiedName) const {
+  const std::size_t colon = qualifiedName.find(':');
+  const std::string_view local = colon == std::string_view::npos ? qualifiedName : qualifiedName.substr(colon + 1);
+  for (std::string_view name : separating_) {
+    if (local == name) return true;
+  }
+  return false;
+}
+
+void XmlTextStream::Feed(std::string_view bytes, std::string* text) {
+  if (stopped_) return;
+  pending_.append(bytes);
+  // A construct that did not fit is read again only when the bytes have doubled since, so a
+  // long one (a huge comment) costs linear time, not a new pass per piece.
+  if (pending_.size() < retryAt_) return;
+  Parse(false, text);
+  retryAt_ = 2 * pending_.size();
+}
+
+void XmlTextStream::Finish(std::string* text) {
+  if (!stopped_) Parse(true, text);
+  pending_.clear();
+  stopped_ = true;
+}
+
+void XmlTextStream::Parse(bool final, std::string* text) {
+  const std::string_view xml = pending_;
+  const std::size_t size = xml.size();
+  std::size_t at = 0;
+  // Ends the document where XmlScanner would stop reading it.
+  auto stop = [&] {
+    stopped_ = true;
+    at = size;
+  };
+  while (!stopped_ && at < size) {
+    if (xml[at] != '<') {
+      std::size_t end = xml.find('<', at);
+      if (end == std::string_view::npos) {
+        if (!final) break;
+        end = size;
+      }
+      AppendDecodedXmlText(xml.substr(at, end - at), text);
+      at = end;
+      continue;
+    }
+    const std::string_view rest = xml.substr(at);
+    if (!final && rest.size() < kLongestOpening) break;
+    if (rest.substr(0, 4) == "<!--" || rest.substr(0, 2) == "<?") {
+      const std::string_view terminator = rest[1] == '!' ? "-->" : "?>";
+      const std::size_t end = xml.find(terminator, at);
+      if (end == std::string_view::npos) {
+        if (!final) break;
+        stop();
+      } else {
+        at = end + terminator.size();
+      }
+    } else if (rest.substr(0, 9) == "<![CDATA[") {
+      const std::size_t end = rest.find("]]>");
+      if (end == std::string_view::npos) {
+        if (!final) break;
+        text->append(rest.substr(9));
+        at = size;
+      } else {
+        text->append(rest.substr(9, end - 9));
+        at += end + 3;
+      }
+    } else if (rest.substr(0, 2) == "<!") {
+      // The document type, with an internal subset in brackets that may hold ">" itself.
+      int brackets = 0;
+      std::size_t p = 2;
+      while (p < rest.size() && (rest[p] != '>' || brackets > 0)) {
+        if (rest[p] == '[') ++brackets;
+        if (rest[p] == ']' && brackets > 0) --brackets;
+        ++p;
+      }
+      if (p >= rest.size()) {
+        if (!final) break;
+        stop();
+      } else {
+        at += p + 1;
+      }
+    } else if (rest.substr(0, 2) == "</") {
+      std::size_t p = at + 2;
+      while (p < size && !IsSpace(xml[p]) && xml[p] != '>') ++p;
+      const std::string_view name = xml.substr(at + 2, p - at - 2);
+      const std::size_t close = xml.find('>', p);
+      if (close == std::string_view::npos) {
+        if (!final) break;
+        stop();
+        break;
+      }
+      at = close + 1;
+      if (Separating(name)) text->push_back(' ');
+      if (depth_ > 0) --depth_;
+    } else {
+      // A start tag: its attributes are only checked for being well formed.
+      std::size_t p = at + 1;
+      while (p < size && !IsSpace(xml[p]) && xml[p] != '/' && xml[p] != '>') ++p;
+      if (p >= size && !final) break;
+      const std::string_view name = xml.substr(at + 1, p - at - 1);
+      if (name.empty() || depth_ >= kMaxDepth) {
+        stop();
+        break;
+      }
+      bool empty = false;
+      bool complete = false;  // false: the tag goes on beyond the bytes there are
+      bool broken = false;
+      for (;;) {
+        while (p < size && IsSpace(xml[p])) ++p;
+        if (p >= size) break;
+        if (xml[p] == '>') {
+          ++p;
+          complete = true;
+          break;
+        }
+        if (xml[p] == '/') {
+          if (p + 1 >= size) break;
+          if (xml[p + 1] != '>') {
+            broken = true;
+            break;
+          }
+          p += 2;
+          empty = true;
+          complete = true;
+          break;
+        }
+        const std::size_t attrStart = p;
+        while (p < size && !IsSpace(xml[p]) && xml[p] != '=' && xml[p] != '>' && xml[p] != '/') ++p;
+        const bool unnamed = p == attrStart;
+        while (p < size && IsSpace(xml[p])) ++p;
+        if (unnamed) {
+          broken = true;
+          break;
+        }
+        if (p >= size) break;
+        if (xml[p] != '=') {
+          broken = true;
+          break;
+        }
+        ++p;
+        while (p < size && IsSpace(xml[p])) ++p;
+        if (p >= size) break;
+        if (xml[p] != '"' && xml[p] != '\'') {
+          broken = true;
+          break;
+        }
+        const std::size_t close = xml.find(xml[p], p + 1);
+        if (close == std::string_view::npos) break;
+        p = close + 1;
+      }
+      if (!complete && !broken && !final) break;
+      if (!complete) {
+        stop();
+        break;
+      }
+      at = p;
+      if (empty) {
+        if (Separating(name)) text->push_back(' ');
+      } else {
+        ++depth_;
+      }
+    }
+  }
+  if (stopped_) {
+    pending_.clear();
+  } else {
+    pending_.erase(0, at);
+  }
+}
+
+}  // namespace ablagix
