@@ -497,34 +497,40 @@ bool Readable(unsigned c) { return (c >= 0x20 && c < 0x7F) || c >= 0xA0 || c == 
 
 std::wstring SingleByteRuns(std::string_view bytes) {
   std::wstring out;
-  std::string run;
-  for (char c : bytes) {
-    if (Readable(static_cast<unsigned char>(c))) {
-      run.push_back(c);
-      continue;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i <= bytes.size(); ++i) {
+    if (i < bytes.size() && Readable(static_cast<unsigned char>(bytes[i]))) continue;
+    if (i - start >= 4) {
+      AppendFromWindows1252(bytes.substr(start, i - start), &out);
+      out.push_back(L'\n');
     }
-    if (run.size() >= 4) out += FromWindows1252(run) + L"\n";
-    run.clear();
+    start = i + 1;
   }
-  if (run.size() >= 4) out += FromWindows1252(run) + L"\n";
   return out;
 }
 
 std::wstring Utf16Runs(std::string_view bytes) {
   std::wstring out;
   // At both alignments.
-  for (std::size_t start = 0; start < 2; ++start) {
-    std::wstring wide;
-    for (std::size_t i = start; i + 1 < bytes.size(); i += 2) {
-      const unsigned unit = static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8);
-      if (Readable(unit) && unit < 0xD800) {
-        wide.push_back(static_cast<wchar_t>(unit));
-        continue;
+  for (std::size_t first = 0; first < 2; ++first) {
+    std::size_t start = first;
+    std::size_t i = first;
+    for (;; i += 2) {
+      const bool more = i + 1 < bytes.size();
+      if (more) {
+        const unsigned unit = static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8);
+        if (Readable(unit) && unit < 0xD800) continue;
       }
-      if (wide.size() >= 4) out += wide + L"\n";
-      wide.clear();
+      if (i - start >= 8) {
+        for (std::size_t k = start; k < i; k += 2) {
+          out.push_back(static_cast<wchar_t>(static_cast<unsigned char>(bytes[k]) |
+                                             (static_cast<unsigned char>(bytes[k + 1]) << 8)));
+        }
+        out.push_back(L'\n');
+      }
+      if (!more) break;
+      start = i + 2;
     }
-    if (wide.size() >= 4) out += wide + L"\n";
   }
   return out;
 }
@@ -593,6 +599,24 @@ bool DocumentTexts::Meets(const std::wstring& path, const TextQuery& query) {
   if (query.bytewise() && IsPackage(extension)) {
     FileByteSource source;
     return source.Open(path) && PackageMeets(source, query);
+  }
+  if (query.bytewise() && extension == L"pdf") {
+    // Page by page, each page's text searched with the end of the text before it.
+    FileByteSource source;
+    if (!source.Open(path)) return false;
+    std::size_t overlap = 0;
+    for (const std::wstring& term : query.terms().terms) overlap = std::max(overlap, term.size());
+    overlap = overlap > 0 ? overlap - 1 : 0;
+    std::vector<bool> found(query.terms().terms.size(), false);
+    std::u16string tail;
+    bool met = false;
+    return ReadPdfText(source, [&](std::u16string_view added) {
+      tail += added;
+      const std::wstring window = FromUtf16(tail);
+      met = !window.empty() && query.MetBy(window, &found);
+      tail.erase(0, tail.size() - std::min(tail.size(), overlap));
+      return !met;
+    }) && met;
   }
   if (IsBinaryDocument(extension)) {
     // The single-byte runs come first in the text: a word among them settles it before the

@@ -639,7 +639,8 @@ class Document {
 
   // False for no PDF, or an encrypted one.
   bool Open();
-  std::u16string Text();
+  // `onPage` (optional) gets what each page adds to the text and returns false to stop.
+  std::u16string Text(const std::function<bool(std::u16string_view)>* onPage = nullptr);
 
  private:
   // Loading objects.
@@ -1260,7 +1261,7 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
   }
 }
 
-std::u16string Document::Text() {
+std::u16string Document::Text(const std::function<bool(std::u16string_view)>* onPage) {
   const Obj* root = Resolve(trailer_.Get("Root"));
   const Obj* pages = Resolve(root->Get("Pages"));
   if (pages->kind != Obj::kDict) return {};
@@ -1268,6 +1269,7 @@ std::u16string Document::Text() {
   if (const Obj* ref = root->Get("Pages"); ref && ref->kind == Obj::kRef) visited.insert(ref->refNumber);
   CollectPages(pages, nullptr, &visited, 0);
   for (std::size_t i = 0; i < pages_.size() && out_.size() < limit_; ++i) {
+    const std::size_t pageStart = out_.size();
     if (i > 0) out_.push_back(u'\n');
     havePrevious_ = false;
     const auto& [page, resources] = pages_[i];
@@ -1286,6 +1288,7 @@ std::u16string Document::Text() {
       append(contents);
     }
     RunContent(content, resources, 0);
+    if (onPage && !(*onPage)(std::u16string_view(out_).substr(pageStart))) break;
   }
   return out_;
 }
@@ -1299,6 +1302,17 @@ std::optional<std::wstring> PdfText(ByteSource& source, std::uint64_t sizeLimit)
   Document document(bytes, static_cast<std::size_t>(sizeLimit));
   if (!document.Open()) return std::nullopt;
   return FromUtf16(document.Text());
+}
+
+bool ReadPdfText(ByteSource& source, const std::function<bool(std::u16string_view)>& onPage,
+                 std::uint64_t sizeLimit) {
+  if (source.size() > sizeLimit) return false;
+  std::string bytes;
+  if (!source.Read(0, static_cast<std::size_t>(source.size()), &bytes)) return false;
+  Document document(bytes, static_cast<std::size_t>(sizeLimit));
+  if (!document.Open()) return false;
+  document.Text(&onPage);
+  return true;
 }
 
 }  // namespace ablagix

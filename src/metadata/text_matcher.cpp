@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <utility>
 
 #if defined(__SSE2__)
@@ -131,13 +132,25 @@ TextQuery::TextQuery(SearchTerms terms, bool caseSensitive) : terms_(std::move(t
 }
 
 bool TextQuery::MetBy(std::wstring_view text, std::vector<bool>* found) const {
-  return TermsFound(text, terms_, caseSensitive_, found);
+  if (!bytewise_) return TermsFound(text, terms_, caseSensitive_, found);
+  // The same as TermsFound, with the words looked for in the bytes of the text.
+  const std::string_view bytes(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+  bool any = false;
+  bool every = true;
+  for (std::size_t k = 0; k < words_.size(); ++k) {
+    if (!(*found)[k]) (*found)[k] = Matches(words_[k], TextEncoding::kWide, bytes, 0);
+    any = any || (*found)[k];
+    every = every && (*found)[k];
+  }
+  return terms_.all ? every && !words_.empty() : any;
 }
 
 void TextQuery::Prepare() {
   const auto& cp1252 = Cp1252Table();
   for (const std::wstring& term : terms_.terms) {
     Word word;
+    // An empty word is found in any text: left to the decoded search, which says so.
+    if (term.empty()) bytewise_ = false;
     for (wchar_t c : term) {
       if (IsDamageCharacter(c)) bytewise_ = false;
       word.folded.push_back(caseSensitive_ ? c : FoldCase(c));
@@ -150,7 +163,8 @@ void TextQuery::Prepare() {
     Pattern& utf8 = word.patterns[static_cast<int>(TextEncoding::kUtf8)];
     Pattern& le = word.patterns[static_cast<int>(TextEncoding::kUtf16Le)];
     Pattern& be = word.patterns[static_cast<int>(TextEncoding::kUtf16Be)];
-    ansi.possible = utf8.possible = le.possible = be.possible = !term.empty();
+    Pattern& wide = word.patterns[static_cast<int>(TextEncoding::kWide)];
+    ansi.possible = utf8.possible = le.possible = be.possible = wide.possible = !term.empty();
     bool utf8FilterOpen = true;
     for (wchar_t c : term) {
       const std::vector<wchar_t> equal = EqualCharacters(c, caseSensitive_);
@@ -171,6 +185,13 @@ void TextQuery::Prepare() {
       le.filter.push_back(high);
       be.filter.push_back(high);
       be.filter.push_back(low);
+      wide.filter.push_back(low);
+      wide.filter.push_back(high);
+      for (std::size_t k = 2; k < sizeof(wchar_t); ++k) {
+        ByteSet zero{};
+        Add(zero, 0);
+        wide.filter.push_back(zero);
+      }
 
       // Case variants may differ in length in UTF-8 (ß and ẞ): the filter covers the part of
       // the word before the first such character, the comparison the rest.
@@ -198,6 +219,7 @@ void TextQuery::Prepare() {
     }
     ansi.maxBytes = term.size();
     le.maxBytes = be.maxBytes = 2 * term.size();
+    wide.maxBytes = sizeof(wchar_t) * term.size();
     for (Pattern& p : word.patterns) {
       if (!p.possible) continue;
       ChooseAnchors(p.filter, &p.anchorA, &p.anchorB);
@@ -221,9 +243,7 @@ std::size_t TextScan::Search(std::string_view window) {
   bool every = !found_.empty();
   for (std::size_t k = 0; k < found_.size() && !met_; ++k) {
     if (!found_[k]) {
-      const TextQuery::Word& word = query_.words_[k];
-      const TextQuery::Pattern& p = word.patterns[static_cast<int>(encoding_)];
-      found_[k] = query_.bytewise_ && p.possible && Matches(p, word.folded, window, windowStart_);
+      found_[k] = query_.bytewise_ && query_.Matches(query_.words_[k], encoding_, window, windowStart_);
     }
     if (found_[k] && !all) met_ = true;
     every = every && found_[k];
@@ -234,19 +254,24 @@ std::size_t TextScan::Search(std::string_view window) {
   return keep;
 }
 
-bool TextScan::Matches(const TextQuery::Pattern& pattern, const std::vector<wchar_t>& word, std::string_view window,
-                       std::uint64_t windowStart) const {
+bool TextQuery::Matches(const Word& word, TextEncoding encoding, std::string_view window,
+                        std::uint64_t windowStart) const {
+  const Pattern& pattern = word.patterns[static_cast<int>(encoding)];
+  if (!pattern.possible) return false;
   const std::size_t width = pattern.filter.size();
   if (window.size() < width) return false;
   const std::size_t count = window.size() - width + 1;  // candidate starts
   const auto* d = reinterpret_cast<const unsigned char*>(window.data());
-  const bool pairs = encoding_ == TextEncoding::kUtf16Le || encoding_ == TextEncoding::kUtf16Be;
+  // Characters of more than one byte begin at multiples of their size.
+  const std::size_t unit = encoding == TextEncoding::kUtf16Le || encoding == TextEncoding::kUtf16Be ? 2
+                           : encoding == TextEncoding::kWide                                       ? sizeof(wchar_t)
+                                                                                                   : 1;
   auto candidate = [&](std::size_t i) {
-    if (pairs && ((windowStart + i) & 1) != 0) return false;
+    if ((windowStart + i) % unit != 0) return false;
     for (std::size_t j = 0; j < width; ++j) {
       if (!In(pattern.filter[j], d[i + j])) return false;
     }
-    return Verify(word, window, i);
+    return Verify(word, encoding, window, i);
   };
   std::size_t i = 0;
 #if defined(__SSE2__)
@@ -285,14 +310,24 @@ bool TextScan::Matches(const TextQuery::Pattern& pattern, const std::vector<wcha
   return false;
 }
 
-bool TextScan::Verify(const std::vector<wchar_t>& word, std::string_view window, std::size_t at) const {
-  const bool caseSensitive = query_.caseSensitive();
+bool TextQuery::Verify(const Word& w, TextEncoding encoding, std::string_view window, std::size_t at) const {
+  const std::vector<wchar_t>& word = w.folded;
+  const bool caseSensitive = caseSensitive_;
   auto same = [&](std::uint32_t c, wchar_t want) {
     return caseSensitive ? static_cast<wchar_t>(c) == want : FoldCase(static_cast<wchar_t>(c)) == want;
   };
   const auto* d = reinterpret_cast<const unsigned char*>(window.data());
   const std::size_t size = window.size();
-  switch (encoding_) {
+  switch (encoding) {
+    case TextEncoding::kWide: {
+      if ((size - at) / sizeof(wchar_t) < word.size()) return false;
+      for (std::size_t i = 0; i < word.size(); ++i) {
+        wchar_t c = 0;
+        std::memcpy(&c, d + at + i * sizeof(wchar_t), sizeof c);
+        if (!same(static_cast<std::uint32_t>(c), word[i])) return false;
+      }
+      return true;
+    }
     case TextEncoding::kWindows1252: {
       if (size - at < word.size()) return false;
       const auto& table = Cp1252Table();
@@ -304,7 +339,7 @@ bool TextScan::Verify(const std::vector<wchar_t>& word, std::string_view window,
     case TextEncoding::kUtf16Le:
     case TextEncoding::kUtf16Be: {
       if ((size - at) / 2 < word.size()) return false;
-      const bool little = encoding_ == TextEncoding::kUtf16Le;
+      const bool little = encoding == TextEncoding::kUtf16Le;
       for (std::size_t i = 0; i < word.size(); ++i) {
         const std::uint32_t a = d[at + 2 * i];
         const std::uint32_t b = d[at + 2 * i + 1];

@@ -24,7 +24,8 @@
 
 namespace ablagix {
 
-enum class TextEncoding : std::uint8_t { kWindows1252, kUtf8, kUtf16Le, kUtf16Be };
+// kWide is the program's own wide text in memory (UTF-16 on Windows, UTF-32 elsewhere).
+enum class TextEncoding : std::uint8_t { kWindows1252, kUtf8, kUtf16Le, kUtf16Be, kWide };
 
 class TextQuery {
  public:
@@ -34,7 +35,8 @@ class TextQuery {
   bool caseSensitive() const { return caseSensitive_; }
   // False when a word holds a character that decoded text only shows for damaged or cut byte
   // sequences (U+FFFD, surrogate halves, characters beyond U+FFFF): where those appear
-  // depends on how the bytes were cut into pieces, so such words are searched in decoded text.
+  // depends on how the bytes were cut into pieces, so such words are searched in decoded text
+  // (as is an empty word, which a hand-made SearchTerms may hold).
   bool bytewise() const { return bytewise_; }
   // Whether decoded text meets the condition; `found` holds one flag per word.
   bool MetBy(std::wstring_view text, std::vector<bool>* found) const;
@@ -57,9 +59,12 @@ class TextQuery {
   };
   struct Word {
     std::vector<wchar_t> folded;  // the characters, folded unless case matters
-    std::array<Pattern, 4> patterns;  // by TextEncoding
+    std::array<Pattern, 5> patterns;  // by TextEncoding
   };
   void Prepare();
+  // Whether the word occurs in `window`, whose first byte lies at `windowStart` of the text.
+  bool Matches(const Word& word, TextEncoding encoding, std::string_view window, std::uint64_t windowStart) const;
+  bool Verify(const Word& word, TextEncoding encoding, std::string_view window, std::size_t at) const;
 
   SearchTerms terms_;
   bool caseSensitive_;
@@ -79,10 +84,6 @@ class TextScan {
   bool met() const { return met_; }
 
  private:
-  bool Matches(const TextQuery::Pattern& pattern, const std::vector<wchar_t>& word, std::string_view window,
-               std::uint64_t windowStart) const;
-  bool Verify(const std::vector<wchar_t>& word, std::string_view window, std::size_t at) const;
-
   const TextQuery& query_;
   TextEncoding encoding_;
   std::vector<bool> found_;

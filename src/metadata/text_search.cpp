@@ -49,6 +49,7 @@ std::wstring Decode(Encoding encoding, std::string* pending) {
   std::string& bytes = *pending;
   std::wstring text;
   switch (encoding) {
+    case Encoding::kWide:  // never a file's encoding
     case Encoding::kWindows1252:
       text = FromWindows1252(bytes);
       bytes.clear();
