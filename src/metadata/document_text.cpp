@@ -493,40 +493,45 @@ std::wstring RtfText(std::string_view bytes) {
 
 namespace {
 
-bool Readable(unsigned c) { return (c >= 0x20 && c < 0x7F) || c >= 0xA0 || c == '\t'; }
+constexpr bool Readable(unsigned c) { return (c >= 0x20 && c < 0x7F) || c >= 0xA0 || c == '\t'; }
 
-std::wstring SingleByteRuns(std::string_view bytes) {
-  std::wstring out;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i <= bytes.size(); ++i) {
-    if (i < bytes.size() && Readable(static_cast<unsigned char>(bytes[i]))) continue;
+// The runs as they stand in the file: single bytes with "\n" after each run, and UTF-16LE
+// with "\n" as UTF-16LE after each run.
+std::string SingleByteRunBytes(std::string_view bytes) {
+  static constexpr auto kReadable = [] {
+    std::array<bool, 256> table{};
+    for (unsigned c = 0; c < 256; ++c) table[c] = Readable(c);
+    return table;
+  }();
+  std::string out;
+  out.reserve(bytes.size());
+  const auto* b = reinterpret_cast<const unsigned char*>(bytes.data());
+  const std::size_t size = bytes.size();
+  for (std::size_t i = 0; i < size;) {
+    while (i < size && !kReadable[b[i]]) ++i;
+    const std::size_t start = i;
+    while (i < size && kReadable[b[i]]) ++i;
     if (i - start >= 4) {
-      AppendFromWindows1252(bytes.substr(start, i - start), &out);
-      out.push_back(L'\n');
+      out.append(bytes.substr(start, i - start));
+      out.push_back('\n');
     }
-    start = i + 1;
   }
   return out;
 }
 
-std::wstring Utf16Runs(std::string_view bytes) {
-  std::wstring out;
-  // At both alignments.
+std::string Utf16RunBytes(std::string_view bytes) {
+  std::string out;
   for (std::size_t first = 0; first < 2; ++first) {
     std::size_t start = first;
-    std::size_t i = first;
-    for (;; i += 2) {
+    for (std::size_t i = first;; i += 2) {
       const bool more = i + 1 < bytes.size();
       if (more) {
         const unsigned unit = static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8);
         if (Readable(unit) && unit < 0xD800) continue;
       }
       if (i - start >= 8) {
-        for (std::size_t k = start; k < i; k += 2) {
-          out.push_back(static_cast<wchar_t>(static_cast<unsigned char>(bytes[k]) |
-                                             (static_cast<unsigned char>(bytes[k + 1]) << 8)));
-        }
-        out.push_back(L'\n');
+        out.append(bytes.substr(start, i - start));
+        out.append("\n\0", 2);
       }
       if (!more) break;
       start = i + 2;
@@ -551,7 +556,9 @@ bool IsBinaryDocument(std::wstring_view extension) {
 
 }  // namespace
 
-std::wstring StringRuns(std::string_view bytes) { return SingleByteRuns(bytes) + Utf16Runs(bytes); }
+std::wstring StringRuns(std::string_view bytes) {
+  return FromWindows1252(SingleByteRunBytes(bytes)) + FromUtf16LeBytes(Utf16RunBytes(bytes));
+}
 
 std::wstring PackagedText(ByteSource& source) {
   std::wstring out;
@@ -619,14 +626,25 @@ bool DocumentTexts::Meets(const std::wstring& path, const TextQuery& query) {
     }) && met;
   }
   if (IsBinaryDocument(extension)) {
-    // The single-byte runs come first in the text: a word among them settles it before the
-    // UTF-16 runs are collected.
+    // The runs are searched in their bytes, the single-byte ones first, which settle it when
+    // they meet the query; a word across the two kinds is looked for where they join.
     const std::string bytes = ReadWhole(path);
     std::vector<bool> found(query.terms().terms.size(), false);
-    const std::wstring single = SingleByteRuns(bytes);
-    if (!single.empty() && query.MetBy(single, &found)) return true;
-    const std::wstring all = single + Utf16Runs(bytes);
-    return !all.empty() && query.MetBy(all, &found);
+    if (!query.bytewise()) {
+      const std::wstring all = StringRuns(bytes);
+      return !all.empty() && query.MetBy(all, &found);
+    }
+    const std::string single = SingleByteRunBytes(bytes);
+    if (!single.empty() && query.MetIn(single, TextEncoding::kWindows1252, &found)) return true;
+    const std::string wide = Utf16RunBytes(bytes);
+    if (wide.empty()) return false;
+    std::size_t overlap = 0;
+    for (const std::wstring& term : query.terms().terms) overlap = std::max(overlap, term.size());
+    const std::size_t before = std::min(single.size(), overlap);
+    const std::wstring junction = FromWindows1252(std::string_view(single).substr(single.size() - before)) +
+                                  FromUtf16LeBytes(std::string_view(wide).substr(0, 2 * overlap));
+    query.MetIn(wide, TextEncoding::kUtf16Le, &found);
+    return query.MetBy(junction, &found);
   }
   return DocumentTextSource::Meets(path, query);
 }

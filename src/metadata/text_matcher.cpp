@@ -134,11 +134,15 @@ TextQuery::TextQuery(SearchTerms terms, bool caseSensitive) : terms_(std::move(t
 bool TextQuery::MetBy(std::wstring_view text, std::vector<bool>* found) const {
   if (!bytewise_) return TermsFound(text, terms_, caseSensitive_, found);
   // The same as TermsFound, with the words looked for in the bytes of the text.
-  const std::string_view bytes(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+  return MetIn(std::string_view(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)),
+               TextEncoding::kWide, found);
+}
+
+bool TextQuery::MetIn(std::string_view bytes, TextEncoding encoding, std::vector<bool>* found) const {
   bool any = false;
   bool every = true;
   for (std::size_t k = 0; k < words_.size(); ++k) {
-    if (!(*found)[k]) (*found)[k] = Matches(words_[k], TextEncoding::kWide, bytes, 0);
+    if (!(*found)[k]) (*found)[k] = Matches(words_[k], encoding, bytes, 0);
     any = any || (*found)[k];
     every = every && (*found)[k];
   }

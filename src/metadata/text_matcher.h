@@ -38,8 +38,11 @@ class TextQuery {
   // depends on how the bytes were cut into pieces, so such words are searched in decoded text
   // (as is an empty word, which a hand-made SearchTerms may hold).
   bool bytewise() const { return bytewise_; }
-  // Whether decoded text meets the condition; `found` holds one flag per word.
+  // Whether decoded text meets the condition; `found` holds one flag per word and keeps the
+  // words found before, as TermsFound does.
   bool MetBy(std::wstring_view text, std::vector<bool>* found) const;
+  // The same for the text that `bytes` decode to in `encoding`; only for a bytewise query.
+  bool MetIn(std::string_view bytes, TextEncoding encoding, std::vector<bool>* found) const;
 
  private:
   friend class TextScan;

@@ -17,8 +17,9 @@ bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 bool XmlTextStream::Separating(std::string_view qualifiedName) const {
   const std::size_t colon = qualifiedName.find(':');
   const std::string_view local = colon == std::string_view::npos ? qualifiedName : qualifiedName.substr(colon + 1);
+  if (local.size() > longestSeparating_) return false;
   for (std::string_view name : separating_) {
-    if (local == name) return true;
+    if (local.size() == name.size() && local[0] == name[0] && local == name) return true;
   }
   return false;
 }
@@ -60,55 +61,10 @@ void XmlTextStream::Parse(bool final, std::string* text) {
       continue;
     }
     const std::string_view rest = xml.substr(at);
-    if (!final && rest.size() < kLongestOpening) break;
-    if (rest.substr(0, 4) == "<!--" || rest.substr(0, 2) == "<?") {
-      const std::string_view terminator = rest[1] == '!' ? "-->" : "?>";
-      const std::size_t end = xml.find(terminator, at);
-      if (end == std::string_view::npos) {
-        if (!final) break;
-        stop();
-      } else {
-        at = end + terminator.size();
-      }
-    } else if (rest.substr(0, 9) == "<![CDATA[") {
-      const std::size_t end = rest.find("]]>");
-      if (end == std::string_view::npos) {
-        if (!final) break;
-        text->append(rest.substr(9));
-        at = size;
-      } else {
-        text->append(rest.substr(9, end - 9));
-        at += end + 3;
-      }
-    } else if (rest.substr(0, 2) == "<!") {
-      // The document type, with an internal subset in brackets that may hold ">" itself.
-      int brackets = 0;
-      std::size_t p = 2;
-      while (p < rest.size() && (rest[p] != '>' || brackets > 0)) {
-        if (rest[p] == '[') ++brackets;
-        if (rest[p] == ']' && brackets > 0) --brackets;
-        ++p;
-      }
-      if (p >= rest.size()) {
-        if (!final) break;
-        stop();
-      } else {
-        at += p + 1;
-      }
-    } else if (rest.substr(0, 2) == "</") {
-      std::size_t p = at + 2;
-      while (p < size && !IsSpace(xml[p]) && xml[p] != '>') ++p;
-      const std::string_view name = xml.substr(at + 2, p - at - 2);
-      const std::size_t close = xml.find('>', p);
-      if (close == std::string_view::npos) {
-        if (!final) break;
-        stop();
-        break;
-      }
-      at = close + 1;
-      if (Separating(name)) text->push_back(' ');
-      if (depth_ > 0) --depth_;
-    } else {
+    const char second = rest.size() > 1 ? rest[1] : '\0';
+    // Tags, the most common constructs, are told apart by their second character alone.
+    if (!final && (second == '!' ? rest.size() < kLongestOpening : rest.size() < 2)) break;
+    if (second != '!' && second != '?' && second != '/') {
       // A start tag: its attributes are only checked for being well formed.
       std::size_t p = at + 1;
       while (p < size && !IsSpace(xml[p]) && xml[p] != '/' && xml[p] != '>') ++p;
@@ -174,6 +130,53 @@ void XmlTextStream::Parse(bool final, std::string* text) {
         if (Separating(name)) text->push_back(' ');
       } else {
         ++depth_;
+      }
+    } else if (second == '/') {
+      std::size_t p = at + 2;
+      while (p < size && !IsSpace(xml[p]) && xml[p] != '>') ++p;
+      const std::string_view name = xml.substr(at + 2, p - at - 2);
+      const std::size_t close = xml.find('>', p);
+      if (close == std::string_view::npos) {
+        if (!final) break;
+        stop();
+        break;
+      }
+      at = close + 1;
+      if (Separating(name)) text->push_back(' ');
+      if (depth_ > 0) --depth_;
+    } else if (rest.substr(0, 4) == "<!--" || second == '?') {
+      const std::string_view terminator = rest[1] == '!' ? "-->" : "?>";
+      const std::size_t end = xml.find(terminator, at);
+      if (end == std::string_view::npos) {
+        if (!final) break;
+        stop();
+      } else {
+        at = end + terminator.size();
+      }
+    } else if (rest.substr(0, 9) == "<![CDATA[") {
+      const std::size_t end = rest.find("]]>");
+      if (end == std::string_view::npos) {
+        if (!final) break;
+        text->append(rest.substr(9));
+        at = size;
+      } else {
+        text->append(rest.substr(9, end - 9));
+        at += end + 3;
+      }
+    } else if (rest.substr(0, 2) == "<!") {
+      // The document type, with an internal subset in brackets that may hold ">" itself.
+      int brackets = 0;
+      std::size_t p = 2;
+      while (p < rest.size() && (rest[p] != '>' || brackets > 0)) {
+        if (rest[p] == '[') ++brackets;
+        if (rest[p] == ']' && brackets > 0) --brackets;
+        ++p;
+      }
+      if (p >= rest.size()) {
+        if (!final) break;
+        stop();
+      } else {
+        at += p + 1;
       }
     }
   }

@@ -10,6 +10,7 @@
 //   xml.Finish(&text);
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <initializer_list>
 #include <string>
@@ -20,7 +21,9 @@ namespace ablagix {
 
 class XmlTextStream {
  public:
-  explicit XmlTextStream(std::initializer_list<std::string_view> separating) : separating_(separating) {}
+  explicit XmlTextStream(std::initializer_list<std::string_view> separating) : separating_(separating) {
+    for (std::string_view name : separating_) longestSeparating_ = std::max(longestSeparating_, name.size());
+  }
 
   // The next bytes of the part (UTF-8, see XmlAsUtf8); the text of the constructs they
   // complete is appended to `text`.
@@ -35,6 +38,7 @@ class XmlTextStream {
   bool Separating(std::string_view qualifiedName) const;
 
   std::vector<std::string_view> separating_;
+  std::size_t longestSeparating_ = 0;
   std::string pending_;
   std::size_t depth_ = 0;
   std::size_t retryAt_ = 0;  // an unfinished construct is read again once pending_ is this long

@@ -134,6 +134,41 @@ TEST(TextSearchTest, DocumentsAreReadAsText) {
   EXPECT_EQ(Search(dir / L"roh.pdf", L"Rechnung"), 0);
 }
 
+TEST(TextSearchTest, OldBinaryDocumentsAnswerAsTheirWholeText) {
+  // Runs searched in their bytes against the whole text of the runs, for words in single-byte
+  // runs, in UTF-16 runs, in both and where the two kinds join.
+  TempDir dir;
+  const std::wstring path = dir / L"alt.doc";
+  std::uint64_t state = 99;
+  auto next = [&](std::uint32_t n) {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<std::uint32_t>(state >> 33) % n;
+  };
+  const std::wstring searches[] = {L"M\u00fcller", L"angebot+KUNDE", L"xyz|Kunde", L"nde\nAng", L"ab"};
+  for (int round = 0; round < 300; ++round) {
+    std::string bytes;
+    for (std::uint32_t piece = next(8); piece-- > 0;) {
+      switch (next(5)) {
+        case 0: bytes += ToWindows1252(L"Angebot f\u00fcr M\u00fcller"); break;
+        case 1: bytes += ToUtf16LeBytes(L"Kunde M\u00dcLLER", false); break;
+        case 2: bytes += std::string(1 + next(6), static_cast<char>(next(32))); break;
+        case 3: bytes += "ab\nxyz"; break;
+        default: bytes += std::string(1 + next(9), static_cast<char>(0x41 + next(40)));
+      }
+    }
+    ASSERT_TRUE(WriteBytes(path, bytes));
+    const std::wstring text = StringRuns(bytes);
+    for (const std::wstring& search : searches) {
+      for (bool caseSensitive : {false, true}) {
+        const SearchTerms terms = ParseSearchTerms(search);
+        std::vector<bool> found(terms.terms.size(), false);
+        const int expected = !text.empty() && TermsFound(text, terms, caseSensitive, &found) ? 1 : 0;
+        ASSERT_EQ(Search(path, search, caseSensitive), expected) << round << " " << ToUtf8(search);
+      }
+    }
+  }
+}
+
 TEST(TextSearchTest, DocumentReadersSurviveDamagedInput) {
   const std::string samples[] = {
       "{\\rtf1{{{{\\u-1\\'zz\\uc99999999 \\", "Content-Type: multipart/mixed; boundary=a\n\n--a\n--a\n--a--",
