@@ -144,7 +144,8 @@ TEST(TextSearchTest, OldBinaryDocumentsAnswerAsTheirWholeText) {
     state = state * 6364136223846793005ULL + 1442695040888963407ULL;
     return static_cast<std::uint32_t>(state >> 33) % n;
   };
-  const std::wstring searches[] = {L"M\u00fcller", L"angebot+KUNDE", L"xyz|Kunde", L"nde\nAng", L"ab"};
+  const std::wstring searches[] = {L"M\u00fcller", L"angebot+KUNDE", L"xyz|Kunde", L"nde\nAng", L"ab",
+                                   L"\u00fcller\nkunde", L"xyz\nKUNDE"};
   for (int round = 0; round < 300; ++round) {
     std::string bytes;
     for (std::uint32_t piece = next(8); piece-- > 0;) {
