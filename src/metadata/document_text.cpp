@@ -301,8 +301,8 @@ void ReadPackageText(ByteSource& source, OnText onText, OnPartEnd onPartEnd) {
   }
 }
 
-// Whether the words of a package meet the query, searched as the parts are inflated; reading
-// stops as soon as they do.
+}  // namespace
+
 bool PackageMeets(ByteSource& source, const TextQuery& query) {
   TextScan scan(query, TextEncoding::kUtf8);
   std::string window;  // the bytes kept from the last search, then the new text
@@ -311,7 +311,6 @@ bool PackageMeets(ByteSource& source, const TextQuery& query) {
     window.erase(0, window.size() - scan.Search(window));
     return !scan.met();
   };
-  beforePart.clear();
   ReadPackageText(
       source,
       [&](std::string* text) {
@@ -332,8 +331,6 @@ bool PackageMeets(ByteSource& source, const TextQuery& query) {
       });
   return scan.met();
 }
-
-}  // namespace
 
 std::wstring HtmlText(std::string_view bytes) {
   // A page says its encoding near its start; without a word of it, it is the old default.

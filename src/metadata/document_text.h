@@ -30,5 +30,9 @@ std::wstring RtfText(std::string_view bytes);
 std::wstring StringRuns(std::string_view bytes);
 // The words of an Office Open XML or OpenDocument package.
 std::wstring PackagedText(ByteSource& source);
+// Whether the words of a package meet the query (which must be bytewise), searched as its
+// parts are inflated; reading stops as soon as they do. A part whose check sum fails after
+// the words were found still counts, as its end is never read.
+bool PackageMeets(ByteSource& source, const TextQuery& query);
 
 }  // namespace ablagix
