@@ -151,6 +151,21 @@ INI
   echo "  Verhältnis ablagix/grep:      $(ratio "$t_cli" "$t_grep")"
   echo "  Verhältnis ablagix/rg -j1:    $(ratio "$t_cli" "$t_rg1")"
   echo "  Verhältnis ablagix/rg -j2:    $(ratio "$t_cli" "$t_rg2")"
+
+  # The same on the plain text files alone, which all three read as bytes.
+  plain="txt csv log xml ini dat zip"
+  sed "s|^Filter=.*|Filter=$(printf '.%s,' $plain | sed 's/,$//')|" "$work/text.ini" > "$work/plain.ini"
+  globs=(); for e in $plain; do globs+=(--include="*.$e"); done
+  rglobs=(); for e in $plain; do rglobs+=(-g "*.$e"); done
+  read -r t_cli m_cli < <(median "$cli" run --simulate --all --format tsv --profiles "$work/plain.ini")
+  read -r t_grep m_grep < <(median grep -rlF "${globs[@]}" Rechnung "$tree")
+  read -r t_rg1 m_rg1 < <(median rg -j1 -uuu -l -F "${rglobs[@]}" Rechnung "$tree")
+  echo "Nur Textdateien ($plain):"
+  printf '  ablagix-cli run --simulate   %6.2f s\n' "$t_cli"
+  printf '  grep -rlF --include          %6.2f s\n' "$t_grep"
+  printf '  rg -j1 -uuu -l -F -g         %6.2f s\n' "$t_rg1"
+  echo "  Verhältnis ablagix/grep:      $(ratio "$t_cli" "$t_grep")"
+  echo "  Verhältnis ablagix/rg -j1:    $(ratio "$t_cli" "$t_rg1")"
 fi
 
 if want exif; then

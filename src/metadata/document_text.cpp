@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 
 #include "base/text.h"
 #include "fileops/byte_source.h"
@@ -602,7 +603,15 @@ bool DocumentTexts::Meets(const std::wstring& path, const TextQuery& query) {
   const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
   if (query.bytewise() && IsPackage(extension)) {
     FileByteSource source;
-    return source.Open(path) && PackageMeets(source, query);
+    if (!source.Open(path)) return false;
+    // A package of usual size is read in one piece, so the zip reader's small reads (end
+    // record, directory, local headers) cost no calls to the system.
+    constexpr std::uint64_t kWholeRead = 1u << 20;
+    if (source.size() > kWholeRead) return PackageMeets(source, query);
+    std::string bytes;
+    if (!source.Read(0, static_cast<std::size_t>(source.size()), &bytes)) return false;
+    MemoryByteSource memory(bytes);
+    return PackageMeets(memory, query);
   }
   if (query.bytewise() && extension == L"pdf") {
     // Page by page, each page's text searched with the end of the text before it.
@@ -612,12 +621,15 @@ bool DocumentTexts::Meets(const std::wstring& path, const TextQuery& query) {
     for (const std::wstring& term : query.terms().terms) overlap = std::max(overlap, term.size());
     overlap = overlap > 0 ? overlap - 1 : 0;
     std::vector<bool> found(query.terms().terms.size(), false);
+    // The page text is UTF-16 in memory; the words are looked for in its bytes.
+    constexpr TextEncoding kUtf16 =
+        std::endian::native == std::endian::little ? TextEncoding::kUtf16Le : TextEncoding::kUtf16Be;
     std::u16string tail;
     bool met = false;
     return ReadPdfText(source, [&](std::u16string_view added) {
       tail += added;
-      const std::wstring window = FromUtf16(tail);
-      met = !window.empty() && query.MetBy(window, &found);
+      const std::string_view bytes(reinterpret_cast<const char*>(tail.data()), tail.size() * sizeof(char16_t));
+      met = !tail.empty() && query.MetIn(bytes, kUtf16, &found);
       tail.erase(0, tail.size() - std::min(tail.size(), overlap));
       return !met;
     }) && met;

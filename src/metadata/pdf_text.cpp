@@ -544,7 +544,7 @@ struct Font {
   std::vector<CodeRange> codespace;
   std::unordered_map<std::uint32_t, std::u16string> toUnicode;
   std::array<char16_t, 256> simple{};
-  std::vector<double> widths;  // thousandths of the size, from firstChar on
+  std::vector<double> widths;  // in units of the size (the font's thousandths divided once), from firstChar on
   int firstChar = 0;
 };
 
@@ -1087,7 +1087,9 @@ const Font* Document::FontFor(const Obj* resources, std::string_view name) {
   const Obj* widths = Resolve(dict->Get("Widths"));
   if (widths->kind == Obj::kArray && widths->items.size() <= 256) {
     font.firstChar = NumberOr(dict->Get("FirstChar"), 0);
-    for (const Obj& w : widths->items) font.widths.push_back(Resolve(&w)->kind == Obj::kNumber ? Resolve(&w)->number : 0);
+    for (const Obj& w : widths->items) {
+      font.widths.push_back((Resolve(&w)->kind == Obj::kNumber ? Resolve(&w)->number : 0) / 1000);
+    }
   }
   return &font;
 }
@@ -1151,7 +1153,7 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
       }
       const long long place = static_cast<long long>(code) - (font ? font->firstChar : 0);
       if (knownWidths && place >= 0 && static_cast<std::size_t>(place) < font->widths.size()) {
-        advance += font->widths[static_cast<std::size_t>(place)] / 1000 * em;
+        advance += font->widths[static_cast<std::size_t>(place)] * em;
       } else {
         advance += 0.5 * em;
       }

@@ -189,13 +189,15 @@ void TextQuery::Prepare() {
       le.filter.push_back(high);
       be.filter.push_back(high);
       be.filter.push_back(low);
-      wide.filter.push_back(low);
-      wide.filter.push_back(high);
+      // Wide characters as they lie in memory, in the machine's byte order.
+      std::vector<ByteSet> unit{low, high};
       for (std::size_t k = 2; k < sizeof(wchar_t); ++k) {
         ByteSet zero{};
         Add(zero, 0);
-        wide.filter.push_back(zero);
+        unit.push_back(zero);
       }
+      if constexpr (std::endian::native == std::endian::big) std::reverse(unit.begin(), unit.end());
+      wide.filter.insert(wide.filter.end(), unit.begin(), unit.end());
 
       // Case variants may differ in length in UTF-8 (ß and ẞ): the filter covers the part of
       // the word before the first such character, the comparison the rest.

@@ -130,6 +130,18 @@ TEST(TextSearchTest, DocumentsAreReadAsText) {
   scan.SetInfo("Rechnung", "D:20250203090507");
   ASSERT_TRUE(WriteBytes(dir / L"scan.pdf", scan.Finish()));
   EXPECT_EQ(Search(dir / L"scan.pdf", L"Rechnung"), 0);
+  // Pages are searched as they are read: words on different pages, and text across the break
+  // between two pages, are found as in the whole text.
+  PdfDocument pages(kA4Landscape);
+  for (const wchar_t* line : {L"Herrn M\u00fcller", L"Seite 2", L"Rechnung Nr. 7"}) {
+    pages.BeginPage();
+    pages.Text(72, 500, PdfFont::Regular, 11, ToWinAnsi(line));
+  }
+  ASSERT_TRUE(WriteBytes(dir / L"seiten.pdf", pages.Finish()));
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"RECHNUNG+m\u00fcller"), 1);
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"2\nrechnung"), 1);
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"m\u00fcller\nseite 2\nrechnung"), 1);
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"M\u00fcller Seite"), 0);
   ASSERT_TRUE(WriteBytes(dir / L"roh.pdf", "%PDF-1.4 Rechnung"));
   EXPECT_EQ(Search(dir / L"roh.pdf", L"Rechnung"), 0);
 }
