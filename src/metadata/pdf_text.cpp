@@ -220,6 +220,12 @@ class Lexer {
     out->kind = Obj::kString;
     int open = 1;
     while (pos_ < data_.size()) {
+      // Ordinary characters a run at a time.
+      std::size_t end = pos_;
+      while (end < data_.size() && data_[end] != '(' && data_[end] != ')' && data_[end] != '\\') ++end;
+      out->text.append(data_.substr(pos_, end - pos_));
+      pos_ = end;
+      if (pos_ >= data_.size()) break;
       const char c = data_[pos_++];
       if (c == '(') {
         ++open;
@@ -249,9 +255,7 @@ class Lexer {
               out->text.push_back(e);  // \( \) \\ and unknown escapes stand for themselves
             }
         }
-        continue;
       }
-      out->text.push_back(c);
     }
     return true;  // a string cut off by the end keeps what it has
   }
@@ -1119,10 +1123,13 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
     state.lineY -= state.leading * state.scaleY;
     state.x = state.lineX;
   };
+  // Kept between the strings shown, so that their room is allocated once.
+  std::u16string text;
+  std::u16string clean;
   auto show = [&](std::string_view bytes) {
     const double em = std::abs(state.fontSize * state.scaleX);
     const Font* font = state.font;
-    std::u16string text;
+    text.clear();
     double advance = 0;
     bool knownWidths = font != nullptr && !font->widths.empty();
     for (std::size_t i = 0; i < bytes.size();) {
@@ -1158,11 +1165,13 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
         advance += 0.5 * em;
       }
     }
-    std::u16string clean;
+    clean.resize(text.size());
+    std::size_t kept = 0;
     for (char16_t c : text) {
-      if (c == u'\t' || c == 0xA0) clean.push_back(u' ');
-      else if (c >= 0x20) clean.push_back(c);
+      if (c == u'\t' || c == 0xA0) clean[kept++] = u' ';
+      else if (c >= 0x20) clean[kept++] = c;
     }
+    clean.resize(kept);
     if (clean.empty()) {
       state.x += advance;
       return;
