@@ -188,7 +188,7 @@ INI
   read -r t_cli m_cli < <(median "$cli" run --simulate --all --format tsv --profiles "$work/exif.ini")
   read -r t_exiv m_exiv < <(median bash -c exiv2_all)
   n_cli=$("$cli" run --simulate --all --format tsv --profiles "$work/exif.ini" | grep -c 'simuliert' || true)
-  n_exiv=$(bash -c exiv2_all | grep -c '^Canon' || true)
+  n_exiv=$(bash -c exiv2_all | grep -c 'Canon' || true)
   n_jpg=$(find "$tree" -type f -iname '*.jpg' | wc -l)
   echo
   echo "Exif-Bedingung %Model%=Canon* über $n_jpg JPEG-Dateien, Median aus 5:"
