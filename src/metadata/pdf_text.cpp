@@ -1132,7 +1132,23 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
     text.clear();
     double advance = 0;
     bool knownWidths = font != nullptr && !font->widths.empty();
-    for (std::size_t i = 0; i < bytes.size();) {
+    std::size_t from = 0;  // where the general reading of codes begins
+    if (!font || (!font->composite && font->codespace.empty() && !font->hasToUnicode)) {
+      // Single-byte codes without a map, the usual case: each byte is one character.
+      from = bytes.size();
+      text.resize(bytes.size());
+      for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const auto code = static_cast<unsigned char>(bytes[i]);
+        text[i] = font ? font->simple[code] : WinAnsiChar(code);
+        const long long place = static_cast<long long>(code) - (font ? font->firstChar : 0);
+        if (knownWidths && place >= 0 && static_cast<std::size_t>(place) < font->widths.size()) {
+          advance += font->widths[static_cast<std::size_t>(place)] * em;
+        } else {
+          advance += 0.5 * em;
+        }
+      }
+    }
+    for (std::size_t i = from; i < bytes.size();) {
       std::size_t length = 1;
       if (font && font->composite) length = 2;
       if (font && !font->codespace.empty()) {

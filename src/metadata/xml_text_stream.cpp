@@ -1,5 +1,7 @@
 #include "metadata/xml_text_stream.h"
 
+#include <array>
+
 #include "metadata/xml_scanner.h"
 
 namespace ablagix {
@@ -11,6 +13,16 @@ constexpr std::size_t kMaxDepth = 4096;
 constexpr std::size_t kLongestOpening = 9;
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// Characters that end a name in a tag, looked up rather than compared one by one.
+enum : unsigned char { kEndsElementName = 1, kEndsAttributeName = 2 };
+constexpr std::array<unsigned char, 256> kNameEnds = [] {
+  std::array<unsigned char, 256> table{};
+  for (unsigned char c : {' ', '\t', '\r', '\n', '/', '>'}) table[c] |= kEndsElementName | kEndsAttributeName;
+  table['='] |= kEndsAttributeName;
+  return table;
+}();
+bool Ends(char c, unsigned char kind) { return (kNameEnds[static_cast<unsigned char>(c)] & kind) != 0; }
 
 }  // namespace
 
@@ -67,7 +79,7 @@ void XmlTextStream::Parse(bool final, std::string* text) {
     if (second != '!' && second != '?' && second != '/') {
       // A start tag: its attributes are only checked for being well formed.
       std::size_t p = at + 1;
-      while (p < size && !IsSpace(xml[p]) && xml[p] != '/' && xml[p] != '>') ++p;
+      while (p < size && !Ends(xml[p], kEndsElementName)) ++p;
       if (p >= size && !final) break;
       const std::string_view name = xml.substr(at + 1, p - at - 1);
       if (name.empty() || depth_ >= kMaxDepth) {
@@ -97,7 +109,7 @@ void XmlTextStream::Parse(bool final, std::string* text) {
           break;
         }
         const std::size_t attrStart = p;
-        while (p < size && !IsSpace(xml[p]) && xml[p] != '=' && xml[p] != '>' && xml[p] != '/') ++p;
+        while (p < size && !Ends(xml[p], kEndsAttributeName)) ++p;
         const bool unnamed = p == attrStart;
         while (p < size && IsSpace(xml[p])) ++p;
         if (unnamed) {
