@@ -4,9 +4,9 @@
 #         against find with the same predicates (warm cache, best of 3);
 #   copy  copying one large file and many small ones against cp;
 #   text  the text condition "Rechnung" over every file of the tree against grep -rlF and
-#         ripgrep (one and two threads), warm cache, median of 5;
-#   exif  the camera model of every JPEG of the tree as a metadata condition against exiv2,
-#         warm cache, median of 5.
+#         ripgrep (one and two threads), then over the plain text files alone;
+#   exif  the camera model of every JPEG of the tree as a metadata condition against exiv2;
+#         both warm cache, medians of 5 rounds in which the tools take turns.
 # Prints times, ratios and peak memory.   bench/run.sh [FILES] [WORKDIR] [JOBS...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -41,17 +41,26 @@ measure() {
   echo "$best $peak"
 }
 
-# median of five (after one warm-up run): prints "seconds peak_kb"
-median() {
-  local times=() peak=0
-  "$@" >/dev/null 2>&1 || true
-  for _ in 1 2 3 4 5; do
-    /usr/bin/time -f "%e %M" -o "$work/time.txt" "$@" >/dev/null 2>&1 || true
-    read -r t m < "$work/time.txt"
-    times+=("$t")
-    [ "$m" -gt "$peak" ] && peak=$m
+# Medians of five rounds (after a warm-up round) in which the commands take turns, so that a
+# change in the machine's load falls on all of them alike. Each argument is one command line;
+# prints "seconds peak_kb" per command, in order.
+race() {
+  local n=$# r i t m
+  local -a times peaks
+  for ((i = 0; i < n; i++)); do times[i]=""; peaks[i]=0; done
+  for r in 0 1 2 3 4 5; do
+    for ((i = 0; i < n; i++)); do
+      local cmd="${@:i+1:1}"
+      /usr/bin/time -f "%e %M" -o "$work/time.txt" bash -c "$cmd" >/dev/null 2>&1 || true
+      [ "$r" -eq 0 ] && continue
+      read -r t m < "$work/time.txt"
+      times[i]="${times[i]} $t"
+      [ "$m" -gt "${peaks[i]}" ] && peaks[i]=$m
+    done
   done
-  echo "$(printf '%s\n' "${times[@]}" | sort -g | sed -n 3p) $peak"
+  for ((i = 0; i < n; i++)); do
+    echo "$(printf '%s\n' ${times[i]} | sort -g | sed -n 3p) ${peaks[i]}"
+  done
 }
 
 ratio() { awk "BEGIN{printf \"%.2f\", $1/$2}"; }
@@ -134,16 +143,16 @@ Kollision=1
 Case=0
 Zippen=0
 INI
-  read -r t_cli m_cli < <(median "$cli" run --simulate --all --format tsv --profiles "$work/text.ini")
-  read -r t_grep m_grep < <(median grep -rlF Rechnung "$tree")
-  read -r t_rg1 m_rg1 < <(median rg -j1 -uuu -l -F Rechnung "$tree")
-  read -r t_rg2 m_rg2 < <(median rg -j2 -uuu -l -F Rechnung "$tree")
+  q_tree=$(printf %q "$tree")
+  { read -r t_cli m_cli; read -r t_grep m_grep; read -r t_rg1 m_rg1; read -r t_rg2 m_rg2; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/text.ini")" \
+    "grep -rlF Rechnung $q_tree" "rg -j1 -uuu -l -F Rechnung $q_tree" "rg -j2 -uuu -l -F Rechnung $q_tree")
   n_cli=$("$cli" run --simulate --all --format tsv --profiles "$work/text.ini" | grep -c 'simuliert' || true)
   n_grep=$(grep -rlF Rechnung "$tree" | wc -l)
   n_rg=$(rg -j1 -uuu -l -F Rechnung "$tree" | wc -l)
   mb=$(du -sm "$tree" | cut -f1)
   echo
-  echo "Textbedingung \"Rechnung\" über $files Dateien ($mb MB), Median aus 5:"
+  echo "Textbedingung \"Rechnung\" über $files Dateien ($mb MB), Median aus 5 abwechselnden Runden:"
   printf '  ablagix-cli run --simulate   %6.2f s  %7d KB  %6d Dateien (jede Groß-/Kleinschreibung, Kodierung, Dokumente)\n' "$t_cli" "$m_cli" "$n_cli"
   printf '  grep -rlF                    %6.2f s  %7d KB  %6d Dateien (Bytes wie geschrieben)\n' "$t_grep" "$m_grep" "$n_grep"
   printf '  rg -j1 -uuu -l -F            %6.2f s  %7d KB  %6d Dateien\n' "$t_rg1" "$m_rg1" "$n_rg"
@@ -155,11 +164,11 @@ INI
   # The same on the plain text files alone, which all three read as bytes.
   plain="txt csv log xml ini dat zip"
   sed "s|^Filter=.*|Filter=$(printf '.%s,' $plain | sed 's/,$//')|" "$work/text.ini" > "$work/plain.ini"
-  globs=(); for e in $plain; do globs+=(--include="*.$e"); done
-  rglobs=(); for e in $plain; do rglobs+=(-g "*.$e"); done
-  read -r t_cli m_cli < <(median "$cli" run --simulate --all --format tsv --profiles "$work/plain.ini")
-  read -r t_grep m_grep < <(median grep -rlF "${globs[@]}" Rechnung "$tree")
-  read -r t_rg1 m_rg1 < <(median rg -j1 -uuu -l -F "${rglobs[@]}" Rechnung "$tree")
+  globs=(); for e in $plain; do globs+=("--include='*.$e'"); done
+  rglobs=(); for e in $plain; do rglobs+=("-g '*.$e'"); done
+  { read -r t_cli m_cli; read -r t_grep m_grep; read -r t_rg1 m_rg1; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/plain.ini")" \
+    "grep -rlF ${globs[*]} Rechnung $q_tree" "rg -j1 -uuu -l -F ${rglobs[*]} Rechnung $q_tree")
   echo "Nur Textdateien ($plain):"
   printf '  ablagix-cli run --simulate   %6.2f s\n' "$t_cli"
   printf '  grep -rlF --include          %6.2f s\n' "$t_grep"
@@ -185,13 +194,13 @@ INI
   exiv2_all() { find "$tree" -type f -iname '*.jpg' -print0 | xargs -0 exiv2 -q -g Exif.Image.Model -Pv; }
   export -f exiv2_all
   export tree
-  read -r t_cli m_cli < <(median "$cli" run --simulate --all --format tsv --profiles "$work/exif.ini")
-  read -r t_exiv m_exiv < <(median bash -c exiv2_all)
+  { read -r t_cli m_cli; read -r t_exiv m_exiv; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/exif.ini")" exiv2_all)
   n_cli=$("$cli" run --simulate --all --format tsv --profiles "$work/exif.ini" | grep -c 'simuliert' || true)
   n_exiv=$(bash -c exiv2_all | grep -c 'Canon' || true)
   n_jpg=$(find "$tree" -type f -iname '*.jpg' | wc -l)
   echo
-  echo "Exif-Bedingung %Model%=Canon* über $n_jpg JPEG-Dateien, Median aus 5:"
+  echo "Exif-Bedingung %Model%=Canon* über $n_jpg JPEG-Dateien, Median aus 5 abwechselnden Runden:"
   printf '  ablagix-cli run --simulate   %6.2f s  %7d KB  %6d Canon\n' "$t_cli" "$m_cli" "$n_cli"
   printf '  find | xargs exiv2 -g Model  %6.2f s  %7d KB  %6d Canon\n' "$t_exiv" "$m_exiv" "$n_exiv"
   echo "  Verhältnis ablagix/exiv2:     $(ratio "$t_cli" "$t_exiv")"
