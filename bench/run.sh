@@ -22,8 +22,8 @@ cli=$PWD/build/bench/src/ablagix-cli
 gen=$PWD/build/bench/bench/scan_bench
 mkdir -p "$work"
 
-# The tree's contents changed with its generator: v2 has real pictures, texts and documents.
-tree="$work/tree-v2-$files"
+# The tree's contents changed with its generator: v3 has real pictures, texts and documents.
+tree="$work/tree-v3-$files"
 if [ ! -d "$tree" ]; then
   echo "Erzeuge $files Dateien in $tree ..."
   "$gen" make-tree "$tree" "$files"

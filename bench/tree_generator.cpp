@@ -225,10 +225,17 @@ std::string Mail(const std::wstring& text) {
          ToWindows1252(text);
 }
 
-// An old binary document: records of bytes around the text, single-byte and UTF-16.
+// The tables of an old binary document: mostly zeros, with numbers and offsets in between.
+std::string Records(Random& r, std::size_t size) {
+  std::string bytes(size, '\0');
+  for (std::size_t i = 0; i < size; i += 1 + r.Below(12)) bytes[i] = static_cast<char>(r.Below(256));
+  return bytes;
+}
+
+// An old binary document: records around the text, single-byte and UTF-16.
 std::string OldDocument(Random& r, const std::wstring& text) {
-  return RandomBytes(r, 2048 + r.Below(8192)) + ToWindows1252(text) + RandomBytes(r, 512) +
-         ToUtf16LeBytes(text.substr(0, text.size() / 3), false) + RandomBytes(r, 1024 + r.Below(4096));
+  return Records(r, 2048 + r.Below(8192)) + ToWindows1252(text) + Records(r, 512) +
+         ToUtf16LeBytes(text.substr(0, text.size() / 3), false) + Records(r, 1024 + r.Below(4096));
 }
 
 struct Kind {
