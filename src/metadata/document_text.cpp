@@ -6,6 +6,7 @@
 
 #include "base/text.h"
 #include "fileops/byte_source.h"
+#include "fileops/file_io.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "metadata/pdf_text.h"
@@ -602,16 +603,24 @@ std::optional<std::wstring> DocumentTexts::Text(const std::wstring& path) {
 bool DocumentTexts::Meets(const std::wstring& path, const TextQuery& query) {
   const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
   if (query.bytewise() && IsPackage(extension)) {
-    FileByteSource source;
-    if (!source.Open(path)) return false;
-    // A package of usual size is read in one piece, so the zip reader's small reads (end
-    // record, directory, local headers) cost no calls to the system.
+    // A package of usual size is read in one piece, into a buffer each thread keeps, so the
+    // zip reader's small reads (end record, directory, local headers) cost no calls to the
+    // system.
     constexpr std::uint64_t kWholeRead = 1u << 20;
-    if (source.size() > kWholeRead) return PackageMeets(source, query);
-    std::string bytes;
-    if (!source.Read(0, static_cast<std::size_t>(source.size()), &bytes)) return false;
-    MemoryByteSource memory(bytes);
-    return PackageMeets(memory, query);
+    ReadOnlyFile file;
+    if (!file.Open(path)) return false;
+    if (file.size() <= kWholeRead) {
+      thread_local std::string buffer;
+      const auto size = static_cast<std::size_t>(file.size());
+      if (buffer.size() < size) buffer.resize(size);
+      std::size_t got = 0;
+      if (!file.ReadInto(0, buffer.data(), size, &got)) return false;
+      MemoryByteSource memory(std::string_view(buffer.data(), got));
+      return PackageMeets(memory, query);
+    }
+    file.Close();
+    FileByteSource source;
+    return source.Open(path) && PackageMeets(source, query);
   }
   if (query.bytewise() && extension == L"pdf") {
     // Page by page, each page's text searched with the end of the text before it.

@@ -1,5 +1,6 @@
 #include "metadata/xml_text_stream.h"
 
+#include <algorithm>
 #include <array>
 
 #include "metadata/xml_scanner.h"
@@ -38,22 +39,30 @@ bool XmlTextStream::Separating(std::string_view qualifiedName) const {
 
 void XmlTextStream::Feed(std::string_view bytes, std::string* text) {
   if (stopped_) return;
-  pending_.append(bytes);
-  // A construct that did not fit is read again only when the bytes have doubled since, so a
-  // long one (a huge comment) costs linear time, not a new pass per piece.
-  if (pending_.size() < retryAt_) return;
-  Parse(false, text);
+  if (pending_.empty()) {
+    // Nothing waits: the new bytes are read where they are, and only an unfinished construct
+    // at their end is kept.
+    const std::size_t used = Parse(bytes, false, text);
+    if (!stopped_) pending_.assign(bytes.substr(used));
+  } else {
+    pending_.append(bytes);
+    // A construct that did not fit is read again only when the bytes have doubled since, so
+    // a long one (a huge comment) costs linear time, not a new pass per piece.
+    if (pending_.size() < retryAt_) return;
+    const std::size_t used = Parse(pending_, false, text);
+    if (!stopped_) pending_.erase(0, used);
+  }
+  if (stopped_) pending_.clear();
   retryAt_ = 2 * pending_.size();
 }
 
 void XmlTextStream::Finish(std::string* text) {
-  if (!stopped_) Parse(true, text);
+  if (!stopped_) Parse(pending_, true, text);
   pending_.clear();
   stopped_ = true;
 }
 
-void XmlTextStream::Parse(bool final, std::string* text) {
-  const std::string_view xml = pending_;
+std::size_t XmlTextStream::Parse(std::string_view xml, bool final, std::string* text) {
   const std::size_t size = xml.size();
   std::size_t at = 0;
   // Ends the document where XmlScanner would stop reading it.
@@ -192,11 +201,7 @@ void XmlTextStream::Parse(bool final, std::string* text) {
       }
     }
   }
-  if (stopped_) {
-    pending_.clear();
-  } else {
-    pending_.erase(0, at);
-  }
+  return std::min(at, size);
 }
 
 }  // namespace ablagix

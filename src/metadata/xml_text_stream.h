@@ -32,9 +32,10 @@ class XmlTextStream {
   void Finish(std::string* text);
 
  private:
-  // Reads complete constructs from the front of pending_; with `final` the end of pending_ is
-  // the end of the document, otherwise an unfinished construct waits for more bytes.
-  void Parse(bool final, std::string* text);
+  // Reads complete constructs from the front of `xml` and says how many bytes they took; with
+  // `final` the end of `xml` is the end of the document, otherwise an unfinished construct
+  // waits for more bytes.
+  std::size_t Parse(std::string_view xml, bool final, std::string* text);
   bool Separating(std::string_view qualifiedName) const;
 
   std::vector<std::string_view> separating_;
