@@ -8,11 +8,15 @@
 
 #include <cstdint>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/text.h"
+#include "metadata/document_text.h"
 #include "metadata/text_search.h"
 #include "test_support.h"
+#include "zip/zip_maker.h"
 
 namespace ablagix {
 namespace {
@@ -242,6 +246,41 @@ TEST(TextMatcherTest, WordsAcrossEveryBoundaryInEveryEncoding) {
       }
     }
   }
+}
+
+TEST(TextMatcherTest, OneQueryServesSeveralThreadsAtOnce) {
+  // One prepared query and one document source shared by threads that search different files
+  // (plain, large, UTF-16, office package) give the answers of a search on one thread.
+  TempDir dir;
+  test::ZipMaker docx;
+  docx.Add("word/document.xml", "<w:document><w:p><w:t>Rech</w:t><w:t>nung M\xC3\xBCller</w:t></w:p></w:document>",
+           true);
+  const std::vector<std::pair<std::wstring, std::string>> files = {
+      {L"a.txt", std::string(300000, 'x') + "Rechnung f\xFCr M\xFCller"},
+      {L"b.txt", ToUtf16LeBytes(L"Rechnung ohne Namen", true)},
+      {L"c.docx", docx.Make()},
+      {L"d.txt", std::string(600000, 'y')},
+  };
+  for (const auto& [name, bytes] : files) ASSERT_TRUE(WriteBytes(dir / name, bytes));
+  const TextQuery query(ParseSearchTerms(L"rechnung+m\u00fcller"), false);
+  DocumentTexts documents;
+  TextSearchOptions options;
+  options.documents = &documents;
+  std::vector<int> expected;
+  for (const auto& file : files) expected.push_back(SearchTextInFile(dir / file.first, query, options));
+  EXPECT_EQ(expected, (std::vector<int>{1, 0, 1, 0}));
+  std::vector<std::thread> threads;
+  std::vector<int> wrong(4, 0);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      for (int round = 0; round < 20; ++round) {
+        const std::size_t k = static_cast<std::size_t>(t + round) % files.size();
+        if (SearchTextInFile(dir / files[k].first, query, options) != expected[k]) ++wrong[static_cast<std::size_t>(t)];
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, std::vector<int>(4, 0));
 }
 
 TEST(TextMatcherTest, CaseIsFoldedAsTheTextHelpersFoldIt) {
