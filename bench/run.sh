@@ -1,20 +1,29 @@
 #!/usr/bin/env bash
 # Benchmarks ablagix-cli against the standard tools on one machine, in one run:
-#   1. "run --simulate" with name, extension, size and date conditions over a generated tree
-#      against find with the same predicates (both warm cache, best of 3);
-#   2. copying one large file and many small ones against cp.
-# Prints times, ratios and peak memory.   bench/run.sh [FILES] [WORKDIR]
+#   scan  "run --simulate" with name, extension, size and date conditions over a generated tree
+#         against find with the same predicates (warm cache, best of 3);
+#   copy  copying one large file and many small ones against cp;
+#   text  the text condition "Rechnung" over every file of the tree against grep -rlF and
+#         ripgrep (one and two threads), then over the plain text files alone;
+#   exif  the camera model of every JPEG of the tree as a metadata condition against exiv2;
+#         both warm cache, medians of 5 rounds in which the tools take turns.
+# Prints times, ratios and peak memory.   bench/run.sh [FILES] [WORKDIR] [JOBS...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 files="${1:-100000}"
 work="${2:-$PWD/build/bench-data}"
+shift $(( $# > 2 ? 2 : $# ))
+jobs="${*:-scan copy text exif zip}"
+want() { [[ " $jobs " == *" $1 "* ]]; }
 
 cmake --preset bench >/dev/null
 cmake --build --preset bench >/dev/null
-cli=build/bench/src/ablagix-cli
-gen=build/bench/bench/scan_bench
+cli=$PWD/build/bench/src/ablagix-cli
+gen=$PWD/build/bench/bench/scan_bench
+mkdir -p "$work"
 
-tree="$work/tree-$files"
+# The tree's contents changed with its generator: v3 has real pictures, texts and documents.
+tree="$work/tree-v3-$files"
 if [ ! -d "$tree" ]; then
   echo "Erzeuge $files Dateien in $tree ..."
   "$gen" make-tree "$tree" "$files"
@@ -32,6 +41,31 @@ measure() {
   echo "$best $peak"
 }
 
+# Medians of five rounds (after a warm-up round) in which the commands take turns, so that a
+# change in the machine's load falls on all of them alike. Each argument is one command line;
+# prints "seconds peak_kb" per command, in order.
+race() {
+  local n=$# r i t m
+  local -a times peaks
+  for ((i = 0; i < n; i++)); do times[i]=""; peaks[i]=0; done
+  for r in 0 1 2 3 4 5; do
+    for ((i = 0; i < n; i++)); do
+      local cmd="${@:i+1:1}"
+      /usr/bin/time -f "%e %M" -o "$work/time.txt" bash -c "$cmd" >/dev/null 2>&1 || true
+      [ "$r" -eq 0 ] && continue
+      read -r t m < "$work/time.txt"
+      times[i]="${times[i]} $t"
+      [ "$m" -gt "${peaks[i]}" ] && peaks[i]=$m
+    done
+  done
+  for ((i = 0; i < n; i++)); do
+    echo "$(printf '%s\n' ${times[i]} | sort -g | sed -n 3p) ${peaks[i]}"
+  done
+}
+
+ratio() { awk "BEGIN{printf \"%.2f\", $1/$2}"; }
+
+if want scan; then
 cat > "$work/bench.ini" <<INI
 [Bench]
 Quelle=$tree
@@ -59,6 +93,9 @@ printf '  find (gleiche Bedingungen)  %6.2f s   %7d KB\n' "$t_find" "$m_find"
 awk "BEGIN{printf \"  Verhältnis ablagix/find:    %6.2f\n\", $t_cli/$t_find}"
 awk "BEGIN{printf \"  Speicher je Logzeile:       %6.0f Bytes (über find hinaus)\n\", ($m_cli-$m_find)*1024/($matched>0?$matched:1)}"
 
+fi
+
+if want copy; then
 # Copy throughput.
 src="$work/copy-src"
 if [ ! -d "$src" ]; then
@@ -90,7 +127,87 @@ echo "Kopieren von $mb MB (1 große Datei, 2000 kleine):"
 awk "BEGIN{printf \"  ablagix-cli run             %6.2f s   %6.0f MB/s\n\", $t_ccli, $mb/$t_ccli}"
 awk "BEGIN{printf \"  cp -r                       %6.2f s   %6.0f MB/s\n\", $t_ccp, $mb/$t_ccp}"
 awk "BEGIN{printf \"  Verhältnis ablagix/cp:      %6.2f\n\", $t_ccli/$t_ccp}"
+fi
 
-# Zip archives: one archive of the largest folder against zip and 7z.
-echo
-bench/zip_bench.sh "$((files / 2))" "$work"
+if want text; then
+  cat > "$work/text.ini" <<INI
+[Text]
+Quelle=$tree
+Unterverzeich=1
+OrdnerStruktur=0
+Filter=Alles
+TextSuche=Rechnung
+Aktion=Kopieren
+Ziel=$work/ziel
+Kollision=1
+Case=0
+Zippen=0
+INI
+  q_tree=$(printf %q "$tree")
+  { read -r t_cli m_cli; read -r t_grep m_grep; read -r t_rg1 m_rg1; read -r t_rg2 m_rg2; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/text.ini")" \
+    "grep -rlF Rechnung $q_tree" "rg -j1 -uuu -l -F Rechnung $q_tree" "rg -j2 -uuu -l -F Rechnung $q_tree")
+  n_cli=$("$cli" run --simulate --all --format tsv --profiles "$work/text.ini" | grep -c 'simuliert' || true)
+  n_grep=$(grep -rlF Rechnung "$tree" | wc -l)
+  n_rg=$(rg -j1 -uuu -l -F Rechnung "$tree" | wc -l)
+  mb=$(du -sm "$tree" | cut -f1)
+  echo
+  echo "Textbedingung \"Rechnung\" über $files Dateien ($mb MB), Median aus 5 abwechselnden Runden:"
+  printf '  ablagix-cli run --simulate   %6.2f s  %7d KB  %6d Dateien (jede Groß-/Kleinschreibung, Kodierung, Dokumente)\n' "$t_cli" "$m_cli" "$n_cli"
+  printf '  grep -rlF                    %6.2f s  %7d KB  %6d Dateien (Bytes wie geschrieben)\n' "$t_grep" "$m_grep" "$n_grep"
+  printf '  rg -j1 -uuu -l -F            %6.2f s  %7d KB  %6d Dateien\n' "$t_rg1" "$m_rg1" "$n_rg"
+  printf '  rg -j2 -uuu -l -F            %6.2f s  %7d KB\n' "$t_rg2" "$m_rg2"
+  echo "  Verhältnis ablagix/grep:      $(ratio "$t_cli" "$t_grep")"
+  echo "  Verhältnis ablagix/rg -j1:    $(ratio "$t_cli" "$t_rg1")"
+  echo "  Verhältnis ablagix/rg -j2:    $(ratio "$t_cli" "$t_rg2")"
+
+  # The same on the plain text files alone, which all three read as bytes.
+  plain="txt csv log xml ini dat zip"
+  sed "s|^Filter=.*|Filter=$(printf '.%s,' $plain | sed 's/,$//')|" "$work/text.ini" > "$work/plain.ini"
+  globs=(); for e in $plain; do globs+=("--include='*.$e'"); done
+  rglobs=(); for e in $plain; do rglobs+=("-g '*.$e'"); done
+  { read -r t_cli m_cli; read -r t_grep m_grep; read -r t_rg1 m_rg1; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/plain.ini")" \
+    "grep -rlF ${globs[*]} Rechnung $q_tree" "rg -j1 -uuu -l -F ${rglobs[*]} Rechnung $q_tree")
+  echo "Nur Textdateien ($plain):"
+  printf '  ablagix-cli run --simulate   %6.2f s\n' "$t_cli"
+  printf '  grep -rlF --include          %6.2f s\n' "$t_grep"
+  printf '  rg -j1 -uuu -l -F -g         %6.2f s\n' "$t_rg1"
+  echo "  Verhältnis ablagix/grep:      $(ratio "$t_cli" "$t_grep")"
+  echo "  Verhältnis ablagix/rg -j1:    $(ratio "$t_cli" "$t_rg1")"
+fi
+
+if want exif; then
+  cat > "$work/exif.ini" <<INI
+[Exif]
+Quelle=$tree
+Unterverzeich=1
+OrdnerStruktur=0
+Filter=.jpg
+Metadaten=%Model%;=Canon*
+Aktion=Kopieren
+Ziel=$work/ziel
+Kollision=1
+Case=0
+Zippen=0
+INI
+  exiv2_all() { find "$tree" -type f -iname '*.jpg' -print0 | xargs -0 exiv2 -q -g Exif.Image.Model -Pv; }
+  export -f exiv2_all
+  export tree
+  { read -r t_cli m_cli; read -r t_exiv m_exiv; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/exif.ini")" exiv2_all)
+  n_cli=$("$cli" run --simulate --all --format tsv --profiles "$work/exif.ini" | grep -c 'simuliert' || true)
+  n_exiv=$(bash -c exiv2_all | grep -c 'Canon' || true)
+  n_jpg=$(find "$tree" -type f -iname '*.jpg' | wc -l)
+  echo
+  echo "Exif-Bedingung %Model%=Canon* über $n_jpg JPEG-Dateien, Median aus 5 abwechselnden Runden:"
+  printf '  ablagix-cli run --simulate   %6.2f s  %7d KB  %6d Canon\n' "$t_cli" "$m_cli" "$n_cli"
+  printf '  find | xargs exiv2 -g Model  %6.2f s  %7d KB  %6d Canon\n' "$t_exiv" "$m_exiv" "$n_exiv"
+  echo "  Verhältnis ablagix/exiv2:     $(ratio "$t_cli" "$t_exiv")"
+fi
+
+if want zip; then
+  # Zip archives: one archive of the largest folder against zip and 7z.
+  echo
+  bench/zip_bench.sh "$((files / 2))" "$work"
+fi

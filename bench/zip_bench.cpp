@@ -43,7 +43,6 @@ int main(int argc, char** argv) {
   const std::string command = argv[1];
   if (command == "make-tree") {
     bench::TreeSpec spec;
-    spec.realisticContent = true;
     if (argc > 3) spec.files = std::stoull(argv[3]);
     bench::GenerateTree(FromUtf8(argv[2]), spec);
     return 0;

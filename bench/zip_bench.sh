@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Zips the largest folder of a generated tree (realistic contents: noise for jpg/png/mp3/zip/
-# docx, German text for txt, half and half for pdf) into one archive, as a run with
-# "Zippen 2" does, against `zip -r -6` and `7z a -tzip`. Best of three, warm cache.
+# Zips the largest folder of a generated tree (the benchmark tree of bench/tree_generator.h:
+# camera pictures, office packages, PDFs, texts in several encodings, binaries) into one archive,
+# as a run with "Zippen 2" does, against `zip -r -6` and `7z a -tzip`. Best of three, warm cache.
 #   bench/zip_bench.sh [FILES] [WORKDIR]
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -202,7 +202,13 @@ std::wstring FromUtf16LeBytes(std::string_view bytes) {
 
 std::wstring FromWindows1252(std::string_view bytes) {
   std::wstring out;
-  out.reserve(bytes.size());
+  AppendFromWindows1252(bytes, &out);
+  return out;
+}
+
+void AppendFromWindows1252(std::string_view bytes, std::wstring* text) {
+  std::wstring& out = *text;
+  out.reserve(out.size() + bytes.size());
   for (char ch : bytes) {
     unsigned char b = static_cast<unsigned char>(ch);
     if (b >= 0x80 && b <= 0x9F) {
@@ -213,7 +219,6 @@ std::wstring FromWindows1252(std::string_view bytes) {
       out.push_back(static_cast<wchar_t>(b));
     }
   }
-  return out;
 }
 
 std::string ToWindows1252(std::wstring_view text, bool* lossy) {

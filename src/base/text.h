@@ -29,6 +29,7 @@ std::wstring FromUtf16LeBytes(std::string_view bytes);
 // Windows-1252 ("ANSI" on German Windows). Characters without a code become "?"; `lossy`
 // (optional) reports whether that happened.
 std::wstring FromWindows1252(std::string_view bytes);
+void AppendFromWindows1252(std::string_view bytes, std::wstring* text);
 std::string ToWindows1252(std::wstring_view text, bool* lossy = nullptr);
 
 // --- Case. Folding covers ASCII, Latin-1, Latin Extended-A, Greek and Cyrillic, independent

@@ -12,6 +12,7 @@
 #include "engine/zip_actions.h"
 #include "fileops/path_text.h"
 #include "metadata/document_text.h"
+#include "metadata/text_matcher.h"
 #include "metadata/text_search.h"
 
 namespace ablagix {
@@ -46,17 +47,17 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
 class TextCondition : public FileContentTest {
  public:
   TextCondition(std::wstring_view textSuche, bool caseSensitive, std::function<bool()> stop)
-      : terms_(ParseSearchTerms(textSuche)) {
+      : query_(ParseSearchTerms(textSuche), caseSensitive) {
     options_.caseSensitive = caseSensitive;
     options_.documents = &documents_;
     options_.stopRequested = std::move(stop);
   }
   bool Accepts(const std::wstring& path, const DirEntry&) override {
-    return SearchTextInFile(path, terms_, options_) > 0;
+    return SearchTextInFile(path, query_, options_) > 0;
   }
 
  private:
-  SearchTerms terms_;
+  TextQuery query_;  // prepared once for the whole run
   DocumentTexts documents_;
   TextSearchOptions options_;
 };

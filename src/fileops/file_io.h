@@ -58,6 +58,9 @@ class ReadOnlyFile {
   // Up to `count` bytes from `offset` into `out` (fewer at the end of the file). False on a
   // read error.
   [[nodiscard]] bool ReadAt(std::uint64_t offset, std::size_t count, std::string* out);
+  // The same into the caller's memory, for readers that reuse one buffer: `*got` bytes were
+  // read (fewer than `count` only at the end of the file).
+  [[nodiscard]] bool ReadInto(std::uint64_t offset, char* buffer, std::size_t count, std::size_t* got);
   void Close();
 
  private:

@@ -124,19 +124,28 @@ bool ReadOnlyFile::Open(const std::wstring& path) {
 
 bool ReadOnlyFile::ReadAt(std::uint64_t offset, std::size_t count, std::string* out) {
   out->clear();
+  if (offset >= size_) return impl_->fd.get() >= 0;
+  out->resize(static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset)));
+  std::size_t got = 0;
+  const bool ok = ReadInto(offset, out->data(), out->size(), &got);
+  out->resize(ok ? got : 0);
+  return ok;
+}
+
+bool ReadOnlyFile::ReadInto(std::uint64_t offset, char* buffer, std::size_t count, std::size_t* got) {
+  *got = 0;
   if (impl_->fd.get() < 0) return false;
   if (offset >= size_) return true;
   count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset));
-  out->resize(count);
   std::size_t done = 0;
   while (done < count) {
-    ssize_t n = ::pread(impl_->fd.get(), out->data() + done, count - done, static_cast<off_t>(offset + done));
+    ssize_t n = ::pread(impl_->fd.get(), buffer + done, count - done, static_cast<off_t>(offset + done));
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
     if (n == 0) break;
     done += static_cast<std::size_t>(n);
   }
-  out->resize(done);
+  *got = done;
   return true;
 }
 

@@ -128,26 +128,35 @@ bool ReadOnlyFile::Open(const std::wstring& path) {
 
 bool ReadOnlyFile::ReadAt(std::uint64_t offset, std::size_t count, std::string* out) {
   out->clear();
+  if (offset >= size_) return static_cast<bool>(impl_->file);
+  out->resize(static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset)));
+  std::size_t got = 0;
+  const bool ok = ReadInto(offset, out->data(), out->size(), &got);
+  out->resize(ok ? got : 0);
+  return ok;
+}
+
+bool ReadOnlyFile::ReadInto(std::uint64_t offset, char* buffer, std::size_t count, std::size_t* got) {
+  *got = 0;
   if (!impl_->file) return false;
   if (offset >= size_) return true;
   count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset));
-  out->resize(count);
   std::size_t done = 0;
   while (done < count) {
     OVERLAPPED at{};
     const std::uint64_t position = offset + done;
     at.Offset = static_cast<DWORD>(position);
     at.OffsetHigh = static_cast<DWORD>(position >> 32);
-    DWORD got = 0;
+    DWORD read = 0;
     const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(count - done, 1u << 30));
-    if (!ReadFile(impl_->file.get(), out->data() + done, chunk, &got, &at)) {
+    if (!ReadFile(impl_->file.get(), buffer + done, chunk, &read, &at)) {
       if (GetLastError() == ERROR_HANDLE_EOF) break;
       return false;
     }
-    if (got == 0) break;
-    done += got;
+    if (read == 0) break;
+    done += read;
   }
-  out->resize(done);
+  *got = done;
   return true;
 }
 

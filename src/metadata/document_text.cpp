@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 
 #include "base/text.h"
 #include "fileops/byte_source.h"
+#include "fileops/file_io.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "metadata/pdf_text.h"
+#include "metadata/text_matcher.h"
 #include "metadata/xml_scanner.h"
+#include "metadata/xml_text_stream.h"
 #include "zip/zip_reader.h"
 
 namespace ablagix {
@@ -220,29 +224,115 @@ bool IsTextPart(std::string_view name) {
 }
 
 // The character data of an XML part; paragraphs, cells and breaks become separators, while
-// the runs a word processor splits a word into are joined again.
-std::wstring XmlPartText(std::string_view xml) {
-  static constexpr std::array<std::string_view, 11> kSeparating = {"p", "h", "br", "tab", "tc", "si", "c",
-                                                                  "line-break", "s", "cr", "table-cell"};
-  XmlScanner scanner(xml);
-  XmlEvent event;
-  std::string text;
-  while (scanner.Next(&event)) {
-    if (event.kind == XmlEvent::kText) {
-      text += event.text;
-    } else if (event.kind == XmlEvent::kEnd) {
-      for (std::string_view name : kSeparating) {
-        if (event.local == name) {
-          text += ' ';
-          break;
-        }
-      }
+// the runs a word processor splits a word into are joined again. The part is taken as it is
+// inflated: its first bytes tell UTF-8 from UTF-16, which is converted once it is complete.
+class PartText {
+ public:
+  void Feed(std::string_view bytes, std::string* text) {
+    if (kind_ == Kind::kUndecided) {
+      head_.append(bytes);
+      if (head_.size() < 3) return;
+      Decide();
+      if (kind_ == Kind::kUtf16) return;
+      xml_.Feed(head_, text);
+      head_.clear();
+      return;
+    }
+    if (kind_ == Kind::kUtf16) {
+      head_.append(bytes);
+    } else {
+      xml_.Feed(bytes, text);
     }
   }
-  return FromUtf8(text);
+  void Finish(std::string* text) {
+    if (kind_ == Kind::kUndecided) Decide();
+    if (!head_.empty()) xml_.Feed(kind_ == Kind::kUtf16 ? XmlAsUtf8(head_) : head_, text);
+    head_.clear();
+    xml_.Finish(text);
+  }
+
+ private:
+  enum class Kind { kUndecided, kUtf8, kUtf16 };
+  // The same choice as XmlAsUtf8 makes on the whole part.
+  void Decide() {
+    const std::string_view h = head_;
+    if (h.starts_with("\xEF\xBB\xBF")) {
+      kind_ = Kind::kUtf8;
+      head_.erase(0, 3);
+    } else if (h.starts_with("\xFF\xFE") || h.starts_with(std::string_view("\xFE\xFF", 2)) ||
+               h.starts_with(std::string_view("<\0", 2)) || h.starts_with(std::string_view("\0<", 2))) {
+      kind_ = Kind::kUtf16;
+    } else {
+      kind_ = Kind::kUtf8;
+    }
+  }
+
+  Kind kind_ = Kind::kUndecided;
+  std::string head_;  // the first bytes until they decide; all of a UTF-16 part
+  XmlTextStream xml_{"p", "h", "br", "tab", "tc", "si", "c", "line-break", "s", "cr", "table-cell"};
+};
+
+// Every text part of a package in order, each handed to `onText` with the UTF-8 text its
+// latest bytes completed; `onPartEnd` follows each part with whether it was read without
+// error. Either returns false to stop reading.
+template <typename OnText, typename OnPartEnd>
+void ReadPackageText(ByteSource& source, OnText onText, OnPartEnd onPartEnd) {
+  ZipReader zip(source);
+  if (zip.Open() != ZipError::kNone) return;
+  std::uint64_t budget = kDocumentSizeLimit;
+  std::string text;
+  for (const ZipEntry& entry : zip.entries()) {
+    if (!IsTextPart(entry.name) || entry.uncompressedSize > budget) continue;
+    PartText part;
+    std::uint64_t produced = 0;
+    bool stopped = false;
+    text.clear();
+    const ZipError e = zip.ReadEntry(entry, budget, [&](std::string_view piece) {
+      produced += piece.size();
+      part.Feed(piece, &text);
+      stopped = !onText(&text);
+      return !stopped;
+    });
+    if (stopped) return;
+    if (e == ZipError::kNone) {
+      budget -= produced;
+      part.Finish(&text);
+      if (!onText(&text)) return;
+    }
+    if (!onPartEnd(e == ZipError::kNone)) return;
+  }
 }
 
 }  // namespace
+
+bool PackageMeets(ByteSource& source, const TextQuery& query) {
+  TextScan scan(query, TextEncoding::kUtf8);
+  std::string window;  // the bytes kept from the last search, then the new text
+  std::string beforePart;
+  auto search = [&] {
+    window.erase(0, window.size() - scan.Search(window));
+    return !scan.met();
+  };
+  ReadPackageText(
+      source,
+      [&](std::string* text) {
+        window += *text;
+        text->clear();
+        return search();
+      },
+      [&](bool complete) {
+        if (complete) {
+          window += '\n';
+          if (!search()) return false;
+        } else {
+          // A damaged part gives no text: the search goes on from where it was before it.
+          window = beforePart;
+        }
+        beforePart = window;
+        return true;
+      });
+  return scan.met();
+}
 
 std::wstring HtmlText(std::string_view bytes) {
   // A page says its encoding near its start; without a word of it, it is the old default.
@@ -400,50 +490,93 @@ std::wstring RtfText(std::string_view bytes) {
   return out;
 }
 
-std::wstring StringRuns(std::string_view bytes) {
-  std::wstring out;
-  auto readable = [](unsigned c) { return (c >= 0x20 && c < 0x7F) || c >= 0xA0 || c == '\t'; };
-  // Single-byte runs.
-  std::string run;
-  for (char c : bytes) {
-    if (readable(static_cast<unsigned char>(c))) {
-      run.push_back(c);
-      continue;
+namespace {
+
+constexpr bool Readable(unsigned c) { return (c >= 0x20 && c < 0x7F) || c >= 0xA0 || c == '\t'; }
+
+// The runs as they stand in the file: single bytes with "\n" after each run, and UTF-16LE
+// with "\n" as UTF-16LE after each run.
+std::string SingleByteRunBytes(std::string_view bytes) {
+  static constexpr auto kReadable = [] {
+    std::array<bool, 256> table{};
+    for (unsigned c = 0; c < 256; ++c) table[c] = Readable(c);
+    return table;
+  }();
+  std::string out;
+  out.reserve(bytes.size());
+  const auto* b = reinterpret_cast<const unsigned char*>(bytes.data());
+  const std::size_t size = bytes.size();
+  for (std::size_t i = 0; i < size;) {
+    while (i < size && !kReadable[b[i]]) ++i;
+    const std::size_t start = i;
+    while (i < size && kReadable[b[i]]) ++i;
+    if (i - start >= 4) {
+      out.append(bytes.substr(start, i - start));
+      out.push_back('\n');
     }
-    if (run.size() >= 4) out += FromWindows1252(run) + L"\n";
-    run.clear();
-  }
-  if (run.size() >= 4) out += FromWindows1252(run) + L"\n";
-  // UTF-16LE runs, at both alignments.
-  for (std::size_t start = 0; start < 2; ++start) {
-    std::wstring wide;
-    for (std::size_t i = start; i + 1 < bytes.size(); i += 2) {
-      const unsigned unit = static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8);
-      if (readable(unit) && unit < 0xD800) {
-        wide.push_back(static_cast<wchar_t>(unit));
-        continue;
-      }
-      if (wide.size() >= 4) out += wide + L"\n";
-      wide.clear();
-    }
-    if (wide.size() >= 4) out += wide + L"\n";
   }
   return out;
 }
 
-std::wstring PackagedText(ByteSource& source) {
-  ZipReader zip(source);
-  if (zip.Open() != ZipError::kNone) return {};
-  std::wstring out;
-  std::uint64_t budget = kDocumentSizeLimit;
-  std::string part;
-  for (const ZipEntry& entry : zip.entries()) {
-    if (!IsTextPart(entry.name) || entry.uncompressedSize > budget) continue;
-    if (zip.ReadEntry(entry, budget, &part) != ZipError::kNone) continue;
-    budget -= part.size();
-    out += XmlPartText(XmlAsUtf8(part));
-    out += L'\n';
+std::string Utf16RunBytes(std::string_view bytes) {
+  std::string out;
+  for (std::size_t first = 0; first < 2; ++first) {
+    std::size_t start = first;
+    for (std::size_t i = first;; i += 2) {
+      const bool more = i + 1 < bytes.size();
+      if (more) {
+        const unsigned unit = static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8);
+        if (Readable(unit) && unit < 0xD800) continue;
+      }
+      if (i - start >= 8) {
+        out.append(bytes.substr(start, i - start));
+        out.append("\n\0", 2);
+      }
+      if (!more) break;
+      start = i + 2;
+    }
   }
+  return out;
+}
+
+// Office Open XML and OpenDocument files are zip packages of XML parts.
+bool IsPackage(std::wstring_view extension) {
+  static constexpr std::array<std::wstring_view, 16> kPackaged = {
+      L"docx", L"dotx", L"xlsx", L"pptx", L"odt", L"ods", L"odp", L"odg",
+      L"ott",  L"ots",  L"otp",  L"sxw",  L"stw", L"sxc", L"sxi", L"sxd"};
+  return std::find(kPackaged.begin(), kPackaged.end(), extension) != kPackaged.end();
+}
+
+bool IsBinaryDocument(std::wstring_view extension) {
+  static constexpr std::array<std::wstring_view, 10> kBinary = {L"doc", L"xls", L"ppt", L"wri", L"wk3", L"wk4",
+                                                                L"wj2", L"wj3", L"123", L"ptx"};
+  return std::find(kBinary.begin(), kBinary.end(), extension) != kBinary.end();
+}
+
+}  // namespace
+
+std::wstring StringRuns(std::string_view bytes) {
+  return FromWindows1252(SingleByteRunBytes(bytes)) + FromUtf16LeBytes(Utf16RunBytes(bytes));
+}
+
+std::wstring PackagedText(ByteSource& source) {
+  std::wstring out;
+  std::string partText;
+  ReadPackageText(
+      source,
+      [&](std::string* text) {
+        partText += *text;
+        text->clear();
+        return true;
+      },
+      [&](bool complete) {
+        if (complete) {
+          out += FromUtf8(partText);
+          out += L'\n';
+        }
+        partText.clear();
+        return true;
+      });
   return out;
 }
 
@@ -457,22 +590,81 @@ std::optional<std::wstring> DocumentTexts::Text(const std::wstring& path) {
     if (!source.Open(path)) return std::nullopt;
     return PdfText(source);
   }
-  // Office Open XML and OpenDocument files are zip packages of XML parts.
-  static constexpr std::array<std::wstring_view, 16> kPackaged = {
-      L"docx", L"dotx", L"xlsx", L"pptx", L"odt", L"ods", L"odp", L"odg",
-      L"ott",  L"ots",  L"otp",  L"sxw",  L"stw", L"sxc", L"sxi", L"sxd"};
-  if (std::find(kPackaged.begin(), kPackaged.end(), extension) != kPackaged.end()) {
+  if (IsPackage(extension)) {
     FileByteSource source;
     if (!source.Open(path)) return std::nullopt;
     return PackagedText(source);
   }
   // The old binary formats keep their text as plain runs of characters.
-  static constexpr std::array<std::wstring_view, 10> kBinary = {L"doc", L"xls", L"ppt", L"wri", L"wk3", L"wk4",
-                                                                L"wj2", L"wj3", L"123", L"ptx"};
-  for (std::wstring_view binary : kBinary) {
-    if (extension == binary) return StringRuns(ReadWhole(path));
-  }
+  if (IsBinaryDocument(extension)) return StringRuns(ReadWhole(path));
   return std::nullopt;
+}
+
+bool DocumentTexts::Meets(const std::wstring& path, const TextQuery& query) {
+  const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
+  if (query.bytewise() && IsPackage(extension)) {
+    // A package of usual size is read in one piece, into a buffer each thread keeps, so the
+    // zip reader's small reads (end record, directory, local headers) cost no calls to the
+    // system.
+    constexpr std::uint64_t kWholeRead = 1u << 20;
+    ReadOnlyFile file;
+    if (!file.Open(path)) return false;
+    if (file.size() <= kWholeRead) {
+      thread_local std::string buffer;
+      const auto size = static_cast<std::size_t>(file.size());
+      if (buffer.size() < size) buffer.resize(size);
+      std::size_t got = 0;
+      if (!file.ReadInto(0, buffer.data(), size, &got)) return false;
+      MemoryByteSource memory(std::string_view(buffer.data(), got));
+      return PackageMeets(memory, query);
+    }
+    file.Close();
+    FileByteSource source;
+    return source.Open(path) && PackageMeets(source, query);
+  }
+  if (query.bytewise() && extension == L"pdf") {
+    // Page by page, each page's text searched with the end of the text before it.
+    FileByteSource source;
+    if (!source.Open(path)) return false;
+    std::size_t overlap = 0;
+    for (const std::wstring& term : query.terms().terms) overlap = std::max(overlap, term.size());
+    overlap = overlap > 0 ? overlap - 1 : 0;
+    std::vector<bool> found(query.terms().terms.size(), false);
+    // The page text is UTF-16 in memory; the words are looked for in its bytes.
+    constexpr TextEncoding kUtf16 =
+        std::endian::native == std::endian::little ? TextEncoding::kUtf16Le : TextEncoding::kUtf16Be;
+    std::u16string tail;
+    bool met = false;
+    return ReadPdfText(source, [&](std::u16string_view added) {
+      tail += added;
+      const std::string_view bytes(reinterpret_cast<const char*>(tail.data()), tail.size() * sizeof(char16_t));
+      met = !tail.empty() && query.MetIn(bytes, kUtf16, &found);
+      tail.erase(0, tail.size() - std::min(tail.size(), overlap));
+      return !met;
+    }) && met;
+  }
+  if (IsBinaryDocument(extension)) {
+    // The runs are searched in their bytes, the single-byte ones first, which settle it when
+    // they meet the query; a word across the two kinds is looked for where they join.
+    const std::string bytes = ReadWhole(path);
+    std::vector<bool> found(query.terms().terms.size(), false);
+    if (!query.bytewise()) {
+      const std::wstring all = StringRuns(bytes);
+      return !all.empty() && query.MetBy(all, &found);
+    }
+    const std::string single = SingleByteRunBytes(bytes);
+    if (!single.empty() && query.MetIn(single, TextEncoding::kWindows1252, &found)) return true;
+    const std::string wide = Utf16RunBytes(bytes);
+    if (wide.empty()) return false;
+    std::size_t overlap = 0;
+    for (const std::wstring& term : query.terms().terms) overlap = std::max(overlap, term.size());
+    const std::size_t before = std::min(single.size(), overlap);
+    const std::wstring junction = FromWindows1252(std::string_view(single).substr(single.size() - before)) +
+                                  FromUtf16LeBytes(std::string_view(wide).substr(0, 2 * overlap));
+    query.MetIn(wide, TextEncoding::kUtf16Le, &found);
+    return query.MetBy(junction, &found);
+  }
+  return DocumentTextSource::Meets(path, query);
 }
 
 }  // namespace ablagix

@@ -16,6 +16,9 @@ class DocumentTexts : public DocumentTextSource {
  public:
   // Chooses the reader by the file's extension; nullopt for a format it cannot read.
   std::optional<std::wstring> Text(const std::wstring& path) override;
+  // Office packages are searched while they are inflated, old binary documents stop after
+  // their single-byte runs when those already meet the query.
+  bool Meets(const std::wstring& path, const TextQuery& query) override;
 };
 
 // The readers on the file's bytes, usable on their own.
@@ -27,5 +30,9 @@ std::wstring RtfText(std::string_view bytes);
 std::wstring StringRuns(std::string_view bytes);
 // The words of an Office Open XML or OpenDocument package.
 std::wstring PackagedText(ByteSource& source);
+// Whether the words of a package meet the query (which must be bytewise), searched as its
+// parts are inflated; reading stops as soon as they do. A part whose check sum fails after
+// the words were found still counts, as its end is never read.
+bool PackageMeets(ByteSource& source, const TextQuery& query);
 
 }  // namespace ablagix

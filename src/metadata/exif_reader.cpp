@@ -19,6 +19,7 @@ constexpr std::uint64_t kMaxValueBytes = 1u << 20;
 constexpr std::size_t kMaxJpegSegments = 4096;
 constexpr std::size_t kMaxPngChunks = 100000;
 constexpr std::uint64_t kMaxPngExifBytes = 16u << 20;
+constexpr std::size_t kJpegHeadBytes = 16384;
 
 constexpr std::uint16_t kExifDirectoryTag = 34665;
 constexpr std::uint16_t kGpsDirectoryTag = 34853;
@@ -156,9 +157,12 @@ void CollectJpeg(ByteSource& source, ItemList& items) {
     const std::uint16_t length = LoadBe16(head, 2);
     if (length < 2) return;
     if (marker == 0xE1 && length >= 8) {
-      std::string signature;
-      if (source.Read(at + 4, 6, &signature) && signature == std::string("Exif\0\0", 6)) {
-        TiffBlock(source, at + 10, length - 8u).Collect(items);
+      // The whole segment in one read; its TIFF structure is then taken apart in memory. A
+      // file cut short inside it gives what the bytes that are there hold.
+      std::string segment;
+      if (source.Read(at + 4, length - 2u, &segment) && segment.compare(0, 6, std::string("Exif\0\0", 6)) == 0) {
+        MemoryByteSource block(std::string_view(segment).substr(6));
+        TiffBlock(block, 0, length - 8u).Collect(items);
         return;
       }
     }
@@ -288,10 +292,13 @@ constexpr std::array<FieldTags, kExifFieldCount> kFields = {{
 std::vector<PropertyItem> ReadPropertyItems(ByteSource& source) {
   std::vector<PropertyItem> items;
   ItemList list(&items);
+  // One read serves the type test and, in a JPEG, the walk over the segments before the
+  // Exif block (usually the first one).
+  ReadAheadByteSource head(source, kJpegHeadBytes);
   std::string magic;
-  if (!source.Read(0, 8, &magic) || magic.size() < 4) return items;
+  if (!head.Read(0, 8, &magic) || magic.size() < 4) return items;
   if (static_cast<unsigned char>(magic[0]) == 0xFF && static_cast<unsigned char>(magic[1]) == 0xD8) {
-    CollectJpeg(source, list);
+    CollectJpeg(head, list);
   } else if (magic.size() == 8 && magic == "\x89PNG\r\n\x1a\n") {
     CollectPng(source, list);
   } else if (magic.compare(0, 4, "II*\0", 4) == 0 || magic.compare(0, 4, "MM\0*", 4) == 0) {

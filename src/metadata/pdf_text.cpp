@@ -220,6 +220,12 @@ class Lexer {
     out->kind = Obj::kString;
     int open = 1;
     while (pos_ < data_.size()) {
+      // Ordinary characters a run at a time.
+      std::size_t end = pos_;
+      while (end < data_.size() && data_[end] != '(' && data_[end] != ')' && data_[end] != '\\') ++end;
+      out->text.append(data_.substr(pos_, end - pos_));
+      pos_ = end;
+      if (pos_ >= data_.size()) break;
       const char c = data_[pos_++];
       if (c == '(') {
         ++open;
@@ -249,9 +255,7 @@ class Lexer {
               out->text.push_back(e);  // \( \) \\ and unknown escapes stand for themselves
             }
         }
-        continue;
       }
-      out->text.push_back(c);
     }
     return true;  // a string cut off by the end keeps what it has
   }
@@ -544,7 +548,7 @@ struct Font {
   std::vector<CodeRange> codespace;
   std::unordered_map<std::uint32_t, std::u16string> toUnicode;
   std::array<char16_t, 256> simple{};
-  std::vector<double> widths;  // thousandths of the size, from firstChar on
+  std::vector<double> widths;  // in units of the size (the font's thousandths divided once), from firstChar on
   int firstChar = 0;
 };
 
@@ -639,7 +643,8 @@ class Document {
 
   // False for no PDF, or an encrypted one.
   bool Open();
-  std::u16string Text();
+  // `onPage` (optional) gets what each page adds to the text and returns false to stop.
+  std::u16string Text(const std::function<bool(std::u16string_view)>* onPage = nullptr);
 
  private:
   // Loading objects.
@@ -1086,7 +1091,9 @@ const Font* Document::FontFor(const Obj* resources, std::string_view name) {
   const Obj* widths = Resolve(dict->Get("Widths"));
   if (widths->kind == Obj::kArray && widths->items.size() <= 256) {
     font.firstChar = NumberOr(dict->Get("FirstChar"), 0);
-    for (const Obj& w : widths->items) font.widths.push_back(Resolve(&w)->kind == Obj::kNumber ? Resolve(&w)->number : 0);
+    for (const Obj& w : widths->items) {
+      font.widths.push_back((Resolve(&w)->kind == Obj::kNumber ? Resolve(&w)->number : 0) / 1000);
+    }
   }
   return &font;
 }
@@ -1116,13 +1123,32 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
     state.lineY -= state.leading * state.scaleY;
     state.x = state.lineX;
   };
+  // Kept between the strings shown, so that their room is allocated once.
+  std::u16string text;
+  std::u16string clean;
   auto show = [&](std::string_view bytes) {
     const double em = std::abs(state.fontSize * state.scaleX);
     const Font* font = state.font;
-    std::u16string text;
+    text.clear();
     double advance = 0;
     bool knownWidths = font != nullptr && !font->widths.empty();
-    for (std::size_t i = 0; i < bytes.size();) {
+    std::size_t from = 0;  // where the general reading of codes begins
+    if (!font || (!font->composite && font->codespace.empty() && !font->hasToUnicode)) {
+      // Single-byte codes without a map, the usual case: each byte is one character.
+      from = bytes.size();
+      text.resize(bytes.size());
+      for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const auto code = static_cast<unsigned char>(bytes[i]);
+        text[i] = font ? font->simple[code] : WinAnsiChar(code);
+        const long long place = static_cast<long long>(code) - (font ? font->firstChar : 0);
+        if (knownWidths && place >= 0 && static_cast<std::size_t>(place) < font->widths.size()) {
+          advance += font->widths[static_cast<std::size_t>(place)] * em;
+        } else {
+          advance += 0.5 * em;
+        }
+      }
+    }
+    for (std::size_t i = from; i < bytes.size();) {
       std::size_t length = 1;
       if (font && font->composite) length = 2;
       if (font && !font->codespace.empty()) {
@@ -1150,16 +1176,18 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
       }
       const long long place = static_cast<long long>(code) - (font ? font->firstChar : 0);
       if (knownWidths && place >= 0 && static_cast<std::size_t>(place) < font->widths.size()) {
-        advance += font->widths[static_cast<std::size_t>(place)] / 1000 * em;
+        advance += font->widths[static_cast<std::size_t>(place)] * em;
       } else {
         advance += 0.5 * em;
       }
     }
-    std::u16string clean;
+    clean.resize(text.size());
+    std::size_t kept = 0;
     for (char16_t c : text) {
-      if (c == u'\t' || c == 0xA0) clean.push_back(u' ');
-      else if (c >= 0x20) clean.push_back(c);
+      if (c == u'\t' || c == 0xA0) clean[kept++] = u' ';
+      else if (c >= 0x20) clean[kept++] = c;
     }
+    clean.resize(kept);
     if (clean.empty()) {
       state.x += advance;
       return;
@@ -1260,7 +1288,7 @@ void Document::RunContent(std::string_view content, const Obj* resources, int fo
   }
 }
 
-std::u16string Document::Text() {
+std::u16string Document::Text(const std::function<bool(std::u16string_view)>* onPage) {
   const Obj* root = Resolve(trailer_.Get("Root"));
   const Obj* pages = Resolve(root->Get("Pages"));
   if (pages->kind != Obj::kDict) return {};
@@ -1268,6 +1296,7 @@ std::u16string Document::Text() {
   if (const Obj* ref = root->Get("Pages"); ref && ref->kind == Obj::kRef) visited.insert(ref->refNumber);
   CollectPages(pages, nullptr, &visited, 0);
   for (std::size_t i = 0; i < pages_.size() && out_.size() < limit_; ++i) {
+    const std::size_t pageStart = out_.size();
     if (i > 0) out_.push_back(u'\n');
     havePrevious_ = false;
     const auto& [page, resources] = pages_[i];
@@ -1286,6 +1315,7 @@ std::u16string Document::Text() {
       append(contents);
     }
     RunContent(content, resources, 0);
+    if (onPage && !(*onPage)(std::u16string_view(out_).substr(pageStart))) break;
   }
   return out_;
 }
@@ -1299,6 +1329,17 @@ std::optional<std::wstring> PdfText(ByteSource& source, std::uint64_t sizeLimit)
   Document document(bytes, static_cast<std::size_t>(sizeLimit));
   if (!document.Open()) return std::nullopt;
   return FromUtf16(document.Text());
+}
+
+bool ReadPdfText(ByteSource& source, const std::function<bool(std::u16string_view)>& onPage,
+                 std::uint64_t sizeLimit) {
+  if (source.size() > sizeLimit) return false;
+  std::string bytes;
+  if (!source.Read(0, static_cast<std::size_t>(source.size()), &bytes)) return false;
+  Document document(bytes, static_cast<std::size_t>(sizeLimit));
+  if (!document.Open()) return false;
+  document.Text(&onPage);
+  return true;
 }
 
 }  // namespace ablagix

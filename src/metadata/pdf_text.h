@@ -13,8 +13,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "fileops/byte_source.h"
 #include "metadata/text_search.h"
@@ -26,5 +28,11 @@ namespace ablagix {
 // streams cannot be read without the key), or when it is larger than `sizeLimit`. Everything
 // decompressed together stays below `sizeLimit` as well.
 std::optional<std::wstring> PdfText(ByteSource& source, std::uint64_t sizeLimit = kDocumentSizeLimit);
+
+// The same page by page, for a search that can stop early: `onPage` gets what each page adds
+// to the text (from the second page on, the "\n" between pages first) and returns false to
+// stop. False where PdfText gives nullopt.
+bool ReadPdfText(ByteSource& source, const std::function<bool(std::u16string_view added)>& onPage,
+                 std::uint64_t sizeLimit = kDocumentSizeLimit);
 
 }  // namespace ablagix

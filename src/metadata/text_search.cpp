@@ -1,16 +1,24 @@
 #include "metadata/text_search.h"
 
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
 #include "base/text.h"
 #include "fileops/file_io.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "metadata/text_matcher.h"
 
 namespace ablagix {
 namespace {
 
+// Decoded text is searched block by block with this block size; the byte search gives the
+// same answers with larger reads.
 constexpr std::size_t kBlockSize = 4096;
+constexpr std::size_t kReadSize = 256 * 1024;
 
-enum class Encoding { Ansi, Utf8, Utf16Le, Utf16Be };
+using Encoding = TextEncoding;
 
 // The extension, lower-case, looked up as a piece of the list text: "do" counts as listed
 // because "doc" is.
@@ -18,16 +26,35 @@ bool Listed(std::wstring_view list, const std::wstring& extension) {
   return !extension.empty() && list.find(extension) != std::wstring_view::npos;
 }
 
+// The encoding a text file's first bytes name, and the length of that byte-order mark.
+Encoding EncodingOf(std::string_view head, std::size_t* markLength) {
+  *markLength = 0;
+  if (head.starts_with("\xEF\xBB\xBF")) {
+    *markLength = 3;
+    return Encoding::kUtf8;
+  }
+  if (head.starts_with("\xFE\xFF")) {
+    *markLength = 2;
+    return Encoding::kUtf16Be;
+  }
+  if (head.starts_with("\xFF\xFE")) {
+    *markLength = 2;
+    return Encoding::kUtf16Le;
+  }
+  return Encoding::kWindows1252;
+}
+
 // Decodes one block; bytes of a character cut by the block's end wait for the next block.
 std::wstring Decode(Encoding encoding, std::string* pending) {
   std::string& bytes = *pending;
   std::wstring text;
   switch (encoding) {
-    case Encoding::Ansi:
+    case Encoding::kWide:  // never a file's encoding
+    case Encoding::kWindows1252:
       text = FromWindows1252(bytes);
       bytes.clear();
       break;
-    case Encoding::Utf8: {
+    case Encoding::kUtf8: {
       std::size_t complete = bytes.size();
       // Step back over an unfinished sequence at the end (at most three bytes).
       for (std::size_t back = 1; back <= 3 && back <= bytes.size(); ++back) {
@@ -41,11 +68,11 @@ std::wstring Decode(Encoding encoding, std::string* pending) {
       bytes.erase(0, complete);
       break;
     }
-    case Encoding::Utf16Le:
-    case Encoding::Utf16Be: {
+    case Encoding::kUtf16Le:
+    case Encoding::kUtf16Be: {
       const std::size_t complete = bytes.size() & ~std::size_t{1};
       std::string units = bytes.substr(0, complete);
-      if (encoding == Encoding::Utf16Be) {
+      if (encoding == Encoding::kUtf16Be) {
         for (std::size_t i = 0; i + 1 < units.size(); i += 2) std::swap(units[i], units[i + 1]);
       }
       text = FromUtf16LeBytes(units);
@@ -56,12 +83,15 @@ std::wstring Decode(Encoding encoding, std::string* pending) {
   return text;
 }
 
-int SearchPlainFile(const std::wstring& path, const SearchTerms& terms, const TextSearchOptions& options) {
-  if (terms.whole.empty() || terms.terms.empty()) return 0;
+// Words with characters that decoded text shows only for damaged or cut byte sequences are
+// searched the slow way: each block decoded into text, the end of the previous block's text
+// in front, because where those characters appear depends on where the blocks are cut.
+int SearchDecodedBlocks(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options) {
+  const SearchTerms& terms = query.terms();
   ReadOnlyFile file;
   if (!file.Open(path)) return 0;
   std::vector<bool> found(terms.terms.size(), false);
-  Encoding encoding = Encoding::Ansi;
+  Encoding encoding = Encoding::kWindows1252;
   std::string pending;
   std::wstring carried;
   std::string block;
@@ -69,23 +99,44 @@ int SearchPlainFile(const std::wstring& path, const SearchTerms& terms, const Te
     if (offset > 0 && options.stopRequested && options.stopRequested()) return 0;
     if (!file.ReadAt(offset, kBlockSize, &block) || block.empty()) return 0;
     if (offset == 0) {
-      if (block.starts_with("\xEF\xBB\xBF")) {
-        encoding = Encoding::Utf8;
-        block.erase(0, 3);
-      } else if (block.starts_with("\xFE\xFF")) {
-        encoding = Encoding::Utf16Be;
-        block.erase(0, 2);
-      } else if (block.starts_with("\xFF\xFE")) {
-        encoding = Encoding::Utf16Le;
-        block.erase(0, 2);
-      }
+      std::size_t mark = 0;
+      encoding = EncodingOf(block, &mark);
+      block.erase(0, mark);
     }
     pending += block;
     // The end of the previous block goes in front, so a word across the boundary is found.
     std::wstring text = carried + Decode(encoding, &pending);
-    if (TermsFound(text, terms, options.caseSensitive, &found)) return 1;
+    if (query.MetBy(text, &found)) return 1;
     const std::size_t keep = std::min(text.size(), terms.whole.size());
     carried = text.substr(text.size() - keep);
+  }
+  return 0;
+}
+
+// Everything else is searched in the bytes, in large reads into one buffer per thread.
+int SearchBytes(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options) {
+  ReadOnlyFile file;
+  if (!file.Open(path)) return 0;
+  thread_local std::string buffer;
+  const std::uint64_t size = file.size();
+  std::optional<TextScan> scan;
+  std::size_t kept = 0;
+  for (std::uint64_t offset = 0; offset < size;) {
+    if (offset > 0 && options.stopRequested && options.stopRequested()) return 0;
+    const auto want = static_cast<std::size_t>(std::min<std::uint64_t>(kReadSize, size - offset));
+    if (buffer.size() < kept + want) buffer.resize(kept + want);
+    std::size_t got = 0;
+    if (!file.ReadInto(offset, buffer.data() + kept, want, &got) || got == 0) return 0;
+    std::string_view window(buffer.data(), kept + got);
+    if (offset == 0) {
+      std::size_t mark = 0;
+      scan.emplace(query, EncodingOf(window, &mark));
+      window.remove_prefix(mark);
+    }
+    offset += got;
+    kept = scan->Search(window);
+    if (scan->met()) return 1;
+    std::memmove(buffer.data(), window.data() + window.size() - kept, kept);
   }
   return 0;
 }
@@ -120,17 +171,27 @@ bool TermsFound(std::wstring_view text, const SearchTerms& terms, bool caseSensi
 }
 
 int SearchTextInFile(const std::wstring& path, const SearchTerms& terms, const TextSearchOptions& options) {
+  return SearchTextInFile(path, TextQuery(terms, options.caseSensitive), options);
+}
+
+int SearchTextInFile(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options) {
   const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
   if (Listed(kNeverSearched, extension)) return 0;
   if (options.documents && Listed(kDocumentExtensions, extension)) {
     std::uint64_t size = 0;
     if (!GetFileSize(path, &size) || size > kDocumentSizeLimit) return 0;
-    const std::optional<std::wstring> text = options.documents->Text(path);
-    if (!text || text->empty()) return 0;
-    std::vector<bool> found(terms.terms.size(), false);
-    return TermsFound(*text, terms, options.caseSensitive, &found) ? 1 : 0;
+    return options.documents->Meets(path, query) ? 1 : 0;
   }
-  return SearchPlainFile(path, terms, options);
+  const SearchTerms& terms = query.terms();
+  if (terms.whole.empty() || terms.terms.empty()) return 0;
+  return query.bytewise() ? SearchBytes(path, query, options) : SearchDecodedBlocks(path, query, options);
+}
+
+bool DocumentTextSource::Meets(const std::wstring& path, const TextQuery& query) {
+  const std::optional<std::wstring> text = Text(path);
+  if (!text || text->empty()) return false;
+  std::vector<bool> found(query.terms().terms.size(), false);
+  return query.MetBy(*text, &found);
 }
 
 }  // namespace ablagix

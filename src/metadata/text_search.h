@@ -1,6 +1,8 @@
 // The condition "Datei enthält Text": does a file contain the search words? Plain files are
-// read in blocks of 4096 bytes with their byte-order mark honoured; documents (office, PDF,
-// web pages, mails) are first turned into text; programs, pictures, audio and video are never
+// searched in their bytes, in the encoding their byte-order mark names (Windows-1252 without
+// one), with the result of reading them in blocks of 4096 bytes and searching the decoded
+// text of each block together with the end of the one before; documents (office, PDF, web
+// pages, mails) are first turned into text; programs, pictures, audio and video are never
 // searched.
 //
 // The search text holds the words: "Rechnung+2024" needs both, "Rechnung|Quittung" one of
@@ -23,11 +25,16 @@ struct SearchTerms {
 };
 SearchTerms ParseSearchTerms(std::wstring_view textSuche);
 
+class TextQuery;  // text_matcher.h: the search terms prepared for searching bytes
+
 // Turns a document into its text; nullopt when it cannot.
 class DocumentTextSource {
  public:
   virtual ~DocumentTextSource() = default;
   virtual std::optional<std::wstring> Text(const std::wstring& path) = 0;
+  // Whether the document's text meets the query. Sources that can stop reading once the
+  // query is met override it; by default the whole text is taken and searched.
+  virtual bool Meets(const std::wstring& path, const TextQuery& query);
 };
 
 inline constexpr std::wstring_view kNeverSearched =
@@ -39,7 +46,7 @@ inline constexpr std::wstring_view kDocumentExtensions =
 inline constexpr std::uint64_t kDocumentSizeLimit = 100000000;
 
 struct TextSearchOptions {
-  bool caseSensitive = false;
+  bool caseSensitive = false;  // the overload that takes a TextQuery uses the query's
   // Documents go through this; null reads every document as a plain file.
   DocumentTextSource* documents = nullptr;
   // Asked between blocks; true ends the search without a find.
@@ -49,6 +56,9 @@ struct TextSearchOptions {
 // Greater than 0 when the file meets the condition; 0 when it does not, cannot be read, or
 // is of a kind that is never searched.
 int SearchTextInFile(const std::wstring& path, const SearchTerms& terms, const TextSearchOptions& options);
+// The same with terms prepared once for many files (see text_matcher.h). Safe to call from
+// several threads at once, for different files, with one query and one document source.
+int SearchTextInFile(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options);
 
 // Whether `text` meets the condition, marking found terms in `found` (one flag per term).
 bool TermsFound(std::wstring_view text, const SearchTerms& terms, bool caseSensitive, std::vector<bool>* found);

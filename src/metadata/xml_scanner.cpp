@@ -71,6 +71,12 @@ std::pair<std::string_view, std::string_view> SplitName(std::string_view qualifi
 std::string DecodeXmlText(std::string_view raw) {
   std::string out;
   out.reserve(raw.size());
+  AppendDecodedXmlText(raw, &out);
+  return out;
+}
+
+void AppendDecodedXmlText(std::string_view raw, std::string* text) {
+  std::string& out = *text;
   std::size_t at = 0;
   while (at < raw.size()) {
     const std::size_t amp = raw.find('&', at);
@@ -106,7 +112,6 @@ std::string DecodeXmlText(std::string_view raw) {
     }
     at += semicolon + 1;
   }
-  return out;
 }
 
 std::string XmlAsUtf8(std::string_view bytes) {

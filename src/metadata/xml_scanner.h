@@ -69,6 +69,8 @@ class XmlScanner {
 // Character data with the entities and character references replaced. An unknown entity
 // stays as written; a reference to a character that cannot exist becomes U+FFFD.
 std::string DecodeXmlText(std::string_view raw);
+// The same, appended to `text`.
+void AppendDecodedXmlText(std::string_view raw, std::string* text);
 
 // The bytes of an XML part as UTF-8: a UTF-8 byte-order mark is dropped, UTF-16 (with a
 // byte-order mark, or recognised by its first "<") is converted.

@@ -59,6 +59,37 @@ TEST(ExifReaderTest, FieldsOfAJpegInBothByteOrders) {
   EXPECT_EQ(GetExifValue(dir / L"fehlt.jpg", kExifModel), L"");
 }
 
+// Counts the reads that reach the file.
+class CountingSource : public ByteSource {
+ public:
+  explicit CountingSource(ByteSource& inner) : inner_(inner) {}
+  std::uint64_t size() const override { return inner_.size(); }
+  bool Read(std::uint64_t offset, std::size_t count, std::string* out) override {
+    ++reads;
+    return inner_.Read(offset, count, out);
+  }
+  int reads = 0;
+
+ private:
+  ByteSource& inner_;
+};
+
+TEST(ExifReaderTest, AJpegIsReadInOneOrTwoPieces) {
+  // A small Exif block comes with the first read; one larger than that takes a second.
+  TiffMaker t(true);
+  const std::string large = Jpeg(t.Make({t.Ascii(272, "Canon EOS 5D"), t.Undefined(700, std::string(40000, 'x'))},
+                                        {t.Ascii(36867, "2019:07:14 18:03:20")}, {})) +
+                            std::string(200000, '\0');
+  const std::string small = Jpeg(Picture(false)) + std::string(200000, '\0');
+  for (const std::string* jpeg : {&small, &large}) {
+    MemoryByteSource bytes(*jpeg);
+    CountingSource counted(bytes);
+    const auto items = ReadPropertyItems(counted);
+    EXPECT_EQ(ExifFieldText(items, kExifModel), L"Canon EOS 5D");
+    EXPECT_EQ(counted.reads, jpeg == &small ? 1 : 2);
+  }
+}
+
 TEST(ExifReaderTest, PresenceRulesAndConversions) {
   TiffMaker t(true);
   // DateTimeDigitized is only given when DateTime exists; GPS needs its hemisphere tag.

@@ -54,10 +54,12 @@ TEST(TextSearchTest, PlainFilesInBlocksWithTheirEncoding) {
   ASSERT_TRUE(WriteBytes(dir / L"bild.JPG", "Rechnung"));
   EXPECT_EQ(Search(dir / L"bild.JPG", L"Rechnung"), 0);
   EXPECT_EQ(Search(dir / L"fehlt.txt", L"Rechnung"), 0);
-  // A stop between blocks ends the search without a find.
+  // A stop between reads ends the search without a find.
+  ASSERT_TRUE(WriteBytes(dir / L"lang.txt", std::string(600000, ' ') + "Rechnung 2024"));
   TextSearchOptions stopping;
+  EXPECT_EQ(SearchTextInFile(dir / L"lang.txt", ParseSearchTerms(L"2024"), stopping), 1);
   stopping.stopRequested = [] { return true; };
-  EXPECT_EQ(SearchTextInFile(dir / L"brief.txt", ParseSearchTerms(L"2024"), stopping), 0);
+  EXPECT_EQ(SearchTextInFile(dir / L"lang.txt", ParseSearchTerms(L"2024"), stopping), 0);
 }
 
 TEST(TextSearchTest, DocumentsAreReadAsText) {
@@ -128,8 +130,56 @@ TEST(TextSearchTest, DocumentsAreReadAsText) {
   scan.SetInfo("Rechnung", "D:20250203090507");
   ASSERT_TRUE(WriteBytes(dir / L"scan.pdf", scan.Finish()));
   EXPECT_EQ(Search(dir / L"scan.pdf", L"Rechnung"), 0);
+  // Pages are searched as they are read: words on different pages, and text across the break
+  // between two pages, are found as in the whole text.
+  PdfDocument pages(kA4Landscape);
+  for (const wchar_t* line : {L"Herrn M\u00fcller", L"Seite 2", L"Rechnung Nr. 7"}) {
+    pages.BeginPage();
+    pages.Text(72, 500, PdfFont::Regular, 11, ToWinAnsi(line));
+  }
+  ASSERT_TRUE(WriteBytes(dir / L"seiten.pdf", pages.Finish()));
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"RECHNUNG+m\u00fcller"), 1);
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"2\nrechnung"), 1);
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"m\u00fcller\nseite 2\nrechnung"), 1);
+  EXPECT_EQ(Search(dir / L"seiten.pdf", L"M\u00fcller Seite"), 0);
   ASSERT_TRUE(WriteBytes(dir / L"roh.pdf", "%PDF-1.4 Rechnung"));
   EXPECT_EQ(Search(dir / L"roh.pdf", L"Rechnung"), 0);
+}
+
+TEST(TextSearchTest, OldBinaryDocumentsAnswerAsTheirWholeText) {
+  // Runs searched in their bytes against the whole text of the runs, for words in single-byte
+  // runs, in UTF-16 runs, in both and where the two kinds join.
+  TempDir dir;
+  const std::wstring path = dir / L"alt.doc";
+  std::uint64_t state = 99;
+  auto next = [&](std::uint32_t n) {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<std::uint32_t>(state >> 33) % n;
+  };
+  const std::wstring searches[] = {L"M\u00fcller", L"angebot+KUNDE", L"xyz|Kunde", L"nde\nAng", L"ab",
+                                   L"\u00fcller\nkunde", L"xyz\nKUNDE"};
+  for (int round = 0; round < 300; ++round) {
+    std::string bytes;
+    for (std::uint32_t piece = next(8); piece-- > 0;) {
+      switch (next(5)) {
+        case 0: bytes += ToWindows1252(L"Angebot f\u00fcr M\u00fcller"); break;
+        case 1: bytes += ToUtf16LeBytes(L"Kunde M\u00dcLLER", false); break;
+        case 2: bytes += std::string(1 + next(6), static_cast<char>(next(32))); break;
+        case 3: bytes += "ab\nxyz"; break;
+        default: bytes += std::string(1 + next(9), static_cast<char>(0x41 + next(40)));
+      }
+    }
+    ASSERT_TRUE(WriteBytes(path, bytes));
+    const std::wstring text = StringRuns(bytes);
+    for (const std::wstring& search : searches) {
+      for (bool caseSensitive : {false, true}) {
+        const SearchTerms terms = ParseSearchTerms(search);
+        std::vector<bool> found(terms.terms.size(), false);
+        const int expected = !text.empty() && TermsFound(text, terms, caseSensitive, &found) ? 1 : 0;
+        ASSERT_EQ(Search(path, search, caseSensitive), expected) << round << " " << ToUtf8(search);
+      }
+    }
+  }
 }
 
 TEST(TextSearchTest, DocumentReadersSurviveDamagedInput) {
