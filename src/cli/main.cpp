@@ -55,7 +55,7 @@ int Main(std::vector<std::wstring> args) {
     WriteOut(kUsage);
     return args.empty() ? kExitBadInput : kExitOk;
   }
-  if (args.front() == L"--version" || args.front() == L"version") {
+  if (args.front() == L"--version") {
     WriteOut(L"ablagix-cli " + FromUtf8(ABLAGIX_VERSION_TEXT) + L"\n");
     return kExitOk;
   }
