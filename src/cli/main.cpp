@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "ablagix_version.h"
+#include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/options.h"
@@ -17,11 +19,13 @@ constexpr std::wstring_view kUsage =
     L"\n"
     L"Befehle:\n"
     L"  list                 zeigt die Profile der Profildatei (Name, Quelle, Aktion, Ziel)\n"
-    L"  run [--simulate] (--all | PROFIL...) [--format table|tsv]\n"
+    L"  run [--simulate] (--all | PROFIL...) [--format table|tsv] [--export DATEI]\n"
     L"                       f\u00fchrt die Profile aus (mit --simulate: nur simulieren, nichts\n"
     L"                       wird ver\u00e4ndert) und zeigt das Log; tsv: alle 14 Spalten mit\n"
-    L"                       Tabulatoren getrennt. Exit-Code 0, 1 bei \"Fehler!\", 2 bei\n"
-    L"                       falscher Eingabe, 130 nach Abbruch (Strg+C)\n"
+    L"                       Tabulatoren getrennt. --export speichert das Log zus\u00e4tzlich als\n"
+    L"                       Bericht, das Format nach der Endung (.txt, .csv, .html, .pdf).\n"
+    L"                       Exit-Code 0, 1 bei \"Fehler!\", 2 bei falscher Eingabe, 130 nach\n"
+    L"                       Abbruch (Strg+C)\n"
     L"  timer --interval MINUTEN (--all | PROFIL...) [--format table|tsv]\n"
     L"        [--clear-every-fifth] [--runs N] [--tick-seconds S]\n"
     L"                       f\u00fchrt die Profile im Intervall aus, bis Strg+C (oder N L\u00e4ufe);\n"
@@ -30,6 +34,7 @@ constexpr std::wstring_view kUsage =
     L"  expand DATEI VORLAGE zeigt, was aus einer Vorlage mit Variablen wie %Datum% oder\n"
     L"                       %DateGAYYYY% f\u00fcr diese Datei wird\n"
     L"  help                 zeigt diese Hilfe\n"
+    L"  --version            zeigt die Versionsnummer\n"
     L"\n"
     L"Optionen für alle Befehle:\n"
     L"  --profiles DATEI     diese Profildatei statt Ablagix.ini im Einstellungsordner\n"
@@ -49,6 +54,10 @@ int Main(std::vector<std::wstring> args) {
   if (args.empty() || args.front() == L"help" || args.front() == L"--help" || args.front() == L"-h") {
     WriteOut(kUsage);
     return args.empty() ? kExitBadInput : kExitOk;
+  }
+  if (args.front() == L"--version") {
+    WriteOut(L"ablagix-cli " + FromUtf8(ABLAGIX_VERSION_TEXT) + L"\n");
+    return kExitOk;
   }
   const std::wstring command = args.front();
   args.erase(args.begin());

@@ -1,0 +1,42 @@
+# The README's command-line reference is the output of "ablagix-cli --help", copied between two
+# marker lines; this fails when they differ, so the two never drift apart. With -DUPDATE=ON it
+# rewrites the README's copy instead (tools/release --docs does that).
+set(command ${CLI} --help)
+if(EMULATOR)
+  set(command ${EMULATOR} ${command})
+endif()
+execute_process(COMMAND ${command} OUTPUT_VARIABLE help ERROR_VARIABLE err RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "--help failed (${rc}): ${help}${err}")
+endif()
+string(REPLACE "\r\n" "\n" help "${help}")
+
+set(begin "<!-- ablagix-cli --help: begin -->")
+set(end "<!-- ablagix-cli --help: end -->")
+file(READ ${README} readme)
+string(FIND "${readme}" "${begin}" at_begin)
+string(FIND "${readme}" "${end}" at_end)
+if(at_begin EQUAL -1 OR at_end EQUAL -1 OR at_end LESS at_begin)
+  message(FATAL_ERROR "README.md has no section between \"${begin}\" and \"${end}\"")
+endif()
+string(LENGTH "${begin}" begin_length)
+math(EXPR inner_start "${at_begin} + ${begin_length}")
+math(EXPR inner_length "${at_end} - ${inner_start}")
+string(SUBSTRING "${readme}" ${inner_start} ${inner_length} copy)
+set(expected "\n```text\n${help}```\n")
+
+if(copy STREQUAL expected)
+  return()
+endif()
+if(UPDATE)
+  string(SUBSTRING "${readme}" 0 ${inner_start} head)
+  string(SUBSTRING "${readme}" ${at_end} -1 tail)
+  file(WRITE ${README} "${head}${expected}${tail}")
+  message(STATUS "README.md: command-line reference updated from --help")
+  return()
+endif()
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/readme-help-expected.txt "${expected}")
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/readme-help-found.txt "${copy}")
+message(FATAL_ERROR "README.md's command-line reference differs from \"ablagix-cli --help\" "
+                    "(compare readme-help-expected.txt and readme-help-found.txt in "
+                    "${CMAKE_CURRENT_BINARY_DIR}; tools/release --docs rewrites it)")

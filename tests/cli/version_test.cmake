@@ -1,0 +1,37 @@
+# One version everywhere: "ablagix-cli --version" says the project's version, and on Windows the
+# version resources of both programs carry it too, with the publisher and German texts. The
+# resources are read by ablagix-cli's own version reader (tested against the system's elsewhere).
+function(run_cli out_var)
+  set(command ${CLI} ${ARGN})
+  if(EMULATOR)
+    set(command ${EMULATOR} ${command})
+  endif()
+  execute_process(COMMAND ${command} OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "ablagix-cli ${ARGN} failed (${rc}): ${out}${err}")
+  endif()
+  string(REPLACE "\r\n" "\n" out "${out}")
+  set(${out_var} "${out}" PARENT_SCOPE)
+endfunction()
+
+run_cli(said --version)
+if(NOT said STREQUAL "ablagix-cli ${VERSION}\n")
+  message(FATAL_ERROR "--version said \"${said}\", expected \"ablagix-cli ${VERSION}\"")
+endif()
+
+if(APP)
+  set(fields "%Firmenname%|%Dateibeschreibung%|%Dateiversion%|%Produktname%|%Produktversion%|%Original Dateiname%")
+  foreach(program IN ITEMS "${APP}|Ablagix - Ordner nach Regeln ordnen|Ablagix.exe"
+                           "${CLI}|Ablagix - Ordner nach Regeln ordnen (Kommandozeile)|ablagix-cli.exe")
+    string(REPLACE "|" ";" parts "${program}")
+    list(GET parts 0 file)
+    list(GET parts 1 description)
+    list(GET parts 2 name)
+    string(REPLACE "/" "\\" windows_file "Z:${file}")
+    run_cli(resource expand "${windows_file}" "${fields}")
+    set(expected "${PUBLISHER}|${description}|${VERSION}|Ablagix|${VERSION}|${name}\n")
+    if(NOT resource STREQUAL expected)
+      message(FATAL_ERROR "version resource of ${name}: \"${resource}\", expected \"${expected}\"")
+    endif()
+  endforeach()
+endif()
