@@ -12,6 +12,8 @@ namespace ablagix::cli {
 std::vector<std::wstring> Arguments(int argc, char** argv);
 
 void WriteOut(std::wstring_view text);
+// Text already in UTF-8 (long outputs built without wide strings).
+void WriteOutUtf8(std::string_view bytes);
 void WriteErr(std::wstring_view text);
 
 bool StandardInputIsTerminal();

@@ -25,6 +25,8 @@ void WriteOut(std::wstring_view text) {
   std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
 
+void WriteOutUtf8(std::string_view bytes) { std::fwrite(bytes.data(), 1, bytes.size(), stdout); }
+
 void WriteErr(std::wstring_view text) {
   std::fflush(stdout);
   std::string bytes = ToUtf8(text);

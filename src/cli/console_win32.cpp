@@ -46,6 +46,17 @@ std::vector<std::wstring> Arguments(int, char**) {
 
 void WriteOut(std::wstring_view text) { Write(STD_OUTPUT_HANDLE, stdout, text); }
 
+void WriteOutUtf8(std::string_view bytes) {
+  DWORD mode = 0;
+  HANDLE handle = GetStdHandle(STD_OUTPUT_HANDLE);
+  // A real console shows wide text right; a file or pipe takes the bytes as they are.
+  if (handle != INVALID_HANDLE_VALUE && GetConsoleMode(handle, &mode)) {
+    WriteOut(FromUtf8(bytes));
+    return;
+  }
+  std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+}
+
 void WriteErr(std::wstring_view text) {
   std::fflush(stdout);
   Write(STD_ERROR_HANDLE, stderr, text);

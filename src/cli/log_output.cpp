@@ -35,17 +35,22 @@ void PrintLog(const LogList& log, LogFormat format, std::size_t first) {
     }
   };
   if (format == LogFormat::Tsv) {
+    // UTF-8 straight from the list's texts into one buffer, written in large pieces: a log
+    // of a million rows prints as fast as find prints its lines.
+    std::string bytes;
+    bytes.reserve(1 << 20);
     for (std::size_t row = first; row < log.size(); ++row) {
       for (int c = 0; c < kLogColumnCount; ++c) {
-        std::wstring cell = log.Text(row, c);
-        std::replace(cell.begin(), cell.end(), L'\t', L' ');
-        if (c) out += L'\t';
-        out += cell;
+        if (c) bytes.push_back('\t');
+        log.AppendTextUtf8(row, c, true, bytes);
       }
-      out += L'\n';
-      flushEvery(row);
+      bytes.push_back('\n');
+      if (bytes.size() >= (1 << 20) - 4096) {
+        WriteOutUtf8(bytes);
+        bytes.clear();
+      }
     }
-    WriteOut(out);
+    WriteOutUtf8(bytes);
     return;
   }
   // Two passes over the list: widths first, then the lines, so no copy of the texts is kept.

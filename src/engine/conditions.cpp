@@ -195,22 +195,16 @@ bool ConditionSet::ExtensionAccepted(std::wstring_view extension) const {
   return std::none_of(exclude_.extensions.begin(), exclude_.extensions.end(), same);
 }
 
-bool ConditionSet::Accepts(const ScanEntry& file) const {
-  if (!ExtensionAccepted(file.extension)) return false;
-  // A file whose data lies in the cloud or offline is not read for a content condition: the
-  // reading would fetch it, and a run over such a folder would download everything.
-  if ((metadata_ || text_) && file.entry.dataOffline) return false;
-  const std::wstring& name = file.entry.name;
-  // The full path is built only for the tests that open the file.
-  std::wstring path;
-  if (metadata_) {
-    path = JoinPath(file.folder, name);
-    if (!metadata_->Accepts(path, file.entry)) return false;
-  }
+bool ConditionSet::AcceptsName(std::wstring_view name, std::wstring_view extension) const {
+  if (!ExtensionAccepted(extension)) return false;
   if (namePattern_ && !namePattern_->Matches(name)) return false;
   for (const auto& excluded : excludedNames_) {
     if (excluded.Matches(name)) return false;
   }
+  return true;
+}
+
+bool ConditionSet::AcceptsDetails(const ScanEntry& file) const {
   if (size_ && !size_->Met(file.entry.size)) return false;
   if (date_) {
     const LocalDateTime t = FileTimeToLocal(date_->creation ? file.entry.creation : file.entry.lastWrite);
@@ -219,11 +213,22 @@ bool ConditionSet::Accepts(const ScanEntry& file) const {
                                                  : false;
     if (!met) return false;
   }
-  if (text_) {
-    if (path.empty()) path = JoinPath(file.folder, name);
-    if (!text_->Accepts(path, file.entry)) return false;
-  }
   return true;
+}
+
+bool ConditionSet::AcceptsContent(const std::wstring& path, const DirEntry& entry) const {
+  // A file whose data lies in the cloud or offline is not read for a content condition: the
+  // reading would fetch it, and a run over such a folder would download everything.
+  if (entry.dataOffline) return false;
+  if (metadata_ && !metadata_->Accepts(path, entry)) return false;
+  if (text_ && !text_->Accepts(path, entry)) return false;
+  return true;
+}
+
+bool ConditionSet::Accepts(const ScanEntry& file) const {
+  if (!AcceptsName(file.entry.name, file.extension) || !AcceptsDetails(file)) return false;
+  // The full path is built only for the tests that open the file.
+  return !NeedsContent() || AcceptsContent(JoinPath(file.folder, file.entry.name), file.entry);
 }
 
 }  // namespace ablagix

@@ -1,7 +1,8 @@
-// The conditions of a profile, decoded once per run and tested per file in a fixed order:
-// extension, metadata, name pattern, excluded names, size, date, text. The first failing
-// test ends the checks for that file, so reading a file's contents (text search) only ever
-// happens for files that passed everything cheaper.
+// The conditions of a profile, decoded once per run and tested per file, cheapest first:
+// extension, name pattern and excluded names (the name alone), then size and date (what the
+// folder listing says), then metadata and text (the file's contents). The first failing test
+// ends the checks for that file, so a file is only ever opened when everything cheaper passed;
+// all tests must pass, so their order changes only the cost, never the result.
 #pragma once
 
 #include <cstdint>
@@ -76,7 +77,16 @@ class ConditionSet {
   static ConditionSet Build(const Profile& profile, const ConditionContext& context,
                             std::wstring* problem);
 
+  // All tests, in their order.
   bool Accepts(const ScanEntry& file) const;
+
+  // The same in three steps, for a scan that reads details only for names that pass and that
+  // may test contents elsewhere (on worker threads).
+  bool AcceptsName(std::wstring_view name, std::wstring_view extension) const;
+  bool AcceptsDetails(const ScanEntry& file) const;  // size and date
+  bool NeedsContent() const { return metadata_ || text_; }
+  // Metadata and text; safe to call from several threads at once.
+  bool AcceptsContent(const std::wstring& path, const DirEntry& entry) const;
 
  private:
   bool ExtensionAccepted(std::wstring_view extension) const;

@@ -3,10 +3,12 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <thread>
 
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "engine/conditions.h"
+#include "engine/content_pool.h"
 #include "engine/metadata_condition.h"
 #include "engine/scan.h"
 #include "engine/zip_actions.h"
@@ -90,8 +92,13 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   context.makeMetadataTest = [&](const std::wstring& metadaten) {
     return MakeMetadataConditionTest(metadaten, caseSensitive, host.Metadata(), context.now);
   };
+  // Content tests run on worker threads too: there they only read the abort flag; on the
+  // window's thread they also let the window handle Esc.
+  const std::thread::id windowThread = std::this_thread::get_id();
   context.makeTextTest = [&](const std::wstring& textSuche) -> std::unique_ptr<FileContentTest> {
-    return std::make_unique<TextCondition>(textSuche, caseSensitive, [&host] { return StopRequested(host); });
+    return std::make_unique<TextCondition>(textSuche, caseSensitive, [&host, windowThread] {
+      return std::this_thread::get_id() == windowThread ? StopRequested(host) : AbortRequested();
+    });
   };
   ConditionSet conditions;
   if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);
@@ -109,7 +116,17 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   request.includeSubfolders = Trim(profile.Unterverzeich) == L"1";
   request.blockedFolders = SplitBlockFolder(profile.BlockFolder);
   if (ActionNeedsTarget(profile.Aktion)) request.ownTarget = OwnTargetPrefix(Trim(profile.Ziel));
-  request.accept = [&](const ScanEntry& e) { return conditions.Accepts(e); };
+  request.acceptName = [&](std::wstring_view name, std::wstring_view extension) {
+    return conditions.AcceptsName(name, extension);
+  };
+  // Files that pass size and date go into the list at once; those that still need their
+  // contents tested are handed to the workers and dropped later if they fail.
+  ContentPool contents(conditions, conditions.NeedsContent() ? host.ContentThreads() : 0);
+  request.accept = [&](const ScanEntry& e) {
+    if (!conditions.AcceptsDetails(e)) return false;
+    if (conditions.NeedsContent()) contents.Submit(files.size(), JoinPath(e.folder, e.entry.name), e.entry);
+    return true;
+  };
   RunProgress progress{profile.Beschreibung};
   host.Progress(progress);  // the window names the profile before its scan starts
   request.poll = [&] {
@@ -119,7 +136,13 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     }
     return host.PollForAbort();
   };
-  const bool scanned = ScanFolder(request, &files, &scanState) == ScanResult::Completed;
+  bool scanned = ScanFolder(request, &files, &scanState) == ScanResult::Completed;
+  if (conditions.NeedsContent()) {
+    scanned = contents.Wait([&] { return host.PollForAbort(); }) && scanned;
+    std::vector<bool> keep(files.size());
+    for (std::size_t i = 0; i < files.size(); ++i) keep[i] = contents.Accepted(i);
+    files.Filter(keep);
+  }
   if (files.empty() && scanned) AppendNothingFoundRow(log);
 
   const ActionSpec spec{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/actions.h"
+#include "engine/content_pool.h"
 #include "log/log_list.h"
 #include "metadata/path_variables.h"
 #include "profiles/profile.h"
@@ -41,6 +42,8 @@ class RunHost : public ActionHost {
   virtual std::wstring StoredFilterMask(const std::wstring&) { return {}; }
   // Metadata readers, or null when this build has none.
   virtual MetadataSource* Metadata() { return nullptr; }
+  // Worker threads for the tests of a file's contents; 0 tests them on the run's own thread.
+  virtual unsigned ContentThreads() { return ContentPool::DefaultThreads(); }
 };
 
 struct RunSummary {

@@ -23,6 +23,34 @@ bool IsBlocked(const std::wstring& folder, const ScanRequest& request) {
 
 }  // namespace
 
+void RunFileList::Add(std::wstring_view folder, std::wstring_view name, std::uint64_t size, FileTime lastWrite,
+                      FileTime creation) {
+  if (folders_.empty() || folders_.back() != folder) folders_.emplace_back(folder);
+  const std::u16string units = ToUtf16(name);
+  records_.push_back({static_cast<std::uint32_t>(folders_.size() - 1), names_.Append(units),
+                      static_cast<std::uint32_t>(units.size()), size, lastWrite, creation});
+}
+
+void RunFileList::clear() {
+  folders_.clear();
+  names_.Clear();
+  records_.clear();
+}
+
+RunFile RunFileList::operator[](std::size_t index) const {
+  const Record& r = records_[index];
+  return RunFile{JoinPath(folders_[r.folder], FromUtf16(names_.View(r.namePosition, r.nameLength))), r.size,
+                 r.lastWrite, r.creation};
+}
+
+void RunFileList::Filter(const std::vector<bool>& keep) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < records_.size(); ++i) {
+    if (i < keep.size() && keep[i]) records_[kept++] = records_[i];
+  }
+  records_.resize(kept);
+}
+
 std::vector<std::wstring> SplitBlockFolder(std::wstring_view value) {
   std::vector<std::wstring> folders;
   for (auto& piece : Split(value, L';')) {
@@ -50,7 +78,7 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
       return ScanResult::Aborted;
     }
     Frame& top = *stack.back();
-    if (!top.reader.Next(&entry)) {
+    if (!top.reader.NextName(&entry)) {
       stack.pop_back();
       continue;
     }
@@ -67,11 +95,12 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
       continue;
     }
     ++state->entryCounter;
-    if (request.accept && !request.accept(ScanEntry{top.path, entry, ExtensionOf(entry.name)})) {
-      continue;
-    }
-    files->push_back(RunFile{JoinPath(top.path, entry.name), entry.size, entry.lastWrite,
-                             entry.creation});
+    const std::wstring_view extension = ExtensionOf(entry.name);
+    if (request.acceptName && !request.acceptName(entry.name, extension)) continue;
+    // Size and times are read only now, for names that passed; a file gone meanwhile is left out.
+    if (!top.reader.FillDetails(&entry)) continue;
+    if (request.accept && !request.accept(ScanEntry{top.path, entry, extension})) continue;
+    files->Add(top.path, entry.name, entry.size, entry.lastWrite, entry.creation);
   }
   return ScanResult::Completed;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fileops/files.h"
+#include "log/char_chunks.h"
 
 namespace ablagix {
 
@@ -24,6 +25,9 @@ struct ScanEntry {
 };
 
 using FilePredicate = std::function<bool(const ScanEntry&)>;
+// A test on the name alone (its extension included), made before anything else is read
+// about the file.
+using NamePredicate = std::function<bool(std::wstring_view name, std::wstring_view extension)>;
 
 struct RunFile {
   std::wstring path;
@@ -32,7 +36,50 @@ struct RunFile {
   FileTime creation = 0;
 };
 
-using RunFileList = std::vector<RunFile>;
+// The files a scan accepted, in scan order. A run can hold a million of them, so each costs
+// a small record and its name; the folder is kept once for all files in it, and the full
+// path is put together only when a file is handled.
+class RunFileList {
+ public:
+  void Add(std::wstring_view folder, std::wstring_view name, std::uint64_t size, FileTime lastWrite,
+           FileTime creation);
+  std::size_t size() const { return records_.size(); }
+  bool empty() const { return records_.empty(); }
+  void clear();
+  RunFile operator[](std::size_t index) const;
+  // Keeps only the files whose `keep` flag is set, in their order.
+  void Filter(const std::vector<bool>& keep);
+
+  class Iterator {
+   public:
+    Iterator(const RunFileList* list, std::size_t index) : list_(list), index_(index) {}
+    RunFile operator*() const { return (*list_)[index_]; }
+    Iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return index_ != other.index_; }
+
+   private:
+    const RunFileList* list_;
+    std::size_t index_;
+  };
+  Iterator begin() const { return {this, 0}; }
+  Iterator end() const { return {this, size()}; }
+
+ private:
+  struct Record {
+    std::uint32_t folder;
+    std::uint32_t namePosition;
+    std::uint32_t nameLength;
+    std::uint64_t size;
+    FileTime lastWrite;
+    FileTime creation;
+  };
+  std::vector<std::wstring> folders_;
+  CharChunks names_;
+  std::vector<Record> records_;
+};
 
 struct ScanRequest {
   std::wstring folder;
@@ -43,7 +90,10 @@ struct ScanRequest {
   // The profile's own target folder (see OwnTargetPrefix): subfolders whose path starts with
   // it are left out, so a run never reads what it wrote there itself. "" leaves out nothing.
   std::wstring ownTarget;
-  // Accepts or rejects one file; no predicate accepts every file.
+  // Tests on the name, made first; no predicate accepts every name.
+  NamePredicate acceptName;
+  // Accepts or rejects a file whose name passed, now with its size and times; no predicate
+  // accepts every file.
   FilePredicate accept;
   // Called before every entry; returns true when the user asked to stop (Esc).
   std::function<bool()> poll;

@@ -28,8 +28,12 @@ using CopyProgress = std::function<bool(std::uint64_t done, std::uint64_t total)
 class FolderListing {
  public:
   virtual ~FolderListing() = default;
-  // Fills `entry` with the next entry; false at the end.
-  virtual bool Next(DirEntry* entry) = 0;
+  // Fills `entry` with the next entry; false at the end. Without `details` a system whose
+  // listing gives only names and kinds (Linux) leaves size, times and the read-only bit for
+  // FillDetails and sets entry->detailsPending.
+  virtual bool Next(DirEntry* entry, bool details) = 0;
+  // Size, times and attributes of an entry that Next left without them. False when it vanished.
+  virtual bool FillDetails(DirEntry* entry) = 0;
 };
 
 // A complete copy of a file that nobody can see under a name yet. Destroying it without a

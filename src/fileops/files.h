@@ -43,6 +43,8 @@ struct DirEntry {
   // The data is not on this disk (a cloud file not downloaded, an offline file): reading it
   // would fetch it first. Moving, copying and deleting are still fine.
   bool dataOffline = false;
+  // Size, times and the read-only bit are still to be read (FolderReader::FillDetails).
+  bool detailsPending = false;
 
   bool IsDirectory() const { return (attributes & kAttrDirectory) != 0; }
   bool IsReparsePoint() const { return (attributes & kAttrReparsePoint) != 0; }
@@ -66,6 +68,11 @@ class FolderReader {
   [[nodiscard]] bool Open(const std::wstring& folder);
   // Fills `entry` with the next entry; false at the end.
   [[nodiscard]] bool Next(DirEntry* entry);
+  // The same, but where the system's listing gives only names and kinds, size, times and the
+  // read-only bit are read later, by FillDetails, and only for the entries that need them: a
+  // scan that rejects most names by their pattern never looks any further at them.
+  [[nodiscard]] bool NextName(DirEntry* entry);
+  [[nodiscard]] bool FillDetails(DirEntry* entry);
 
  private:
   std::unique_ptr<FolderListing> listing_;

@@ -72,7 +72,11 @@ bool FolderReader::Open(const std::wstring& folder) {
   return listing_ != nullptr;
 }
 
-bool FolderReader::Next(DirEntry* entry) { return listing_ && listing_->Next(entry); }
+bool FolderReader::Next(DirEntry* entry) { return listing_ && listing_->Next(entry, true); }
+bool FolderReader::NextName(DirEntry* entry) { return listing_ && listing_->Next(entry, false); }
+bool FolderReader::FillDetails(DirEntry* entry) {
+  return !entry->detailsPending || (listing_ && listing_->FillDetails(entry));
+}
 
 bool PathExists(const std::wstring& path) {
   std::uint32_t attributes = 0;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include "base/text.h"
@@ -57,6 +58,31 @@ void SetKind(mode_t mode, DirEntry* entry) {
   entry->isLink = S_ISLNK(mode);
   entry->isSpecial = !S_ISDIR(mode) && !S_ISREG(mode) && !S_ISLNK(mode);
   entry->dataOffline = false;
+  entry->detailsPending = false;
+}
+
+// The kind of an entry from the listing's type field alone; false when the file system does
+// not tell (then the entry must be looked at).
+bool KindFromListing(unsigned char type, std::string_view name, DirEntry* entry) {
+  mode_t mode;
+  switch (type) {
+    case DT_REG: mode = S_IFREG | S_IWUSR; break;
+    case DT_DIR: mode = S_IFDIR | S_IWUSR; break;
+    case DT_LNK: mode = S_IFLNK; break;
+    case DT_FIFO: mode = S_IFIFO; break;
+    case DT_SOCK: mode = S_IFSOCK; break;
+    case DT_CHR: mode = S_IFCHR; break;
+    case DT_BLK: mode = S_IFBLK; break;
+    default: return false;
+  }
+  entry->size = 0;
+  entry->lastWrite = 0;
+  entry->creation = 0;
+  entry->attributes = AttributesOf(mode, name);
+  SetKind(mode, entry);
+  // Folders, links and special entries need nothing more; a file's size and times do.
+  entry->detailsPending = S_ISREG(mode);
+  return true;
 }
 
 bool StatNoFollow(int dirFd, const char* name, DirEntry* entry) {
@@ -99,15 +125,24 @@ class PosixListing final : public FolderListing {
  public:
   explicit PosixListing(DIR* dir) : dir_(dir) {}
   ~PosixListing() override { closedir(dir_); }
-  bool Next(DirEntry* entry) override {
+
+  bool Next(DirEntry* entry, bool details) override {
     for (;;) {
       errno = 0;
       struct dirent* d = readdir(dir_);
       if (!d) return false;
-      if (!StatNoFollow(dirfd(dir_), d->d_name, entry)) continue;  // vanished meanwhile
       entry->name = FromUtf8(d->d_name);
-      return true;
+      // The kind comes with the listing; asking the file system about every entry is the
+      // slow part of walking a big tree, so it is left for the entries that need it.
+      if (!details && KindFromListing(d->d_type, d->d_name, entry)) return true;
+      if (StatNoFollow(dirfd(dir_), d->d_name, entry)) return true;
+      // vanished meanwhile: the next one
     }
+  }
+
+  bool FillDetails(DirEntry* entry) override {
+    if (!entry->detailsPending) return true;
+    return StatNoFollow(dirfd(dir_), ToUtf8(entry->name).c_str(), entry);
   }
 
  private:
@@ -271,11 +306,46 @@ bool CopyFileReplacing(const std::wstring& from, const std::wstring& to) {
 LocalDateTime FileTimeToLocal(FileTime time) {
   std::int64_t seconds = time / kTicksPerSecond - kEpochDifference;
   if (time % kTicksPerSecond < 0) --seconds;
-  time_t t = static_cast<time_t>(seconds);
-  struct tm local;
-  if (!localtime_r(&t, &local)) return {};
-  return {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-          local.tm_hour,        local.tm_min,     local.tm_sec};
+  // Asking the zone rules (localtime_r) for every time of a long log costs more than the rest
+  // of the row. A zone changes its offset from UTC only on a quarter hour, so the offset is
+  // kept per quarter hour in a small table and the local time is plain arithmetic.
+  struct Slot {
+    std::int64_t quarter = INT64_MIN;
+    long offset = 0;
+  };
+  thread_local Slot slots[1024];
+  // A changed zone (TZ set anew and tzset called) empties the table.
+  thread_local const char* zoneName = nullptr;
+  thread_local long zoneOffset = 0;
+  if (zoneName != tzname[0] || zoneOffset != timezone) {
+    for (Slot& s : slots) s = Slot{};
+    zoneName = tzname[0];
+    zoneOffset = timezone;
+  }
+  const std::int64_t quarter = seconds >= 0 ? seconds / 900 : (seconds - 899) / 900;
+  Slot& slot = slots[static_cast<std::uint64_t>(quarter) % 1024];
+  if (slot.quarter != quarter) {
+    const time_t t = static_cast<time_t>(seconds);
+    struct tm local;
+    if (!localtime_r(&t, &local)) return {};
+    slot.quarter = quarter;
+    slot.offset = local.tm_gmtoff;
+  }
+  const std::int64_t localSeconds = seconds + slot.offset;
+  std::int64_t days = localSeconds >= 0 ? localSeconds / 86400 : (localSeconds - 86399) / 86400;
+  const std::int64_t secondOfDay = localSeconds - days * 86400;
+  // Days since 1970-01-01 to a civil date (proleptic Gregorian).
+  days += 719468;
+  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const std::int64_t dayOfEra = days - era * 146097;
+  const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const std::int64_t mp = (5 * dayOfYear + 2) / 153;
+  const int day = static_cast<int>(dayOfYear - (153 * mp + 2) / 5 + 1);
+  const int month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+  const int year = static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+  return {year, month, day, static_cast<int>(secondOfDay / 3600), static_cast<int>(secondOfDay / 60 % 60),
+          static_cast<int>(secondOfDay % 60)};
 }
 
 FileTime CurrentFileTime() {

@@ -75,7 +75,10 @@ class Win32Listing final : public FolderListing {
   Win32Listing(UniqueFind find, const WIN32_FIND_DATAW& first)
       : find_(std::move(find)), data_(first), havePending_(true) {}
 
-  bool Next(DirEntry* entry) override {
+  // The listing itself has everything: nothing is ever pending.
+  bool FillDetails(DirEntry*) override { return true; }
+
+  bool Next(DirEntry* entry, bool) override {
     if (!find_) return false;
     if (!havePending_ && !FindNextFileW(find_.get(), &data_)) {
       find_.reset();
@@ -93,6 +96,7 @@ class Win32Listing final : public FolderListing {
     entry->isLink = IsNameSurrogate(d.dwFileAttributes, d.dwReserved0);
     entry->isSpecial = (d.dwFileAttributes & FILE_ATTRIBUTE_DEVICE) != 0;
     entry->dataOffline = (d.dwFileAttributes & kDataNotLocal) != 0;
+    entry->detailsPending = false;
     return true;
   }
 

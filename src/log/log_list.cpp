@@ -341,6 +341,48 @@ std::wstring LogList::Text(std::size_t row, int column) const {
   return std::wstring();
 }
 
+namespace {
+
+void AppendUtf8(std::u16string_view units, bool tabsAsBlanks, std::string& out) {
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    std::uint32_t c = units[i];
+    if (c < 0x80) {
+      out.push_back(tabsAsBlanks && c == '\t' ? ' ' : static_cast<char>(c));
+      continue;
+    }
+    if (c >= 0xD800 && c < 0xDC00 && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
+    } else if (c >= 0xD800 && c < 0xE000) {
+      c = 0xFFFD;  // a lone half of a pair
+    }
+    if (c < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+    } else if (c < 0x10000) {
+      out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+    }
+    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+  }
+}
+
+}  // namespace
+
+void LogList::AppendTextUtf8(std::size_t row, int column, bool tabsAsBlanks, std::string& out) const {
+  const LogRow& r = rows_[row];
+  if (column == kNameColumn) return AppendUtf8(NameOf(r), tabsAsBlanks, out);
+  if (int cell = NumberCellOf(column); cell >= 0) {
+    const std::uint64_t value = r.numberCells_[cell];
+    if (!r.holdsNumber(cell)) return AppendUtf8(pool_.View(static_cast<TextPool::Id>(value)), tabsAsBlanks, out);
+    if (cell == kSizeCell) return AppendLogSizeUtf8(out, value);
+    return AppendLogTimeUtf8(out, static_cast<FileTime>(value));
+  }
+  if (int cell = PooledCellOf(column); cell >= 0) AppendUtf8(pool_.View(r.pooled_[cell]), tabsAsBlanks, out);
+}
+
 std::uint64_t LogList::FileSize(std::size_t row) const {
   const LogRow& r = rows_[row];
   return r.holdsNumber(kSizeCell) ? r.numberCells_[kSizeCell] : 0;

@@ -125,6 +125,9 @@ class LogList {
   std::wstring Text(std::size_t row, LogColumn column) const {
     return Text(row, static_cast<int>(column));
   }
+  // The same text appended to `out` as UTF-8, without a string of its own: for writers of
+  // long logs. With `tabsAsBlanks` a tab in the text becomes a blank (tab-separated output).
+  void AppendTextUtf8(std::size_t row, int column, bool tabsAsBlanks, std::string& out) const;
 
   bool Checked(std::size_t row) const { return rows_[row].checked(); }
   void SetChecked(std::size_t row, bool checked) { rows_[row].setFlag(LogRow::kChecked, checked); }

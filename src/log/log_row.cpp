@@ -14,20 +14,88 @@ namespace {
 constexpr std::u16string_view kErrorPrefix = u"Fehler!";
 constexpr std::u16string_view kSkipped = u"\u00dcbersprungen";
 
-void AppendTwoDigits(std::wstring& out, int value) {
-  out.push_back(static_cast<wchar_t>(L'0' + (value / 10) % 10));
-  out.push_back(static_cast<wchar_t>(L'0' + value % 10));
+template <typename String>
+void AppendTwoDigits(String& out, int value) {
+  using Char = typename String::value_type;
+  out.push_back(static_cast<Char>('0' + (value / 10) % 10));
+  out.push_back(static_cast<Char>('0' + value % 10));
 }
 
 // Whole number with "." between groups of three digits, as German texts write it.
-std::wstring GroupedNumber(std::uint64_t value) {
-  std::wstring digits = NumberText(value);
-  std::wstring out;
-  for (std::size_t i = 0; i < digits.size(); ++i) {
-    if (i > 0 && (digits.size() - i) % 3 == 0) out.push_back(L'.');
-    out.push_back(digits[i]);
+template <typename String>
+void AppendGroupedNumber(String& out, std::uint64_t value) {
+  using Char = typename String::value_type;
+  char digits[24];
+  int n = 0;
+  do {
+    digits[n++] = static_cast<char>('0' + value % 10);
+    value /= 10;
+  } while (value != 0);
+  for (int i = n - 1; i >= 0; --i) {
+    out.push_back(static_cast<Char>(digits[i]));
+    if (i > 0 && i % 3 == 0) out.push_back(static_cast<Char>('.'));
   }
-  return out;
+}
+
+template <typename String>
+void AppendSize(String& out, std::uint64_t bytes) {
+  using Char = typename String::value_type;
+  auto append = [&](const char* ascii) {
+    for (; *ascii; ++ascii) out.push_back(static_cast<Char>(*ascii));
+  };
+  if (bytes < 1024) {
+    // Below 1024 the number is written without a group dot ("1023 Bytes").
+    char digits[8];
+    int n = 0;
+    std::uint64_t rest = bytes;
+    do {
+      digits[n++] = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+    } while (rest != 0);
+    while (n > 0) out.push_back(static_cast<Char>(digits[--n]));
+    append(bytes == 1 ? " Byte" : " Bytes");
+    return;
+  }
+  // Integer arithmetic keeps the rounding exact: TB is the largest unit, so the remainder
+  // times 100 stays far below 2^64.
+  constexpr std::array<const char*, 4> kUnits = {" KB", " MB", " GB", " TB"};
+  std::size_t unit = 0;
+  std::uint64_t divisor = 1024;
+  std::uint64_t whole = 0;
+  std::uint64_t hundredths = 0;
+  for (;;) {
+    whole = bytes / divisor;
+    hundredths = ((bytes % divisor) * 100 + divisor / 2) / divisor;
+    if (hundredths == 100) {
+      ++whole;
+      hundredths = 0;
+    }
+    // 1023,996 KB rounds to 1024,00 KB: show it as 1,00 MB instead.
+    if (whole < 1024 || unit + 1 == kUnits.size()) break;
+    ++unit;
+    divisor *= 1024;
+  }
+  AppendGroupedNumber(out, whole);
+  out.push_back(static_cast<Char>(','));
+  AppendTwoDigits(out, static_cast<int>(hundredths));
+  append(kUnits[unit]);
+}
+
+template <typename String>
+void AppendDateTime(String& out, const LocalDateTime& time) {
+  using Char = typename String::value_type;
+  AppendTwoDigits(out, time.day);
+  out.push_back(static_cast<Char>('.'));
+  AppendTwoDigits(out, time.month);
+  out.push_back(static_cast<Char>('.'));
+  AppendTwoDigits(out, time.year / 100);
+  AppendTwoDigits(out, time.year);
+  out.push_back(static_cast<Char>(' '));
+  AppendTwoDigits(out, time.hour);
+  out.push_back(static_cast<Char>(':'));
+  AppendTwoDigits(out, time.minute);
+  out.push_back(static_cast<Char>(':'));
+  AppendTwoDigits(out, time.second);
 }
 
 }  // namespace
@@ -45,55 +113,27 @@ LogRowKind RowKindOf(std::wstring_view ergebnis) {
 }
 
 std::wstring FormatLogSize(std::uint64_t bytes) {
-  if (bytes < 1024) return NumberText(bytes) + (bytes == 1 ? L" Byte" : L" Bytes");
-
-  // Integer arithmetic keeps the rounding exact: TB is the largest unit, so the remainder
-  // times 100 stays far below 2^64.
-  constexpr std::array<const wchar_t*, 4> kUnits = {L" KB", L" MB", L" GB", L" TB"};
-  std::size_t unit = 0;
-  std::uint64_t divisor = 1024;
-  std::uint64_t whole = 0;
-  std::uint64_t hundredths = 0;
-  for (;;) {
-    whole = bytes / divisor;
-    hundredths = ((bytes % divisor) * 100 + divisor / 2) / divisor;
-    if (hundredths == 100) {
-      ++whole;
-      hundredths = 0;
-    }
-    // 1023,996 KB rounds to 1024,00 KB: show it as 1,00 MB instead.
-    if (whole < 1024 || unit + 1 == kUnits.size()) break;
-    ++unit;
-    divisor *= 1024;
-  }
-  std::wstring out = GroupedNumber(whole);
-  out.push_back(L',');
-  AppendTwoDigits(out, static_cast<int>(hundredths));
-  out += kUnits[unit];
+  std::wstring out;
+  AppendSize(out, bytes);
   return out;
 }
 
 std::wstring FormatGermanDateTime(const LocalDateTime& time) {
   std::wstring out;
   out.reserve(19);
-  AppendTwoDigits(out, time.day);
-  out.push_back(L'.');
-  AppendTwoDigits(out, time.month);
-  out.push_back(L'.');
-  AppendTwoDigits(out, time.year / 100);
-  AppendTwoDigits(out, time.year);
-  out.push_back(L' ');
-  AppendTwoDigits(out, time.hour);
-  out.push_back(L':');
-  AppendTwoDigits(out, time.minute);
-  out.push_back(L':');
-  AppendTwoDigits(out, time.second);
+  AppendDateTime(out, time);
   return out;
 }
 
 std::wstring FormatLogTime(FileTime time) {
   if (time == 0) return std::wstring();
   return FormatGermanDateTime(FileTimeToLocal(time));
+}
+
+void AppendLogSizeUtf8(std::string& out, std::uint64_t bytes) { AppendSize(out, bytes); }
+
+void AppendLogTimeUtf8(std::string& out, FileTime time) {
+  if (time != 0) AppendDateTime(out, FileTimeToLocal(time));
 }
 
 }  // namespace ablagix

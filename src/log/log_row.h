@@ -101,6 +101,10 @@ std::wstring FormatLogSize(std::uint64_t bytes);
 std::wstring FormatGermanDateTime(const LocalDateTime& time);
 // The local time of `time` as above; 0 (no time known) gives "".
 std::wstring FormatLogTime(FileTime time);
+// The same two, appended as UTF-8 (for writers of long logs, which must not build a string
+// per cell).
+void AppendLogSizeUtf8(std::string& out, std::uint64_t bytes);
+void AppendLogTimeUtf8(std::string& out, FileTime time);
 
 //--- Appending
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <set>
 
 #include "base/text.h"
@@ -118,6 +120,42 @@ TEST(CreateFolders, MakesEveryMissingParentAndFailsOnAFile) {
   ASSERT_TRUE(test::WriteBytes(dir / L"datei", "x"));
   EXPECT_FALSE(CreateFolders(dir / L"datei\\unter"));
 }
+
+
+#ifndef _WIN32
+// The local time is computed from a cached offset per quarter hour; it must equal what the
+// zone rules say, across summer and winter time and far from today.
+TEST(FileTimeToLocal, AgreesWithTheZoneRulesAcrossDaylightSavingChanges) {
+  const char* old = std::getenv("TZ");
+  const std::string saved = old ? old : "";
+  for (const char* zone : {"Europe/Berlin", "America/New_York", "Australia/Lord_Howe", "UTC"}) {
+    setenv("TZ", zone, 1);
+    tzset();
+    std::uint64_t x = 88172645463325252ull;
+    for (int i = 0; i < 20000; ++i) {
+      x ^= x << 13;
+      x ^= x >> 7;
+      x ^= x << 17;
+      // 1950 to 2100, and every minute around the changes of 2024 in the first thousand rounds.
+      const std::int64_t seconds = i < 1000 ? 1711846800 - 7200 + i * 60 - 30 : -631152000 + static_cast<std::int64_t>(x % 4733510400ull);
+      const FileTime ft = (seconds + 11644473600ll) * 10000000ll;
+      const time_t t = static_cast<time_t>(seconds);
+      struct tm expected;
+      ASSERT_TRUE(localtime_r(&t, &expected));
+      const LocalDateTime got = FileTimeToLocal(ft);
+      ASSERT_EQ(got, (LocalDateTime{expected.tm_year + 1900, expected.tm_mon + 1, expected.tm_mday, expected.tm_hour,
+                                    expected.tm_min, expected.tm_sec}))
+          << zone << " " << seconds;
+    }
+  }
+  if (old) {
+    setenv("TZ", saved.c_str(), 1);
+  } else {
+    unsetenv("TZ");
+  }
+  tzset();
+}
+#endif
 
 }  // namespace
 }  // namespace ablagix
