@@ -42,7 +42,13 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
   const bool numberTaken = policy.empty() || policy == L"1";
   std::wstring target = named;
   int number = 0;
-  if (PathExists(target)) {
+  bool folderPresent = true;
+  if (mode == RunMode::Simulate) {
+    auto known = state.foldersPresent.find(targetFolder);
+    if (known == state.foldersPresent.end()) known = state.foldersPresent.emplace(targetFolder, FolderExists(targetFolder)).first;
+    folderPresent = known->second;
+  }
+  if (folderPresent && PathExists(target)) {
     if (skipTaken) {
       result.resultWord = ResultWord::kUebersprungen;
       return result;

@@ -4,6 +4,7 @@
 
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "base/ui_port.h"
@@ -53,6 +54,9 @@ struct RunState {
   // Target folders made or found in this run: each is looked at once, not once per file. A
   // folder that vanishes later is made again when writing into it fails.
   std::unordered_set<std::wstring> knownFolders;
+  // A simulation asks once per target folder whether it exists: in a folder that is not
+  // there no target can be taken, so its files need no look of their own.
+  std::unordered_map<std::wstring, bool> foldersPresent;
 };
 
 struct ActionResult {

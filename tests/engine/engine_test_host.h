@@ -1,6 +1,7 @@
 // A run host for engine tests: fixed clock, scripted Esc, recorded notifications.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -20,8 +21,11 @@ class TestRunHost : public RunHost {
   LocalDateTime Now() override { return now; }
   bool PollForAbort() override {
     ++polls;
-    return escAfterPolls > 0 && polls >= escAfterPolls;
+    const bool esc = escAfterPolls > 0 && polls >= escAfterPolls;
+    if (esc && escAt == std::chrono::steady_clock::time_point{}) escAt = std::chrono::steady_clock::now();
+    return esc;
   }
+  unsigned ContentThreads() override { return contentThreads; }
   std::wstring StoredFilterMask(const std::wstring& name) override {
     return name == L"Bilder" ? L".jpg,.png" : L"";
   }
@@ -34,6 +38,8 @@ class TestRunHost : public RunHost {
   ZipSettings zip;
   LocalDateTime now{2025, 6, 15, 12, 0, 0};
   int escAfterPolls = 0;  // 0: never
+  std::chrono::steady_clock::time_point escAt;  // when Esc was first reported
+  unsigned contentThreads = 2;
   int polls = 0;
   std::vector<std::wstring> notifications;
 };

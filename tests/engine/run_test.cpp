@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <set>
@@ -177,6 +179,60 @@ TEST_F(RunTest, ARunNeverReadsItsOwnTargetAgain) {
   EXPECT_TRUE(TargetInsideSource(variable.Ziel, variable.Quelle));
   EXPECT_FALSE(TargetInsideSource(dir_ / L"Eingang", dir_ / L"Eingang"));
   EXPECT_FALSE(TargetInsideSource(dir_ / L"Eingang2\\x", dir_ / L"Eingang"));
+}
+
+TEST_F(RunTest, ContentTestsOnWorkerThreadsGiveTheLogOfOneThread) {
+  // Mixed content over several folders: texts in three encodings with and without the word,
+  // web pages, pictures (never searched), empty files.
+  for (int i = 0; i < 300; ++i) {
+    const std::wstring folder = L"Gemischt\\" + NumberText(static_cast<std::uint64_t>(i % 7)) + L"\\";
+    const std::wstring name = folder + L"datei" + NumberText(static_cast<std::uint64_t>(i));
+    const std::wstring text = std::wstring(static_cast<std::size_t>(i * 37 % 5000), L'x') +
+                              (i % 3 == 0 ? L" Rechnung " : L" Mahnung ") + L"\u00e4\u00f6\u00fc";
+    switch (i % 5) {
+      case 0: ASSERT_TRUE(WriteBytes(dir_ / (name + L".txt"), ToUtf8(text))); break;
+      case 1: ASSERT_TRUE(WriteBytes(dir_ / (name + L".txt"), ToUtf16LeBytes(text, true))); break;
+      case 2: ASSERT_TRUE(WriteBytes(dir_ / (name + L".html"), "<p>" + ToUtf8(text) + "</p>")); break;
+      case 3: ASSERT_TRUE(WriteBytes(dir_ / (name + L".jpg"), ToUtf8(text))); break;
+      default: ASSERT_TRUE(WriteBytes(dir_ / (name + L".log"), i % 2 ? "" : ToWindows1252(text))); break;
+    }
+  }
+  Profile p = Copy(L"Rechnungen", dir_ / L"Gemischt", dir_ / L"Ablage\\%Ext%");
+  p.Filter = L"Alles";
+  p.TextSuche = L"rechnung";
+  auto logOf = [&](unsigned threads) {
+    host_.contentThreads = threads;
+    LogList log;
+    RunProfiles({p}, RunMode::Simulate, host_, log);
+    std::wstring all;
+    for (std::size_t r = 0; r < log.size(); ++r) {
+      for (int c = 0; c < kLogColumnCount; ++c) all += log.Text(r, c) + L"\t";
+      all += L"\n";
+    }
+    return all;
+  };
+  const std::wstring single = logOf(0);
+  EXPECT_EQ(std::count(single.begin(), single.end(), L'\n'), 2 + 60 + 10);  // banners, texts and pages, logs
+  for (unsigned threads : {1u, 2u, 4u}) EXPECT_TRUE(logOf(threads) == single) << threads << " threads";
+}
+
+TEST_F(RunTest, EscDuringATextSearchOnWorkerThreadsStopsAtOnce) {
+  // Big files without the word: every worker is in the middle of one when Esc comes.
+  const std::string filler(4 << 20, 'y');
+  for (int i = 0; i < 12; ++i) {
+    ASSERT_TRUE(WriteBytes(dir_ / (L"Gross\\teil" + NumberText(static_cast<std::uint64_t>(i)) + L".txt"), filler));
+  }
+  Profile p = Copy(L"Gross", dir_ / L"Gross", dir_ / L"Ablage");
+  p.Filter = L"Alles";
+  p.TextSuche = L"Rechnung";
+  host_.contentThreads = 2;
+  host_.escAfterPolls = 14;  // the scan polls once per entry, then the wait every 10 ms
+  RunSummary s = RunProfiles({p}, RunMode::Simulate, host_, log_);
+  const auto stopped = std::chrono::steady_clock::now();
+  ASSERT_NE(host_.escAt, std::chrono::steady_clock::time_point{});
+  EXPECT_TRUE(s.aborted);
+  EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(stopped - host_.escAt).count(), 100);
+  ClearAbort();
 }
 
 TEST_F(RunTest, TextConditionLooksInsideFilesAndDocuments) {
