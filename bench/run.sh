@@ -2,7 +2,9 @@
 # Benchmarks ablagix-cli against the standard tools on one machine, in one run:
 #   scan  "run --simulate" with name, extension, size and date conditions over a generated tree
 #         against find with the same predicates (warm cache, best of 3);
-#   copy  copying one large file and many small ones against cp;
+#   log   every file of the tree logged ("run --simulate --format tsv" without conditions)
+#         against find -printf of path, size and time; time and memory per log row;
+#   copy  the largest folder of the tree, and one large file with many small ones, against cp;
 #   text  the text condition "Rechnung" over every file of the tree against grep -rlF and
 #         ripgrep (one and two threads), then over the plain text files alone;
 #   exif  the camera model of every JPEG of the tree as a metadata condition against exiv2;
@@ -13,7 +15,7 @@ cd "$(dirname "$0")/.."
 files="${1:-100000}"
 work="${2:-$PWD/build/bench-data}"
 shift $(( $# > 2 ? 2 : $# ))
-jobs="${*:-scan copy text exif zip}"
+jobs="${*:-scan log copy text exif zip}"
 want() { [[ " $jobs " == *" $1 "* ]]; }
 
 cmake --preset bench >/dev/null
@@ -95,7 +97,59 @@ awk "BEGIN{printf \"  Speicher je Logzeile:       %6.0f Bytes (über find hinaus
 
 fi
 
+if want log; then
+  cat > "$work/log.ini" <<INI
+[Alle]
+Quelle=$tree
+Unterverzeich=1
+OrdnerStruktur=0
+Filter=Alles
+Aktion=Kopieren
+Ziel=$work/ziel
+Kollision=1
+Case=0
+Zippen=0
+INI
+  q_tree=$(printf %q "$tree")
+  { read -r t_cli m_cli; read -r t_find m_find; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/log.ini")" \
+    "find $q_tree -type f -printf '%p\t%s\t%T@\n'")
+  rows=$("$cli" run --simulate --all --format tsv --profiles "$work/log.ini" | wc -l)
+  echo
+  echo "Jede Datei im Log ($rows Zeilen), Median aus 5 abwechselnden Runden:"
+  printf '  ablagix-cli run --simulate --format tsv  %6.2f s  %7d KB\n' "$t_cli" "$m_cli"
+  printf '  find -printf %%p %%s %%T@                   %6.2f s  %7d KB\n' "$t_find" "$m_find"
+  echo "  Verhältnis ablagix/find:                 $(ratio "$t_cli" "$t_find")"
+  awk "BEGIN{printf \"  Speicher je Logzeile:                    %6.0f Bytes (über find hinaus)\n\", ($m_cli-$m_find)*1024/$rows}"
+fi
+
 if want copy; then
+  # The largest folder of the tree, with everything in it, against cp -r.
+  largest=$(du -s "$tree"/*/ | sort -n | tail -1 | cut -f2-)
+  largest=${largest%/}
+  count=$(find "$largest" -type f | wc -l)
+  lmb=$(du -sm "$largest" | cut -f1)
+  cat > "$work/largest.ini" <<INI
+[Groesster]
+Quelle=$largest
+Unterverzeich=1
+OrdnerStruktur=1
+Filter=Alles
+Aktion=Kopieren
+Ziel=$work/largest-dst
+Kollision=0
+Case=0
+Zippen=0
+INI
+  { read -r t_lcli m_lcli; read -r t_lcp m_lcp; } < <(race \
+    "rm -rf $(printf %q "$work/largest-dst"); $(printf %q "$cli") run --all --format tsv --profiles $(printf %q "$work/largest.ini")" \
+    "rm -rf $(printf %q "$work/largest-cp"); cp -r --preserve=timestamps $(printf %q "$largest") $(printf %q "$work/largest-cp")")
+  echo
+  echo "Kopieren des größten Ordners ($count Dateien, $lmb MB), Median aus 5 abwechselnden Runden:"
+  printf '  ablagix-cli run             %6.2f s\n' "$t_lcli"
+  printf '  cp -r                       %6.2f s\n' "$t_lcp"
+  echo "  Verhältnis ablagix/cp:      $(ratio "$t_lcli" "$t_lcp")"
+
 # Copy throughput.
 src="$work/copy-src"
 if [ ! -d "$src" ]; then

@@ -38,6 +38,9 @@ class CliRunHost : public RunHost {
   std::wstring StoredFilterMask(const std::wstring& name) override;
   MetadataSource* Metadata() override { return &metadata_; }
   ZipSettings Zip() const override { return zip_; }
+  unsigned ContentThreads() override { return contentThreads_; }
+  // Threads that test file contents at once; 1 tests them on the run's own thread.
+  void SetContentThreads(unsigned threads) { contentThreads_ = threads <= 1 ? 0 : threads; }
   // Clears the progress line before normal output continues.
   void EndProgress();
 
@@ -46,6 +49,7 @@ class CliRunHost : public RunHost {
   SettingsFolders folders_;
   FileMetadataSource metadata_;
   ZipSettings zip_;
+  unsigned contentThreads_ = ContentPool::DefaultThreads();
   bool timerRunning_ = false;
   bool progressShown_ = false;
   bool progressToTerminal_ = false;

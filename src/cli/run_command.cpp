@@ -31,6 +31,7 @@ struct RunArguments {
   int secondsPerMinute = 60;
   int maxRuns = 0;
   bool clearEveryFifth = false;
+  int threads = 0;  // 0: one per core
 };
 
 bool ParseNumber(const std::wstring& text, int* out) {
@@ -66,6 +67,11 @@ bool ParseRunArguments(const std::vector<std::wstring>& args, bool timer, RunArg
         r->format = LogFormat::Tsv;
       } else {
         *error = L"Unbekanntes Format \"" + v + L"\" (erlaubt: table, tsv).";
+        return false;
+      }
+    } else if (a == L"--threads") {
+      if (!value(&v) || !ParseNumber(v, &r->threads) || r->threads > 256) {
+        *error = L"--threads braucht eine ganze Zahl von 1 bis 256.";
         return false;
       }
     } else if (a == L"--export" && !timer) {
@@ -165,6 +171,7 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
   std::vector<Profile> profiles;
   if (!Prepare(args, options, false, &r, &folders, &profiles)) return kExitBadInput;
   CliRunHost host(folders, options.assumeYes);
+  if (r.threads > 0) host.SetContentThreads(static_cast<unsigned>(r.threads));
   LogList log;
   const RunSummary summary = RunProfiles(profiles, r.simulate ? RunMode::Simulate : RunMode::Execute, host, log);
   host.EndProgress();
@@ -201,6 +208,7 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
   std::vector<Profile> profiles;
   if (!Prepare(args, options, true, &r, &folders, &profiles)) return kExitBadInput;
   CliRunHost host(folders, options.assumeYes);
+  if (r.threads > 0) host.SetContentThreads(static_cast<unsigned>(r.threads));
   host.SetTimerRunning(true);
   TimerModel timer;
   timer.SetInterval(r.intervalMinutes);
