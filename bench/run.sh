@@ -198,8 +198,9 @@ Case=0
 Zippen=0
 INI
   q_tree=$(printf %q "$tree")
-  { read -r t_cli m_cli; read -r t_grep m_grep; read -r t_rg1 m_rg1; read -r t_rg2 m_rg2; } < <(race \
-    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/text.ini")" \
+  { read -r t_cli m_cli; read -r t_clip m_clip; read -r t_grep m_grep; read -r t_rg1 m_rg1; read -r t_rg2 m_rg2; } < <(race \
+    "$(printf %q "$cli") run --simulate --all --format tsv --threads 1 --profiles $(printf %q "$work/text.ini")" \
+    "$(printf %q "$cli") run --simulate --all --format tsv --threads 2 --profiles $(printf %q "$work/text.ini")" \
     "grep -rlF Rechnung $q_tree" "rg -j1 -uuu -l -F Rechnung $q_tree" "rg -j2 -uuu -l -F Rechnung $q_tree")
   n_cli=$("$cli" run --simulate --all --format tsv --profiles "$work/text.ini" | grep -c 'simuliert' || true)
   n_grep=$(grep -rlF Rechnung "$tree" | wc -l)
@@ -207,13 +208,14 @@ INI
   mb=$(du -sm "$tree" | cut -f1)
   echo
   echo "Textbedingung \"Rechnung\" über $files Dateien ($mb MB), Median aus 5 abwechselnden Runden:"
-  printf '  ablagix-cli run --simulate   %6.2f s  %7d KB  %6d Dateien (jede Groß-/Kleinschreibung, Kodierung, Dokumente)\n' "$t_cli" "$m_cli" "$n_cli"
+  printf '  ablagix-cli --threads 1      %6.2f s  %7d KB  %6d Dateien (jede Groß-/Kleinschreibung, Kodierung, Dokumente)\n' "$t_cli" "$m_cli" "$n_cli"
+  printf '  ablagix-cli --threads 2      %6.2f s  %7d KB\n' "$t_clip" "$m_clip"
   printf '  grep -rlF                    %6.2f s  %7d KB  %6d Dateien (Bytes wie geschrieben)\n' "$t_grep" "$m_grep" "$n_grep"
   printf '  rg -j1 -uuu -l -F            %6.2f s  %7d KB  %6d Dateien\n' "$t_rg1" "$m_rg1" "$n_rg"
   printf '  rg -j2 -uuu -l -F            %6.2f s  %7d KB\n' "$t_rg2" "$m_rg2"
   echo "  Verhältnis ablagix/grep:      $(ratio "$t_cli" "$t_grep")"
   echo "  Verhältnis ablagix/rg -j1:    $(ratio "$t_cli" "$t_rg1")"
-  echo "  Verhältnis ablagix/rg -j2:    $(ratio "$t_cli" "$t_rg2")"
+  echo "  Verhältnis ablagix 2 Threads/rg -j2: $(ratio "$t_clip" "$t_rg2")"
 
   # The same on the plain text files alone, which all three read as bytes.
   plain="txt csv log xml ini dat zip"
@@ -221,7 +223,7 @@ INI
   globs=(); for e in $plain; do globs+=("--include='*.$e'"); done
   rglobs=(); for e in $plain; do rglobs+=("-g '*.$e'"); done
   { read -r t_cli m_cli; read -r t_grep m_grep; read -r t_rg1 m_rg1; } < <(race \
-    "$(printf %q "$cli") run --simulate --all --format tsv --profiles $(printf %q "$work/plain.ini")" \
+    "$(printf %q "$cli") run --simulate --all --format tsv --threads 1 --profiles $(printf %q "$work/plain.ini")" \
     "grep -rlF ${globs[*]} Rechnung $q_tree" "rg -j1 -uuu -l -F ${rglobs[*]} Rechnung $q_tree")
   echo "Nur Textdateien ($plain):"
   printf '  ablagix-cli run --simulate   %6.2f s\n' "$t_cli"
