@@ -1,6 +1,7 @@
 // The platform-independent part of the file system layer: the active file system and the
 // free functions that go through it, the reasons shown for failures, temporary names.
 #include <atomic>
+#include <climits>
 #include <chrono>
 #include <mutex>
 
@@ -61,6 +62,48 @@ std::wstring StagingName(const std::wstring& folder) {
 }
 
 }  // namespace files_internal
+
+LocalDateTime FileTimeToLocal(FileTime time) {
+  constexpr std::int64_t kTicks = 10000000;
+  std::int64_t seconds = time / kTicks - 11644473600ll;
+  if (time % kTicks < 0) --seconds;
+  // Asking the zone rules for every time of a long log (two per row, and a sort by date asks
+  // for all of them) costs more than everything else about a row. A zone changes its offset
+  // from UTC only on a quarter hour, so the offset is kept per quarter hour in a small table
+  // and the local time is plain arithmetic.
+  struct Slot {
+    std::int64_t quarter = INT64_MIN;
+    std::int64_t offset = 0;
+  };
+  thread_local Slot slots[1024];
+  thread_local std::uint64_t zone = 0;
+  const std::uint64_t stamp = files_internal::ZoneStamp();
+  if (zone != stamp) {
+    for (Slot& s : slots) s = Slot{};
+    zone = stamp;
+  }
+  const std::int64_t quarter = seconds >= 0 ? seconds / 900 : (seconds - 899) / 900;
+  Slot& slot = slots[static_cast<std::uint64_t>(quarter) % 1024];
+  if (slot.quarter != quarter) {
+    if (!files_internal::UtcOffsetAt(seconds, &slot.offset)) return {};
+    slot.quarter = quarter;
+  }
+  const std::int64_t localSeconds = seconds + slot.offset;
+  std::int64_t days = localSeconds >= 0 ? localSeconds / 86400 : (localSeconds - 86399) / 86400;
+  const std::int64_t secondOfDay = localSeconds - days * 86400;
+  // Days since 1970-01-01 to a civil date (proleptic Gregorian).
+  days += 719468;
+  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const std::int64_t dayOfEra = days - era * 146097;
+  const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const std::int64_t mp = (5 * dayOfYear + 2) / 153;
+  const int day = static_cast<int>(dayOfYear - (153 * mp + 2) / 5 + 1);
+  const int month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+  const int year = static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+  return {year, month, day, static_cast<int>(secondOfDay / 3600), static_cast<int>(secondOfDay / 60 % 60),
+          static_cast<int>(secondOfDay % 60)};
+}
 
 //--- The free functions, through the active file system
 

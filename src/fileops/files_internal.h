@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "fileops/file_system.h"
@@ -26,6 +27,11 @@ std::wstring ApiPath(const std::wstring& path);
 // Windows only: the absolute, normalised path with "\" separators, without the prefix.
 std::wstring FullPathText(const std::wstring& path);
 std::string NativePath(const std::wstring& path);
+
+// The offset of local time from UTC, in seconds, at the given moment (seconds since 1970).
+bool UtcOffsetAt(std::int64_t seconds, std::int64_t* offset);
+// Changes when the process's time zone changes, so cached offsets can be dropped.
+std::uint64_t ZoneStamp();
 
 // The operating system's file system. Its members are spread over the platform files:
 // listing and attributes in files_*.cpp, staged copies and renames in copy_move_*.cpp,

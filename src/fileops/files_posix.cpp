@@ -303,50 +303,22 @@ bool CopyFileReplacing(const std::wstring& from, const std::wstring& to) {
   return ReadFileBytes(from, &bytes) && WriteFileAtomic(to, bytes);
 }
 
-LocalDateTime FileTimeToLocal(FileTime time) {
-  std::int64_t seconds = time / kTicksPerSecond - kEpochDifference;
-  if (time % kTicksPerSecond < 0) --seconds;
-  // Asking the zone rules (localtime_r) for every time of a long log costs more than the rest
-  // of the row. A zone changes its offset from UTC only on a quarter hour, so the offset is
-  // kept per quarter hour in a small table and the local time is plain arithmetic.
-  struct Slot {
-    std::int64_t quarter = INT64_MIN;
-    long offset = 0;
-  };
-  thread_local Slot slots[1024];
-  // A changed zone (TZ set anew and tzset called) empties the table.
-  thread_local const char* zoneName = nullptr;
-  thread_local long zoneOffset = 0;
-  if (zoneName != tzname[0] || zoneOffset != timezone) {
-    for (Slot& s : slots) s = Slot{};
-    zoneName = tzname[0];
-    zoneOffset = timezone;
-  }
-  const std::int64_t quarter = seconds >= 0 ? seconds / 900 : (seconds - 899) / 900;
-  Slot& slot = slots[static_cast<std::uint64_t>(quarter) % 1024];
-  if (slot.quarter != quarter) {
-    const time_t t = static_cast<time_t>(seconds);
-    struct tm local;
-    if (!localtime_r(&t, &local)) return {};
-    slot.quarter = quarter;
-    slot.offset = local.tm_gmtoff;
-  }
-  const std::int64_t localSeconds = seconds + slot.offset;
-  std::int64_t days = localSeconds >= 0 ? localSeconds / 86400 : (localSeconds - 86399) / 86400;
-  const std::int64_t secondOfDay = localSeconds - days * 86400;
-  // Days since 1970-01-01 to a civil date (proleptic Gregorian).
-  days += 719468;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const std::int64_t dayOfEra = days - era * 146097;
-  const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const std::int64_t mp = (5 * dayOfYear + 2) / 153;
-  const int day = static_cast<int>(dayOfYear - (153 * mp + 2) / 5 + 1);
-  const int month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-  const int year = static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
-  return {year, month, day, static_cast<int>(secondOfDay / 3600), static_cast<int>(secondOfDay / 60 % 60),
-          static_cast<int>(secondOfDay % 60)};
+namespace files_internal {
+
+bool UtcOffsetAt(std::int64_t seconds, std::int64_t* offset) {
+  const time_t t = static_cast<time_t>(seconds);
+  struct tm local;
+  if (!localtime_r(&t, &local)) return false;
+  *offset = local.tm_gmtoff;
+  return true;
 }
+
+std::uint64_t ZoneStamp() {
+  // TZ set anew and tzset called: other names, another offset.
+  return reinterpret_cast<std::uintptr_t>(tzname[0]) ^ (static_cast<std::uint64_t>(timezone) << 1);
+}
+
+}  // namespace files_internal
 
 FileTime CurrentFileTime() {
   struct timespec ts;

@@ -253,16 +253,29 @@ bool CopyFileReplacing(const std::wstring& from, const std::wstring& to) {
   return CopyFileW(ApiPath(from).c_str(), ApiPath(to).c_str(), FALSE) != 0;
 }
 
-LocalDateTime FileTimeToLocal(FileTime time) {
+namespace files_internal {
+
+bool UtcOffsetAt(std::int64_t seconds, std::int64_t* offset) {
+  const FileTime time = (seconds + 11644473600ll) * 10000000ll;
   FILETIME ft;
   ft.dwLowDateTime = static_cast<DWORD>(static_cast<std::uint64_t>(time) & 0xFFFFFFFFu);
   ft.dwHighDateTime = static_cast<DWORD>(static_cast<std::uint64_t>(time) >> 32);
   SYSTEMTIME utc, local;
-  if (!FileTimeToSystemTime(&ft, &utc)) return {};
-  // The time zone rules of the file's own date, so summer and winter times both come out right.
-  if (!SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) return {};
-  return {local.wYear, local.wMonth, local.wDay, local.wHour, local.wMinute, local.wSecond};
+  if (!FileTimeToSystemTime(&ft, &utc)) return false;
+  // The time zone rules of that date, so summer and winter times both come out right.
+  if (!SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) return false;
+  FILETIME localFt;
+  if (!SystemTimeToFileTime(&local, &localFt)) return false;
+  *offset = (ToFileTime(localFt) - time) / 10000000ll;
+  return true;
 }
+
+// The zone of a running program changes only when the user changes it; the window asks
+// for the times again after such a change (it repaints), but the table keeps the old offsets,
+// which the next start forgets. Good enough for the display of file times.
+std::uint64_t ZoneStamp() { return 0; }
+
+}  // namespace files_internal
 
 FileTime CurrentFileTime() {
   FILETIME ft;

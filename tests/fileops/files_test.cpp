@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 #include <cstdlib>
 #include <ctime>
 #include <set>
@@ -154,6 +158,24 @@ TEST(FileTimeToLocal, AgreesWithTheZoneRulesAcrossDaylightSavingChanges) {
     unsetenv("TZ");
   }
   tzset();
+}
+#else
+TEST(FileTimeToLocal, AgreesWithTheSystemsConversion) {
+  std::uint64_t x = 88172645463325252ull;
+  for (int i = 0; i < 20000; ++i) {
+    x ^= x << 13;
+    x ^= x >> 7;
+    x ^= x << 17;
+    const FileTime ft = static_cast<FileTime>(x % 157000000000000000ull);  // 1601 to 2098
+    FILETIME f{static_cast<DWORD>(static_cast<std::uint64_t>(ft) & 0xFFFFFFFFu),
+               static_cast<DWORD>(static_cast<std::uint64_t>(ft) >> 32)};
+    SYSTEMTIME utc, local;
+    ASSERT_TRUE(FileTimeToSystemTime(&f, &utc));
+    ASSERT_TRUE(SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local));
+    ASSERT_EQ(FileTimeToLocal(ft),
+              (LocalDateTime{local.wYear, local.wMonth, local.wDay, local.wHour, local.wMinute, local.wSecond}))
+        << ft;
+  }
 }
 #endif
 
