@@ -14,6 +14,8 @@
 
 namespace ablagix {
 
+class RunJournal;
+
 enum class RunMode { Execute, Simulate };
 
 // The profile values the handling of a file needs. A log row carries the same values, so
@@ -57,6 +59,9 @@ struct RunState {
   // A simulation asks once per target folder whether it exists: in a folder that is not
   // there no target can be taken, so its files need no look of their own.
   std::unordered_map<std::wstring, bool> foldersPresent;
+  // Where an executed run notes each change before making it (engine/journal.h). Null, or a
+  // journal without a folder, notes nothing (a simulation, the tests).
+  RunJournal* journal = nullptr;
 };
 
 struct ActionResult {
