@@ -18,5 +18,6 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
 int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int ExifCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int ExpandCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
+int UndoCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 
 }  // namespace ablagix::cli

@@ -33,6 +33,15 @@ constexpr std::wstring_view kUsage =
     L"        [--clear-every-fifth] [--runs N] [--tick-seconds S] [--threads N]\n"
     L"                       f\u00fchrt die Profile im Intervall aus, bis Strg+C (oder N L\u00e4ufe);\n"
     L"                       --tick-seconds verk\u00fcrzt die Minute zum Ausprobieren\n"
+    L"  undo (--list | --last | LAUF) [--format table|tsv]\n"
+    L"                       macht einen ausgef\u00fchrten Lauf r\u00fcckg\u00e4ngig, die letzte \u00c4nderung\n"
+    L"                       zuerst: Verschobenes kommt zur\u00fcck, unver\u00e4nderte Kopien und\n"
+    L"                       Archive werden entfernt, Dateien aus dem Papierkorb\n"
+    L"                       zur\u00fcckgeholt; endg\u00fcltig Gel\u00f6schtes bleibt weg. Nichts wird\n"
+    L"                       \u00fcberschrieben: ein belegter Name bekommt \"(1)\". --list zeigt\n"
+    L"                       die L\u00e4ufe (Nr, Name), --last nimmt den neuesten, LAUF ist\n"
+    L"                       eine Nr oder ein Name aus --list. Ein Lauf wird nur einmal\n"
+    L"                       r\u00fcckg\u00e4ngig gemacht\n"
     L"  exif DATEI           zeigt die 20 Exif-Felder eines Bildes (JPEG, TIFF, PNG)\n"
     L"  expand DATEI VORLAGE zeigt, was aus einer Vorlage mit Variablen wie %Datum% oder\n"
     L"                       %DateGAYYYY% f\u00fcr diese Datei wird\n"
@@ -69,6 +78,7 @@ int Main(std::vector<std::wstring> args) {
   if (command == L"timer") return TimerCommand(args, options);
   if (command == L"exif") return ExifCommand(args, options);
   if (command == L"expand") return ExpandCommand(args, options);
+  if (command == L"undo") return UndoCommand(args, options);
   WriteErr(L"Unbekannter Befehl \"" + command + L"\". Hilfe: ablagix-cli --help\n");
   return kExitBadInput;
 }
