@@ -134,7 +134,7 @@ TEST_F(UndoTest, PutsMovedCopiedRecycledAndZippedFilesBackAsTheyWere) {
                                                               {L"c.txt", L"Zur\u00fcckgeholt"},
                                                               {L"d.txt", L"Zur\u00fcckgeholt"}}));
   // Newest change first: the last profile's files lead the undo's rows.
-  EXPECT_EQ(log_.Text(undoFirstRow_ + 1, LogColumn::Datei), L"d.txt");
+  EXPECT_EQ(log_.Text(undoFirstRow_ + 1, LogColumn::Ziel2), dir_ / L"Zips\\Sammlung.zip");
 
   // Undone once, never twice.
   const std::vector<JournalSummary> journals = Journals();
