@@ -274,6 +274,7 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
   std::unordered_map<std::uint64_t, std::size_t> byNumber;
   std::wstring profile;
   bool header = false;
+  bool anyLine = false;
   std::vector<std::wstring> f;
   std::string_view rest = bytes;
   while (!rest.empty()) {
@@ -285,6 +286,7 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
     }
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end + 1);
+    anyLine = true;
     if (!DecodeLine(line, &f)) {
       if (!line.empty()) ++contents->damagedLines;
       continue;
@@ -349,7 +351,9 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
       if (f.size() >= 2) ParseTime(f[1], &contents->undoneAt);
     }
   }
-  if (!header) {
+  // A run killed while it made its journal leaves it empty or with its first line cut: it
+  // recorded nothing, so there is nothing to undo.
+  if (!header && anyLine) {
     *error = L"Keine Journaldatei von Ablagix: " + path;
     return false;
   }

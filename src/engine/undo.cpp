@@ -11,6 +11,7 @@
 #include "engine/journal.h"
 #include "fileops/byte_source.h"
 #include "fileops/copy_move.h"
+#include "fileops/file_io.h"
 #include "fileops/file_stamp.h"
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"
@@ -45,6 +46,24 @@ bool IsZip(JournalAction a) { return a == JournalAction::kZipMove || a == Journa
 bool Matches(const std::wstring& path, const std::optional<FileStamp>& expected) {
   FileStamp now;
   return expected && !path.empty() && ReadFileStamp(path, &now) && now == *expected;
+}
+
+// The same bytes in both files. Only asked where a crash (of the run or of an undo) can have
+// left a complete copy beside its original; that copy is removed only when it is the same.
+bool SameContent(const std::wstring& a, const std::wstring& b) {
+  ReadOnlyFile fa, fb;
+  if (!fa.Open(a) || !fb.Open(b) || fa.size() != fb.size()) return false;
+  constexpr std::size_t kBlock = 1 << 20;
+  std::string ba, bb;
+  for (std::uint64_t at = 0; at < fa.size(); at += kBlock) {
+    if (!fa.ReadAt(at, kBlock, &ba) || !fb.ReadAt(at, kBlock, &bb) || ba != bb || ba.empty()) return false;
+  }
+  return true;
+}
+
+// The original at its place and a copy of it at `copy`, as stamped and byte for byte.
+bool LeftBeside(const JournalEntry& e, const std::wstring& copy) {
+  return e.source && !e.replaces && Matches(e.from, e.source) && Matches(copy, e.source) && SameContent(e.from, copy);
 }
 
 bool StopRequested(RunHost& host) {
@@ -106,10 +125,11 @@ Result MoveBack(const std::wstring& current, const std::wstring& original, RunHo
   return Fail(FsStatusText(outcome.status), current);
 }
 
-Result RemoveOwnFile(const std::wstring& path, std::wstring_view word) {
+// Removes a file the run made; `pathNow` is where the file the row is about stays.
+Result RemoveOwnFile(const std::wstring& path, std::wstring_view word, const std::wstring& pathNow) {
   const FsStatus removed = DeleteForGood(path, true);
   if (!removed.ok()) return Fail(FsStatusText(removed), path);
-  return Done(word, {});
+  return Done(word, pathNow);
 }
 
 Result RestoreRecycled(const JournalEntry& e) {
@@ -193,19 +213,21 @@ Result UndoEntry(const JournalEntry& e, RunHost& host) {
   switch (e.action) {
     case JournalAction::kMove:
       if (done) {
+        // An undo cut short across drives: its copy was named, the moved file not yet deleted.
+        if (LeftBeside(e, e.finalPath)) return RemoveOwnFile(e.finalPath, UndoWord::kZurueckgeholt, e.from);
         if (FileExists(e.finalPath)) return MoveBack(e.finalPath, e.from, host);
         if (atSource) return Done(UndoWord::kZurueckgeholt, e.from);  // an undo cut short did it
         return Fail(L"Die Datei ist nicht mehr am Ziel: " + e.finalPath);
       }
       // Cut short by a crash: the file is at its source, at its target, or (a copy across
       // drives whose source was not deleted yet) at both.
-      if (atSource && !e.replaces && Matches(e.to, e.source)) return RemoveOwnFile(e.to, UndoWord::kEntfernt);
+      if (LeftBeside(e, e.to)) return RemoveOwnFile(e.to, UndoWord::kEntfernt, e.from);
       if (atSource) return Done(UndoWord::kUnveraendert, e.from);
       if (Matches(e.to, e.source)) return MoveBack(e.to, e.from, host);
       return Fail(L"Die Datei ist weder an der Quelle noch am Ziel: " + e.to);
     case JournalAction::kCopy:
       if (!done) {
-        if (atSource && !e.replaces && Matches(e.to, e.source)) return RemoveOwnFile(e.to, UndoWord::kEntfernt);
+        if (LeftBeside(e, e.to)) return RemoveOwnFile(e.to, UndoWord::kEntfernt, e.from);
         return Done(UndoWord::kUnveraendert, e.from);
       }
       if (!FileExists(e.finalPath)) return Done(std::wstring(UndoWord::kEntfernt) + L" (die Kopie war schon weg)", e.from);
@@ -214,7 +236,7 @@ Result UndoEntry(const JournalEntry& e, RunHost& host) {
       }
       // Without its original the copy is the only one left.
       if (!atSource) return Kept(L"Das Original fehlt oder wurde ge\u00e4ndert; die Kopie bleibt", e.finalPath);
-      return RemoveOwnFile(e.finalPath, UndoWord::kEntfernt);
+      return RemoveOwnFile(e.finalPath, UndoWord::kEntfernt, e.from);
     case JournalAction::kRecycle:
       if (atSource) return Done(done ? UndoWord::kZurueckgeholt : UndoWord::kUnveraendert, e.from);
       return RestoreRecycled(e);
@@ -469,6 +491,8 @@ UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log
     summary.alreadyUndone = true;
     AppendMessageRow(log, L"Dieser Lauf wurde schon am " + FormatLogTime(journal.undoneAt) +
                               L" r\u00fcckg\u00e4ngig gemacht.");
+  } else if (journal.entries.empty()) {
+    AppendMessageRow(log, L"Der Lauf hat keine \u00c4nderung festgehalten; es gibt nichts r\u00fcckg\u00e4ngig zu machen.");
   } else if (!appender.Open(journalPath)) {
     // Without noting what is undone, a second undo could not tell; nothing is touched.
     summary.problem = L"Konnte das Journal nicht fortschreiben: " + journalPath;
