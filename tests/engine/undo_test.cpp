@@ -292,8 +292,8 @@ TEST_F(UndoTest, UndoesWhatAJournalCutShortRecords) {
 
 TEST_F(UndoTest, OnlyExecutedChangesAreJournaledAndTheSettingsStayAsTheyWere) {
   const std::wstring settings = dir_ / L"Einstellungen";
-  ASSERT_TRUE(WriteBytes(settings + L"/AblagixSetting.ini", "[AblagixForm]\r\nLogPath=x\r\n"));
-  ASSERT_TRUE(WriteBytes(settings + L"/Ablagix.ini", "[Fotos]\r\nAktion=Kopieren\r\n"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Einstellungen\\AblagixSetting.ini", "[AblagixForm]\r\nLogPath=x\r\n"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Einstellungen\\Ablagix.ini", "[Fotos]\r\nAktion=Kopieren\r\n"));
   ASSERT_TRUE(WriteBytes(dir_ / L"Belege\\r1.pdf", "r1"));
   const Profile copy = Make(L"Belege", kAktionKopieren, L"Belege", L"Kopien");
 
@@ -316,8 +316,8 @@ TEST_F(UndoTest, OnlyExecutedChangesAreJournaledAndTheSettingsStayAsTheyWere) {
   EXPECT_FALSE(FileExists(dir_ / L"Kopien\\r1.pdf"));
 
   // Journals are files of their own: nothing else in the settings folder changed.
-  EXPECT_EQ(ReadBytes(settings + L"/AblagixSetting.ini"), "[AblagixForm]\r\nLogPath=x\r\n");
-  EXPECT_EQ(ReadBytes(settings + L"/Ablagix.ini"), "[Fotos]\r\nAktion=Kopieren\r\n");
+  EXPECT_EQ(ReadBytes(dir_ / L"Einstellungen\\AblagixSetting.ini"), "[AblagixForm]\r\nLogPath=x\r\n");
+  EXPECT_EQ(ReadBytes(dir_ / L"Einstellungen\\Ablagix.ini"), "[Fotos]\r\nAktion=Kopieren\r\n");
   std::map<std::wstring, std::string> tree;
   CollectTree(settings, L"", {L"Journal"}, &tree);
   EXPECT_EQ(tree.size(), 2u);
