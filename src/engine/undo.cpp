@@ -311,6 +311,8 @@ class Undo {
       a.firstEntry = std::min(a.firstEntry, e.number);
       a.entries.push_back(&e);
     }
+    RunProgress progress{kUndoAktion};
+    progress.filesTotal = journal.entries.size();
     for (auto it = journal.entries.rbegin(); it != journal.entries.rend(); ++it) {
       const JournalEntry& e = *it;
       if (e.outcome == Outcome::kFailed || e.undoWord) continue;  // nothing changed, or done before
@@ -318,6 +320,7 @@ class Undo {
         summary_.aborted = true;
         break;
       }
+      if (++progress.filesDone % 16 == 1) host_.Progress(progress);
       if (IsZip(e.action)) {
         UndoZipEntry(e);
       } else {
@@ -438,42 +441,54 @@ std::wstring StemOf(const std::wstring& path) {
   return name;
 }
 
+// The journals in `folder`, newest first. Their names hold the start in UTC, so they sort by
+// time.
+std::vector<std::wstring> JournalPaths(const std::wstring& folder) {
+  std::vector<std::wstring> paths;
+  FolderReader reader;
+  if (folder.empty() || !reader.Open(folder)) return paths;
+  DirEntry entry;
+  while (reader.NextName(&entry)) {
+    if (StartsWithNoCase(entry.name, L"Lauf-") && EqualsNoCase(ExtensionOf(entry.name), L"txt")) {
+      paths.push_back(JoinPath(folder, entry.name));
+    }
+  }
+  std::sort(paths.begin(), paths.end(), [](const std::wstring& a, const std::wstring& b) { return NamePart(a) > NamePart(b); });
+  return paths;
+}
+
+JournalSummary Summarize(const std::wstring& path) {
+  JournalSummary s;
+  s.path = path;
+  s.name = StemOf(path);
+  JournalContents contents;
+  std::wstring error;
+  if (!ReadJournal(path, &contents, &error)) {
+    s.readable = false;
+    return s;
+  }
+  s.started = contents.started;
+  s.startedText = contents.startedText;
+  s.kind = contents.kind;
+  s.profiles = contents.profiles;
+  s.finished = contents.finished;
+  s.undone = contents.undone;
+  for (const JournalEntry& e : contents.entries) s.changes += e.outcome != Outcome::kFailed ? 1 : 0;
+  return s;
+}
+
 }  // namespace
 
 std::vector<JournalSummary> ListJournals(const std::wstring& folder) {
   std::vector<JournalSummary> list;
-  FolderReader reader;
-  if (folder.empty() || !reader.Open(folder)) return list;
-  DirEntry entry;
-  while (reader.NextName(&entry)) {
-    if (!StartsWithNoCase(entry.name, L"Lauf-") || !EqualsNoCase(ExtensionOf(entry.name), L"txt")) continue;
-    JournalSummary s;
-    s.path = JoinPath(folder, entry.name);
-    s.name = StemOf(s.path);
-    JournalContents contents;
-    std::wstring error;
-    if (!ReadJournal(s.path, &contents, &error)) {
-      s.readable = false;
-    } else {
-      s.started = contents.started;
-      s.startedText = contents.startedText;
-      s.kind = contents.kind;
-      s.profiles = contents.profiles;
-      s.finished = contents.finished;
-      s.undone = contents.undone;
-      for (const JournalEntry& e : contents.entries) s.changes += e.outcome != Outcome::kFailed ? 1 : 0;
-    }
-    list.push_back(std::move(s));
-  }
-  // The names hold the start in UTC, so they sort by time.
-  std::sort(list.begin(), list.end(), [](const JournalSummary& a, const JournalSummary& b) { return a.name > b.name; });
+  for (const std::wstring& path : JournalPaths(folder)) list.push_back(Summarize(path));
   return list;
 }
 
 std::optional<JournalSummary> LatestJournal(const SettingsFolders& folders) {
-  std::vector<JournalSummary> list = ListJournals(JournalFolderIn(folders));
-  if (list.empty()) return std::nullopt;
-  return std::move(list.front());
+  const std::vector<std::wstring> paths = JournalPaths(JournalFolderIn(folders));
+  if (paths.empty()) return std::nullopt;
+  return Summarize(paths.front());
 }
 
 UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log) {
