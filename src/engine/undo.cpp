@@ -206,8 +206,8 @@ Result ExtractFromArchive(const JournalEntry& e) {
   return r;
 }
 
-// One step of the undo, for the entries that are not zip entries.
-Result UndoEntry(const JournalEntry& e, RunHost& host) {
+// One step of the undo, for the entries that are not zip entries, as the world is now.
+Result ReverseEntry(const JournalEntry& e, RunHost& host) {
   const bool done = e.outcome == Outcome::kDone;
   const bool atSource = Matches(e.from, e.source);
   switch (e.action) {
@@ -251,6 +251,18 @@ Result UndoEntry(const JournalEntry& e, RunHost& host) {
       break;
   }
   return Fail(L"Unbekannter Eintrag");
+}
+
+// One step of the undo, for the entries that are not zip entries.
+Result UndoEntry(const JournalEntry& e, RunHost& host) {
+  Result r = ReverseEntry(e, host);
+  // "immer überschreiben" replaced a file at the target; the run's log said so, and the undo
+  // cannot bring it back either.
+  if (e.replaces && e.outcome == Outcome::kDone && r.final && RowKindOf(r.word) == LogRowKind::Normal &&
+      !r.word.starts_with(UndoWord::kNichtRueckgaengig)) {
+    r.word += L" (die ersetzte Datei am Ziel l\u00e4sst sich nicht zur\u00fcckholen)";
+  }
+  return r;
 }
 
 void AppendMessageRow(LogList& log, std::wstring_view text) {

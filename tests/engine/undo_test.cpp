@@ -154,9 +154,13 @@ TEST_F(UndoTest, KeepsWhatIsNotTheRunsAnyMoreAndNeverOverwrites) {
   }
   ASSERT_TRUE(WriteBytes(dir_ / L"Fotos\\IMG_1.jpg", "altes Bild"));
   ASSERT_TRUE(WriteBytes(dir_ / L"M\u00fcll\\weg.tmp", "weg"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Neu\\liste.txt", "neue Liste"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Stand\\liste.txt", "alte Liste"));
+  Profile replace = Make(L"Ersetzen", kAktionKopieren, L"Neu", L"Stand");
+  replace.Kollision = L"0";
   const std::vector<Profile> profiles = {Make(L"Belege", kAktionKopieren, L"Belege", L"Kopien"),
                                          Make(L"Fotos", kAktionVerschieben, L"Fotos", L"Ablage"),
-                                         Make(L"M\u00fcll", kAktionLoeschenX, L"M\u00fcll")};
+                                         Make(L"M\u00fcll", kAktionLoeschenX, L"M\u00fcll"), replace};
   ASSERT_EQ(RunProfiles(profiles, RunMode::Execute, host_, log_).errors, 0u);
 
   // Meanwhile: one copy edited, one original deleted, a new file where the moved one was.
@@ -172,6 +176,7 @@ TEST_F(UndoTest, KeepsWhatIsNotTheRunsAnyMoreAndNeverOverwrites) {
   EXPECT_EQ(words.at(L"r3.pdf"), L"Entfernt");
   EXPECT_EQ(words.at(L"IMG_1.jpg"), L"Zur\u00fcckgeholt");
   EXPECT_EQ(words.at(L"weg.tmp"), L"Nicht r\u00fcckg\u00e4ngig: Die Datei wurde endg\u00fcltig gel\u00f6scht");
+  EXPECT_EQ(words.at(L"liste.txt"), L"Entfernt (die ersetzte Datei am Ziel l\u00e4sst sich nicht zur\u00fcckholen)");
   EXPECT_EQ(ReadBytes(dir_ / L"Kopien\\r1.pdf"), "r1.pdf, bearbeitet");
   EXPECT_EQ(ReadBytes(dir_ / L"Kopien\\r2.pdf"), "r2.pdf");
   EXPECT_FALSE(FileExists(dir_ / L"Kopien\\r3.pdf"));
