@@ -163,7 +163,7 @@ std::wstring ListText(int id, int row, int column) {
   VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
   return text;
 }
-int LogRows() { return static_cast<int>(SendMessageW(Control(kIdLogList), LVM_GETITEMCOUNT, 0, 0)); }
+int LogRows() { return static_cast<int>(SendMessageW(Control(kIdExListviewLOG), LVM_GETITEMCOUNT, 0, 0)); }
 
 void CheckRow(int row, bool on) {
   SetItemState(row, INDEXTOSTATEIMAGEMASK(on ? 2 : 1), LVIS_STATEIMAGEMASK, kIdProfileList);

@@ -85,20 +85,20 @@ int wmain(int argc, wchar_t** argv) {
   // --- A simulation from the button: nothing checked and nothing selected is refused; with a
   // selected row the question runs that profile alone and the log shows its framed rows.
   WriteFileText(source + L"\\Alt.txt", L"x");
-  Click(kIdSimulate);
+  Click(kIdCommandButton4);
   Check(Has(TakeRecord(), L"Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!"), L"nichts angehakt");
   Check(LogRows() == 0, L"kein Lauf ohne Profil");
   SelectRow(2);
   Answer(L"Yes\n");
-  Click(kIdSimulate);
+  Click(kIdCommandButton4);
   Check(Has(TakeRecord(), L"Soll das aktuell markierte Profil simuliert werden?"), L"Frage nach dem markierten Profil");
   Check(LogRows() == 3, L"drei Logzeilen: " + std::to_wstring(LogRows()));
-  CheckEq(ListText(kIdLogList, 0, 0), L"Start Dritte", L"Startzeile");
-  CheckEq(ListText(kIdLogList, 0, 7), L"********", L"Sterne der Startzeile");
-  CheckEq(ListText(kIdLogList, 1, 0), L"Alt.txt", L"Datei im Log");
-  CheckEq(ListText(kIdLogList, 1, 6), L"L\u00f6schen P, simuliert", L"Ergebnis simuliert");
-  CheckEq(ListText(kIdLogList, 2, 0), L"Ende Dritte", L"Endzeile");
-  CheckEq(Text(kIdLogList), L"Keine Dateien gefunden!", L"Leertext nach dem Lauf");
+  CheckEq(ListText(kIdExListviewLOG, 0, 0), L"Start Dritte", L"Startzeile");
+  CheckEq(ListText(kIdExListviewLOG, 0, 7), L"********", L"Sterne der Startzeile");
+  CheckEq(ListText(kIdExListviewLOG, 1, 0), L"Alt.txt", L"Datei im Log");
+  CheckEq(ListText(kIdExListviewLOG, 1, 6), L"L\u00f6schen P, simuliert", L"Ergebnis simuliert");
+  CheckEq(ListText(kIdExListviewLOG, 2, 0), L"Ende Dritte", L"Endzeile");
+  CheckEq(Text(kIdExListviewLOG), L"Keine Dateien gefunden!", L"Leertext nach dem Lauf");
   Check(!ReadFileText(source + L"\\Alt.txt").empty(), L"Simulation l\u00e4sst die Datei stehen");
   Screenshot(L"5-log-nach-simulation.png");
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
@@ -106,10 +106,10 @@ int wmain(int argc, wchar_t** argv) {
   // --- The timer: every fifth minute tick runs the checked profiles; with the option on, the
   // fifth timed run starts with an empty log.
   CheckRow(2, true);
-  SendMessageW(Control(kIdTimerInterval), CB_SETCURSEL, 1, 0);  // "Alle 5 Minuten"
-  SendMessageW(Control(kIdTimerClearLog), BM_SETCHECK, BST_CHECKED, 0);
-  Click(kIdTimer);
-  CheckEq(Text(kIdTimer), L"Timer stoppen", L"Timer l\u00e4uft");
+  SendMessageW(Control(kIdCombo11), CB_SETCURSEL, 1, 0);  // "Alle 5 Minuten"
+  SendMessageW(Control(kIdCheckBox15), BM_SETCHECK, BST_CHECKED, 0);
+  Click(kIdCommandButton6);
+  CheckEq(Text(kIdCommandButton6), L"Timer stoppen", L"Timer l\u00e4uft");
   auto tick = [](int minutes) {
     for (int i = 0; i < minutes; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
   };
@@ -117,14 +117,14 @@ int wmain(int argc, wchar_t** argv) {
   Check(LogRows() == 3, L"vor der f\u00fcnften Minute kein Lauf");
   tick(1);
   Check(LogRows() == 6, L"erster Timerlauf: " + std::to_wstring(LogRows()));
-  CheckEq(ListText(kIdLogList, 4, 6), L"Gel\u00f6scht P", L"Timerlauf f\u00fchrt aus");
+  CheckEq(ListText(kIdExListviewLOG, 4, 6), L"Gel\u00f6scht P", L"Timerlauf f\u00fchrt aus");
   tick(15);
   Check(LogRows() == 15, L"vier Timerl\u00e4ufe: " + std::to_wstring(LogRows()));
   tick(5);
   Check(LogRows() == 3, L"f\u00fcnfter Lauf beginnt mit leerem Log: " + std::to_wstring(LogRows()));
-  CheckEq(ListText(kIdLogList, 0, 0), L"Start Dritte", L"f\u00fcnfter Lauf");
-  Click(kIdTimer);
-  CheckEq(Text(kIdTimer), L"Timer starten", L"Timer gestoppt");
+  CheckEq(ListText(kIdExListviewLOG, 0, 0), L"Start Dritte", L"f\u00fcnfter Lauf");
+  Click(kIdCommandButton6);
+  CheckEq(Text(kIdCommandButton6), L"Timer starten", L"Timer gestoppt");
   CheckRow(2, false);
 
   // --- Loading a clicked row
@@ -312,13 +312,13 @@ int wmain(int argc, wchar_t** argv) {
                                        L"Ablagix", RRF_RT_REG_SZ, nullptr, data, &size);
       return result == ERROR_SUCCESS ? std::wstring(data) : std::wstring(L"-");
     };
-    SendMessageW(Control(kIdAutostart), BM_SETCHECK, BST_CHECKED, 0);
-    Click(kIdAutostart);
+    SendMessageW(Control(kIdCheckBox9), BM_SETCHECK, BST_CHECKED, 0);
+    Click(kIdCheckBox9);
     const std::wstring value = runValue();
     Check(value.size() > 12 && value.substr(value.size() - 12) == L"\\Ablagix.EXE", L"Autostart eingetragen: " + value);
     Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=1"), L"AXRun=1");
-    SendMessageW(Control(kIdAutostart), BM_SETCHECK, BST_UNCHECKED, 0);
-    Click(kIdAutostart);
+    SendMessageW(Control(kIdCheckBox9), BM_SETCHECK, BST_UNCHECKED, 0);
+    Click(kIdCheckBox9);
     CheckEq(runValue(), L"-", L"Autostart ausgetragen");
     Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=0"), L"AXRun=0");
   }
@@ -335,15 +335,15 @@ int wmain(int argc, wchar_t** argv) {
     WriteFileBytes(withGps, gps);
     WriteFileBytes(without, ablagix::test::Jpeg(t.Make({t.Ascii(272, "Kamera")}, {}, {})));
     Answer(without + L"\n");
-    Click(kIdReferencePicture);
+    Click(kIdCmdReferenzbild);
     const std::wstring pictureAsked = TakeRecord();
     Check(Has(pictureAsked, L"DIALOG|Neue IniDatei laden"), L"Bildauswahl f\u00fcr den Referenzpunkt");
     Check(Has(pictureAsked, L"Das Bild enth\u00e4lt keine Exif-Koordinaten!"), L"Bild ohne Koordinaten abgelehnt");
     Answer(withGps + L"\n");
-    Click(kIdReferencePicture);
+    Click(kIdCmdReferenzbild);
     CheckEq(Text(kIdLat), L"N51,5", L"Breitengrad aus dem Bild");
     CheckEq(Text(kIdLon), L"E7,25", L"L\u00e4ngengrad aus dem Bild");
-    Click(kIdSaveCoordinates);
+    Click(kIdCommand4);
     const std::wstring stored = ReadFileText(config + L"\\AblagixSetting.ini");
     Check(Has(stored, L"Lat=N51,5") && Has(stored, L"Lon=E7,25") && Has(stored, L"RefPicture=" + withGps),
           L"Referenzpunkt gespeichert");
