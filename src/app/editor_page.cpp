@@ -22,10 +22,11 @@ namespace {
 constexpr Anchor kWithColumnEdge{0.5f, 0, 0.5f, 0};
 
 constexpr int kLeftX = kMargin;
-constexpr int kLeftWidth = 318;
+constexpr int kLeftWidth = 360;
 constexpr int kRightX = kLeftX + kLeftWidth + 8;
 constexpr int kRightWidth = kPageWidth - kMargin - kRightX;
 constexpr int kInner = 7;  // group box padding
+constexpr int kListArrow = 16;  // what a drop-down list needs beside its text
 
 std::array<std::wstring, 6> TokenButtons() {
   return {Word(L"&Datum \u00BB"), Word(L"Da&tei \u00BB"), Word(L"&Exif \u00BB"),
@@ -128,7 +129,19 @@ void MainWindow::BuildEditorPage() {
   y += 17;
   row(5, y, kIdDateOn);
   {
-    const int kind = fw * 32 / 100, cmp = fw * 26 / 100, amount = fw * 16 / 100;
+    // The lists as wide as their longest entry; the amount takes what is left.
+    auto widest = [&](std::initializer_list<std::wstring_view> entries) {
+      int width = 0;
+      for (std::wstring_view entry : entries) width = std::max(width, metrics_.TextWidth(WordOf(entry)));
+      return width + kListArrow;
+    };
+    const int kind = widest({kDateKindEntries[0], kDateKindEntries[1]});
+    const int cmp = widest({kDateComparatorEntries[0], kDateComparatorEntries[1], kSizeComparatorEntries[0],
+                            kSizeComparatorEntries[1]});
+    int unit = 0;
+    for (std::wstring_view entry : kDateUnitEntries) unit = std::max(unit, widest({entry}));
+    for (std::wstring_view entry : kSizeUnitEntries) unit = std::max(unit, widest({entry}));
+    const int amount = fw - kind - cmp - unit - 9;
     l.Add(WC_COMBOBOXW, L"", list, fx, y, kind, kEditHeight, kIdDateKind);
     l.Add(WC_COMBOBOXW, L"", list, fx + kind + 3, y, cmp, kEditHeight, kIdDateComparator);
     l.Add(WC_EDITW, L"", edit | ES_NUMBER, fx + kind + cmp + 6, y, amount, kEditHeight, kIdDateAmount, kFixed,
@@ -144,11 +157,16 @@ void MainWindow::BuildEditorPage() {
           kIdSizeUnit);
     y += 17;
     row(7, y, kIdMetadataOn);
-    const int name = kind + cmp + 3;
+    // The field list shows whole entries such as "Dokumente --->%Revision Nummer%".
+    int name = kind + cmp + 3;
+    for (const std::wstring& entry : MetadataListEntries()) {
+      name = std::max(name, metrics_.TextWidth(entry) + kListArrow);
+    }
+    const int comparator = widest({L">", L"<", L"="});
     l.Add(WC_COMBOBOXW, L"", list, fx, y, name, kEditHeight, kIdCombo10);
-    l.Add(WC_COMBOBOXW, L"", list, fx + name + 3, y, amount, kEditHeight, kIdMetadataComparator);
-    l.Add(WC_EDITW, L"", edit, fx + name + amount + 6, y, fw - name - amount - 6, kEditHeight, kIdMetadataValue,
-          kLeftHalf, WS_EX_CLIENTEDGE);
+    l.Add(WC_COMBOBOXW, L"", list, fx + name + 3, y, comparator, kEditHeight, kIdMetadataComparator);
+    l.Add(WC_EDITW, L"", edit, fx + name + comparator + 6, y, fw - name - comparator - 6, kEditHeight,
+          kIdMetadataValue, kLeftHalf, WS_EX_CLIENTEDGE);
   }
   y += 18;
   l.Add(WC_BUTTONW, Word(L"Gro\u00df- und &Kleinschreibung beachten"), check, gx, y, gr - gx, 10, kIdMatchCase,

@@ -16,7 +16,7 @@ struct Control {
   RECT rect;  // in page coordinates
 };
 
-enum class Kind { PushButton, CheckBox, GroupBox, Label, Other };
+enum class Kind { PushButton, CheckBox, GroupBox, Label, ChoiceList, Other };
 
 Kind KindOf(const Control& c) {
   if (lstrcmpiW(c.className.c_str(), WC_BUTTONW) == 0) {
@@ -33,6 +33,8 @@ Kind KindOf(const Control& c) {
       default: return Kind::Other;
     }
   }
+  // A list to pick from shows whole entries only; a list one types into scrolls its text.
+  if (lstrcmpiW(c.className.c_str(), WC_COMBOBOXW) == 0 && (c.style & 3) == CBS_DROPDOWNLIST) return Kind::ChoiceList;
   if (lstrcmpiW(c.className.c_str(), WC_STATICW) == 0) {
     const LONG_PTR type = c.style & SS_TYPEMASK;
     // Texts that shorten themselves with "..." fit by design.
@@ -90,6 +92,16 @@ std::vector<std::wstring> FindLayoutFaults(HWND page) {
     if (c.rect.left < 0 || c.rect.top < 0 || c.rect.right > pageRect.right || c.rect.bottom > pageRect.bottom) {
       faults.push_back(Describe(c, L"ragt aus der Seite"));
     }
+    if (KindOf(c) == Kind::ChoiceList) {
+      const long room = width - GetSystemMetrics(SM_CXVSCROLL) - 8;  // the arrow and the frame
+      const LRESULT count = SendMessageW(c.window, CB_GETCOUNT, 0, 0);
+      for (LRESULT i = 0; i < count; ++i) {
+        const std::wstring entry = ComboEntry(c.window, static_cast<int>(i));
+        const SIZE size = TextSize(c.window, entry, 0, false, false);
+        if (size.cx > room) faults.push_back(Describe(c, entry + L": " + Pixels(size.cx, room)));
+      }
+      continue;
+    }
     if (c.text.empty()) continue;
     switch (KindOf(c)) {
       case Kind::PushButton: {
@@ -119,6 +131,7 @@ std::vector<std::wstring> FindLayoutFaults(HWND page) {
         }
         break;
       }
+      case Kind::ChoiceList:
       case Kind::Other: break;
     }
   }

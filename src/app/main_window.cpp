@@ -382,6 +382,10 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
   if (ListView_GetColumnOrderArray(list, kProfileColumnCount, order.data())) settings_.HeaderPosition = order;
   const int filterRow = ListView_GetNextItem(Item(kIdFilterTable), -1, LVNI_SELECTED);
   const std::wstring status = GetText(Item(kIdLogStatus));
+  // Coordinates typed or taken from a picture, not yet stored.
+  const std::wstring lat = GetText(Item(kIdLat));
+  const std::wstring lon = GetText(Item(kIdLon));
+  const ReferencePoint reference = chosenReference_;
 
   settings_.AXSprache = LanguageForChoice(choice);
   SetCurrentLanguage(settings_.AXSprache);
@@ -409,8 +413,12 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
   }
   FillNameHistory();
   SettingsToControls();
+  SetText(Item(kIdLat), lat);
+  SetText(Item(kIdLon), lon);
+  chosenReference_ = reference;
   ApplyListFont(0);
   ApplyListFont(1);
+  SetText(Item(kIdProfileFileLabel), profileFileLabel_);
   list = Item(kIdProfileList);
   FillProfileList(checked, selected >= 0 && selected < static_cast<int>(profiles_.size())
                                ? profiles_[static_cast<size_t>(selected)].Beschreibung
@@ -424,7 +432,7 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
   ShowLogRows();
   SetLogEmptyText(logEmptyText_);
   SetStatus(status);
-  SetText(Item(kIdCommandButton6), timer_.running() ? Word(L"Timer stoppen") : Word(L"Timer starten"));
+  if (timer_.running()) SetText(Item(kIdCommandButton6), Word(L"&Timer stoppen"));
   Relayout();
   SelectTab(currentPage_);
   SetFocus(Item(kIdLanguage));

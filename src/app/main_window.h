@@ -169,6 +169,7 @@ class MainWindow {
   SettingsFolders folders_;
   AppSettings settings_;
   std::wstring profileFile_;
+  std::wstring profileFileLabel_;  // what the run page shows of it
   std::vector<Profile> profiles_;
   bool fillingList_ = false;
 

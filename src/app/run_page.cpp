@@ -142,7 +142,7 @@ void MainWindow::BuildRunPage() {
   const std::wstring runText = Word(L"&Ausf\u00fchren");
   const std::wstring simulateText = Word(L"&Simulieren");
   int width = kButtonWidth;
-  for (const std::wstring& text : {runText, simulateText, Word(L"Timer starten"), Word(L"Timer stoppen")}) {
+  for (const std::wstring& text : {runText, simulateText, Word(L"&Timer starten"), Word(L"&Timer stoppen")}) {
     width = std::max(width, metrics_.TextWidth(text) + 12);
   }
   HWND run = l.Add(WC_BUTTONW, runText, WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - 3 * width - 8, y, width,
@@ -160,6 +160,7 @@ void MainWindow::BuildRunPage() {
 
 void MainWindow::SetProfileFile(const std::wstring& path, const std::wstring& label) {
   profileFile_ = path;
+  profileFileLabel_ = label;
   SetText(Item(kIdProfileFileLabel), label);
 }
 
@@ -381,7 +382,7 @@ void MainWindow::OnTimerButton() {
   if (timer_.running()) {
     KillTimer(window_, kTimer1);
     timer_.Stop();
-    SetText(Item(kIdCommandButton6), Word(L"Timer starten"));
+    SetText(Item(kIdCommandButton6), Word(L"&Timer starten"));
     SetLogEmptyText(kLogEmptyTimerStopped);
     return;
   }
@@ -389,7 +390,7 @@ void MainWindow::OnTimerButton() {
   timer_.Start();
   SetTimer(window_, kTimer1, 60000, nullptr);
   SetLogEmptyText(kLogEmptyTimerStarted);
-  SetText(Item(kIdCommandButton6), Word(L"Timer stoppen"));
+  SetText(Item(kIdCommandButton6), Word(L"&Timer stoppen"));
   if (IsOn(Item(kIdCheckBox7))) {
     // Unattended: the window goes away into the notification area until its icon is clicked.
     // Without an icon (no notification area, Explorer not running) it stays open: a hidden

@@ -22,7 +22,7 @@ namespace ablagix::app {
 namespace {
 
 constexpr int kLeftX = kMargin;
-constexpr int kLeftWidth = 290;
+constexpr int kLeftWidth = 300;
 constexpr int kRightX = kLeftX + kLeftWidth + 8;
 constexpr int kRightWidth = kPageWidth - kMargin - kRightX;
 constexpr Anchor kWithColumnEdge{0.5f, 0, 0.5f, 0};
@@ -161,7 +161,7 @@ void MainWindow::BuildSettingsPage() {
         check | BS_MULTILINE | BS_TOP, gx, 290, gr - gx, 18, kIdZipCreateExe, kLeftHalf);
 
   // --- General
-  group(Word(L"Allgemein"), kRightX, 189, kRightWidth, 110, kIdGeneralGroup, kRightHalf);
+  group(Word(L"Allgemein"), kRightX, 189, kRightWidth, 124, kIdGeneralGroup, kRightHalf);
   const std::wstring language = Word(L"&Sprache:");
   const int languageLabel = metrics_.TextWidth(language) + 4;
   label(language, rx, 202, languageLabel, 8, kIdLanguageLabel);
@@ -171,13 +171,13 @@ void MainWindow::BuildSettingsPage() {
   HWND languageList = l.Add(WC_COMBOBOXW, L"", tab | CBS_DROPDOWNLIST | WS_VSCROLL, rx + languageLabel, 202,
                             std::min(languageWidth, rr - rx - languageLabel), kEditHeight, kIdLanguage);
   FillCombo(languageList, languages);
-  l.Add(WC_BUTTONW, Word(L"Ablagix mit &Windows starten"), check, rx, 219, rr - rx, 10, kIdCheckBox9, kRightHalf);
-  l.Add(WC_BUTTONW, Word(L"Text nur in reinen Textdateien suchen (Dokumente nicht auslesen)"), check, rx, 232,
+  l.Add(WC_BUTTONW, Word(L"Ablagix mit &Windows starten"), check, rx, 220, rr - rx, 10, kIdCheckBox9, kRightHalf);
+  l.Add(WC_BUTTONW, Word(L"Text nur in reinen Textdateien suchen (Dokumente nicht auslesen)"), check, rx, 233,
         rr - rx, 10, kIdTextOnlyPlainFiles, kRightHalf);
   l.Add(WC_STATICW, Word(L"Genauigkeit der Kommastelle bei L\u00e4ngen- und Breitengraden (Exif-Fotos):"), SS_LEFT,
-        rx, 246, rr - rx - 40, 16, kIdDecimalsLabel, kRightHalf);
-  l.Add(WC_EDITW, L"", edit | ES_NUMBER, rr - 34, 246, 34, kEditHeight, kIdCombo13, kMoveX, WS_EX_CLIENTEDGE);
-  HWND spin = l.Add(UPDOWN_CLASSW, L"", UDS_SETBUDDYINT | UDS_ALIGNRIGHT | UDS_ARROWKEYS, rr - 10, 246, 10,
+        rx, 248, rr - rx - 40, 16, kIdDecimalsLabel, kRightHalf);
+  l.Add(WC_EDITW, L"", edit | ES_NUMBER, rr - 34, 248, 34, kEditHeight, kIdCombo13, kMoveX, WS_EX_CLIENTEDGE);
+  HWND spin = l.Add(UPDOWN_CLASSW, L"", UDS_SETBUDDYINT | UDS_ALIGNRIGHT | UDS_ARROWKEYS, rr - 10, 248, 10,
                     kEditHeight, kIdCombo13Spin, kMoveX);
   SendMessageW(spin, UDM_SETBUDDY, reinterpret_cast<WPARAM>(Item(kIdCombo13)), 0);
   SendMessageW(spin, UDM_SETRANGE32, 0, 15);
@@ -187,14 +187,14 @@ void MainWindow::BuildSettingsPage() {
   const std::wstring store = Word(L"Koordinaten speichern");
   const int coordLabel = widest({lat, lon}, 4);
   const int coordButtons = widest({reference, store}, 12);
-  label(lat, rx, 266, coordLabel, 8, kIdLatLabel, kWithColumnEdge);
-  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 266, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLat,
+  label(lat, rx, 271, coordLabel, 8, kIdLatLabel, kWithColumnEdge);
+  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 271, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLat,
         kRightHalf, WS_EX_CLIENTEDGE);
-  label(lon, rx, 283, coordLabel, 8, kIdLonLabel, kWithColumnEdge);
-  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 283, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLon,
+  label(lon, rx, 289, coordLabel, 8, kIdLonLabel, kWithColumnEdge);
+  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 289, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLon,
         kRightHalf, WS_EX_CLIENTEDGE);
-  l.Add(WC_BUTTONW, reference, push, rr - coordButtons, 265, coordButtons, kButtonHeight, kIdCmdReferenzbild, kMoveX);
-  l.Add(WC_BUTTONW, store, push, rr - coordButtons, 282, coordButtons, kButtonHeight, kIdCommand4, kMoveX);
+  l.Add(WC_BUTTONW, reference, push, rr - coordButtons, 270, coordButtons, kButtonHeight, kIdCmdReferenzbild, kMoveX);
+  l.Add(WC_BUTTONW, store, push, rr - coordButtons, 288, coordButtons, kButtonHeight, kIdCommand4, kMoveX);
 
   FillComboWords(Item(kIdCombo11), kTimerIntervalEntries);
 }

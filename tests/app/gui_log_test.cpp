@@ -245,11 +245,17 @@ void RunLogScenario(const std::wstring& exe) {
   Click(kIdLogSave);
   Check(Has(TakeRecord(), L"OPEN|" + root + L"\\Zweites.txt"), L"Ja \u00f6ffnet die Datei");
 
-  // --- "Ausführen nur bei angehakten Dateien": nothing checked says so; the unlocked file
-  // is copied now and its row gets the new result.
+  // --- "Ausführen nur bei angehakten Dateien": nothing checked does nothing, without a
+  // question, and the status line says why; the unlocked file is copied now and its row gets
+  // the new result.
   Pick(1);
+  const int rowsBefore = LogRows();
+  const std::wstring resultBefore = ListText(kIdExListviewLOG, FindLogRow(L"belegt.txt"), 6);
   Click(kIdCommandButton7);
-  Check(Has(TakeRecord(), L"Keine Dateien im Log angehakt!"), L"Hinweis ohne Haken");
+  CheckEq(TakeRecord(), L"", L"ohne Haken keine Meldung");
+  CheckEq(Text(kIdLogStatus), L"Keine Zeile angehakt: nichts ausgef\u00fchrt.", L"Statuszeile ohne Haken");
+  Check(LogRows() == rowsBefore && ListText(kIdExListviewLOG, FindLogRow(L"belegt.txt"), 6) == resultBefore,
+        L"ohne Haken bleibt das Log, wie es war");
   SelectRow(FindLogRow(L"belegt.txt"), kIdExListviewLOG);
   Pick(5);
   Click(kIdCommandButton7);

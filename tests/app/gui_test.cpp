@@ -103,28 +103,38 @@ int wmain(int argc, wchar_t** argv) {
   Screenshot(L"5-log-nach-simulation.png");
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
 
-  // --- The timer: every fifth minute tick runs the checked profiles; with the option on, the
-  // fifth timed run starts with an empty log.
+  // --- The timer: the interval and the log option count from the next tick on, also when they
+  // change while the timer runs; with the option on, the fifth timed run starts with an empty log.
   CheckRow(2, true);
-  SendMessageW(Control(kIdCombo11), CB_SETCURSEL, 1, 0);  // "Alle 5 Minuten"
-  SendMessageW(Control(kIdCheckBox15), BM_SETCHECK, BST_CHECKED, 0);
+  PickComboEntry(kIdCombo11, 0);  // the prompt, which means ten minutes
+  CheckEq(Text(kIdTimerInfoTitle), L"Info:", L"Titel des Infotexts");
+  CheckEq(Text(kIdTimerInfo), L"Der Timer f\u00fchrt alle 10-Minuten oben angehakte Profile vollautomatisch aus.",
+          L"Infotext zur Aufforderung");
+  PickComboEntry(kIdCombo11, 1);  // "Alle 5 Minuten"
+  SendMessageW(Control(kIdCheckBox15), BM_SETCHECK, BST_UNCHECKED, 0);
   Click(kIdCommandButton6);
-  CheckEq(Text(kIdCommandButton6), L"Timer stoppen", L"Timer l\u00e4uft");
+  CheckEq(Text(kIdCommandButton6), L"&Timer stoppen", L"Timer l\u00e4uft");
   auto tick = [](int minutes) {
     for (int i = 0; i < minutes; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
   };
   tick(4);
   Check(LogRows() == 3, L"vor der f\u00fcnften Minute kein Lauf");
+  PickComboEntry(kIdCombo11, 2);  // "Alle 10 Minuten", while the timer runs
   tick(1);
-  Check(LogRows() == 6, L"erster Timerlauf: " + std::to_wstring(LogRows()));
+  Check(LogRows() == 3, L"nach dem Wechsel auf 10 Minuten kein Lauf in Minute 5: " + std::to_wstring(LogRows()));
+  tick(5);
+  Check(LogRows() == 6, L"erster Timerlauf in Minute 10: " + std::to_wstring(LogRows()));
   CheckEq(ListText(kIdExListviewLOG, 4, 6), L"Gel\u00f6scht P", L"Timerlauf f\u00fchrt aus");
+  PickComboEntry(kIdCombo11, 1);
   tick(15);
   Check(LogRows() == 15, L"vier Timerl\u00e4ufe: " + std::to_wstring(LogRows()));
+  SendMessageW(Control(kIdCheckBox15), BM_SETCHECK, BST_CHECKED, 0);  // switched on while running
+  Click(kIdCheckBox15);
   tick(5);
   Check(LogRows() == 3, L"f\u00fcnfter Lauf beginnt mit leerem Log: " + std::to_wstring(LogRows()));
   CheckEq(ListText(kIdExListviewLOG, 0, 0), L"Start Dritte", L"f\u00fcnfter Lauf");
   Click(kIdCommandButton6);
-  CheckEq(Text(kIdCommandButton6), L"Timer starten", L"Timer gestoppt");
+  CheckEq(Text(kIdCommandButton6), L"&Timer starten", L"Timer gestoppt");
   CheckRow(2, false);
 
   // --- Loading a clicked row
@@ -148,6 +158,12 @@ int wmain(int argc, wchar_t** argv) {
   Check(IsOn(kIdCollisionFirst + 2), L"Kollision \u00fcberspringen");
   Check(IsOn(kIdSubfolders), L"inklusive Unterordner");
   CheckEq(Text(kIdTxtName), L"D:\\Archiv", L"Zielverzeichnis");
+  // How the words of a text search are joined: in the empty field, and on hovering it.
+  const std::wstring textHint =
+      L"Gesuchten Text eingeben: Trennzeichen + alle Suchw\u00f6rter / Trennzeichen | eines oder mehrere";
+  CheckEq(CueBanner(kIdText), textHint, L"Hinweis im Textfeld");
+  CheckEq(TooltipText(kIdText), textHint, L"Tooltip des Textfelds");
+  CheckEq(TooltipText(kIdFilterSave), L"Speichert alle Dateifilter", L"Tooltip von \u201eSpeichern\u201c");
   Screenshot(L"2-profile-bearbeiten.png");
 
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
@@ -376,6 +392,7 @@ int wmain(int argc, wchar_t** argv) {
         L"Fenster auf dem Bildschirm: " + std::to_wstring(rect.left) + L"," + std::to_wstring(rect.top));
   Close();
 
+  RunLanguageScenario(exe, profiles, config);
   RunLogScenario(exe);
 
   std::printf("%s: %d Fehler\n", g_failures == 0 ? "BESTANDEN" : "FEHLGESCHLAGEN", g_failures);
