@@ -73,11 +73,8 @@ std::wstring ListWordShown(std::wstring_view stored) {
   return std::wstring(stored);
 }
 
-std::wstring ListWordStored(std::wstring_view shown) {
-  for (std::wstring_view word : {kAllFilesEntry, kNoExcludeEntry}) {
-    if (EqualsNoCase(shown, word) || EqualsNoCase(shown, WordOf(word))) return std::wstring(word);
-  }
-  return std::wstring(shown);
+std::wstring ListWordStored(std::wstring_view shown, std::wstring_view word) {
+  return shown == word || shown == WordOf(word) ? std::wstring(word) : std::wstring(shown);
 }
 
 bool MetadataEntryNeedsReference(std::wstring_view entry) {
@@ -294,7 +291,7 @@ ProfileEditorValues ProfileEditor::ToEditorValues() const {
   }
   // "Alles" is the list's own entry too, even with the condition ticked: stored as it stands,
   // it means every file, where a typed list would become ".Alles" and match none.
-  if (ListWordStored(v.includeExtText) == kAllFilesEntry) {
+  if (EqualsNoCase(v.includeExtText, kAllFilesEntry) || v.includeExtText == WordOf(kAllFilesEntry)) {
     v.includeExtText = std::wstring(kAllFilesEntry);
     v.includeExtFromList = true;
   }
@@ -330,7 +327,7 @@ void ProfileEditor::ListChanged(EditorList list) {
 }
 
 void ProfileEditor::NamePicked(std::wstring_view entry) {
-  values.namePattern = ListWordStored(entry);
+  values.namePattern = ListWordStored(entry, kAllFilesEntry);
   values.nameOn = values.namePattern != kAllFilesEntry;
   FieldChanged();
 }
@@ -349,7 +346,7 @@ IncludePick ProfileEditor::IncludePicked(size_t position) {
 }
 
 void ProfileEditor::ExcludePicked(std::wstring_view entry) {
-  values.excludeExt = ListWordStored(entry);
+  values.excludeExt = ListWordStored(entry, kNoExcludeEntry);
   values.excludeExtOn = values.excludeExt != kNoExcludeEntry;
   FieldChanged();
 }

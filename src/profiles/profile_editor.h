@@ -47,11 +47,12 @@ inline constexpr std::wstring_view kAllFilesEntry = L"Alles";
 inline constexpr std::wstring_view kEditFiltersEntry = L"Bearbeiten...";
 inline constexpr std::wstring_view kChooseMetadataEntry = L"Bitte ausw\u00e4hlen";
 
-// "Alles" and "Nichts" are entries of the lists, stored in the profile file as they stand
-// whatever language the window speaks. The editor's values hold the stored words; the window
-// shows their translations and hands back what it shows.
+// "Alles" (name and include lists) and "Nichts" (exclude list) are entries of the lists, stored
+// in the profile file as they stand whatever language the window speaks. The editor's values
+// hold the stored words; the window shows their translations and hands back what it shows.
 std::wstring ListWordShown(std::wstring_view stored);
-std::wstring ListWordStored(std::wstring_view shown);
+// `word` for its translation (or itself); any other text as it is.
+std::wstring ListWordStored(std::wstring_view shown, std::wstring_view word);
 
 // The metadata field list: a group label, "--->" and the token.
 extern const std::array<std::wstring_view, 20> kMetadataEntries;

@@ -322,7 +322,8 @@ void RunLogScenario(const std::wstring& exe) {
   Check(Has(TakeRecord(), L"TRAY|add-failed") && IsWindowVisible(g_main),
         L"ohne neues Symbol kommt das Fenster zur\u00fcck");
   ShowWindow(g_main, SW_HIDE);
-  SendMessageW(g_main, kTrayMessage, kTrayIconId, WM_LBUTTONDOWN);
+  // The icon's events arrive at the hidden Picture1, which hands them to the window.
+  SendMessageW(Control(kIdPicture1), kTrayMessage, kTrayIconId, WM_LBUTTONDOWN);
   Check(IsWindowVisible(g_main), L"Klick auf das Symbol holt das Fenster zur\u00fcck");
   CheckEq(Text(kIdExListviewLOG), L"Timer gestartet, Intervall l\u00e4uft...", L"Leertext mit Timer");
   for (int i = 0; i < 5; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);

@@ -339,6 +339,11 @@ int wmain(int argc, wchar_t** argv) {
     Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=0"), L"AXRun=0");
   }
 
+  // --- Text search in plain files only: stored the moment it is switched.
+  SendMessageW(Control(kIdTextOnlyPlainFiles), BM_SETCHECK, BST_CHECKED, 0);
+  Click(kIdTextOnlyPlainFiles);
+  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXNurTextdateien=1"), L"AXNurTextdateien=1");
+
   // --- The reference point: a picture without coordinates is refused; one with them fills
   // both fields, and saving stores them with the picture.
   {

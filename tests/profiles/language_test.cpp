@@ -69,9 +69,10 @@ TEST_F(LanguageTest, WordsAreFoundUnderTheirKeysAndFilledInWhereTheTranslationPu
 
   // The editor keeps the stored words and shows their translations.
   EXPECT_EQ(ListWordShown(L"Alles"), L"All");
-  EXPECT_EQ(ListWordStored(L"All"), L"Alles");
-  EXPECT_EQ(ListWordStored(L"alles"), L"Alles");
-  EXPECT_EQ(ListWordStored(L"Bilder"), L"Bilder");
+  EXPECT_EQ(ListWordStored(L"All", kAllFilesEntry), L"Alles");
+  EXPECT_EQ(ListWordStored(L"Alles", kAllFilesEntry), L"Alles");
+  EXPECT_EQ(ListWordStored(L"nichts", kNoExcludeEntry), L"nichts");  // typed, not picked
+  EXPECT_EQ(ListWordStored(L"All", kNoExcludeEntry), L"All");
   EXPECT_EQ(TimerInfoText(10), L"Der Timer f\u00fchrt alle 10-Minuten oben angehakte Profile vollautomatisch aus.");
 }
 

@@ -187,7 +187,7 @@ TEST(ProfileEditorSave, TheAllFilesEntryTickedIsStoredAsItStands) {
     editor.values.source = dir.path();
     editor.values.target = dir.path();
     editor.values.includeExtOn = true;
-    editor.values.includeExtText = ListWordStored(editor.includeEntries().front());  // as the window hands it over
+    editor.values.includeExtText = ListWordStored(editor.includeEntries().front(), kAllFilesEntry);  // as the window hands it over
     const SaveOutcome outcome = SaveTheProfil(editor.ToEditorValues(), file, ui);
     ASSERT_TRUE(outcome.saved);
     EXPECT_EQ(outcome.filterShown, L"Alles");
