@@ -392,9 +392,11 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
   SaveSetting(L"AXSprache", settings_.AXSprache);
 
   rebuilding_ = true;
+  std::vector<HWND> controls;
   for (HWND page : pages_) {
-    while (HWND child = GetWindow(page, GW_CHILD)) DestroyWindow(child);
+    for (HWND child = GetWindow(page, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) controls.push_back(child);
   }
+  for (HWND control : controls) DestroyWindow(control);
   DestroyWindow(tooltip_);
   rebuilding_ = false;
   for (int i = 0; i < kPageCount; ++i) {
