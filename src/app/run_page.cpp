@@ -312,7 +312,8 @@ void MainWindow::OnShredProgress(const ShredProgress& progress) {
   const ULONGLONG now = GetTickCount64();
   if (shredWait_ && now - lastShredUpdate_ < 100) return;
   lastShredUpdate_ = now;
-  if (!shredWait_) {
+  const bool created = !shredWait_;
+  if (created) {
     shredWait_ = CreateDialogParamW(instance_, MAKEINTRESOURCEW(IDD_SCHREDDERWAIT), window_, ShredWaitProc,
                                     reinterpret_cast<LPARAM>(this));
     if (!shredWait_) return;
@@ -320,7 +321,6 @@ void MainWindow::OnShredProgress(const ShredProgress& progress) {
     SetDlgItemTextW(shredWait_, IDC_COMMAND1, Word(L"Schlie\u00dfen").c_str());
     SetDlgItemTextW(shredWait_, IDC_COMMAND2, Word(L"Abbrechen").c_str());
     SendDlgItemMessageW(shredWait_, IDC_SHRED_PROGRESS, PBM_SETRANGE32, 0, 1000);
-    ShowWindow(shredWait_, SW_SHOWNOACTIVATE);
   }
   SetDlgItemTextW(shredWait_, IDC_SHRED_TEXT, std::wstring(progress.text).c_str());
   // All four passes as one bar.
@@ -329,6 +329,8 @@ void MainWindow::OnShredProgress(const ShredProgress& progress) {
                                                         static_cast<double>(progress.fileLength);
   const auto permille = static_cast<WPARAM>(1000.0 * ((progress.pass - 1) + std::min(perPass, 1.0)) / kShredPasses);
   SendDlgItemMessageW(shredWait_, IDC_SHRED_PROGRESS, PBM_SETPOS, permille, 0);
+  // Shown only now, with its text: never as an empty window.
+  if (created) ShowWindow(shredWait_, SW_SHOWNOACTIVATE);
   UpdateWindow(shredWait_);
 }
 

@@ -405,6 +405,7 @@ void RunLogScenario(const std::wstring& exe) {
   HWND wait = nullptr;
   for (int i = 0; i < 400 && !wait; ++i) {
     wait = FindWindowW(L"#32770", L"Schreddern");
+    if (wait && !IsWindowVisible(wait)) wait = nullptr;  // still being filled
     if (!wait) Sleep(10);
   }
   Check(wait != nullptr, L"Wartefenster des Schredders");
