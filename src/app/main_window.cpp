@@ -340,10 +340,7 @@ void MainWindow::BuildFrame() {
                           0, 0, 100, 100, window_, reinterpret_cast<HMENU>(kIdTabs), instance_, nullptr);
   SendMessageW(tabs_, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font), FALSE);
   for (int i = 0; i < kPageCount; ++i) {
-    std::wstring caption = TabCaption(i);
     TCITEMW item{};
-    item.mask = TCIF_TEXT;
-    item.pszText = caption.data();
     TabCtrl_InsertItem(tabs_, i, &item);
     pages_[static_cast<size_t>(i)] =
         CreateWindowExW(WS_EX_CONTROLPARENT, kPageClass, L"", WS_CHILD | WS_CLIPSIBLINGS, 0, 0, 100,
@@ -353,8 +350,19 @@ void MainWindow::BuildFrame() {
                                   reinterpret_cast<HMENU>(static_cast<INT_PTR>(kIdPicture1)), instance_, nullptr);
   SetWindowSubclass(picture1, Picture1Proc, 0, 0);
   ui_.SetTrayWindow(picture1);
+  ShowTabCaptions();
   BuildPages();
   SelectTab(kRunPage);
+}
+
+void MainWindow::ShowTabCaptions() {
+  for (int i = 0; i < kPageCount; ++i) {
+    std::wstring caption = TabCaption(i);
+    TCITEMW item{};
+    item.mask = TCIF_TEXT;
+    item.pszText = caption.data();
+    TabCtrl_SetItem(tabs_, i, &item);
+  }
 }
 
 void MainWindow::BuildPages() {
@@ -399,13 +407,7 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
   for (HWND control : controls) DestroyWindow(control);
   DestroyWindow(tooltip_);
   rebuilding_ = false;
-  for (int i = 0; i < kPageCount; ++i) {
-    std::wstring caption = TabCaption(i);
-    TCITEMW item{};
-    item.mask = TCIF_TEXT;
-    item.pszText = caption.data();
-    TabCtrl_SetItem(tabs_, i, &item);
-  }
+  ShowTabCaptions();
   BuildPages();
 
   FillIncludeList();

@@ -60,6 +60,7 @@ class MainWindow {
   void BuildFrame();
   // The tooltips and the controls of the four pages, in the current language.
   void BuildPages();
+  void ShowTabCaptions();
   // `choice`: an entry of the language list.
   void ChangeLanguage(const std::wstring& choice);
   void Relayout();
