@@ -10,6 +10,7 @@
 #include "app/resource_ids.h"
 #include "base/text.h"
 #include "profiles/ini_file.h"
+#include "profiles/language.h"
 
 namespace ablagix::app {
 namespace {
@@ -40,6 +41,7 @@ INT_PTR CALLBACK InputProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPar
       SetWindowTextW(dialog, args->title->c_str());
       SetDlgItemTextW(dialog, IDC_INPUT_PROMPT, args->prompt->c_str());
       SetDlgItemTextW(dialog, IDC_INPUT_TEXT, args->text.c_str());
+      SetDlgItemTextW(dialog, IDCANCEL, Word(L"Abbrechen").c_str());
       SendDlgItemMessageW(dialog, IDC_INPUT_TEXT, EM_SETSEL, 0, -1);
       return TRUE;
     case WM_COMMAND:
@@ -211,7 +213,7 @@ class WindowsUi : public AppUi {
   NOTIFYICONDATAW TrayData() const {
     NOTIFYICONDATAW data{};
     data.cbSize = sizeof data;
-    data.hWnd = owner_;
+    data.hWnd = TrayWindow();
     data.uID = kTrayIconId;
     data.uCallbackMessage = kTrayMessage;
     data.hIcon = reinterpret_cast<HICON>(GetClassLongPtrW(owner_, GCLP_HICONSM));
@@ -305,6 +307,7 @@ class ScriptedUi : public AppUi {
     trayIcon_ = false;
     Record(L"TRAY|remove");
   }
+  void Note(const std::wstring& line) override { Record(line); }
 
  private:
   std::optional<std::wstring> Path(const std::wstring& title) {

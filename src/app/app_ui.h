@@ -27,6 +27,8 @@ class AppUi : public UiPort {
  public:
   void SetOwner(HWND owner) { owner_ = owner; }
   HWND owner() const { return owner_; }
+  // The window that receives the tray icon's events (kTrayMessage); the owner until set.
+  void SetTrayWindow(HWND window) { trayWindow_ = window; }
 
   virtual std::optional<std::wstring> OpenFile(const FileDialogArgs& args) = 0;
   virtual std::optional<std::wstring> SaveFile(const FileDialogArgs& args) = 0;
@@ -54,9 +56,14 @@ class AppUi : public UiPort {
   virtual void ShowBalloon(const std::wstring& title, const std::wstring& text) = 0;
   // Removes that icon again; nothing when there is none.
   virtual void RemoveTrayIcon() = 0;
+  // A finding of the window's own checks, for the test record; nothing for a person.
+  virtual void Note(const std::wstring& /*line*/) {}
 
  protected:
+  HWND TrayWindow() const { return trayWindow_ ? trayWindow_ : owner_; }
+
   HWND owner_ = nullptr;
+  HWND trayWindow_ = nullptr;
 };
 
 // The system dialogs.
@@ -68,7 +75,8 @@ std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
 // Every question is appended to `recordFile` as one UTF-8 line: "MESSAGE|<icon>|<text>" or
 // "DIALOG|<title>"; what would start a program or show a balloon is recorded instead of
 // done: "OPEN|<path>", "START|<program>|<parameters>", "ELEVATED|<program>", "TRAY|add",
-// "TRAY|remove" (only when there was an icon), "BALLOON|<title>|<text>".
+// "TRAY|remove" (only when there was an icon), "BALLOON|<title>|<text>"; notes of the window's
+// own checks are recorded as they come.
 std::unique_ptr<AppUi> MakeScriptedUi(std::wstring answersFile, std::wstring recordFile);
 
 }  // namespace ablagix::app

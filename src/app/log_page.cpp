@@ -16,6 +16,7 @@
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "log/log_save.h"
+#include "profiles/language.h"
 
 namespace ablagix::app {
 namespace {
@@ -119,7 +120,7 @@ void MainWindow::BuildLogPage() {
   // Owner data: the rows stay in the log model and the list asks only for what it shows, so
   // a log of a hundred thousand rows appears at once.
   HWND list = l.Add(WC_LISTVIEWW, L"", WS_TABSTOP | WS_BORDER | LVS_REPORT | LVS_SHOWSELALWAYS | LVS_OWNERDATA,
-                    kMargin, kMargin, W - 2 * kMargin, statusY - 5 - kMargin, kIdLogList, kStretchXY);
+                    kMargin, kMargin, W - 2 * kMargin, statusY - 5 - kMargin, kIdExListviewLOG, kStretchXY);
   ListView_SetExtendedListViewStyle(list, LVS_EX_CHECKBOXES | LVS_EX_FULLROWSELECT | LVS_EX_HEADERDRAGDROP |
                                               LVS_EX_GRIDLINES | LVS_EX_DOUBLEBUFFER | LVS_EX_LABELTIP);
   // The check boxes live in the model; the list asks for them with the texts.
@@ -127,7 +128,7 @@ void MainWindow::BuildLogPage() {
   for (int i = 0; i < kLogColumnCount; ++i) {
     LVCOLUMNW column{};
     column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
-    std::wstring caption(kLogColumns[static_cast<size_t>(i)].text);
+    std::wstring caption = WordOf(kLogColumns[static_cast<size_t>(i)].text);
     column.pszText = caption.data();
     column.cx = MulDiv(kLogColumns[static_cast<size_t>(i)].width, metrics_.dpi, 96);
     column.iSubItem = i;
@@ -144,26 +145,33 @@ void MainWindow::BuildLogPage() {
 
   const DWORD push = WS_TABSTOP | BS_PUSHBUTTON;
   // The label names the chooser (its mnemonic reaches it) where a cue text is not drawn.
-  const wchar_t* chooserCaption = L"&Haken:";
+  const std::wstring chooserCaption = Word(L"&Haken:");
   const int captionWidth = metrics_.TextWidth(chooserCaption) + 2;
   l.Add(WC_STATICW, chooserCaption, SS_LEFT, kMargin, buttonsY + 3, captionWidth, 8, kIdLogChooserCaption, kMoveY);
   const int chooserX = kMargin + captionWidth + 3;
-  HWND chooser = l.Add(WC_COMBOBOXW, L"", WS_TABSTOP | CBS_DROPDOWNLIST | WS_VSCROLL, chooserX, buttonsY, 150,
-                       kEditHeight, kIdLogChooser, kMoveY);
-  FillCombo(chooser, kComboBox1Entries);
-  SendMessageW(chooser, CB_SETCUEBANNER, 0, reinterpret_cast<LPARAM>(L"Haken setzen oder entfernen ..."));
-  const wchar_t* clear = L"Log &l\u00f6schen";
-  const wchar_t* checked = L"Ausf\u00fchren nur bei an&gehakten Dateien";
-  const wchar_t* save = L"Log s&peichern...";
-  l.Add(WC_BUTTONW, clear, push, chooserX + 154, buttonsY, kButtonWidth, kButtonHeight, kIdLogClear, kMoveY);
+  int chooserWidth = 150;
+  for (std::wstring_view entry : kComboBox1Entries) {
+    chooserWidth = std::max(chooserWidth, metrics_.TextWidth(WordOf(entry)) + 20);  // and the drop-down arrow
+  }
+  HWND chooser = l.Add(WC_COMBOBOXW, L"", WS_TABSTOP | CBS_DROPDOWNLIST | WS_VSCROLL, chooserX, buttonsY,
+                       chooserWidth, kEditHeight, kIdComboBox1, kMoveY);
+  FillComboWords(chooser, kComboBox1Entries);
+  const std::wstring cue = Word(L"Haken setzen oder entfernen ...");
+  SendMessageW(chooser, CB_SETCUEBANNER, 0, reinterpret_cast<LPARAM>(cue.c_str()));
+  const std::wstring clear = Word(L"Log &l\u00f6schen");
+  const std::wstring checked = Word(L"Ausf\u00fchren nur bei an&gehakten Dateien");
+  const std::wstring save = Word(L"Log s&peichern...");
+  const int clearWidth = std::max(kButtonWidth, metrics_.TextWidth(clear) + 12);
+  const int saveWidth = std::max(kButtonWidth, metrics_.TextWidth(save) + 12);
   const int checkedWidth = std::max(kButtonWidth, metrics_.TextWidth(checked) + 12);
-  l.Add(WC_BUTTONW, save, push, W - kMargin - kButtonWidth, buttonsY, kButtonWidth, kButtonHeight, kIdLogSave,
-        kMoveXY);
-  l.Add(WC_BUTTONW, checked, push, W - kMargin - kButtonWidth - 4 - checkedWidth, buttonsY, checkedWidth,
-        kButtonHeight, kIdLogRunChecked, kMoveXY);
-  AddTooltip(pages_[kLogPage], Item(kIdLogRunChecked),
-             L"F\u00fchrt die Aktion jeder angehakten Zeile f\u00fcr ihre Datei noch einmal aus");
-  AddTooltip(pages_[kLogPage], Item(kIdLogSave), L"Speichert das Log im gew\u00e4hlten Format (Einstellungen)");
+  l.Add(WC_BUTTONW, clear, push, chooserX + chooserWidth + 4, buttonsY, clearWidth, kButtonHeight, kIdLogClear,
+        kMoveY);
+  l.Add(WC_BUTTONW, save, push, W - kMargin - saveWidth, buttonsY, saveWidth, kButtonHeight, kIdLogSave, kMoveXY);
+  l.Add(WC_BUTTONW, checked, push, W - kMargin - saveWidth - 4 - checkedWidth, buttonsY, checkedWidth,
+        kButtonHeight, kIdCommandButton7, kMoveXY);
+  AddTooltip(pages_[kLogPage], Item(kIdCommandButton7),
+             Word(L"F\u00fchrt die Aktion jeder angehakten Zeile f\u00fcr ihre Datei noch einmal aus"));
+  AddTooltip(pages_[kLogPage], Item(kIdLogSave), Word(L"Speichert das Log im gew\u00e4hlten Format (Einstellungen)"));
   SetLogEmptyText(L"");
 }
 
@@ -194,10 +202,13 @@ LRESULT CALLBACK MainWindow::LogListProc(HWND list, UINT message, WPARAM wParam,
   return result;
 }
 
-void MainWindow::SetLogEmptyText(std::wstring_view text) { SetText(Item(kIdLogList), text); }
+void MainWindow::SetLogEmptyText(std::wstring_view text) {
+  logEmptyText_ = std::wstring(text);
+  SetText(Item(kIdExListviewLOG), text.empty() ? std::wstring() : WordOf(text));
+}
 
 void MainWindow::ShowLogRows() {
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL);
   InvalidateRect(list, nullptr, TRUE);
   if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
@@ -305,12 +316,12 @@ LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
 
 // New rows are appended unsorted, so the header no longer shows an order.
 void MainWindow::HideSortArrow() {
-  SetSortArrow(ListView_GetHeader(Item(kIdLogList)), log_.sortedColumn(), 0);
+  SetSortArrow(ListView_GetHeader(Item(kIdExListviewLOG)), log_.sortedColumn(), 0);
 }
 
 void MainWindow::SortLog(int column) {
   if (column < 0 || column >= kLogColumnCount) return;
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   SetCursor(LoadCursorW(nullptr, IDC_WAIT));
   const LogSortResult sorted = log_.SortByColumn(column);
   HWND header = ListView_GetHeader(list);
@@ -323,12 +334,12 @@ void MainWindow::SortLog(int column) {
 }
 
 void MainWindow::OnLogChooser() {
-  HWND chooser = Item(kIdLogChooser);
+  HWND chooser = Item(kIdComboBox1);
   const int position = ComboPos(chooser);
   // The shown entry is cleared at once, so that the same entry can be picked again.
   SetComboPos(chooser, -1);
   if (position < 0 || position >= static_cast<int>(kComboBox1Entries.size()) || running_) return;
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   LogSelection selection;
   const int focused = ListView_GetNextItem(list, -1, LVNI_FOCUSED | LVNI_SELECTED);
   const int first = ListView_GetNextItem(list, -1, LVNI_SELECTED);
@@ -349,7 +360,7 @@ void MainWindow::OnLogChooser() {
 void MainWindow::OnClearLog() {
   if (running_) return;
   log_.Clear();
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   ListView_SetItemState(list, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
   ShowLogRows();
   SetStatus(L"");

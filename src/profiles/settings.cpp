@@ -8,7 +8,7 @@
 
 namespace ablagix {
 
-const std::array<SettingKey, 34> kSettingKeys = {{
+const std::array<SettingKey, 36> kSettingKeys = {{
     {L"IniPfad", L""},
     {L"WindowState", L"0"},
     {L"Position", L""},
@@ -43,6 +43,8 @@ const std::array<SettingKey, 34> kSettingKeys = {{
     {L"AXCreateEXE", L""},
     {L"AXRun", L""},
     {L"DefaultPath", L""},
+    {L"AXSprache", L""},
+    {L"AXNurTextdateien", L""},
 }};
 
 namespace {
@@ -182,6 +184,8 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.AXRun = in.Flag(L"AXRun");
   s.AXCreateEXE = in.Flag(L"AXCreateEXE");
   s.AXZipHolePath = in.Flag(L"AXZipHolePath");
+  s.AXSprache = std::wstring(Trim(in.Text(L"AXSprache")));
+  s.TextOnlyPlainFiles = in.Flag(L"AXNurTextdateien");
   s.Kommastelle = ParseInRange(in.Text(L"Kommastelle"), 7, 0, kMostDecimals);
   s.Lat = in.Text(L"Lat");
   s.Lon = in.Text(L"Lon");

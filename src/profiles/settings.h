@@ -26,7 +26,7 @@ struct SettingKey {
 };
 // Every key of the section with its default. "Position" has none of its own: the window's
 // current rectangle stands in for it.
-extern const std::array<SettingKey, 34> kSettingKeys;
+extern const std::array<SettingKey, 36> kSettingKeys;
 // The default of `key` (case-insensitive); "" for a key not in the table.
 std::wstring_view SettingDefault(std::wstring_view key);
 
@@ -66,6 +66,10 @@ struct AppSettings {
   bool AXRun = false;
   bool AXCreateEXE = false;
   bool AXZipHolePath = false;
+  // The language of the window's texts: the name of a language file, "" for the built-in German.
+  std::wstring AXSprache;
+  // The text condition searches plain files only: no text is extracted from documents.
+  bool TextOnlyPlainFiles = false;  // "AXNurTextdateien"
   int Kommastelle = 7;  // decimal places kept of GPS coordinates
   std::wstring Lat;
   std::wstring Lon;
