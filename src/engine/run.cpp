@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <unordered_set>
 
 #include "base/abort_flag.h"
 #include "base/text.h"
@@ -11,6 +12,7 @@
 #include "engine/content_pool.h"
 #include "engine/metadata_condition.h"
 #include "engine/scan.h"
+#include "engine/sidecars.h"
 #include "engine/zip_actions.h"
 #include "fileops/path_text.h"
 #include "metadata/document_text.h"
@@ -145,7 +147,8 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   }
   if (files.empty() && scanned) AppendNothingFoundRow(log);
 
-  const ActionSpec spec{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
+  ActionSpec spec{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
+  spec.skipIdentical = Trim(profile.Identisch) == L"1" && ActionNeedsTarget(profile.Aktion);
   const PathVariableContext variables{context.now, host.Metadata()};
   progress.filesTotal = files.size();
   bool stopped = !scanned;
@@ -153,33 +156,23 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   std::optional<RunArchive> archive;
   const bool oneArchive = ActionNeedsTarget(profile.Aktion) && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
   if (oneArchive && mode == RunMode::Execute) archive.emplace(spec, host, state);
-  for (size_t i = 0; i < files.size() && !stopped; ++i) {
-    if (StopRequested(host)) {
-      stopped = true;
-      break;
-    }
-    const RunFile& file = files[i];
-    const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
-    const std::wstring targetFolder =
-        ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
-    ActionResult result;
-    if (!oneArchive) {
-      result = HandleFile(file.path, targetFolder, spec, mode, host, state);
-    } else if (!archive) {
-      result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
-                                                                            : ResultWord::kKopierenSimuliert;
-    } else {
-      result.resultWord = archive->Add(file.path, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
-                                       log.size());
-    }
+  // "Begleitdateien": sidecars go with their main file (moves and copies, not into archives).
+  const bool sidecars = Trim(profile.Begleitdateien) == L"1" && ActionNeedsTarget(profile.Aktion) &&
+                        ZipModeOf(profile.Zippen) == ZipMode::None;
+  const std::vector<bool> sidecarOfRun = sidecars ? SidecarsOfRunFiles(files) : std::vector<bool>();
+  SidecarFinder sidecarFinder;
+  std::unordered_set<std::wstring> sidecarsHandled;
+
+  auto appendRow = [&](const std::wstring& path, std::uint64_t size, FileTime lastWrite, FileTime creation,
+                       const std::wstring& targetFolder, const ActionResult& result) {
     LogFileFields row;
-    const std::wstring name = NamePart(file.path);
-    const std::wstring folder = FolderPart(file.path);
+    const std::wstring name = NamePart(path);
+    const std::wstring folder = FolderPart(path);
     row.datei = name;
     row.pfad = folder;
-    row.size = file.size;
-    row.lastWrite = file.lastWrite;
-    row.creation = file.creation;
+    row.size = size;
+    row.lastWrite = lastWrite;
+    row.creation = creation;
     row.zielpfad = targetFolder;
     row.ergebnis = result.resultWord;
     row.aktion = profile.Aktion;
@@ -195,6 +188,48 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     log.AppendFile(row);
     ++summary.files;
     if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
+  };
+
+  for (size_t i = 0; i < files.size() && !stopped; ++i) {
+    if (StopRequested(host)) {
+      stopped = true;
+      break;
+    }
+    // A sidecar of another file of this run goes with that file, not on its own.
+    if (sidecars && sidecarOfRun[i]) continue;
+    const RunFile& file = files[i];
+    const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
+    const std::wstring targetFolder =
+        ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
+    ActionResult result;
+    if (!oneArchive) {
+      result = HandleFile(file.path, targetFolder, spec, mode, host, state);
+    } else if (!archive) {
+      result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
+                                                                            : ResultWord::kKopierenSimuliert;
+    } else {
+      result.resultWord = archive->Add(file.path, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
+                                       log.size());
+    }
+    appendRow(file.path, file.size, file.lastWrite, file.creation, targetFolder, result);
+    if (sidecars) {
+      // The sidecars take the name the main file got ("IMG_1(1).jpg" -> "IMG_1(1).xmp") and
+      // go only where it went; a main file that stayed keeps its sidecars too.
+      const bool mainMoved = !result.targetFile.empty() && RowKindOf(result.resultWord) == LogRowKind::Normal &&
+                             result.resultWord != ResultWord::kUebersprungenIdentisch;
+      for (const Sidecar& sidecar : sidecarFinder.For(FolderPart(file.path), NamePart(file.path))) {
+        const std::wstring path = JoinPath(sidecar.folder, sidecar.entry.name);
+        if (!sidecarsHandled.insert(ToLowerText(path)).second) continue;
+        ActionResult follow;
+        if (mainMoved) {
+          follow = TransferFileAs(path, targetFolder, SidecarTargetName(sidecar, NamePart(result.targetFile)), spec,
+                                  mode, host, state);
+        } else {
+          follow.resultWord = ResultWord::kUebersprungen;
+        }
+        appendRow(path, sidecar.entry.size, sidecar.entry.lastWrite, sidecar.entry.creation, targetFolder, follow);
+      }
+    }
     progress.filesDone = i + 1;
     if (i % 16 == 0 || i + 1 == files.size()) host.Progress(progress);
   }

@@ -238,6 +238,9 @@ void ProfileEditor::LoadFromRow(const Profile& p) {
   v.zipSeparate = p.Zippen == L"1";
   v.zipOne = p.Zippen == L"2";
   if (v.zipOne) v.zipName = p.ZipName;
+  v.skipIdentical = Trim(p.Identisch) == L"1";
+  v.takeSidecars = Trim(p.Begleitdateien) == L"1";
+  v.watch = Trim(p.Ueberwachen) == L"1";
 
   // Metadata: "<token>;<comparator><value>", e.g. "%Model%;=Canon".
   size_t semicolon = p.Metadaten.find(L';');
