@@ -186,9 +186,9 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.Lat = in.Text(L"Lat");
   s.Lon = in.Text(L"Lon");
   s.RefPicture = in.Text(L"RefPicture");
-  // The CSV export cannot work without a separator.
+  // Only a missing key means ";": a key written empty joins the cells with nothing, as the
+  // user asked for.
   s.Delimeter = in.Text(L"Delimeter");
-  if (s.Delimeter.empty()) s.Delimeter = SettingDefault(L"Delimeter");
   s.LogPath = in.Text(L"LogPath");
 
   s.HeaderPosition = ParseColumnOrder(in.Text(L"HeaderPosition"));

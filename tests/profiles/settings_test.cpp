@@ -262,7 +262,7 @@ TEST_F(AppSettingsTest, ReadsStoredValuesAndKeepsDefaultsForUnreadableOnes) {
   EXPECT_EQ(s.Position, (WindowRect{1500, 750, 12000, 9000}));
   EXPECT_EQ(s.WindowState, WindowShowState::Maximised);
   EXPECT_EQ(s.Kommastelle, 7);
-  EXPECT_EQ(s.Delimeter, L";");
+  EXPECT_EQ(s.Delimeter, L"");  // written empty: no separator, not the default
   EXPECT_EQ(s.LogPath, L"C:\\Logs");
   ASSERT_EQ(s.HeaderPosition.size(), 19u);
   EXPECT_EQ(s.HeaderPosition[0], 1);
