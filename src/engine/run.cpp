@@ -137,6 +137,9 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     }
     const RunFile& file = files[i];
     const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
+    // What the condition read from this file (its camera, its distance), not the condition;
+    // read before the action moves or deletes the file.
+    const std::wstring metadaten = MetadataConditionValue(profile.Metadaten, facts, variables);
     const std::wstring targetFolder =
         ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
     ActionResult result;
@@ -163,7 +166,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     row.zipp = profile.Zippen;
     row.kollision = profile.Kollision;
     row.zipName = profile.ZipName;
-    row.metadaten = profile.Metadaten;
+    row.metadaten = metadaten;
     // The second columns carry only what the others do not already say, so a long log
     // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
     const bool renamed = !result.targetFile.empty() && NamePart(result.targetFile) != name;

@@ -13,6 +13,7 @@
 #include "fileops/path_text.h"
 #include "metadata/metadata_source.h"
 #include "metadata/picture_maker.h"
+#include "metadata/radius.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -293,6 +294,14 @@ TEST_F(RunTest, MetadataConditionsAndTargetsReadThePictures) {
   EXPECT_TRUE(FileExists(dir_ / L"Nah\\canon.jpg"));  // 11 km from the reference point
   EXPECT_FALSE(FileExists(dir_ / L"Nah\\nikon.jpg"));  // 345 km
   EXPECT_FALSE(FileExists(dir_ / L"Nah\\ohne.jpg"));
+  // Each row's "Metadaten" holds what the condition read from that file, not the condition.
+  std::vector<std::wstring> metadata;
+  for (std::size_t r = 0; r < log_.size(); ++r) {
+    if (log_.IsFileRow(r)) metadata.push_back(log_.Text(r, LogColumn::Datei) + L"=" + log_.Text(r, LogColumn::Metadaten));
+  }
+  EXPECT_EQ(metadata, (std::vector<std::wstring>{L"canon.jpg=Canon EOS 5D",
+                                                 L"canon.jpg=" + DistanceText(L"N51,1", L"E7,5", L"N51", L"E7,5")}));
+  EXPECT_TRUE(metadata.back().starts_with(L"canon.jpg=11,")) << test::U8(metadata.back());
 
   // Without readers the same profile is refused with its reason in the log.
   LogList refusedLog;
