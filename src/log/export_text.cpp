@@ -89,7 +89,7 @@ std::string TextExportBytes(const LogList& log, const TextExportOptions& options
     line.EndLine();
     if (row + 1 == kSampleRows) out.ReserveByRate(row + 1, log.size());
     if (progress) progress->Advance(row + 1);
-    if (options.allowCancel && ((ui && ui->PollForAbort()) || AbortRequested())) {
+    if (options.allowCancel && ExportStopRequested(ui)) {
       out.Append(L"\r\n");
       out.Append(kExportAborted);
       break;

@@ -16,8 +16,6 @@ class UiPort;
 // Separator words with a meaning of their own; any other text is the separator itself.
 inline constexpr std::wstring_view kSeparatorFixedWidth = L"999";
 inline constexpr std::wstring_view kSeparatorTab = L"vbtab";
-// The last line of an export stopped with Esc.
-inline constexpr std::wstring_view kExportAborted = L"Abbruch";
 
 struct TextExportOptions {
   std::wstring separator = std::wstring(kSeparatorTab);

@@ -96,7 +96,7 @@ bool WriteLogReport(const LogList& log, const std::wstring& path, ReportFormat f
       html.coloured = options.coloured;
       html.counts.rows = log.size();
       html.now = now;
-      return WriteHtmlExport(log, path, html);
+      return WriteHtmlExport(log, path, html, progress, &ui);
     }
     case ReportFormat::Pdf: {
       PdfReportOptions pdf;

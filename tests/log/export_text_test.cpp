@@ -60,6 +60,8 @@ TEST(TextExport, SeparatorWordsAndColumnBound) {
   // ";" in the name simply passes through.
   EXPECT_EQ(U8(Decode(Export(log, L";"))).substr(0, 20), "a;b.txt;D:\\x;1,50 KB");
   EXPECT_EQ(U8(Decode(Export(log, L" | "))).substr(0, 24), "a;b.txt | D:\\x | 1,50 KB");
+  // An empty separator joins the cells with nothing.
+  EXPECT_EQ(U8(Decode(Export(log, L""))).substr(0, 18), "a;b.txtD:\\x1,50 KB");
 
   TextExportOptions o;
   o.separator = L",";
