@@ -8,7 +8,7 @@
 
 namespace ablagix {
 
-const std::array<SettingKey, 34> kSettingKeys = {{
+const std::array<SettingKey, 35> kSettingKeys = {{
     {L"IniPfad", L""},
     {L"WindowState", L"0"},
     {L"Position", L""},
@@ -23,6 +23,7 @@ const std::array<SettingKey, 34> kSettingKeys = {{
     {L"Delimeter", L";"},
     {L"LogPath", L""},
     {L"HeaderPosition", L""},
+    {L"LogHeaderPosition", L""},
     {L"FontName0", L"Tahoma"},
     {L"FontName1", L"Tahoma"},
     {L"FontSize0", L"9"},
@@ -106,10 +107,19 @@ std::vector<int> ParseColumnOrder(std::wstring_view text) {
   return order;
 }
 
-std::wstring ColumnOrderText(const std::vector<int>& order) {
-  std::vector<std::wstring> pieces;
-  for (int column : order) pieces.push_back(std::to_wstring(column));
-  return Join(pieces, L",");
+// Any order of the numbers 0..n-1, each once; empty for anything else.
+std::vector<int> ParsePermutation(std::wstring_view text) {
+  if (Trim(text).empty()) return {};
+  const std::vector<std::wstring> pieces = Split(text, L',');
+  std::vector<int> order;
+  std::vector<bool> seen(pieces.size(), false);
+  for (const std::wstring& piece : pieces) {
+    const int column = ParseInRange(piece, -1, 0, static_cast<int>(pieces.size()) - 1);
+    if (column < 0 || seen[static_cast<size_t>(column)]) return {};
+    seen[static_cast<size_t>(column)] = true;
+    order.push_back(column);
+  }
+  return order;
 }
 
 std::wstring FontKey(const wchar_t* name, int which) { return name + std::to_wstring(which); }
@@ -192,6 +202,7 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.LogPath = in.Text(L"LogPath");
 
   s.HeaderPosition = ParseColumnOrder(in.Text(L"HeaderPosition"));
+  s.LogHeaderPosition = ParsePermutation(in.Text(L"LogHeaderPosition"));
   return s;
 }
 
@@ -235,6 +246,12 @@ bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& 
   ini.SetString(kSettingsSection, FontKey(L"FontBold", which), TrueFalseText(font.bold));
   ini.SetString(kSettingsSection, FontKey(L"FontItalic", which), TrueFalseText(font.italic));
   return ini.Save(status);
+}
+
+std::wstring ColumnOrderText(const std::vector<int>& order) {
+  std::vector<std::wstring> pieces;
+  for (int column : order) pieces.push_back(std::to_wstring(column));
+  return Join(pieces, L",");
 }
 
 std::wstring FlagText(bool on) { return on ? L"1" : L"0"; }

@@ -26,7 +26,7 @@ struct SettingKey {
 };
 // Every key of the section with its default. "Position" has none of its own: the window's
 // current rectangle stands in for it.
-extern const std::array<SettingKey, 34> kSettingKeys;
+extern const std::array<SettingKey, 35> kSettingKeys;
 // The default of `key` (case-insensitive); "" for a key not in the table.
 std::wstring_view SettingDefault(std::wstring_view key);
 
@@ -74,6 +74,10 @@ struct AppSettings {
   std::wstring LogPath;
   // Column order of the profile list; empty unless the stored order names every column once.
   std::vector<int> HeaderPosition;
+  // Column order of the log list as the user dragged its headers, which the text and CSV
+  // reports follow; empty when none is stored or it is not an order of columns 0..n-1.
+  // Written by the window the moment it changes.
+  std::vector<int> LogHeaderPosition;
 };
 
 // Reads the keys in the order the start-up applies them.
@@ -93,6 +97,9 @@ bool WriteAppSetting(const std::wstring& settingsFile, std::wstring_view key,
 // FontName<n>, FontSize<n>, FontBold<n>, FontItalic<n> of list view `which` (0 or 1).
 bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& font,
                    FsStatus* status = nullptr);
+
+// A column order as stored (HeaderPosition, LogHeaderPosition): "1,0,2,...".
+std::wstring ColumnOrderText(const std::vector<int>& order);
 
 // The value texts: flags are "1"/"0", font styles "True"/"False".
 std::wstring FlagText(bool on);

@@ -267,6 +267,13 @@ TEST_F(AppSettingsTest, ReadsStoredValuesAndKeepsDefaultsForUnreadableOnes) {
   ASSERT_EQ(s.HeaderPosition.size(), 19u);
   EXPECT_EQ(s.HeaderPosition[0], 1);
 
+  // The log list's order is any order of its columns; the reports check the count.
+  WriteIniString(file_, L"AblagixForm", L"LogHeaderPosition", L"2,0,1");
+  EXPECT_EQ(ReadAppSettings(file_).LogHeaderPosition, (std::vector<int>{2, 0, 1}));
+  WriteIniString(file_, L"AblagixForm", L"LogHeaderPosition", L"2,0,3");
+  EXPECT_TRUE(ReadAppSettings(file_).LogHeaderPosition.empty());
+  EXPECT_EQ(ColumnOrderText({2, 0, 1}), L"2,0,1");
+
   // A column order that misses, repeats or invents a column is not applied.
   for (const wchar_t* order : {L"1,0,2", L"0,0,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18",
                                L"0,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,19"}) {
