@@ -38,6 +38,7 @@ class CliRunHost : public RunHost {
   std::wstring StoredFilterMask(const std::wstring& name) override;
   MetadataSource* Metadata() override { return &metadata_; }
   ZipSettings Zip() const override { return zip_; }
+  bool ExtractDocumentText() const override { return extractDocumentText_; }
   // Clears the progress line before normal output continues.
   void EndProgress();
 
@@ -46,6 +47,7 @@ class CliRunHost : public RunHost {
   SettingsFolders folders_;
   FileMetadataSource metadata_;
   ZipSettings zip_;
+  bool extractDocumentText_ = true;
   bool timerRunning_ = false;
   bool progressShown_ = false;
   bool progressToTerminal_ = false;

@@ -46,10 +46,10 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
 // "Datei enthält Text" as a file test: documents through their text, plain files in blocks.
 class TextCondition : public FileContentTest {
  public:
-  TextCondition(std::wstring_view textSuche, bool caseSensitive, std::function<bool()> stop)
+  TextCondition(std::wstring_view textSuche, bool caseSensitive, bool documents, std::function<bool()> stop)
       : query_(ParseSearchTerms(textSuche), caseSensitive) {
     options_.caseSensitive = caseSensitive;
-    options_.documents = &documents_;
+    options_.documents = documents ? &documents_ : nullptr;
     options_.stopRequested = std::move(stop);
   }
   bool Accepts(const std::wstring& path, const DirEntry&) override {
@@ -91,7 +91,8 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     return MakeMetadataConditionTest(metadaten, caseSensitive, host.Metadata(), context.now);
   };
   context.makeTextTest = [&](const std::wstring& textSuche) -> std::unique_ptr<FileContentTest> {
-    return std::make_unique<TextCondition>(textSuche, caseSensitive, [&host] { return StopRequested(host); });
+    return std::make_unique<TextCondition>(textSuche, caseSensitive, host.ExtractDocumentText(),
+                                           [&host] { return StopRequested(host); });
   };
   ConditionSet conditions;
   if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);

@@ -41,6 +41,9 @@ class RunHost : public ActionHost {
   virtual std::wstring StoredFilterMask(const std::wstring&) { return {}; }
   // Metadata readers, or null when this build has none.
   virtual MetadataSource* Metadata() { return nullptr; }
+  // False when the setting DokumenttextAus is on: the text condition then reads office, PDF,
+  // web and mail documents as plain files instead of extracting their text.
+  virtual bool ExtractDocumentText() const { return true; }
 };
 
 struct RunSummary {

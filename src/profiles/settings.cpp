@@ -8,7 +8,7 @@
 
 namespace ablagix {
 
-const std::array<SettingKey, 35> kSettingKeys = {{
+const std::array<SettingKey, 36> kSettingKeys = {{
     {L"IniPfad", L""},
     {L"WindowState", L"0"},
     {L"Position", L""},
@@ -24,6 +24,7 @@ const std::array<SettingKey, 35> kSettingKeys = {{
     {L"LogPath", L""},
     {L"HeaderPosition", L""},
     {L"LogHeaderPosition", L""},
+    {L"DokumenttextAus", L"0"},
     {L"FontName0", L"Tahoma"},
     {L"FontName1", L"Tahoma"},
     {L"FontSize0", L"9"},
@@ -170,6 +171,7 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.CheckBox17 = in.Flag(L"CheckBox17");
   s.Check17 = in.Flag(L"Check17");
   s.Check1 = in.Flag(L"Check1");
+  s.DokumenttextAus = in.Flag(L"DokumenttextAus");
   s.Option5 = static_cast<ReportFormat>(ParseInRange(in.Text(L"Option5"), 0, 0, 3));
   s.TimerIntervall = ParseInRange(in.Text(L"TimerIntervall"), 0, 0, kTimerChoices - 1);
   s.BackColor1 = in.Colour(L"BackColor1");
@@ -227,6 +229,7 @@ bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& 
   put(L"Option5", std::to_wstring(static_cast<int>(s.Option5)));
   put(L"LogPath", s.LogPath);
   put(L"HeaderPosition", ColumnOrderText(s.HeaderPosition));
+  put(L"DokumenttextAus", FlagText(s.DokumenttextAus));
   return ini.Save(status);
 }
 

@@ -26,7 +26,7 @@ struct SettingKey {
 };
 // Every key of the section with its default. "Position" has none of its own: the window's
 // current rectangle stands in for it.
-extern const std::array<SettingKey, 35> kSettingKeys;
+extern const std::array<SettingKey, 36> kSettingKeys;
 // The default of `key` (case-insensitive); "" for a key not in the table.
 std::wstring_view SettingDefault(std::wstring_view key);
 
@@ -54,6 +54,9 @@ struct AppSettings {
   bool CheckBox17 = false;  // save the log automatically into LogPath
   bool Check17 = true;      // reports with header line
   bool Check1 = true;       // coloured reports
+  // The text condition reads documents as plain files: no office, PDF, web page or mail
+  // text is extracted (for slow machines, or documents that should not be opened).
+  bool DokumenttextAus = false;
   ReportFormat Option5 = ReportFormat::Text;
   int TimerIntervall = 0;  // position in the interval list, 0 is the prompt
   std::uint32_t BackColor1 = 12645114;
@@ -86,7 +89,7 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile);
 // What closing the main window writes, in this order: WindowState and Position (only when the
 // window is not minimised, so a minimised close keeps the last real placement), TimerIntervall,
 // TimerSystray, CheckBox15, CheckBox16, CheckBox17, Check17, Check1, Delimeter, Option5, LogPath,
-// HeaderPosition. All in one atomic write.
+// HeaderPosition, DokumenttextAus. All in one atomic write.
 bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& settings,
                            bool minimised, FsStatus* status = nullptr);
 

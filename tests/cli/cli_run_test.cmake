@@ -70,6 +70,19 @@ if(EXISTS "${root}/Berichte/aus")
   message(FATAL_ERROR "a log was saved with the automatic save switched off")
 endif()
 
+# DokumenttextAus: documents are searched as plain files. "Rechnung" is in the web page's
+# text, but not in its bytes.
+file(WRITE "${root}/Texte/seite.html" "<p>&#82;echnung</p>")
+file(APPEND ${root}/profile.ini
+  "[Texte]\r\nQuelle=${native_root}/Texte\r\nFilter=Alles\r\nTextSuche=Rechnung\r\n"
+  "Aktion=Kopieren\r\nZiel=${native_root}/TexteZiel\r\nKollision=1\r\n")
+file(WRITE ${root}/config/AblagixSetting.ini "[AblagixForm]\r\nDokumenttextAus=0\r\n")
+run_cli(0 out run --simulate Texte --format tsv --config-dir ${native_config})
+expect("seite.html\t" "${out}")
+file(WRITE ${root}/config/AblagixSetting.ini "[AblagixForm]\r\nDokumenttextAus=1\r\n")
+run_cli(0 out run --simulate Texte --format tsv --config-dir ${native_config})
+expect("Keine Datei(en) gefunden" "${out}")
+
 run_cli(0 out run Rechnungen)
 expect("Verschoben" "${out}")
 if(NOT EXISTS "${root}/Ablage/pdf/Rechnung März.pdf" OR NOT EXISTS "${root}/Ablage/pdf/Rechnung 2.pdf"

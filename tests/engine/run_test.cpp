@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <set>
@@ -198,6 +199,34 @@ TEST_F(RunTest, TextConditionLooksInsideFilesAndDocuments) {
   p.Case = L"1";
   p.Ziel = dir_ / L"Genau";
   EXPECT_EQ(RunProfiles({p}, RunMode::Execute, host_, log_).files, 0u);
+}
+
+TEST_F(RunTest, DocumentTextCanBeSwitchedOff) {
+  // "Gr\u00f6\u00dfe" stands in the web page only as "Gr&ouml;&szlig;e": found in its text, not
+  // in its bytes. A source header lands on the document list but is plain text either way.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\seite.html", "<p>Gr&ouml;&szlig;e 42</p>"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\masse.h", "// Gr\xF6\xDF" "e 42\n"));
+  Profile p = Copy(L"Gr\u00f6\u00dfe", dir_ / L"Post", dir_ / L"Ablage");
+  p.Filter = L"Alles";
+  p.TextSuche = L"gr\u00f6\u00dfe";
+  class PlainHost : public test::TestRunHost {
+   public:
+    bool ExtractDocumentText() const override { return extract; }
+    bool extract = true;
+  } host;
+  auto found = [&] {
+    LogList log;
+    RunProfiles({p}, RunMode::Simulate, host, log);
+    std::vector<std::wstring> names;
+    for (std::size_t r = 0; r < log.size(); ++r) {
+      if (log.IsFileRow(r)) names.push_back(log.Text(r, LogColumn::Datei));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  };
+  EXPECT_EQ(found(), (std::vector<std::wstring>{L"masse.h", L"seite.html"}));
+  host.extract = false;
+  EXPECT_EQ(found(), (std::vector<std::wstring>{L"masse.h"}));
 }
 
 TEST_F(RunTest, CheckedRowsAreHandledAgainFromTheirOwnValues) {

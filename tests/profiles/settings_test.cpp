@@ -299,7 +299,8 @@ TEST_F(AppSettingsTest, ShutDownWritesItsKeysInOrderAndSkipsThePlacementWhenMini
   EXPECT_EQ(keys, (std::vector<std::wstring>{L"WindowState", L"Position", L"TimerIntervall",
                                              L"TimerSystray", L"CheckBox15", L"CheckBox16",
                                              L"CheckBox17", L"Check17", L"Check1", L"Delimeter",
-                                             L"Option5", L"LogPath", L"HeaderPosition"}));
+                                             L"Option5", L"LogPath", L"HeaderPosition",
+                                             L"DokumenttextAus"}));
   EXPECT_EQ(test::U8(Key(L"WindowState")), "2");
   EXPECT_EQ(test::U8(Key(L"Position")), "0;15;1500;3000");
   EXPECT_EQ(test::U8(Key(L"CheckBox17")), "1");
