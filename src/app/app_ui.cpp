@@ -170,8 +170,8 @@ class WindowsUi : public AppUi {
                                                    SW_SHOWNORMAL)) > 32;
   }
 
-  bool StartElevated(const std::wstring& program) override {
-    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"runas", program.c_str(), nullptr, nullptr,
+  bool StartElevated(const std::wstring& program, const std::wstring& parameters) override {
+    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"runas", program.c_str(), parameters.c_str(), nullptr,
                                                    SW_SHOWNORMAL)) > 32;
   }
 
@@ -274,8 +274,8 @@ class ScriptedUi : public AppUi {
     Record(L"START|" + program + L"|" + parameters);
     return true;
   }
-  bool StartElevated(const std::wstring& program) override {
-    Record(L"ELEVATED|" + program);
+  bool StartElevated(const std::wstring& program, const std::wstring& parameters) override {
+    Record(L"ELEVATED|" + program + L"|" + parameters);
     return true;
   }
   // An answer line "TRAY-FAILS" makes the next add fail, as on a system without a

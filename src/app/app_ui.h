@@ -42,8 +42,9 @@ class AppUi : public UiPort {
   virtual void OpenWithProgram(const std::wstring& path) = 0;
   // Starts a program through the shell with the verb "open"; false when it could not start.
   virtual bool StartProgram(const std::wstring& program, const std::wstring& parameters) = 0;
-  // Starts a program with administrator rights (the shell's "runas"); false when it did not.
-  virtual bool StartElevated(const std::wstring& program) = 0;
+  // Starts a program with administrator rights (the shell's "runas") and these parameters;
+  // false when it did not.
+  virtual bool StartElevated(const std::wstring& program, const std::wstring& parameters) = 0;
   // The program's icon in the notification area, with the tip "Ablagix". False when the
   // system refused it.
   virtual bool AddTrayIcon() = 0;
@@ -67,7 +68,7 @@ std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
 // "Ok"/"Cancel" for font and colour dialogs. A missing answer means Yes/Ok resp. cancel.
 // Every question is appended to `recordFile` as one UTF-8 line: "MESSAGE|<icon>|<text>" or
 // "DIALOG|<title>"; what would start a program or show a balloon is recorded instead of
-// done: "OPEN|<path>", "START|<program>|<parameters>", "ELEVATED|<program>", "TRAY|add",
+// done: "OPEN|<path>", "START|<program>|<parameters>", "ELEVATED|<program>|<parameters>", "TRAY|add",
 // "TRAY|remove" (only when there was an icon), "BALLOON|<title>|<text>".
 std::unique_ptr<AppUi> MakeScriptedUi(std::wstring answersFile, std::wstring recordFile);
 

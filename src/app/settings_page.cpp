@@ -12,6 +12,7 @@
 #include "base/environment.h"
 #include "base/text.h"
 #include "desktop/autostart.h"
+#include "desktop/shell_open.h"
 #include "engine/timer_model.h"
 #include "fileops/path_text.h"
 #include "metadata/radius.h"
@@ -418,7 +419,8 @@ class RegistryAutostart : public AutostartHost {
   void RestartElevated() override {
     wchar_t path[MAX_PATH * 4] = {};
     GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
-    ui_.StartElevated(path);
+    // The new instance works on the same profile file and settings folder as this one.
+    ui_.StartElevated(path, CommandLineParameters(GetCommandLineW()));
   }
   void StoreChoice(bool on) override {
     FsStatus status;
