@@ -9,6 +9,7 @@
 
 #include "app/resource_ids.h"
 #include "base/text.h"
+#include "desktop/shell_open.h"
 #include "profiles/ini_file.h"
 
 namespace ablagix::app {
@@ -100,13 +101,13 @@ class WindowsUi : public AppUi {
     info.hwndOwner = owner_;
     info.lpszTitle = title.c_str();
     info.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
-    if (!startFolder.empty()) {
-      info.lParam = reinterpret_cast<LPARAM>(startFolder.c_str());
-      info.lpfn = [](HWND dialog, UINT message, LPARAM, LPARAM data) -> int {
-        if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
-        return 0;
-      };
-    }
+    // Without a folder of its own the chooser opens on the system drive.
+    const std::wstring start = BrowseStartFolder(startFolder);
+    info.lParam = reinterpret_cast<LPARAM>(start.c_str());
+    info.lpfn = [](HWND dialog, UINT message, LPARAM, LPARAM data) -> int {
+      if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
+      return 0;
+    };
     PIDLIST_ABSOLUTE list = SHBrowseForFolderW(&info);
     if (!list) return std::nullopt;
     std::vector<wchar_t> path(32768);

@@ -30,7 +30,7 @@ class AppUi : public UiPort {
 
   virtual std::optional<std::wstring> OpenFile(const FileDialogArgs& args) = 0;
   virtual std::optional<std::wstring> SaveFile(const FileDialogArgs& args) = 0;
-  // `startFolder`: where the chooser opens, "" for the system's choice.
+  // `startFolder`: where the chooser opens, "" for the system drive.
   virtual std::optional<std::wstring> ChooseFolder(const std::wstring& title, const std::wstring& startFolder = {}) = 0;
   virtual std::optional<std::wstring> AskText(const std::wstring& title, const std::wstring& prompt,
                                               const std::wstring& initial) = 0;
