@@ -35,19 +35,25 @@ constexpr PdfColour kRuleColour = {0.45, 0.45, 0.45};
 struct PdfColumn {
   LogColumn column;
   bool alignRight;
+  // What cutting one of its texts costs when the page is shared out: a folder shows enough
+  // of itself even when cut; a name, a result, and above all a size or a date do not.
+  std::size_t cutCost;
 };
 
 // The first seven columns of the log.
 constexpr double kTableWidth = kPage.width - 2 * kMargin;
 constexpr std::array<PdfColumn, 7> kColumns = {{
-    {LogColumn::Datei, false},
-    {LogColumn::Pfad, false},
-    {LogColumn::Groesse, true},
-    {LogColumn::GeaendertAm, false},
-    {LogColumn::ErstelltAm, false},
-    {LogColumn::Zielpfad, false},
-    {LogColumn::Ergebnis, false},
+    {LogColumn::Datei, false, 4},
+    {LogColumn::Pfad, false, 1},
+    {LogColumn::Groesse, true, 8},
+    {LogColumn::GeaendertAm, false, 8},
+    {LogColumn::ErstelltAm, false, 8},
+    {LogColumn::Zielpfad, false, 1},
+    {LogColumn::Ergebnis, false, 4},
 }};
+// No column is squeezed below this (unless its texts need less): a cut text still shows
+// its beginning.
+constexpr int kLeastWidth = 60;
 using ColumnWidths = std::array<double, kColumns.size()>;
 
 // The blank space a cell keeps: twice the padding on the right keeps a number clear of the
@@ -59,8 +65,9 @@ constexpr double kBoldFactor = 1.1;
 
 // Widths from what the columns hold, in whole points. When every column can have the width
 // of its widest text, each gets it, so no text that fits is cut. Otherwise the page is shared
-// so that as few cells as possible are cut: one very long name costs that one name, not the
-// whole names column, nor the sizes and dates beside it.
+// so that cutting costs least (see PdfColumn::cutCost): one very long name costs that one
+// name, not the whole names column, and the folders give way before names, results, sizes
+// and dates do.
 ColumnWidths WidthsFor(const LogList& log, UiPort* ui, bool* stopped) {
   constexpr int kRoom = static_cast<int>(kTableWidth);
   constexpr std::size_t kCount = kColumns.size();
@@ -85,17 +92,21 @@ ColumnWidths WidthsFor(const LogList& log, UiPort* ui, bool* stopped) {
       break;
     }
   }
-  // cut[i][w]: cells of column i that a width of w points cuts.
+  // cut[i][w]: the cost of the cells of column i that a width of w points cuts.
   std::array<std::vector<std::size_t>, kCount> cut;
   for (std::size_t i = 0; i < kCount; ++i) {
     cut[i].assign(kRoom + 1, 0);
     std::size_t wider = needing[i][kRoom + 1];
+    int widest = 0;
     for (int w = kRoom; w >= 0; --w) {
-      cut[i][static_cast<std::size_t>(w)] = wider;
+      cut[i][static_cast<std::size_t>(w)] = wider * kColumns[i].cutCost;
       wider += needing[i][static_cast<std::size_t>(w)];
+      if (widest == 0 && needing[i][static_cast<std::size_t>(w)] > 0) widest = w;
     }
+    if (needing[i][kRoom + 1] > 0) widest = kRoom;
+    least[i] = std::max(least[i], std::min(widest, kLeastWidth));
   }
-  // fewest[i][b]: the fewest cut cells of columns i.. within b points.
+  // fewest[i][b]: the least cost of columns i.. within b points.
   constexpr std::size_t kNever = static_cast<std::size_t>(-1) / 2;
   std::vector<std::vector<std::size_t>> fewest(kCount + 1, std::vector<std::size_t>(kRoom + 1, 0));
   for (std::size_t i = kCount; i-- > 0;) {
