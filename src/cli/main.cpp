@@ -24,6 +24,8 @@ constexpr std::wstring_view kUsage =
     L"                       wird ver\u00e4ndert) und zeigt das Log; tsv: alle 14 Spalten mit\n"
     L"                       Tabulatoren getrennt. --export speichert das Log zus\u00e4tzlich als\n"
     L"                       Bericht, das Format nach der Endung (.txt, .csv, .html, .pdf).\n"
+    L"                       Mit \"Log automatisch speichern im Ordner:\" (Einstellungen) wird\n"
+    L"                       das Log nach jedem Lauf dort gespeichert, wie im Fenster.\n"
     L"                       Exit-Code 0, 1 bei \"Fehler!\", 2 bei falscher Eingabe, 130 nach\n"
     L"                       Abbruch (Strg+C)\n"
     L"  timer --interval MINUTEN (--all | PROFIL...) [--format table|tsv]\n"
