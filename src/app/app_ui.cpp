@@ -9,6 +9,7 @@
 
 #include "app/resource_ids.h"
 #include "base/text.h"
+#include "desktop/shell_open.h"
 #include "profiles/ini_file.h"
 #include "profiles/language.h"
 
@@ -102,13 +103,13 @@ class WindowsUi : public AppUi {
     info.hwndOwner = owner_;
     info.lpszTitle = title.c_str();
     info.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
-    if (!startFolder.empty()) {
-      info.lParam = reinterpret_cast<LPARAM>(startFolder.c_str());
-      info.lpfn = [](HWND dialog, UINT message, LPARAM, LPARAM data) -> int {
-        if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
-        return 0;
-      };
-    }
+    // Without a folder of its own the chooser opens on the system drive.
+    const std::wstring start = BrowseStartFolder(startFolder);
+    info.lParam = reinterpret_cast<LPARAM>(start.c_str());
+    info.lpfn = [](HWND dialog, UINT message, LPARAM, LPARAM data) -> int {
+      if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
+      return 0;
+    };
     PIDLIST_ABSOLUTE list = SHBrowseForFolderW(&info);
     if (!list) return std::nullopt;
     std::vector<wchar_t> path(32768);
@@ -172,8 +173,8 @@ class WindowsUi : public AppUi {
                                                    SW_SHOWNORMAL)) > 32;
   }
 
-  bool StartElevated(const std::wstring& program) override {
-    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"runas", program.c_str(), nullptr, nullptr,
+  bool StartElevated(const std::wstring& program, const std::wstring& parameters) override {
+    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"runas", program.c_str(), parameters.c_str(), nullptr,
                                                    SW_SHOWNORMAL)) > 32;
   }
 
@@ -276,8 +277,8 @@ class ScriptedUi : public AppUi {
     Record(L"START|" + program + L"|" + parameters);
     return true;
   }
-  bool StartElevated(const std::wstring& program) override {
-    Record(L"ELEVATED|" + program);
+  bool StartElevated(const std::wstring& program, const std::wstring& parameters) override {
+    Record(L"ELEVATED|" + program + L"|" + parameters);
     return true;
   }
   // An answer line "TRAY-FAILS" makes the next add fail, as on a system without a

@@ -32,7 +32,7 @@ class AppUi : public UiPort {
 
   virtual std::optional<std::wstring> OpenFile(const FileDialogArgs& args) = 0;
   virtual std::optional<std::wstring> SaveFile(const FileDialogArgs& args) = 0;
-  // `startFolder`: where the chooser opens, "" for the system's choice.
+  // `startFolder`: where the chooser opens, "" for the system drive.
   virtual std::optional<std::wstring> ChooseFolder(const std::wstring& title, const std::wstring& startFolder = {}) = 0;
   virtual std::optional<std::wstring> AskText(const std::wstring& title, const std::wstring& prompt,
                                               const std::wstring& initial) = 0;
@@ -44,8 +44,9 @@ class AppUi : public UiPort {
   virtual void OpenWithProgram(const std::wstring& path) = 0;
   // Starts a program through the shell with the verb "open"; false when it could not start.
   virtual bool StartProgram(const std::wstring& program, const std::wstring& parameters) = 0;
-  // Starts a program with administrator rights (the shell's "runas"); false when it did not.
-  virtual bool StartElevated(const std::wstring& program) = 0;
+  // Starts a program with administrator rights (the shell's "runas") and these parameters;
+  // false when it did not.
+  virtual bool StartElevated(const std::wstring& program, const std::wstring& parameters) = 0;
   // The program's icon in the notification area, with the tip "Ablagix". False when the
   // system refused it.
   virtual bool AddTrayIcon() = 0;
@@ -74,7 +75,7 @@ std::unique_ptr<AppUi> MakeWindowsUi(HINSTANCE instance);
 // "Ok"/"Cancel" for font and colour dialogs. A missing answer means Yes/Ok resp. cancel.
 // Every question is appended to `recordFile` as one UTF-8 line: "MESSAGE|<icon>|<text>" or
 // "DIALOG|<title>"; what would start a program or show a balloon is recorded instead of
-// done: "OPEN|<path>", "START|<program>|<parameters>", "ELEVATED|<program>", "TRAY|add",
+// done: "OPEN|<path>", "START|<program>|<parameters>", "ELEVATED|<program>|<parameters>", "TRAY|add",
 // "TRAY|remove" (only when there was an icon), "BALLOON|<title>|<text>"; notes of the window's
 // own checks are recorded as they come.
 std::unique_ptr<AppUi> MakeScriptedUi(std::wstring answersFile, std::wstring recordFile);

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <vector>
 
 #include "app/control_ids.h"
 #include "app/main_window.h"
@@ -15,8 +17,10 @@
 #include "desktop/companion.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "log/export_text.h"
 #include "log/log_save.h"
 #include "profiles/language.h"
+#include "profiles/settings.h"
 
 namespace ablagix::app {
 namespace {
@@ -63,10 +67,57 @@ class WindowCompanionHost : public CompanionHost {
   std::wstring settingsFile_;
 };
 
+bool OwnWindowActive() {
+  DWORD process = 0;
+  HWND front = GetForegroundWindow();
+  return front != nullptr && GetWindowThreadProcessId(front, &process) != 0 && process == GetCurrentProcessId();
+}
+
+// The window's questions while a report is written, and its input: between rows pending
+// messages are handled (a few dozen times a second: the bar moves, the window repaints and
+// answers), and Esc in one of this program's windows ends the export with "Abbruch".
+class ExportUi : public UiPort {
+ public:
+  ExportUi(AppUi& ui, std::function<bool(MSG*)> preTranslate) : ui_(ui), preTranslate_(std::move(preTranslate)) {}
+  MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override {
+    return ui_.ShowMessage(text, icon, buttons);
+  }
+  bool PollForAbort() override {
+    const ULONGLONG now = GetTickCount64();
+    if (now - lastPoll_ < 20) return false;
+    lastPoll_ = now;
+    bool escape = false;
+    if (HIWORD(GetQueueStatus(QS_ALLINPUT)) != 0) {
+      MSG message;
+      while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        if (message.message == WM_QUIT) {
+          PostQuitMessage(static_cast<int>(message.wParam));
+          break;
+        }
+        if (message.message == WM_KEYDOWN && message.wParam == VK_ESCAPE) {
+          escape = true;
+          continue;
+        }
+        if (!preTranslate_(&message)) {
+          TranslateMessage(&message);
+          DispatchMessageW(&message);
+        }
+      }
+    }
+    return escape || ((GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0 && OwnWindowActive());
+  }
+
+ private:
+  AppUi& ui_;
+  std::function<bool(MSG*)> preTranslate_;
+  ULONGLONG lastPoll_ = 0;
+};
+
 class WindowLogSaveHost : public LogSaveHost {
  public:
-  WindowLogSaveHost(AppUi& ui, ExportProgress* progress) : ui_(ui), progress_(progress) {}
-  UiPort& ui() override { return ui_; }
+  WindowLogSaveHost(AppUi& ui, UiPort& exportUi, ExportProgress* progress)
+      : ui_(ui), exportUi_(exportUi), progress_(progress) {}
+  UiPort& ui() override { return exportUi_; }
   LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
   std::optional<std::wstring> AskSavePath(const SaveDialogRequest& request) override {
     FileDialogArgs args;
@@ -82,8 +133,29 @@ class WindowLogSaveHost : public LogSaveHost {
 
  private:
   AppUi& ui_;
+  UiPort& exportUi_;
   ExportProgress* progress_;
 };
+
+// Set on the log list once the stored column order has been applied to it.
+constexpr wchar_t kOrderRestored[] = L"AblagixLogOrderRestored";
+// Posted to the log list after a header was dragged, when the new order is in place.
+constexpr UINT kStoreLogOrder = WM_APP + 0x31;
+
+// The order stored when the headers were last dragged, applied once the settings are read:
+// when the list is first painted, or before its first report.
+void RestoreColumnOrderOnce(HWND list, const std::vector<int>& stored) {
+  if (GetPropW(list, kOrderRestored)) return;
+  SetPropW(list, kOrderRestored, reinterpret_cast<HANDLE>(1));
+  std::vector<int> order = LogColumnOrderOrDefault(stored);
+  ListView_SetColumnOrderArray(list, kLogColumnCount, order.data());
+}
+
+std::vector<int> ColumnOrderOf(HWND list) {
+  std::vector<int> order(kLogColumnCount);
+  if (!ListView_GetColumnOrderArray(list, kLogColumnCount, order.data())) return {};
+  return order;
+}
 
 }  // namespace
 
@@ -178,8 +250,21 @@ void MainWindow::BuildLogPage() {
 // Draws the empty-list text, which the list holds as its window text so that screen readers
 // name the empty list by it.
 LRESULT CALLBACK MainWindow::LogListProc(HWND list, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
-                                         DWORD_PTR) {
+                                         DWORD_PTR data) {
+  auto* self = reinterpret_cast<MainWindow*>(data);
+  if (message == WM_PAINT) RestoreColumnOrderOnce(list, self->settings_.LogHeaderPosition);
+  if (message == WM_NCDESTROY) RemovePropW(list, kOrderRestored);
+  if (message == kStoreLogOrder) {
+    // The order the user dragged the headers into is kept for the reports of ablagix-cli and
+    // for the next start.
+    self->settings_.LogHeaderPosition = ColumnOrderOf(list);
+    self->SaveSetting(L"LogHeaderPosition", ColumnOrderText(self->settings_.LogHeaderPosition));
+    return 0;
+  }
   LRESULT result = DefSubclassProc(list, message, wParam, lParam);
+  if (message == WM_NOTIFY && reinterpret_cast<NMHDR*>(lParam)->code == HDN_ENDDRAG) {
+    PostMessageW(list, kStoreLogOrder, 0, 0);
+  }
   if (message == WM_PAINT && ListView_GetItemCount(list) == 0 && GetWindowTextLengthW(list) > 0) {
     RECT area{};
     GetClientRect(list, &area);
@@ -374,12 +459,31 @@ void MainWindow::OpenLogRow(size_t row) {
 
 LogSaveResult MainWindow::SaveLogNow(bool automatic) {
   ControlsToSettings();
+  // Text and CSV follow the columns as the list shows them.
+  RestoreColumnOrderOnce(Item(kIdLogList), settings_.LogHeaderPosition);
+  settings_.LogHeaderPosition = ColumnOrderOf(Item(kIdLogList));
+  // The window answers while the report is written, so nothing may change the log meanwhile:
+  // the same guard as a run (after a run, the run's own guard is still up).
+  const bool inRun = running_;
+  if (!inRun) {
+    running_ = true;
+    timer_.SetBusy(true);
+    for (int id : kRunControls) EnableWindow(Item(id), FALSE);
+    SetStatus(L"Log wird gespeichert \u2026 (Esc bricht ab)");
+  }
   BarProgress progress(*this);
-  WindowLogSaveHost host(ui_, &progress);
+  ExportUi exportUi(ui_, [this](MSG* message) { return PreTranslate(message); });
+  WindowLogSaveHost host(ui_, exportUi, &progress);
   SetCursor(LoadCursorW(nullptr, IDC_WAIT));
   LogSaveResult result = SaveLog(log_, settings_, folders_.SettingsFilePath, automatic, host);
   SetCursor(LoadCursorW(nullptr, IDC_ARROW));
   ShowProgress(false);
+  if (!inRun) {
+    for (int id : kRunControls) EnableWindow(Item(id), TRUE);
+    timer_.SetBusy(false);
+    running_ = false;
+    if (closeAfterRun_) PostMessageW(window_, WM_CLOSE, 0, 0);
+  }
   return result;
 }
 

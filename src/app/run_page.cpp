@@ -91,6 +91,7 @@ class WindowRunHost : public RunHost {
   }
   MetadataSource* Metadata() override { return &metadata_; }
   ZipSettings Zip() const override { return {window_.settings_.AXZipHolePath, window_.settings_.AXCreateEXE}; }
+  bool ExtractDocumentText() const override { return !window_.settings_.DokumenttextAus; }
 
  private:
   // The window's questions, and the same input handling for the shredder's block loop as

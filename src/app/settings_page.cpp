@@ -12,6 +12,7 @@
 #include "base/environment.h"
 #include "base/text.h"
 #include "desktop/autostart.h"
+#include "desktop/shell_open.h"
 #include "engine/timer_model.h"
 #include "fileops/path_text.h"
 #include "metadata/radius.h"
@@ -213,7 +214,7 @@ void MainWindow::SettingsToControls() {
   SetText(Item(kIdCsvSeparator), s.Delimeter);
   SetText(Item(kIdTextBox7), s.LogPath);
   SetOn(Item(kIdCheckBox9), s.AXRun);
-  SetOn(Item(kIdTextOnlyPlainFiles), s.TextOnlyPlainFiles);
+  SetOn(Item(kIdTextOnlyPlainFiles), s.DokumenttextAus);
   HWND language = Item(kIdLanguage);
   const std::wstring current = s.AXSprache.empty() ? std::wstring(kBuiltInLanguage) : s.AXSprache;
   const LRESULT found = SendMessageW(language, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
@@ -407,8 +408,8 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       SaveSetting(L"AXCreateEXE", FlagText(settings_.AXCreateEXE));
       return;
     case kIdTextOnlyPlainFiles:
-      settings_.TextOnlyPlainFiles = IsOn(Item(id));
-      SaveSetting(L"AXNurTextdateien", FlagText(settings_.TextOnlyPlainFiles));
+      settings_.DokumenttextAus = IsOn(Item(id));
+      SaveSetting(L"DokumenttextAus", FlagText(settings_.DokumenttextAus));
       return;
     case kIdCheckBox9:
       OnAutostartBox();
@@ -473,7 +474,8 @@ class RegistryAutostart : public AutostartHost {
   void RestartElevated() override {
     wchar_t path[MAX_PATH * 4] = {};
     GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
-    ui_.StartElevated(path);
+    // The new instance works on the same profile file and settings folder as this one.
+    ui_.StartElevated(path, CommandLineParameters(GetCommandLineW()));
   }
   void StoreChoice(bool on) override {
     FsStatus status;

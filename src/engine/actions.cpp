@@ -10,10 +10,19 @@
 #include "fileops/recycle.h"
 #include "fileops/shredder.h"
 #include "log/log_row.h"
+#include "profiles/language.h"
 #include "profiles/profile.h"
 
 namespace ablagix {
 namespace {
+
+// The shredder's question and progress line in the user's language (messages 658 and 659).
+ShredTexts ShredTextsInLanguage() {
+  ShredTexts texts;
+  texts.readOnlyQuestion = LookupMessage(L"658", kShredReadOnlyQuestion);
+  texts.overwriting = LookupMessage(L"659", kShredOverwriting);
+  return texts;
+}
 
 constexpr int kMaxNumber = 1000;
 
@@ -219,8 +228,14 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
       result.resultWord = ResultWord::kLoeschenSSimuliert;
     } else {
       const auto progress = [&host](const ShredProgress& p) { host.ShredProgress(p); };
-      const ShredResult shred = ShredFile(path, host.ui(), progress);
+      const ShredResult shred = ShredFile(path, host.ui(), progress, ShredTextsInLanguage());
       result.resultWord = shred.Succeeded() ? std::wstring(ResultWord::kGeloeschtS) : ErrorWord(ShredReasonText(shred));
+      // A file that cannot be opened was not touched at all; the user hears why at once,
+      // not only from the row.
+      if (shred.failure == ShredFailure::CannotOpen || shred.failure == ShredFailure::NotFound) {
+        host.ui().ShowMessage(std::wstring(kShredCannotOpen) + L"\r\n" + path + L"\r\n" + ShredReasonText(shred),
+                              MessageIcon::Critical, MessageButtons::Ok);
+      }
     }
   } else if (Is(aktion, kAktionBenachrichtigen)) {
     // Only a timed run speaks, and only once; a run by hand just lists what would be reported.

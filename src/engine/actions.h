@@ -83,6 +83,11 @@ std::wstring NumberedName(const std::wstring& target, int number);
 // "" when every number is taken.
 std::wstring NumberedFreeName(const std::wstring& target, int* number = nullptr);
 
+// What the user is told when a file to be shred cannot be opened, above its path and the
+// reason.
+inline constexpr std::wstring_view kShredCannotOpen =
+    L"Die Datei kann nicht ge\u00f6ffnet werden und wird nicht geschreddert:";
+
 // "Fehler! " and the reason, as a failed file's result reads.
 std::wstring ErrorWord(std::wstring_view reason);
 

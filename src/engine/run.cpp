@@ -50,10 +50,10 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
 // "Datei enthält Text" as a file test: documents through their text, plain files in blocks.
 class TextCondition : public FileContentTest {
  public:
-  TextCondition(std::wstring_view textSuche, bool caseSensitive, std::function<bool()> stop)
+  TextCondition(std::wstring_view textSuche, bool caseSensitive, bool documents, std::function<bool()> stop)
       : query_(ParseSearchTerms(textSuche), caseSensitive) {
     options_.caseSensitive = caseSensitive;
-    options_.documents = &documents_;
+    options_.documents = documents ? &documents_ : nullptr;
     options_.stopRequested = std::move(stop);
   }
   bool Accepts(const std::wstring& path, const DirEntry&) override {
@@ -98,9 +98,11 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   // window's thread they also let the window handle Esc.
   const std::thread::id windowThread = std::this_thread::get_id();
   context.makeTextTest = [&](const std::wstring& textSuche) -> std::unique_ptr<FileContentTest> {
-    return std::make_unique<TextCondition>(textSuche, caseSensitive, [&host, windowThread] {
-      return std::this_thread::get_id() == windowThread ? StopRequested(host) : AbortRequested();
-    });
+    return std::make_unique<TextCondition>(textSuche, caseSensitive, host.ExtractDocumentText(),
+                                           [&host, windowThread] {
+                                             return std::this_thread::get_id() == windowThread ? StopRequested(host)
+                                                                                                : AbortRequested();
+                                           });
   };
   ConditionSet conditions;
   if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);
@@ -164,7 +166,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   std::unordered_set<std::wstring> sidecarsHandled;
 
   auto appendRow = [&](const std::wstring& path, std::uint64_t size, FileTime lastWrite, FileTime creation,
-                       const std::wstring& targetFolder, const ActionResult& result) {
+                       const std::wstring& targetFolder, const std::wstring& metadaten, const ActionResult& result) {
     LogFileFields row;
     const std::wstring name = NamePart(path);
     const std::wstring folder = FolderPart(path);
@@ -179,7 +181,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     row.zipp = profile.Zippen;
     row.kollision = profile.Kollision;
     row.zipName = profile.ZipName;
-    row.metadaten = profile.Metadaten;
+    row.metadaten = metadaten;
     // The second columns carry only what the others do not already say, so a long log
     // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
     const bool renamed = !result.targetFile.empty() && NamePart(result.targetFile) != name;
@@ -199,6 +201,9 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     if (sidecars && sidecarOfRun[i]) continue;
     const RunFile& file = files[i];
     const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
+    // What the condition read from this file (its camera, its distance), not the condition;
+    // read before the action moves or deletes the file.
+    const std::wstring metadaten = MetadataConditionValue(profile.Metadaten, facts, variables);
     const std::wstring targetFolder =
         ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
     ActionResult result;
@@ -211,7 +216,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
       result.resultWord = archive->Add(file.path, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
                                        log.size());
     }
-    appendRow(file.path, file.size, file.lastWrite, file.creation, targetFolder, result);
+    appendRow(file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result);
     if (sidecars) {
       // The sidecars take the name the main file got ("IMG_1(1).jpg" -> "IMG_1(1).xmp") and
       // go only where it went; a main file that stayed keeps its sidecars too.
@@ -227,7 +232,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
         } else {
           follow.resultWord = ResultWord::kUebersprungen;
         }
-        appendRow(path, sidecar.entry.size, sidecar.entry.lastWrite, sidecar.entry.creation, targetFolder, follow);
+        appendRow(path, sidecar.entry.size, sidecar.entry.lastWrite, sidecar.entry.creation, targetFolder, L"", follow);
       }
     }
     progress.filesDone = i + 1;

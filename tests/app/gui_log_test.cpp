@@ -88,6 +88,42 @@ std::wstring FirstFileIn(const std::wstring& folder, const std::wstring& pattern
   return folder + L"\\" + found.cFileName;
 }
 
+// The display order of the log list's columns, read through the program's memory.
+std::vector<int> LogColumnOrder() {
+  std::vector<int> order(14);
+  void* remote = VirtualAllocEx(g_process, nullptr, order.size() * sizeof(int), MEM_COMMIT, PAGE_READWRITE);
+  SendMessageW(Control(kIdLogList), LVM_GETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(remote));
+  ReadProcessMemory(g_process, remote, order.data(), order.size() * sizeof(int), nullptr);
+  VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
+  return order;
+}
+
+// Drags a header with the mouse, as a user does: pressed on column `from`, moved in steps,
+// let go over the left part of column `to`.
+void DragHeader(int id, int from, int to) {
+  HWND header = reinterpret_cast<HWND>(SendMessageW(Control(id), LVM_GETHEADER, 0, 0));
+  auto rectOf = [&](int column) {
+    void* remote = VirtualAllocEx(g_process, nullptr, sizeof(RECT), MEM_COMMIT, PAGE_READWRITE);
+    SendMessageW(header, HDM_GETITEMRECT, static_cast<WPARAM>(column), reinterpret_cast<LPARAM>(remote));
+    RECT rect{};
+    ReadProcessMemory(g_process, remote, &rect, sizeof rect, nullptr);
+    VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
+    return rect;
+  };
+  const RECT source = rectOf(from);
+  const RECT target = rectOf(to);
+  const int y = (source.top + source.bottom) / 2;
+  const int startX = (source.left + source.right) / 2;
+  const int endX = target.left + 4;
+  SendMessageW(header, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(startX, y));
+  for (int step = 1; step <= 10; ++step) {
+    const int x = startX + (endX - startX) * step / 10;
+    SendMessageW(header, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(x, y));
+  }
+  SendMessageW(header, WM_LBUTTONUP, 0, MAKELPARAM(endX, y));
+  Sleep(100);  // the order is stored after the header has settled
+}
+
 void PressEscape(bool down) {
   INPUT input{};
   input.type = INPUT_KEYBOARD;
@@ -132,7 +168,15 @@ void RunLogScenario(const std::wstring& exe) {
                               profile(L"Eins", L"Quelle2", L"Kopieren", L"Ziel2", L"1") +
                               profile(L"Viele", L"Viele", L"Kopieren", L"Ziel2", L"1") +
                               profile(L"Drei", L"Quelle2", L"Kopieren", L"Ziel2", L"1") +
-                              profile(L"Schreddern", L"Schredder", L"L\u00f6schenS", L"", L"1"));
+                              profile(L"Schreddern", L"Schredder", L"L\u00f6schenS", L"", L"1") +
+                              // Seven times the many files (rows 6 to 12): a log of over 200,000 rows.
+                              profile(L"Viele 1", L"Viele", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Viele 2", L"Viele", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Viele 3", L"Viele", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Viele 4", L"Viele", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Viele 5", L"Viele", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Viele 6", L"Viele", L"Kopieren", L"Ziel2", L"1") +
+                              profile(L"Viele 7", L"Viele", L"Kopieren", L"Ziel2", L"1"));
   if (!Launch(exe, L"--profiles \"" + profiles + L"\" --config-dir \"" + config + L"\"")) {
     Check(false, L"Start f\u00fcr das Log");
     return;
@@ -422,7 +466,90 @@ void RunLogScenario(const std::wstring& exe) {
   Check(GetFileAttributesW(big.c_str()) != INVALID_FILE_ATTRIBUTES, L"Datei bleibt nach dem Abbruch");
   Check(!IsWindow(wait), L"Wartefenster nach dem Lauf geschlossen");
   DeleteFileW(big.c_str());
+  CheckRow(5, false);
+
+  // --- A header dragged to another place moves that column in the text report too, and the
+  // order is kept for the command line.
+  SelectTab(3);
+  Click(kIdLogClear);
+  CheckRow(2, true);
+  Click(kIdSimulate);
+  CheckRow(2, false);
+  SendMessageW(Control(kIdReportFirst), BM_SETCHECK, BST_CHECKED, 0);  // text
+  for (int other = 1; other < 4; ++other) SendMessageW(Control(kIdReportFirst + other), BM_SETCHECK, BST_UNCHECKED, 0);
+  SendMessageW(Control(kIdReportPad), BM_SETCHECK, BST_UNCHECKED, 0);    // tabs between the cells
+  SendMessageW(Control(kIdReportHeader), BM_SETCHECK, BST_CHECKED, 0);
+  SendMessageW(Control(kIdAutoSave), BM_SETCHECK, BST_UNCHECKED, 0);
+  DragHeader(kIdLogList, 6, 0);  // "Ergebnis" to the front
+  Check(LogColumnOrder() == std::vector<int>{6, 0, 1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13},
+        L"Spalte \"Ergebnis\" nach vorn gezogen");
+  const std::wstring ordered = root + L"\\Spalten.txt";
+  DeleteFileW(ordered.c_str());
+  Answer(ordered + L"\nNo\n");
+  Click(kIdLogSave);
+  TakeRecord();
+  const std::wstring orderedText = ReadFileText(ordered);
+  Check(orderedText.rfind(L"Ergebnis\tDatei\tPfad\tGr\u00f6\u00dfe\t", 0) == 0,
+        L"Bericht in der gezogenen Reihenfolge: " + orderedText.substr(0, 40));
+  Check(Has(orderedText, L"\r\nKopieren, simuliert\teins.txt\t"), L"Zeilen in der gezogenen Reihenfolge");
+  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"LogHeaderPosition=6,0,1,2,3,4,5,7,8,9,10,11,12,13"),
+        L"Reihenfolge gespeichert");
+
+  // --- A report of more than 200,000 rows: the window answers while it is written (the bar
+  // moves), and Esc ends it at once with "Abbruch".
+  Click(kIdLogClear);
+  for (int row = 6; row <= 12; ++row) CheckRow(row, true);
+  Click(kIdSimulate);
+  for (int row = 6; row <= 12; ++row) CheckRow(row, false);
+  const int rows = LogRows();
+  Check(rows > 200000, L"langes Log: " + std::to_wstring(rows) + L" Zeilen");
+  const std::wstring cut = root + L"\\Abbruch.txt";
+  DeleteFileW(cut.c_str());
+  Answer(cut + L"\nNo\n");
+  HWND save = Control(kIdLogSave);
+  PostMessageW(GetParent(save), WM_COMMAND, MAKEWPARAM(kIdLogSave, BN_CLICKED), reinterpret_cast<LPARAM>(save));
+  HWND bar = Control(kIdLogProgress);
+  LRESULT position = 0;
+  for (int i = 0; i < 2000 && position < rows / 20; ++i) {
+    Sleep(2);
+    position = SendMessageW(bar, PBM_GETPOS, 0, 0);
+  }
+  Check(position >= rows / 20 && position < rows, L"Balken bewegt sich: " + std::to_wstring(position));
+  Check(!IsWindowEnabled(Control(kIdLogClear)), L"Kn\u00f6pfe w\u00e4hrend des Berichts gesperrt");
+  Screenshot(L"11-bericht-laeuft.png");
+  SetForegroundWindow(g_main);
+  const ULONGLONG pressed = GetTickCount64();
+  PressEscape(true);
+  bool done = false;
+  ULONGLONG ended = 0;
+  for (int i = 0; i < 2000 && !done; ++i) {
+    const std::wstring status = Text(kIdLogStatus);
+    done = status.starts_with(L"Log gespeichert");
+    if (!done) Sleep(2);
+    ended = GetTickCount64();
+  }
+  PressEscape(false);
+  Check(done, L"Bericht beendet: " + Text(kIdLogStatus));
+  Check(ended - pressed <= 500, L"Esc beendet den Bericht in " + std::to_wstring(ended - pressed) + L" ms");
+  const std::wstring cutText = ReadFileText(cut);
+  Check(cutText.size() > 9 && cutText.substr(cutText.size() - 9) == L"\r\nAbbruch", L"Bericht endet mit \"Abbruch\"");
+  std::size_t lines = 0;
+  for (wchar_t c : cutText) lines += c == L'\n' ? 1 : 0;
+  Check(lines > 2 && lines < static_cast<std::size_t>(rows), L"Bericht abgebrochen nach " + std::to_wstring(lines) + L" Zeilen");
+  Check(IsWindowEnabled(Control(kIdLogClear)), L"Kn\u00f6pfe nach dem Bericht wieder frei");
   Close();
+
+  // The next start shows the log's columns in the order they were dragged into.
+  if (Launch(exe, L"--profiles \"" + profiles + L"\" --config-dir \"" + config + L"\"")) {
+    SelectTab(3);
+    std::vector<int> order;
+    for (int i = 0; i < 50 && order != std::vector<int>{6, 0, 1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13}; ++i) {
+      Sleep(20);
+      order = LogColumnOrder();
+    }
+    Check(order == std::vector<int>{6, 0, 1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13}, L"Spalten des Logs beim Start wie gezogen");
+    Close();
+  }
 }
 
 }  // namespace gui

@@ -342,7 +342,7 @@ int wmain(int argc, wchar_t** argv) {
   // --- Text search in plain files only: stored the moment it is switched.
   SendMessageW(Control(kIdTextOnlyPlainFiles), BM_SETCHECK, BST_CHECKED, 0);
   Click(kIdTextOnlyPlainFiles);
-  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXNurTextdateien=1"), L"AXNurTextdateien=1");
+  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"DokumenttextAus=1"), L"DokumenttextAus=1");
 
   // --- The reference point: a picture without coordinates is refused; one with them fills
   // both fields, and saving stores them with the picture.
