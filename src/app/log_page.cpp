@@ -460,8 +460,8 @@ void MainWindow::OpenLogRow(size_t row) {
 LogSaveResult MainWindow::SaveLogNow(bool automatic) {
   ControlsToSettings();
   // Text and CSV follow the columns as the list shows them.
-  RestoreColumnOrderOnce(Item(kIdLogList), settings_.LogHeaderPosition);
-  settings_.LogHeaderPosition = ColumnOrderOf(Item(kIdLogList));
+  RestoreColumnOrderOnce(Item(kIdExListviewLOG), settings_.LogHeaderPosition);
+  settings_.LogHeaderPosition = ColumnOrderOf(Item(kIdExListviewLOG));
   // The window answers while the report is written, so nothing may change the log meanwhile:
   // the same guard as a run (after a run, the run's own guard is still up).
   const bool inRun = running_;

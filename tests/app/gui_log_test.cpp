@@ -92,7 +92,7 @@ std::wstring FirstFileIn(const std::wstring& folder, const std::wstring& pattern
 std::vector<int> LogColumnOrder() {
   std::vector<int> order(14);
   void* remote = VirtualAllocEx(g_process, nullptr, order.size() * sizeof(int), MEM_COMMIT, PAGE_READWRITE);
-  SendMessageW(Control(kIdLogList), LVM_GETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(remote));
+  SendMessageW(Control(kIdExListviewLOG), LVM_GETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(remote));
   ReadProcessMemory(g_process, remote, order.data(), order.size() * sizeof(int), nullptr);
   VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
   return order;
@@ -473,14 +473,14 @@ void RunLogScenario(const std::wstring& exe) {
   SelectTab(3);
   Click(kIdLogClear);
   CheckRow(2, true);
-  Click(kIdSimulate);
+  Click(kIdCommandButton4);
   CheckRow(2, false);
-  SendMessageW(Control(kIdReportFirst), BM_SETCHECK, BST_CHECKED, 0);  // text
-  for (int other = 1; other < 4; ++other) SendMessageW(Control(kIdReportFirst + other), BM_SETCHECK, BST_UNCHECKED, 0);
-  SendMessageW(Control(kIdReportPad), BM_SETCHECK, BST_UNCHECKED, 0);    // tabs between the cells
-  SendMessageW(Control(kIdReportHeader), BM_SETCHECK, BST_CHECKED, 0);
-  SendMessageW(Control(kIdAutoSave), BM_SETCHECK, BST_UNCHECKED, 0);
-  DragHeader(kIdLogList, 6, 0);  // "Ergebnis" to the front
+  SendMessageW(Control(kIdOption5), BM_SETCHECK, BST_CHECKED, 0);  // text
+  for (int other = 1; other < 4; ++other) SendMessageW(Control(kIdOption5 + other), BM_SETCHECK, BST_UNCHECKED, 0);
+  SendMessageW(Control(kIdCheckBox16), BM_SETCHECK, BST_UNCHECKED, 0);    // tabs between the cells
+  SendMessageW(Control(kIdCheck17), BM_SETCHECK, BST_CHECKED, 0);
+  SendMessageW(Control(kIdCheckBox17), BM_SETCHECK, BST_UNCHECKED, 0);
+  DragHeader(kIdExListviewLOG, 6, 0);  // "Ergebnis" to the front
   Check(LogColumnOrder() == std::vector<int>{6, 0, 1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13},
         L"Spalte \"Ergebnis\" nach vorn gezogen");
   const std::wstring ordered = root + L"\\Spalten.txt";
@@ -499,7 +499,7 @@ void RunLogScenario(const std::wstring& exe) {
   // moves), and Esc ends it at once with "Abbruch".
   Click(kIdLogClear);
   for (int row = 6; row <= 12; ++row) CheckRow(row, true);
-  Click(kIdSimulate);
+  Click(kIdCommandButton4);
   for (int row = 6; row <= 12; ++row) CheckRow(row, false);
   const int rows = LogRows();
   Check(rows > 200000, L"langes Log: " + std::to_wstring(rows) + L" Zeilen");
