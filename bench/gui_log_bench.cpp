@@ -42,7 +42,7 @@ int wmain(int argc, wchar_t** argv) {
   CheckRow(0, true);
 
   auto start = std::chrono::steady_clock::now();
-  Click(kIdSimulate);
+  Click(kIdCommandButton4);
   const double run = Seconds(start);
   const int rows = LogRows();
   std::printf("simulierter Lauf: %d Zeilen in %.2f s\n", rows, run);
@@ -58,10 +58,10 @@ int wmain(int argc, wchar_t** argv) {
 
   for (int column : {0, 0, 1, 2, 3, 4, 6}) {
     start = std::chrono::steady_clock::now();
-    ClickHeader(kIdLogList, column);
+    ClickHeader(kIdExListviewLOG, column);
     CopyData(kCopyDataShowLogRow, L"0");
     std::printf("Sortieren nach Spalte %d: %.0f ms (%s)\n", column, Seconds(start) * 1000,
-                Utf8(ListText(kIdLogList, 0, column)).c_str());
+                Utf8(ListText(kIdExListviewLOG, 0, column)).c_str());
   }
   Screenshot(L"grosses-log-sortiert.png");
   Close();

@@ -9,7 +9,9 @@
 
 #include "app/resource_ids.h"
 #include "base/text.h"
+#include "desktop/shell_open.h"
 #include "profiles/ini_file.h"
+#include "profiles/language.h"
 
 namespace ablagix::app {
 namespace {
@@ -40,6 +42,7 @@ INT_PTR CALLBACK InputProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPar
       SetWindowTextW(dialog, args->title->c_str());
       SetDlgItemTextW(dialog, IDC_INPUT_PROMPT, args->prompt->c_str());
       SetDlgItemTextW(dialog, IDC_INPUT_TEXT, args->text.c_str());
+      SetDlgItemTextW(dialog, IDCANCEL, Word(L"Abbrechen").c_str());
       SendDlgItemMessageW(dialog, IDC_INPUT_TEXT, EM_SETSEL, 0, -1);
       return TRUE;
     case WM_COMMAND:
@@ -100,13 +103,13 @@ class WindowsUi : public AppUi {
     info.hwndOwner = owner_;
     info.lpszTitle = title.c_str();
     info.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
-    if (!startFolder.empty()) {
-      info.lParam = reinterpret_cast<LPARAM>(startFolder.c_str());
-      info.lpfn = [](HWND dialog, UINT message, LPARAM, LPARAM data) -> int {
-        if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
-        return 0;
-      };
-    }
+    // Without a folder of its own the chooser opens on the system drive.
+    const std::wstring start = BrowseStartFolder(startFolder);
+    info.lParam = reinterpret_cast<LPARAM>(start.c_str());
+    info.lpfn = [](HWND dialog, UINT message, LPARAM, LPARAM data) -> int {
+      if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
+      return 0;
+    };
     PIDLIST_ABSOLUTE list = SHBrowseForFolderW(&info);
     if (!list) return std::nullopt;
     std::vector<wchar_t> path(32768);
@@ -170,8 +173,8 @@ class WindowsUi : public AppUi {
                                                    SW_SHOWNORMAL)) > 32;
   }
 
-  bool StartElevated(const std::wstring& program) override {
-    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"runas", program.c_str(), nullptr, nullptr,
+  bool StartElevated(const std::wstring& program, const std::wstring& parameters) override {
+    return reinterpret_cast<INT_PTR>(ShellExecuteW(owner_, L"runas", program.c_str(), parameters.c_str(), nullptr,
                                                    SW_SHOWNORMAL)) > 32;
   }
 
@@ -211,7 +214,7 @@ class WindowsUi : public AppUi {
   NOTIFYICONDATAW TrayData() const {
     NOTIFYICONDATAW data{};
     data.cbSize = sizeof data;
-    data.hWnd = owner_;
+    data.hWnd = TrayWindow();
     data.uID = kTrayIconId;
     data.uCallbackMessage = kTrayMessage;
     data.hIcon = reinterpret_cast<HICON>(GetClassLongPtrW(owner_, GCLP_HICONSM));
@@ -274,8 +277,8 @@ class ScriptedUi : public AppUi {
     Record(L"START|" + program + L"|" + parameters);
     return true;
   }
-  bool StartElevated(const std::wstring& program) override {
-    Record(L"ELEVATED|" + program);
+  bool StartElevated(const std::wstring& program, const std::wstring& parameters) override {
+    Record(L"ELEVATED|" + program + L"|" + parameters);
     return true;
   }
   // An answer line "TRAY-FAILS" makes the next add fail, as on a system without a
@@ -305,6 +308,7 @@ class ScriptedUi : public AppUi {
     trayIcon_ = false;
     Record(L"TRAY|remove");
   }
+  void Note(const std::wstring& line) override { Record(line); }
 
  private:
   std::optional<std::wstring> Path(const std::wstring& title) {

@@ -1,5 +1,7 @@
 // Control numbers of the main window and the test messages. The GUI test drives the window
-// through these, so they are part of the program's testable surface.
+// through these, so they are part of the program's testable surface. Controls that the
+// program's documentation names (CommandButton13, Combo11, txtName ...) carry that name, so a
+// reader finds the same control under the same name here and there.
 #pragma once
 
 namespace ablagix::app {
@@ -11,9 +13,9 @@ enum ControlId : int {
   kIdProfileList = 200,
   kIdProfileFileCaption,
   kIdProfileFileLabel,
-  kIdRun,
-  kIdSimulate,
-  kIdTimer,
+  kIdCommandButton13,  // "Ausführen"
+  kIdCommandButton4,   // "Simulieren"
+  kIdCommandButton6,   // "Timer starten" / "Timer stoppen"
 
   // "Profile bearbeiten"
   kIdDescriptionLabel = 300,
@@ -93,19 +95,20 @@ enum ControlId : int {
   kIdFilterDown,
   kIdFilterSave,
   kIdTimerGroup,
-  kIdTimerInterval,
+  kIdCombo11,         // the timer interval
+  kIdTimerInfoTitle,  // "Info:"
   kIdTimerInfo,
-  kIdTimerSystray,
-  kIdTimerClearLog,
+  kIdCheckBox7,   // "Bei Timerstart ins Systemtray ablegen"
+  kIdCheckBox15,  // "Bei Timerstart Log nach 5. Durchlauf löschen"
   kIdReportGroup,
-  kIdReportFirst,  // four consecutive numbers: Text, CSV, HTML, PDF
-  kIdReportHeader = kIdReportFirst + 4,
-  kIdReportColoured,
-  kIdReportPad,
+  kIdOption5,  // the report format: four consecutive numbers, Text, CSV, HTML, PDF
+  kIdCheck17 = kIdOption5 + 4,  // "Kopfzeile drucken"
+  kIdCheck1,                    // "farbig"
+  kIdCheckBox16,                // "Mit Leerzeichen auffüllen "
   kIdCsvLabel,
   kIdCsvSeparator,
-  kIdAutoSave,
-  kIdLogPath,
+  kIdCheckBox17,  // "Log automatisch speichern im Ordner:"
+  kIdTextBox7,    // that folder
   kIdLogPathBrowse,
   kIdListsGroup,
   kIdFont0,
@@ -120,34 +123,46 @@ enum ControlId : int {
   kIdZipHolePath,
   kIdZipCreateExe,
   kIdGeneralGroup,
-  kIdAutostart,
+  kIdLanguageLabel,
+  kIdLanguage,  // the language of the window's texts
+  kIdCheckBox9,  // "Ablagix mit Windows starten"
+  kIdTextOnlyPlainFiles,
   kIdDecimalsLabel,
-  kIdDecimals,
-  kIdDecimalsSpin,
+  kIdCombo13,  // decimal places kept of GPS coordinates
+  kIdCombo13Spin,
   kIdLatLabel,
   kIdLat,
   kIdLonLabel,
   kIdLon,
-  kIdReferencePicture,
-  kIdSaveCoordinates,
+  kIdCmdReferenzbild,  // "Referenzbild..."
+  kIdCommand4,         // "Koordinaten speichern"
 
   // "Log-Dateien"
-  kIdLogList = 700,
-  kIdLogChooser,     // ComboBox1: the check-box commands
+  kIdExListviewLOG = 700,  // the log list
+  kIdComboBox1,            // the check-box commands
   kIdLogChooserCaption,
-  kIdLogClear,       // "Log löschen"
-  kIdLogRunChecked,  // CommandButton7: "Ausführen nur bei angehakten Dateien"
-  kIdLogSave,        // "Log speichern..."
-  kIdLogStatus,      // what the run or export is doing, and how the last one ended
+  kIdLogClear,        // "Log löschen"
+  kIdCommandButton7,  // "Ausführen nur bei angehakten Dateien"
+  kIdLogSave,         // "Log speichern..."
+  kIdLogStatus,       // what the run or export is doing, and how the last one ended
   kIdLogProgress,
 
-  // The tray icon's menu.
-  kIdTrayOpen = 900,
-  kIdTrayCancel,
-  kIdTrayExit,
+  // The hidden window that receives the tray icon's events.
+  kIdPicture1 = 800,
 
-  // Menu commands of the target token menus: group * 100 + entry.
+  // The tray icon's menu mnupop: the entries of mnuPopUp by their place (2 is a separator).
+  kIdMnuPopUp0 = 900,  // "Öffnen"
+  kIdMnuPopUp1,        // "Abbrechen"
+  kIdMnuPopUp3 = kIdMnuPopUp0 + 3,  // "Beenden"
+
+  // Menu commands of the target token menus: menu + entry.
   kIdTokenMenuBase = 1000,
+  kIdMnuDateSub = kIdTokenMenuBase,  // dates
+  kIdMnuFileSub = 1100,              // file size, extension, part of the name
+  kIdMnuExif = 1200,
+  kIdMnuAudio = 1300,
+  kIdMnuDokus = 1400,
+  kIdMnuVersionSub = 1500,
 };
 
 // WM_COPYDATA requests that only a window started with --test-ui accepts.
@@ -157,8 +172,15 @@ inline constexpr unsigned long kCopyDataSelectTab = 0xAB02;   // tab number as d
 // Row number as decimal text: the log list scrolls it into view and paints before answering,
 // so that a caller can time scrolling.
 inline constexpr unsigned long kCopyDataShowLogRow = 0xAB03;
+// No text: every control of the four pages whose caption does not fit it, and every two controls
+// that overlap, are recorded as "LAYOUT|<page>|<control number>|<what>". The answer is the
+// number of such findings plus one (0 means the request was refused).
+inline constexpr unsigned long kCopyDataCheckLayout = 0xAB04;
 
 inline constexpr wchar_t kMainWindowClass[] = L"AblagixMainWindow";
+
+// Posted by the language list: the pages are rebuilt in the language it shows (WM_APP + 3).
+inline constexpr unsigned kChangeLanguageMessage = 0x8000 + 3;
 
 // The icon identifier in the notification area and the message its events arrive with
 // (WM_APP + 2; lParam is the mouse message).

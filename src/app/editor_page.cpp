@@ -12,6 +12,7 @@
 #include "app/win_controls.h"
 #include "desktop/recent_folders.h"
 #include "fileops/path_text.h"
+#include "profiles/language.h"
 #include "profiles/profile_file_choice.h"
 
 namespace ablagix::app {
@@ -21,13 +22,20 @@ namespace {
 constexpr Anchor kWithColumnEdge{0.5f, 0, 0.5f, 0};
 
 constexpr int kLeftX = kMargin;
-constexpr int kLeftWidth = 318;
+constexpr int kLeftWidth = 360;
 constexpr int kRightX = kLeftX + kLeftWidth + 8;
 constexpr int kRightWidth = kPageWidth - kMargin - kRightX;
 constexpr int kInner = 7;  // group box padding
+constexpr int kListArrow = 16;  // what a drop-down list needs beside its text
 
-const wchar_t* const kTokenButtons[] = {L"&Datum \u00BB", L"Da&tei \u00BB", L"&Exif \u00BB",
-                                        L"&Audio \u00BB", L"Doku&mente \u00BB", L"&Version \u00BB"};
+std::array<std::wstring, 6> TokenButtons() {
+  return {Word(L"&Datum \u00BB"), Word(L"Da&tei \u00BB"), Word(L"&Exif \u00BB"),
+          Word(L"&Audio \u00BB"), Word(L"Doku&mente \u00BB"), Word(L"&Version \u00BB")};
+}
+
+// The menus the token buttons open, in the order of the buttons.
+constexpr std::array<int, 6> kTokenMenus = {kIdMnuDateSub, kIdMnuFileSub, kIdMnuExif,
+                                            kIdMnuAudio,   kIdMnuDokus,   kIdMnuVersionSub};
 
 }  // namespace
 
@@ -39,45 +47,51 @@ void MainWindow::BuildEditorPage() {
   const DWORD check = tab | BS_AUTOCHECKBOX;
   const DWORD list = tab | CBS_DROPDOWNLIST | WS_VSCROLL;
   const DWORD combo = tab | CBS_DROPDOWN | CBS_AUTOHSCROLL | WS_VSCROLL;
-  auto label = [&](const wchar_t* text, int x, int y, int w, int id = -1, Anchor a = kFixed) {
+  auto label = [&](const std::wstring& text, int x, int y, int w, int id = -1, Anchor a = kFixed) {
     return l.Add(WC_STATICW, text, SS_LEFT, x, y + 2, w, 8, id, a);
   };
-  auto group = [&](const wchar_t* text, int x, int y, int w, int h, int id, Anchor a) {
+  auto group = [&](const std::wstring& text, int x, int y, int w, int h, int id, Anchor a) {
     return l.Add(WC_BUTTONW, text, BS_GROUPBOX, x, y, w, h, id, a);
   };
 
   // --- Description
-  const int descWidth = metrics_.TextWidth(L"Beschreibung:") + 4;
-  label(L"Besc&hreibung:", kLeftX, kMargin, descWidth, kIdDescriptionLabel);
+  const std::wstring description = Word(L"Besc&hreibung:");
+  const int descWidth = metrics_.TextWidth(description) + 4;
+  label(description, kLeftX, kMargin, descWidth, kIdDescriptionLabel);
   l.Add(WC_EDITW, L"", edit, kLeftX + descWidth, kMargin, kLeftWidth - descWidth, kEditHeight, kIdDescription,
         kLeftHalf, WS_EX_CLIENTEDGE);
 
   // --- Source
   const int gx = kLeftX + kInner;
   const int gr = kLeftX + kLeftWidth - kInner;  // inner right edge of the left column
-  group(L"Quelle", kLeftX, 24, kLeftWidth, 92, kIdSourceGroup, kLeftHalf);
-  const int srcWidth = metrics_.TextWidth(L"Quellverzeichnis") + 4;
-  label(L"&Quellverzeichnis", gx, 36, srcWidth, kIdSourceLabel);
+  group(Word(L"Quelle"), kLeftX, 24, kLeftWidth, 92, kIdSourceGroup, kLeftHalf);
+  const std::wstring sourceCaption = Word(L"&Quellverzeichnis");
+  const int srcWidth = metrics_.TextWidth(sourceCaption) + 4;
+  label(sourceCaption, gx, 36, srcWidth, kIdSourceLabel);
   l.Add(WC_EDITW, L"", edit, gx + srcWidth, 36, gr - gx - srcWidth - 20, kEditHeight, kIdSource, kLeftHalf,
         WS_EX_CLIENTEDGE);
   l.Add(WC_BUTTONW, L"...", tab | BS_PUSHBUTTON, gr - 16, 35, 16, kButtonHeight, kIdSourceBrowse, kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"inklusive &Unterordner", check, gx, 52, 160, 10, kIdSubfolders);
-  label(L"Ordner ausschlie\u00dfen", gx, 63, 160, kIdBlockLabel);
+  l.Add(WC_BUTTONW, Word(L"inklusive &Unterordner"), check, gx, 52, 160, 10, kIdSubfolders);
+  label(Word(L"Ordner ausschlie\u00dfen"), gx, 63, 160, kIdBlockLabel);
+  const std::wstring blockAdd = Word(L"Ordner hinzuf\u00fcgen");
+  const std::wstring blockRemove = Word(L"Ordner entfernen");
+  const int blockButton =
+      std::max({kButtonWidth, metrics_.TextWidth(blockAdd) + 12, metrics_.TextWidth(blockRemove) + 12});
   l.Add(WC_LISTBOXW, L"", tab | WS_BORDER | WS_VSCROLL | LBS_NOINTEGRALHEIGHT | LBS_NOTIFY, gx, 75,
-        gr - gx - kButtonWidth - 4, 34, kIdBlockList, kLeftHalf);
-  l.Add(WC_BUTTONW, L"Ordner hinzuf\u00fcgen", tab | BS_PUSHBUTTON, gr - kButtonWidth, 75, kButtonWidth,
-        kButtonHeight, kIdBlockAdd, kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"Ordner entfernen", tab | BS_PUSHBUTTON, gr - kButtonWidth, 93, kButtonWidth, kButtonHeight,
+        gr - gx - blockButton - 4, 34, kIdBlockList, kLeftHalf);
+  l.Add(WC_BUTTONW, blockAdd, tab | BS_PUSHBUTTON, gr - blockButton, 75, blockButton, kButtonHeight, kIdBlockAdd,
+        kWithColumnEdge);
+  l.Add(WC_BUTTONW, blockRemove, tab | BS_PUSHBUTTON, gr - blockButton, 93, blockButton, kButtonHeight,
         kIdBlockRemove, kWithColumnEdge);
 
   // --- Conditions: check box captions in one column, fields aligned after it
-  group(L"Bedingungen", kLeftX, 120, kLeftWidth, 178, kIdConditionGroup, kLeftHalf);
-  const wchar_t* captions[] = {L"Dateiname (enth\u00e4lt=*):", L"Dateiname enth\u00e4lt nicht *:",
-                               L"Datei enth\u00e4lt Text:",     L"Dateiendung:",
-                               L"Endungen ausschlie\u00dfen:",    L"Datum:",
-                               L"Dateigr\u00f6\u00dfe:",        L"Enth\u00e4lt Metadaten:"};
+  group(Word(L"Bedingungen"), kLeftX, 120, kLeftWidth, 178, kIdConditionGroup, kLeftHalf);
+  const std::wstring captions[] = {Word(L"Dateiname (enth\u00e4lt=*):"), Word(L"Dateiname enth\u00e4lt nicht *:"),
+                                   Word(L"Datei enth\u00e4lt Text:"),     Word(L"Dateiendung:"),
+                                   Word(L"Endungen ausschlie\u00dfen:"),  Word(L"Datum:"),
+                                   Word(L"Dateigr\u00f6\u00dfe:"),       Word(L"Enth\u00e4lt Metadaten:")};
   int captionWidth = 0;
-  for (const wchar_t* c : captions) captionWidth = std::max(captionWidth, metrics_.TextWidth(c));
+  for (const std::wstring& c : captions) captionWidth = std::max(captionWidth, metrics_.TextWidth(c));
   captionWidth += 16;  // the check box itself
   const int fx = gx + captionWidth;
   const int fw = gr - fx;
@@ -86,17 +100,23 @@ void MainWindow::BuildEditorPage() {
   };
   int y = 133;
   row(0, y, kIdNameOn);
-  const int clearWidth = metrics_.TextWidth(L"Verlauf leeren") + 12;
+  const std::wstring clear = Word(L"Verlauf &leeren");
+  const int clearWidth = metrics_.TextWidth(clear) + 12;
   l.Add(WC_COMBOBOXW, L"", combo, fx, y, fw - clearWidth - 3, kEditHeight, kIdName, kLeftHalf);
-  l.Add(WC_BUTTONW, L"Verlauf &leeren", tab | BS_PUSHBUTTON, gr - clearWidth, y - 1, clearWidth, kButtonHeight,
-        kIdNameClear, kWithColumnEdge);
+  l.Add(WC_BUTTONW, clear, tab | BS_PUSHBUTTON, gr - clearWidth, y - 1, clearWidth, kButtonHeight, kIdNameClear,
+        kWithColumnEdge);
   y += 17;
   row(1, y, kIdExcludeNameOn);
   l.Add(WC_EDITW, L"", edit, fx, y, fw, kEditHeight, kIdExcludeName, kLeftHalf, WS_EX_CLIENTEDGE);
   y += 17;
   row(2, y, kIdTextOn);
-  l.Add(WC_EDITW, L"", edit, fx, y, fw, kEditHeight, kIdText, kLeftHalf, WS_EX_CLIENTEDGE);
-  label(L"Achtung: Zeitintensive Suchfunktion!", fx, y + 12, fw, kIdTextWarning, kLeftHalf);
+  HWND text = l.Add(WC_EDITW, L"", edit, fx, y, fw, kEditHeight, kIdText, kLeftHalf, WS_EX_CLIENTEDGE);
+  // How several words are joined, shown in the empty field and, once it holds text, on hovering.
+  const std::wstring textHint =
+      Word(L"Gesuchten Text eingeben: Trennzeichen + alle Suchw\u00f6rter / Trennzeichen | eines oder mehrere");
+  SendMessageW(text, EM_SETCUEBANNER, FALSE, reinterpret_cast<LPARAM>(textHint.c_str()));
+  AddTooltip(pages_[kEditorPage], text, textHint);
+  label(Word(L"Achtung: Zeitintensive Suchfunktion!"), fx, y + 12, fw, kIdTextWarning, kLeftHalf);
   y += 27;
   row(3, y, kIdIncludeOn);
   const int includeWidth = std::min(110, fw / 2);
@@ -109,7 +129,19 @@ void MainWindow::BuildEditorPage() {
   y += 17;
   row(5, y, kIdDateOn);
   {
-    const int kind = fw * 32 / 100, cmp = fw * 26 / 100, amount = fw * 16 / 100;
+    // The lists as wide as their longest entry; the amount takes what is left.
+    auto widest = [&](std::initializer_list<std::wstring_view> entries) {
+      int width = 0;
+      for (std::wstring_view entry : entries) width = std::max(width, metrics_.TextWidth(WordOf(entry)));
+      return width + kListArrow;
+    };
+    const int kind = widest({kDateKindEntries[0], kDateKindEntries[1]});
+    const int cmp = widest({kDateComparatorEntries[0], kDateComparatorEntries[1], kSizeComparatorEntries[0],
+                            kSizeComparatorEntries[1]});
+    int unit = 0;
+    for (std::wstring_view entry : kDateUnitEntries) unit = std::max(unit, widest({entry}));
+    for (std::wstring_view entry : kSizeUnitEntries) unit = std::max(unit, widest({entry}));
+    const int amount = fw - kind - cmp - unit - 9;
     l.Add(WC_COMBOBOXW, L"", list, fx, y, kind, kEditHeight, kIdDateKind);
     l.Add(WC_COMBOBOXW, L"", list, fx + kind + 3, y, cmp, kEditHeight, kIdDateComparator);
     l.Add(WC_EDITW, L"", edit | ES_NUMBER, fx + kind + cmp + 6, y, amount, kEditHeight, kIdDateAmount, kFixed,
@@ -125,51 +157,58 @@ void MainWindow::BuildEditorPage() {
           kIdSizeUnit);
     y += 17;
     row(7, y, kIdMetadataOn);
-    const int name = kind + cmp + 3;
+    // The field list shows whole entries such as "Dokumente --->%Revision Nummer%".
+    int name = kind + cmp + 3;
+    for (const std::wstring& entry : MetadataListEntries()) {
+      name = std::max(name, metrics_.TextWidth(entry) + kListArrow);
+    }
+    const int comparator = widest({L">", L"<", L"="});
     l.Add(WC_COMBOBOXW, L"", list, fx, y, name, kEditHeight, kIdCombo10);
-    l.Add(WC_COMBOBOXW, L"", list, fx + name + 3, y, amount, kEditHeight, kIdMetadataComparator);
-    l.Add(WC_EDITW, L"", edit, fx + name + amount + 6, y, fw - name - amount - 6, kEditHeight, kIdMetadataValue,
-          kLeftHalf, WS_EX_CLIENTEDGE);
+    l.Add(WC_COMBOBOXW, L"", list, fx + name + 3, y, comparator, kEditHeight, kIdMetadataComparator);
+    l.Add(WC_EDITW, L"", edit, fx + name + comparator + 6, y, fw - name - comparator - 6, kEditHeight,
+          kIdMetadataValue, kLeftHalf, WS_EX_CLIENTEDGE);
   }
   y += 18;
-  l.Add(WC_BUTTONW, L"Gro\u00df- und &Kleinschreibung beachten", check, gx, y, 200, 10, kIdMatchCase);
+  l.Add(WC_BUTTONW, Word(L"Gro\u00df- und &Kleinschreibung beachten"), check, gx, y, gr - gx, 10, kIdMatchCase,
+        kLeftHalf);
 
   // --- Action
   const int rx = kRightX + kInner;
   const int rr = kRightX + kRightWidth - kInner;
   const int half = (rr - rx) / 2;
-  group(L"dann diese Aktion durchf\u00fchren", kRightX, kMargin, kRightWidth, 56, kIdActionGroup, kRightHalf);
+  group(Word(L"dann diese Aktion durchf\u00fchren"), kRightX, kMargin, kRightWidth, 56, kIdActionGroup, kRightHalf);
   for (int i = 0; i < 6; ++i) {
     DWORD style = tab | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
-    l.Add(WC_BUTTONW, kActionEntries[static_cast<size_t>(i)], style, rx + (i / 3) * half, 20 + (i % 3) * 12,
-          half - 2, 10, kIdActionFirst + i, kWithColumnEdge);
+    l.Add(WC_BUTTONW, WordOf(kActionEntries[static_cast<size_t>(i)]), style, rx + (i / 3) * half,
+          20 + (i % 3) * 12, half - 2, 10, kIdActionFirst + i, kWithColumnEdge);
   }
 
   // --- Target
-  group(L"Zielverzeichnis", kRightX, 67, kRightWidth, 84, kIdTargetGroup, kRightHalf);
+  group(Word(L"Zielverzeichnis"), kRightX, 67, kRightWidth, 84, kIdTargetGroup, kRightHalf);
   l.Add(WC_EDITW, L"", edit | WS_GROUP, rx, 80, rr - rx - 20, kEditHeight, kIdTxtName, kRightHalf, WS_EX_CLIENTEDGE);
   l.Add(WC_BUTTONW, L"...", tab | BS_PUSHBUTTON, rr - 16, 79, 16, kButtonHeight, kIdTargetBrowse, kMoveX);
   const int third = (rr - rx - 6) / 3;
+  const std::array<std::wstring, 6> tokenButtons = TokenButtons();
   for (int i = 0; i < 6; ++i) {
-    l.Add(WC_BUTTONW, kTokenButtons[i], tab | BS_PUSHBUTTON, rx + (i % 3) * (third + 3), 97 + (i / 3) * 17, third,
-          kButtonHeight, kIdTokenDates + i, kWithColumnEdge);
+    l.Add(WC_BUTTONW, tokenButtons[static_cast<size_t>(i)], tab | BS_PUSHBUTTON, rx + (i % 3) * (third + 3),
+          97 + (i / 3) * 17, third, kButtonHeight, kIdTokenDates + i, kWithColumnEdge);
   }
-  l.Add(WC_BUTTONW, L"&Ordnerstruktur aus dem Quellverzeichnis \u00fcbernehmen", check, rx, 135, rr - rx, 10,
+  l.Add(WC_BUTTONW, Word(L"&Ordnerstruktur aus dem Quellverzeichnis \u00fcbernehmen"), check, rx, 135, rr - rx, 10,
         kIdFolderStructure, kRightHalf);
 
   // --- Collision
-  group(L"Wenn Datei bereits existiert:", kRightX, 155, kRightWidth, 50, kIdCollisionGroup, kRightHalf);
+  group(Word(L"Wenn Datei bereits existiert:"), kRightX, 155, kRightWidth, 50, kIdCollisionGroup, kRightHalf);
   for (int i = 0; i < 3; ++i) {
     DWORD style = tab | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
-    l.Add(WC_BUTTONW, kCollisionEntries[static_cast<size_t>(i)], style, rx, 168 + i * 12, rr - rx, 10,
+    l.Add(WC_BUTTONW, WordOf(kCollisionEntries[static_cast<size_t>(i)]), style, rx, 168 + i * 12, rr - rx, 10,
           kIdCollisionFirst + i, kRightHalf);
   }
 
   // --- Zip
-  group(L"Zip-Archive", kRightX, 209, kRightWidth, 45, kIdZipGroup, kRightHalf);
-  l.Add(WC_BUTTONW, L"Zip-Archiv erstellen (separate Dateien)", check | WS_GROUP, rx, 222, rr - rx, 10,
+  group(Word(L"Zip-Archive"), kRightX, 209, kRightWidth, 45, kIdZipGroup, kRightHalf);
+  l.Add(WC_BUTTONW, Word(L"Zip-Archiv erstellen (separate Dateien)"), check | WS_GROUP, rx, 222, rr - rx, 10,
         kIdZipSeparate, kRightHalf);
-  const wchar_t* zipOne = L"Zip-Archiv erstellen (eine Datei)   Name:";
+  const std::wstring zipOne = Word(L"Zip-Archiv erstellen (eine Datei)   Name:");
   const int zipOneWidth = metrics_.TextWidth(zipOne) + 16;
   l.Add(WC_BUTTONW, zipOne, check, rx, 237, zipOneWidth, 10, kIdZipOne, kWithColumnEdge);
   HWND zipName = l.Add(WC_EDITW, L"", edit, rx + zipOneWidth + 2, 236, rr - rx - zipOneWidth - 2, kEditHeight,
@@ -178,25 +217,30 @@ void MainWindow::BuildEditorPage() {
 
   // --- Commands
   const int by = kPageHeight - kMargin - kButtonHeight;
-  const wchar_t* left[] = {L"&Neues Profil", L"Profil &speichern", L"L\u00f6schen"};
+  const std::wstring left[] = {Word(L"&Neues Profil"), Word(L"Profil &speichern"), Word(L"L\u00f6schen")};
+  int leftWidth = kButtonWidth;
+  for (const std::wstring& caption : left) leftWidth = std::max(leftWidth, metrics_.TextWidth(caption) + 12);
   for (int i = 0; i < 3; ++i) {
-    l.Add(WC_BUTTONW, left[i], tab | BS_PUSHBUTTON, kLeftX + i * (kButtonWidth + 4), by, kButtonWidth,
-          kButtonHeight, kIdNewProfile + i, kMoveY);
+    l.Add(WC_BUTTONW, left[i], tab | BS_PUSHBUTTON, kLeftX + i * (leftWidth + 4), by, leftWidth, kButtonHeight,
+          kIdNewProfile + i, kMoveY);
   }
-  const int wide = std::max(kButtonWidth, metrics_.TextWidth(L"Neue Profildatei erstellen...") + 12);
-  l.Add(WC_BUTTONW, L"&Profil-Datei laden...", tab | BS_PUSHBUTTON, kPageWidth - kMargin - 2 * wide - 4, by, wide,
-        kButtonHeight, kIdLoadProfileFile, kMoveXY);
-  l.Add(WC_BUTTONW, L"Neue Profildatei e&rstellen...", tab | BS_PUSHBUTTON, kPageWidth - kMargin - wide, by, wide,
-        kButtonHeight, kIdCreateProfileFile, kMoveXY);
+  const std::wstring load = Word(L"&Profil-Datei laden...");
+  const std::wstring create = Word(L"Neue Profildatei e&rstellen...");
+  const int wide = std::max({kButtonWidth, metrics_.TextWidth(load) + 12, metrics_.TextWidth(create) + 12});
+  l.Add(WC_BUTTONW, load, tab | BS_PUSHBUTTON, kPageWidth - kMargin - 2 * wide - 4, by, wide, kButtonHeight,
+        kIdLoadProfileFile, kMoveXY);
+  l.Add(WC_BUTTONW, create, tab | BS_PUSHBUTTON, kPageWidth - kMargin - wide, by, wide, kButtonHeight,
+        kIdCreateProfileFile, kMoveXY);
 
-  FillCombo(Item(kIdDateKind), kDateKindEntries);
-  FillCombo(Item(kIdDateComparator), kDateComparatorEntries);
-  FillCombo(Item(kIdDateUnit), kDateUnitEntries);
-  FillCombo(Item(kIdSizeComparator), kSizeComparatorEntries);
-  FillCombo(Item(kIdSizeUnit), kSizeUnitEntries);
+  FillComboWords(Item(kIdDateKind), kDateKindEntries);
+  FillComboWords(Item(kIdDateComparator), kDateComparatorEntries);
+  FillComboWords(Item(kIdDateUnit), kDateUnitEntries);
+  FillComboWords(Item(kIdSizeComparator), kSizeComparatorEntries);
+  FillComboWords(Item(kIdSizeUnit), kSizeUnitEntries);
   FillCombo(Item(kIdMetadataComparator), kMetadataComparatorEntries);
+  editor_.TranslateMetadataEntries();
   FillCombo(Item(kIdCombo10), editor_.metadataEntries());
-  FillCombo(Item(kIdExclude), kExcludeExtensionEntries);
+  FillComboWords(Item(kIdExclude), kExcludeExtensionEntries);
 }
 
 LRESULT CALLBACK MainWindow::TextBox6Proc(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
@@ -212,7 +256,9 @@ LRESULT CALLBACK MainWindow::TextBox6Proc(HWND window, UINT message, WPARAM wPar
 void MainWindow::FillNameHistory() {
   HWND name = Item(kIdName);
   std::wstring text = GetText(name);
-  FillCombo(name, nameHistory_);
+  std::vector<std::wstring> shown;
+  for (const std::wstring& entry : nameHistory_) shown.push_back(ListWordShown(entry));
+  FillCombo(name, shown);
   SetText(name, text);
 }
 
@@ -247,11 +293,11 @@ void MainWindow::EditorToControls() {
   for (const auto& folder : v.blockedFolders) {
     SendMessageW(block, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(folder.c_str()));
   }
-  SetText(Item(kIdName), v.namePattern);
+  SetText(Item(kIdName), ListWordShown(v.namePattern));
   SetText(Item(kIdExcludeName), v.excludeName);
   SetText(Item(kIdText), v.text);
-  SetText(Item(kIdInclude), v.includeExtText);
-  SetText(Item(kIdExclude), v.excludeExt);
+  SetText(Item(kIdInclude), ListWordShown(v.includeExtText));
+  SetText(Item(kIdExclude), ListWordShown(v.excludeExt));
   SetComboPos(Item(kIdDateKind), v.dateKindPos);
   SetComboPos(Item(kIdDateComparator), v.dateComparatorPos);
   SetText(Item(kIdDateAmount), v.dateAmount);
@@ -302,15 +348,15 @@ void MainWindow::ControlsToEditor() {
   v.includeSubfolders = IsOn(Item(kIdSubfolders));
   v.blockedFolders = ListBoxEntries(Item(kIdBlockList));
   v.nameOn = IsOn(Item(kIdNameOn));
-  v.namePattern = GetText(Item(kIdName));
+  v.namePattern = ListWordStored(GetText(Item(kIdName)), kAllFilesEntry);
   v.excludeNameOn = IsOn(Item(kIdExcludeNameOn));
   v.excludeName = GetText(Item(kIdExcludeName));
   v.textOn = IsOn(Item(kIdTextOn));
   v.text = GetText(Item(kIdText));
   v.includeExtOn = IsOn(Item(kIdIncludeOn));
-  v.includeExtText = GetText(Item(kIdInclude));
+  v.includeExtText = ListWordStored(GetText(Item(kIdInclude)), kAllFilesEntry);
   v.excludeExtOn = IsOn(Item(kIdExcludeOn));
-  v.excludeExt = GetText(Item(kIdExclude));
+  v.excludeExt = ListWordStored(GetText(Item(kIdExclude)), kNoExcludeEntry);
   v.dateOn = IsOn(Item(kIdDateOn));
   v.dateKindPos = ComboPos(Item(kIdDateKind));
   v.dateComparatorPos = ComboPos(Item(kIdDateComparator));
@@ -388,7 +434,7 @@ void MainWindow::OnEditorCommand(int id, int code) {
   if (code != BN_CLICKED) return;
   switch (id) {
     case kIdSourceBrowse:
-      if (auto folder = ui_.ChooseFolder(L"Quellverzeichnis")) SetText(Item(kIdSource), *folder);
+      if (auto folder = ui_.ChooseFolder(Word(L"Quellverzeichnis"))) SetText(Item(kIdSource), *folder);
       return;
     case kIdTargetBrowse: {
       // Targets come back again and again: they are picked from the recently used ones.
@@ -397,7 +443,7 @@ void MainWindow::OnEditorCommand(int id, int code) {
       return;
     }
     case kIdBlockAdd:
-      if (auto folder = ui_.ChooseFolder(L"Ordner ausschlie\u00dfen")) {
+      if (auto folder = ui_.ChooseFolder(Word(L"Ordner ausschlie\u00dfen"))) {
         SendMessageW(Item(kIdBlockList), LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(folder->c_str()));
         editor_.FieldChanged();
       }
@@ -453,7 +499,7 @@ bool MainWindow::SaveProfile() {
   }
   editor_.isFilling = true;
   editor_.values.includeExtText = outcome.filterShown;
-  SetText(Item(kIdInclude), outcome.filterShown);
+  SetText(Item(kIdInclude), ListWordShown(outcome.filterShown));
   editor_.isFilling = false;
   if (editor_.values.nameOn) {
     RememberNamePattern(nameHistory_, editor_.values.namePattern);
@@ -484,8 +530,8 @@ void MainWindow::DeleteProfiles() {
 void MainWindow::LoadProfileFile() {
   if (!askIfSaveProfil()) return;
   FileDialogArgs args;
-  args.title = L"Neue IniDatei laden";
-  args.filter = L"Ini Dateien|*.ini*";
+  args.title = Word(L"Neue IniDatei laden");
+  args.filter = Word(L"Ini Dateien|*.ini*");
   args.folder = FolderPart(profileFile_);
   std::optional<std::wstring> path = ui_.OpenFile(args);
   if (!path || path->empty()) return;
@@ -498,8 +544,8 @@ void MainWindow::LoadProfileFile() {
 void MainWindow::CreateProfileFile() {
   if (!askIfSaveProfil()) return;
   FileDialogArgs args;
-  args.title = L"Neue Profildatei erstellen";
-  args.filter = L".ini Dateien (*.ini)|*.ini";
+  args.title = Word(L"Neue Profildatei erstellen");
+  args.filter = Word(L".ini Dateien (*.ini)|*.ini");
   args.folder = folders_.SettingsFolder;
   args.suggestedName = L"AXProfilDatei.ini";
   args.defaultExtension = L"ini";
@@ -516,7 +562,8 @@ void MainWindow::ShowTokenMenu(int buttonId) {
   const int group = buttonId - kIdTokenDates;
   HMENU menu = CreatePopupMenu();
   auto add = [&](int index, std::wstring caption) {
-    AppendMenuW(menu, MF_STRING, static_cast<UINT_PTR>(kIdTokenMenuBase + group * 100 + index), caption.c_str());
+    AppendMenuW(menu, MF_STRING, static_cast<UINT_PTR>(kTokenMenus[static_cast<size_t>(group)] + index),
+                caption.c_str());
   };
   auto addNames = [&](const auto& names) {
     int i = 0;
@@ -553,7 +600,7 @@ void MainWindow::InsertToken(int commandId) {
     case 1:
       if (index < kFileTokens.size()) {
         token = kFileTokens[index];
-      } else if (auto answer = ui_.AskText(L"Eingabe", std::wstring(kNamePartPrompt), L"[3-8]")) {
+      } else if (auto answer = ui_.AskText(Word(L"Eingabe"), WordOf(kNamePartPrompt), L"[3-8]")) {
         if (!answer->empty()) token = NamePartToken(*answer);
       }
       break;

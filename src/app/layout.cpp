@@ -55,6 +55,7 @@ void Layout::Begin(HWND page, const FontMetrics* metrics, int designWidth, int d
   metrics_ = metrics;
   designWidth_ = designWidth;
   designHeight_ = designHeight;
+  items_.clear();
 }
 
 HWND Layout::Add(const wchar_t* windowClass, std::wstring_view text, DWORD style, int x, int y,

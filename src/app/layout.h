@@ -47,6 +47,7 @@ FontMetrics MakeFontMetrics(int dpi);
 
 class Layout {
  public:
+  // Starts the page anew; controls added before are forgotten (the caller destroys them).
   void Begin(HWND page, const FontMetrics* metrics, int designWidth, int designHeight);
   HWND Add(const wchar_t* windowClass, std::wstring_view text, DWORD style, int x, int y, int w,
            int h, int id, Anchor anchor = kFixed, DWORD exStyle = 0);

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <vector>
 
 #include "app/control_ids.h"
 #include "app/main_window.h"
@@ -15,7 +17,10 @@
 #include "desktop/companion.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "log/export_text.h"
 #include "log/log_save.h"
+#include "profiles/language.h"
+#include "profiles/settings.h"
 
 namespace ablagix::app {
 namespace {
@@ -62,10 +67,57 @@ class WindowCompanionHost : public CompanionHost {
   std::wstring settingsFile_;
 };
 
+bool OwnWindowActive() {
+  DWORD process = 0;
+  HWND front = GetForegroundWindow();
+  return front != nullptr && GetWindowThreadProcessId(front, &process) != 0 && process == GetCurrentProcessId();
+}
+
+// The window's questions while a report is written, and its input: between rows pending
+// messages are handled (a few dozen times a second: the bar moves, the window repaints and
+// answers), and Esc in one of this program's windows ends the export with "Abbruch".
+class ExportUi : public UiPort {
+ public:
+  ExportUi(AppUi& ui, std::function<bool(MSG*)> preTranslate) : ui_(ui), preTranslate_(std::move(preTranslate)) {}
+  MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override {
+    return ui_.ShowMessage(text, icon, buttons);
+  }
+  bool PollForAbort() override {
+    const ULONGLONG now = GetTickCount64();
+    if (now - lastPoll_ < 20) return false;
+    lastPoll_ = now;
+    bool escape = false;
+    if (HIWORD(GetQueueStatus(QS_ALLINPUT)) != 0) {
+      MSG message;
+      while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        if (message.message == WM_QUIT) {
+          PostQuitMessage(static_cast<int>(message.wParam));
+          break;
+        }
+        if (message.message == WM_KEYDOWN && message.wParam == VK_ESCAPE) {
+          escape = true;
+          continue;
+        }
+        if (!preTranslate_(&message)) {
+          TranslateMessage(&message);
+          DispatchMessageW(&message);
+        }
+      }
+    }
+    return escape || ((GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0 && OwnWindowActive());
+  }
+
+ private:
+  AppUi& ui_;
+  std::function<bool(MSG*)> preTranslate_;
+  ULONGLONG lastPoll_ = 0;
+};
+
 class WindowLogSaveHost : public LogSaveHost {
  public:
-  WindowLogSaveHost(AppUi& ui, ExportProgress* progress) : ui_(ui), progress_(progress) {}
-  UiPort& ui() override { return ui_; }
+  WindowLogSaveHost(AppUi& ui, UiPort& exportUi, ExportProgress* progress)
+      : ui_(ui), exportUi_(exportUi), progress_(progress) {}
+  UiPort& ui() override { return exportUi_; }
   LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
   std::optional<std::wstring> AskSavePath(const SaveDialogRequest& request) override {
     FileDialogArgs args;
@@ -81,8 +133,29 @@ class WindowLogSaveHost : public LogSaveHost {
 
  private:
   AppUi& ui_;
+  UiPort& exportUi_;
   ExportProgress* progress_;
 };
+
+// Set on the log list once the stored column order has been applied to it.
+constexpr wchar_t kOrderRestored[] = L"AblagixLogOrderRestored";
+// Posted to the log list after a header was dragged, when the new order is in place.
+constexpr UINT kStoreLogOrder = WM_APP + 0x31;
+
+// The order stored when the headers were last dragged, applied once the settings are read:
+// when the list is first painted, or before its first report.
+void RestoreColumnOrderOnce(HWND list, const std::vector<int>& stored) {
+  if (GetPropW(list, kOrderRestored)) return;
+  SetPropW(list, kOrderRestored, reinterpret_cast<HANDLE>(1));
+  std::vector<int> order = LogColumnOrderOrDefault(stored);
+  ListView_SetColumnOrderArray(list, kLogColumnCount, order.data());
+}
+
+std::vector<int> ColumnOrderOf(HWND list) {
+  std::vector<int> order(kLogColumnCount);
+  if (!ListView_GetColumnOrderArray(list, kLogColumnCount, order.data())) return {};
+  return order;
+}
 
 }  // namespace
 
@@ -119,7 +192,7 @@ void MainWindow::BuildLogPage() {
   // Owner data: the rows stay in the log model and the list asks only for what it shows, so
   // a log of a hundred thousand rows appears at once.
   HWND list = l.Add(WC_LISTVIEWW, L"", WS_TABSTOP | WS_BORDER | LVS_REPORT | LVS_SHOWSELALWAYS | LVS_OWNERDATA,
-                    kMargin, kMargin, W - 2 * kMargin, statusY - 5 - kMargin, kIdLogList, kStretchXY);
+                    kMargin, kMargin, W - 2 * kMargin, statusY - 5 - kMargin, kIdExListviewLOG, kStretchXY);
   ListView_SetExtendedListViewStyle(list, LVS_EX_CHECKBOXES | LVS_EX_FULLROWSELECT | LVS_EX_HEADERDRAGDROP |
                                               LVS_EX_GRIDLINES | LVS_EX_DOUBLEBUFFER | LVS_EX_LABELTIP);
   // The check boxes live in the model; the list asks for them with the texts.
@@ -127,7 +200,7 @@ void MainWindow::BuildLogPage() {
   for (int i = 0; i < kLogColumnCount; ++i) {
     LVCOLUMNW column{};
     column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
-    std::wstring caption(kLogColumns[static_cast<size_t>(i)].text);
+    std::wstring caption = WordOf(kLogColumns[static_cast<size_t>(i)].text);
     column.pszText = caption.data();
     column.cx = MulDiv(kLogColumns[static_cast<size_t>(i)].width, metrics_.dpi, 96);
     column.iSubItem = i;
@@ -144,34 +217,54 @@ void MainWindow::BuildLogPage() {
 
   const DWORD push = WS_TABSTOP | BS_PUSHBUTTON;
   // The label names the chooser (its mnemonic reaches it) where a cue text is not drawn.
-  const wchar_t* chooserCaption = L"&Haken:";
+  const std::wstring chooserCaption = Word(L"&Haken:");
   const int captionWidth = metrics_.TextWidth(chooserCaption) + 2;
   l.Add(WC_STATICW, chooserCaption, SS_LEFT, kMargin, buttonsY + 3, captionWidth, 8, kIdLogChooserCaption, kMoveY);
   const int chooserX = kMargin + captionWidth + 3;
-  HWND chooser = l.Add(WC_COMBOBOXW, L"", WS_TABSTOP | CBS_DROPDOWNLIST | WS_VSCROLL, chooserX, buttonsY, 150,
-                       kEditHeight, kIdLogChooser, kMoveY);
-  FillCombo(chooser, kComboBox1Entries);
-  SendMessageW(chooser, CB_SETCUEBANNER, 0, reinterpret_cast<LPARAM>(L"Haken setzen oder entfernen ..."));
-  const wchar_t* clear = L"Log &l\u00f6schen";
-  const wchar_t* checked = L"Ausf\u00fchren nur bei an&gehakten Dateien";
-  const wchar_t* save = L"Log s&peichern...";
-  l.Add(WC_BUTTONW, clear, push, chooserX + 154, buttonsY, kButtonWidth, kButtonHeight, kIdLogClear, kMoveY);
+  int chooserWidth = 150;
+  for (std::wstring_view entry : kComboBox1Entries) {
+    chooserWidth = std::max(chooserWidth, metrics_.TextWidth(WordOf(entry)) + 20);  // and the drop-down arrow
+  }
+  HWND chooser = l.Add(WC_COMBOBOXW, L"", WS_TABSTOP | CBS_DROPDOWNLIST | WS_VSCROLL, chooserX, buttonsY,
+                       chooserWidth, kEditHeight, kIdComboBox1, kMoveY);
+  FillComboWords(chooser, kComboBox1Entries);
+  const std::wstring cue = Word(L"Haken setzen oder entfernen ...");
+  SendMessageW(chooser, CB_SETCUEBANNER, 0, reinterpret_cast<LPARAM>(cue.c_str()));
+  const std::wstring clear = Word(L"Log &l\u00f6schen");
+  const std::wstring checked = Word(L"Ausf\u00fchren nur bei an&gehakten Dateien");
+  const std::wstring save = Word(L"Log s&peichern...");
+  const int clearWidth = std::max(kButtonWidth, metrics_.TextWidth(clear) + 12);
+  const int saveWidth = std::max(kButtonWidth, metrics_.TextWidth(save) + 12);
   const int checkedWidth = std::max(kButtonWidth, metrics_.TextWidth(checked) + 12);
-  l.Add(WC_BUTTONW, save, push, W - kMargin - kButtonWidth, buttonsY, kButtonWidth, kButtonHeight, kIdLogSave,
-        kMoveXY);
-  l.Add(WC_BUTTONW, checked, push, W - kMargin - kButtonWidth - 4 - checkedWidth, buttonsY, checkedWidth,
-        kButtonHeight, kIdLogRunChecked, kMoveXY);
-  AddTooltip(pages_[kLogPage], Item(kIdLogRunChecked),
-             L"F\u00fchrt die Aktion jeder angehakten Zeile f\u00fcr ihre Datei noch einmal aus");
-  AddTooltip(pages_[kLogPage], Item(kIdLogSave), L"Speichert das Log im gew\u00e4hlten Format (Einstellungen)");
+  l.Add(WC_BUTTONW, clear, push, chooserX + chooserWidth + 4, buttonsY, clearWidth, kButtonHeight, kIdLogClear,
+        kMoveY);
+  l.Add(WC_BUTTONW, save, push, W - kMargin - saveWidth, buttonsY, saveWidth, kButtonHeight, kIdLogSave, kMoveXY);
+  l.Add(WC_BUTTONW, checked, push, W - kMargin - saveWidth - 4 - checkedWidth, buttonsY, checkedWidth,
+        kButtonHeight, kIdCommandButton7, kMoveXY);
+  AddTooltip(pages_[kLogPage], Item(kIdCommandButton7),
+             Word(L"F\u00fchrt die Aktion jeder angehakten Zeile f\u00fcr ihre Datei noch einmal aus"));
+  AddTooltip(pages_[kLogPage], Item(kIdLogSave), Word(L"Speichert das Log im gew\u00e4hlten Format (Einstellungen)"));
   SetLogEmptyText(L"");
 }
 
 // Draws the empty-list text, which the list holds as its window text so that screen readers
 // name the empty list by it.
 LRESULT CALLBACK MainWindow::LogListProc(HWND list, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
-                                         DWORD_PTR) {
+                                         DWORD_PTR data) {
+  auto* self = reinterpret_cast<MainWindow*>(data);
+  if (message == WM_PAINT) RestoreColumnOrderOnce(list, self->settings_.LogHeaderPosition);
+  if (message == WM_NCDESTROY) RemovePropW(list, kOrderRestored);
+  if (message == kStoreLogOrder) {
+    // The order the user dragged the headers into is kept for the reports of ablagix-cli and
+    // for the next start.
+    self->settings_.LogHeaderPosition = ColumnOrderOf(list);
+    self->SaveSetting(L"LogHeaderPosition", ColumnOrderText(self->settings_.LogHeaderPosition));
+    return 0;
+  }
   LRESULT result = DefSubclassProc(list, message, wParam, lParam);
+  if (message == WM_NOTIFY && reinterpret_cast<NMHDR*>(lParam)->code == HDN_ENDDRAG) {
+    PostMessageW(list, kStoreLogOrder, 0, 0);
+  }
   if (message == WM_PAINT && ListView_GetItemCount(list) == 0 && GetWindowTextLengthW(list) > 0) {
     RECT area{};
     GetClientRect(list, &area);
@@ -194,10 +287,13 @@ LRESULT CALLBACK MainWindow::LogListProc(HWND list, UINT message, WPARAM wParam,
   return result;
 }
 
-void MainWindow::SetLogEmptyText(std::wstring_view text) { SetText(Item(kIdLogList), text); }
+void MainWindow::SetLogEmptyText(std::wstring_view text) {
+  logEmptyText_ = std::wstring(text);
+  SetText(Item(kIdExListviewLOG), text.empty() ? std::wstring() : WordOf(text));
+}
 
 void MainWindow::ShowLogRows() {
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL);
   InvalidateRect(list, nullptr, TRUE);
   if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
@@ -305,12 +401,12 @@ LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
 
 // New rows are appended unsorted, so the header no longer shows an order.
 void MainWindow::HideSortArrow() {
-  SetSortArrow(ListView_GetHeader(Item(kIdLogList)), log_.sortedColumn(), 0);
+  SetSortArrow(ListView_GetHeader(Item(kIdExListviewLOG)), log_.sortedColumn(), 0);
 }
 
 void MainWindow::SortLog(int column) {
   if (column < 0 || column >= kLogColumnCount) return;
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   SetCursor(LoadCursorW(nullptr, IDC_WAIT));
   const LogSortResult sorted = log_.SortByColumn(column);
   HWND header = ListView_GetHeader(list);
@@ -323,12 +419,12 @@ void MainWindow::SortLog(int column) {
 }
 
 void MainWindow::OnLogChooser() {
-  HWND chooser = Item(kIdLogChooser);
+  HWND chooser = Item(kIdComboBox1);
   const int position = ComboPos(chooser);
   // The shown entry is cleared at once, so that the same entry can be picked again.
   SetComboPos(chooser, -1);
   if (position < 0 || position >= static_cast<int>(kComboBox1Entries.size()) || running_) return;
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   LogSelection selection;
   const int focused = ListView_GetNextItem(list, -1, LVNI_FOCUSED | LVNI_SELECTED);
   const int first = ListView_GetNextItem(list, -1, LVNI_SELECTED);
@@ -349,7 +445,7 @@ void MainWindow::OnLogChooser() {
 void MainWindow::OnClearLog() {
   if (running_) return;
   log_.Clear();
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   ListView_SetItemState(list, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
   ShowLogRows();
   SetStatus(L"");
@@ -363,12 +459,31 @@ void MainWindow::OpenLogRow(size_t row) {
 
 LogSaveResult MainWindow::SaveLogNow(bool automatic) {
   ControlsToSettings();
+  // Text and CSV follow the columns as the list shows them.
+  RestoreColumnOrderOnce(Item(kIdExListviewLOG), settings_.LogHeaderPosition);
+  settings_.LogHeaderPosition = ColumnOrderOf(Item(kIdExListviewLOG));
+  // The window answers while the report is written, so nothing may change the log meanwhile:
+  // the same guard as a run (after a run, the run's own guard is still up).
+  const bool inRun = running_;
+  if (!inRun) {
+    running_ = true;
+    timer_.SetBusy(true);
+    for (int id : kRunControls) EnableWindow(Item(id), FALSE);
+    SetStatus(L"Log wird gespeichert \u2026 (Esc bricht ab)");
+  }
   BarProgress progress(*this);
-  WindowLogSaveHost host(ui_, &progress);
+  ExportUi exportUi(ui_, [this](MSG* message) { return PreTranslate(message); });
+  WindowLogSaveHost host(ui_, exportUi, &progress);
   SetCursor(LoadCursorW(nullptr, IDC_WAIT));
   LogSaveResult result = SaveLog(log_, settings_, folders_.SettingsFilePath, automatic, host);
   SetCursor(LoadCursorW(nullptr, IDC_ARROW));
   ShowProgress(false);
+  if (!inRun) {
+    for (int id : kRunControls) EnableWindow(Item(id), TRUE);
+    timer_.SetBusy(false);
+    running_ = false;
+    if (closeAfterRun_) PostMessageW(window_, WM_CLOSE, 0, 0);
+  }
   return result;
 }
 

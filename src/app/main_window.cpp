@@ -4,6 +4,7 @@
 #include <commctrl.h>
 
 #include "app/control_ids.h"
+#include "app/layout_check.h"
 #include "app/screenshot.h"
 #include "app/win_controls.h"
 #include "base/abort_flag.h"
@@ -12,6 +13,7 @@
 #include "fileops/path_text.h"
 #include "engine/zip_actions.h"
 #include "profiles/ini_file.h"
+#include "profiles/language.h"
 #include "zip/sfx_archive.h"
 #include "profiles/profile_file_choice.h"
 #include "profiles/window_rect.h"
@@ -20,8 +22,21 @@ namespace ablagix::app {
 namespace {
 
 constexpr wchar_t kPageClass[] = L"AblagixPage";
-constexpr std::array<const wchar_t*, kPageCount> kTabCaptions = {
-    L"Profile ausf\u00fchren", L"Profile bearbeiten", L"Einstellungen", L"Log-Dateien"};
+
+std::wstring TabCaption(int page) {
+  switch (page) {
+    case kRunPage: return Word(L"Profile ausf\u00fchren");
+    case kEditorPage: return Word(L"Profile bearbeiten");
+    case kSettingsPage: return Word(L"Einstellungen");
+    default: return Word(L"Log-Dateien");
+  }
+}
+
+// Picture1 hands the tray icon's events to the main window.
+LRESULT CALLBACK Picture1Proc(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR, DWORD_PTR) {
+  if (message == kTrayMessage) return SendMessageW(GetParent(window), message, wParam, lParam);
+  return DefSubclassProc(window, message, wParam, lParam);
+}
 
 int WindowDpi(HWND window) {
   UINT dpi = window ? GetDpiForWindow(window) : 0;
@@ -76,6 +91,13 @@ bool MainWindow::Create(int showCommand) {
   frame.lpszClassName = kMainWindowClass;
   RegisterClassExW(&frame);
 
+  // The settings come first: the chosen language decides every caption the pages are built with.
+  folders_ = FoldersFor(options_);
+  SetSettingsFolders(folders_);
+  settings_ = ReadAppSettings(folders_.SettingsFilePath);
+  SetProgramFolder(ExecutableFolder());
+  SetCurrentLanguage(LanguageForChoice(settings_.AXSprache));
+
   WNDCLASSEXW page = frame;
   page.lpfnWndProc = PageProc;
   page.hIcon = nullptr;
@@ -102,7 +124,7 @@ bool MainWindow::PreTranslate(MSG* message) {
     return true;
   }
   // Enter on a log row opens its file, so the list gets the key before the dialog handling.
-  if (message->message == WM_KEYDOWN && message->wParam == VK_RETURN && message->hwnd == Item(kIdLogList)) {
+  if (message->message == WM_KEYDOWN && message->wParam == VK_RETURN && message->hwnd == Item(kIdExListviewLOG)) {
     return false;
   }
   return IsDialogMessageW(window_, message) != FALSE;
@@ -116,6 +138,8 @@ LRESULT CALLBACK MainWindow::WindowProc(HWND window, UINT message, WPARAM wParam
     self->window_ = window;
   }
   if (!self) return DefWindowProcW(window, message, wParam, lParam);
+  // Controls being destroyed for a change of language report nothing worth acting on.
+  if (self->rebuilding_ && (message == WM_COMMAND || message == WM_NOTIFY)) return 0;
   return self->Handle(message, wParam, lParam);
 }
 
@@ -179,7 +203,7 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
         return 0;
       }
       if (header->idFrom == kIdProfileList) return OnProfileListNotify(header);
-      if (header->idFrom == kIdLogList) return OnLogListNotify(header);
+      if (header->idFrom == kIdExListviewLOG) return OnLogListNotify(header);
       if (header->idFrom == kIdFilterTable && header->code == LVN_ITEMCHANGED) OnFilterSelection();
       return 0;
     }
@@ -188,32 +212,32 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       const int code = HIWORD(wParam);
       if (id >= kIdTokenMenuBase) {
         InsertToken(id);
-      } else if (id == kIdTrayOpen) {
+      } else if (id == kIdMnuPopUp0) {
         RestoreFromTray();
-      } else if (id == kIdTrayExit) {
+      } else if (id == kIdMnuPopUp3) {
         PostMessageW(window_, WM_CLOSE, 0, 0);
-      } else if (id == kIdTrayCancel) {
+      } else if (id == kIdMnuPopUp1) {
         // The menu just closes.
-      } else if (id == kIdRun || id == kIdSimulate) {
-        if (code == BN_CLICKED) OnRunButton(id == kIdSimulate);
-      } else if (id == kIdTimer) {
+      } else if (id == kIdCommandButton13 || id == kIdCommandButton4) {
+        if (code == BN_CLICKED) OnRunButton(id == kIdCommandButton4);
+      } else if (id == kIdCommandButton6) {
         if (code == BN_CLICKED) OnTimerButton();
-      } else if (id == kIdLogChooser) {
+      } else if (id == kIdComboBox1) {
         if (code == CBN_SELCHANGE) OnLogChooser();
-      } else if (id == kIdLogClear || id == kIdLogRunChecked || id == kIdLogSave) {
+      } else if (id == kIdLogClear || id == kIdCommandButton7 || id == kIdLogSave) {
         if (code != BN_CLICKED) return 0;
         if (id == kIdLogClear) OnClearLog();
-        if (id == kIdLogRunChecked) OnRunCheckedButton();
+        if (id == kIdCommandButton7) OnRunCheckedButton();
         if (id == kIdLogSave) OnSaveLogButton();
       } else if (id >= kIdDescriptionLabel && id < kIdFilterGroup) {
         OnEditorCommand(id, code);
-      } else if (id >= kIdFilterGroup && id < kIdLogList) {
+      } else if (id >= kIdFilterGroup && id < kIdExListviewLOG) {
         OnSettingsCommand(id, code);
       }
       return 0;
     }
     case WM_APP:  // an include-list pick that opened the filter table puts the old text back
-      SetText(Item(kIdInclude), editor_.values.includeExtText);
+      SetText(Item(kIdInclude), ListWordShown(editor_.values.includeExtText));
       return 0;
     case WM_CTLCOLORSTATIC: {
       HWND control = reinterpret_cast<HWND>(lParam);
@@ -235,6 +259,9 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       }
       return DefWindowProcW(window_, message, wParam, lParam);
     }
+    case kChangeLanguageMessage:
+      ChangeLanguage(languageChoice_);
+      return 0;
     case WM_TIMER:
       if (wParam == kTimer1) OnTimerTick();
       return 0;
@@ -260,13 +287,13 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
   return DefWindowProcW(window_, message, wParam, lParam);
 }
 
-void MainWindow::AddTooltip(HWND owner, HWND control, const wchar_t* text) {
+void MainWindow::AddTooltip(HWND owner, HWND control, std::wstring text) {
   TOOLINFOW info{};
   info.cbSize = sizeof info;
   info.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
   info.hwnd = owner;
   info.uId = reinterpret_cast<UINT_PTR>(control);
-  info.lpszText = const_cast<wchar_t*>(text);
+  info.lpszText = text.data();  // the tooltip keeps a copy
   SendMessageW(tooltip_, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&info));
 }
 
@@ -279,10 +306,10 @@ void MainWindow::OnTrayIcon(LPARAM event) {
       return;
     case WM_RBUTTONUP: {
       HMENU menu = CreatePopupMenu();
-      AppendMenuW(menu, MF_STRING, kIdTrayOpen, L"\u00d6ffnen");
-      AppendMenuW(menu, MF_STRING, kIdTrayCancel, L"Abbrechen");
+      AppendMenuW(menu, MF_STRING, kIdMnuPopUp0, Word(L"\u00d6ffnen").c_str());
+      AppendMenuW(menu, MF_STRING, kIdMnuPopUp1, Word(L"Abbrechen").c_str());
       AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
-      AppendMenuW(menu, MF_STRING, kIdTrayExit, L"Beenden");
+      AppendMenuW(menu, MF_STRING, kIdMnuPopUp3, Word(L"Beenden").c_str());
       POINT at{};
       GetCursorPos(&at);
       // The menu closes when the user clicks elsewhere only while the window is in front.
@@ -314,13 +341,31 @@ void MainWindow::BuildFrame() {
   SendMessageW(tabs_, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font), FALSE);
   for (int i = 0; i < kPageCount; ++i) {
     TCITEMW item{};
-    item.mask = TCIF_TEXT;
-    item.pszText = const_cast<wchar_t*>(kTabCaptions[static_cast<size_t>(i)]);
     TabCtrl_InsertItem(tabs_, i, &item);
     pages_[static_cast<size_t>(i)] =
         CreateWindowExW(WS_EX_CONTROLPARENT, kPageClass, L"", WS_CHILD | WS_CLIPSIBLINGS, 0, 0, 100,
                         100, window_, nullptr, instance_, nullptr);
   }
+  HWND picture1 = CreateWindowExW(0, WC_STATICW, L"", WS_CHILD, 0, 0, 0, 0, window_,
+                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(kIdPicture1)), instance_, nullptr);
+  SetWindowSubclass(picture1, Picture1Proc, 0, 0);
+  ui_.SetTrayWindow(picture1);
+  ShowTabCaptions();
+  BuildPages();
+  SelectTab(kRunPage);
+}
+
+void MainWindow::ShowTabCaptions() {
+  for (int i = 0; i < kPageCount; ++i) {
+    std::wstring caption = TabCaption(i);
+    TCITEMW item{};
+    item.mask = TCIF_TEXT;
+    item.pszText = caption.data();
+    TabCtrl_SetItem(tabs_, i, &item);
+  }
+}
+
+void MainWindow::BuildPages() {
   tooltip_ = CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP | TTS_NOPREFIX,
                              CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, window_, nullptr,
                              instance_, nullptr);
@@ -329,7 +374,72 @@ void MainWindow::BuildFrame() {
   BuildEditorPage();
   BuildSettingsPage();
   BuildLogPage();
-  SelectTab(kRunPage);
+}
+
+// A language takes effect at once: every page is built anew with its texts, and everything the
+// controls held (the editor's unsaved values, check marks, the log) is put back.
+void MainWindow::ChangeLanguage(const std::wstring& choice) {
+  if (running_) return;
+  ControlsToEditor();
+  const bool modified = editor_.isModified;
+  ControlsToSettings();
+  HWND list = Item(kIdProfileList);
+  const std::vector<std::wstring> checked = CheckedProfileNames();
+  const int selected = ListView_GetNextItem(list, -1, LVNI_SELECTED);
+  std::vector<int> order(kProfileColumnCount);
+  if (ListView_GetColumnOrderArray(list, kProfileColumnCount, order.data())) settings_.HeaderPosition = order;
+  const int filterRow = ListView_GetNextItem(Item(kIdFilterTable), -1, LVNI_SELECTED);
+  const std::wstring status = GetText(Item(kIdLogStatus));
+  // Coordinates typed or taken from a picture, not yet stored.
+  const std::wstring lat = GetText(Item(kIdLat));
+  const std::wstring lon = GetText(Item(kIdLon));
+  const ReferencePoint reference = chosenReference_;
+
+  settings_.AXSprache = LanguageForChoice(choice);
+  SetCurrentLanguage(settings_.AXSprache);
+  SaveSetting(L"AXSprache", settings_.AXSprache);
+
+  rebuilding_ = true;
+  std::vector<HWND> controls;
+  for (HWND page : pages_) {
+    for (HWND child = GetWindow(page, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) controls.push_back(child);
+  }
+  for (HWND control : controls) DestroyWindow(control);
+  DestroyWindow(tooltip_);
+  rebuilding_ = false;
+  ShowTabCaptions();
+  BuildPages();
+
+  FillIncludeList();
+  FillFilterTable();
+  if (filterRow >= 0 && filterRow < static_cast<int>(filterRows_.size())) {
+    ListView_SetItemState(Item(kIdFilterTable), filterRow, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+  }
+  FillNameHistory();
+  SettingsToControls();
+  SetText(Item(kIdLat), lat);
+  SetText(Item(kIdLon), lon);
+  chosenReference_ = reference;
+  ApplyListFont(0);
+  ApplyListFont(1);
+  SetText(Item(kIdProfileFileLabel), profileFileLabel_);
+  list = Item(kIdProfileList);
+  FillProfileList(checked, selected >= 0 && selected < static_cast<int>(profiles_.size())
+                               ? profiles_[static_cast<size_t>(selected)].Beschreibung
+                               : std::wstring());
+  if (!settings_.HeaderPosition.empty()) {
+    ListView_SetColumnOrderArray(list, static_cast<int>(settings_.HeaderPosition.size()),
+                                 settings_.HeaderPosition.data());
+  }
+  EditorToControls();
+  editor_.isModified = modified;
+  ShowLogRows();
+  SetLogEmptyText(logEmptyText_);
+  SetStatus(status);
+  if (timer_.running()) SetText(Item(kIdCommandButton6), Word(L"&Timer stoppen"));
+  Relayout();
+  SelectTab(currentPage_);
+  SetFocus(Item(kIdLanguage));
 }
 
 void MainWindow::Relayout() {
@@ -395,11 +505,8 @@ void MainWindow::SelectTab(int page) {
 }
 
 void MainWindow::StartUp() {
-  folders_ = FoldersFor(options_);
-  SetSettingsFolders(folders_);
   filterList_ = ReadStoredFilterList(folders_);
   BackupDefaultProfileFile(folders_);
-  settings_ = ReadAppSettings(folders_.SettingsFilePath);
   if (!options_.profilesFile.empty()) {
     SetProfileFile(options_.profilesFile, ProfileFileLabel(options_.profilesFile));
   } else {
@@ -497,8 +604,18 @@ LRESULT MainWindow::OnCopyData(const COPYDATASTRUCT* data) {
     SelectTab(_wtoi(text.c_str()));
     return currentPage_ == _wtoi(text.c_str()) ? TRUE : FALSE;
   }
+  if (data->dwData == kCopyDataCheckLayout) {
+    int findings = 0;
+    for (int i = 0; i < kPageCount; ++i) {
+      for (const std::wstring& finding : FindLayoutFaults(pages_[static_cast<size_t>(i)])) {
+        ui_.Note(L"LAYOUT|" + std::to_wstring(i) + L"|" + finding);
+        ++findings;
+      }
+    }
+    return findings + 1;
+  }
   if (data->dwData == kCopyDataShowLogRow) {
-    HWND list = Item(kIdLogList);
+    HWND list = Item(kIdExListviewLOG);
     ListView_EnsureVisible(list, _wtoi(text.c_str()), FALSE);
     UpdateWindow(list);
     return TRUE;

@@ -58,6 +58,11 @@ class MainWindow {
 
   // --- main_window.cpp: frame, tabs, start-up and shut-down
   void BuildFrame();
+  // The tooltips and the controls of the four pages, in the current language.
+  void BuildPages();
+  void ShowTabCaptions();
+  // `choice`: an entry of the language list.
+  void ChangeLanguage(const std::wstring& choice);
   void Relayout();
   void ApplyDpi(int dpi);
   void SelectTab(int page);
@@ -68,7 +73,7 @@ class MainWindow {
   bool SaveSetting(std::wstring_view key, std::wstring_view value);
   LRESULT OnCopyData(const COPYDATASTRUCT* data);
   void OnMinMaxInfo(MINMAXINFO* info) const;
-  void AddTooltip(HWND owner, HWND control, const wchar_t* text);
+  void AddTooltip(HWND owner, HWND control, std::wstring text);
   void OnTrayIcon(LPARAM event);
   void RestoreFromTray();
   void OnAutostartBox();
@@ -78,6 +83,8 @@ class MainWindow {
   void SetProfileFile(const std::wstring& path, const std::wstring& label);
   // Reads the profile file into the list; `keepChecks` keeps the check marks by name.
   void ReloadProfiles(bool keepChecks, const std::wstring& select = {});
+  // Fills the list from the profile file with these profiles checked and `select` selected.
+  void FillProfileList(const std::vector<std::wstring>& checked, const std::wstring& select);
   std::vector<Profile> CheckedProfiles() const;
   std::vector<std::wstring> CheckedProfileNames() const;
   void ApplyListFont(int which);
@@ -93,6 +100,7 @@ class MainWindow {
   void OnRunProgress(const RunProgress& progress);
   void OnShredProgress(const ShredProgress& progress);
   static INT_PTR CALLBACK ShredWaitProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
+  void TimerOptionsFromControls();
   void OnTimerTick();
 
   // --- log_page.cpp: the log list and its commands, the status line and the progress bar
@@ -156,20 +164,26 @@ class MainWindow {
   std::array<HFONT, 2> listFonts_{};
   int currentPage_ = kRunPage;
   bool shuttingDown_ = false;
+  bool rebuilding_ = false;  // the pages are being destroyed for a change of language
+  std::wstring languageChoice_;  // the language picked, until the pages are rebuilt for it
 
   SettingsFolders folders_;
   AppSettings settings_;
   std::wstring profileFile_;
+  std::wstring profileFileLabel_;  // what the run page shows of it
   std::vector<Profile> profiles_;
   bool fillingList_ = false;
 
   LogList log_;
   std::wstring logCell_;  // the text handed to the log list for the cell it asked for
+  std::wstring logEmptyText_;  // the German text the empty log list shows, for a change of language
   bool running_ = false;
   bool closeAfterRun_ = false;  // the window was closed during a run, which stops first
   // Every control that could start a second run or change the log under a running one.
-  static constexpr std::array<int, 8> kRunControls = {kIdRun,      kIdSimulate,      kIdTimer, kIdLogChooser,
-                                                      kIdLogClear, kIdLogRunChecked, kIdLogSave, kIdLoadProfileFile};
+  // A change of language rebuilds the log list, so the language waits too.
+  static constexpr std::array<int, 9> kRunControls = {
+      kIdCommandButton13, kIdCommandButton4, kIdCommandButton6,  kIdComboBox1, kIdLogClear,
+      kIdCommandButton7,  kIdLogSave,        kIdLoadProfileFile, kIdLanguage};
   std::wstring progressProfile_;
   ULONGLONG lastProgress_ = 0;
   // The shredder's wait window while a run shreds; closed by the user, it stays away.

@@ -3,7 +3,7 @@
 
 namespace ablagix::app {
 
-inline constexpr int kPageWidth = 600;
+inline constexpr int kPageWidth = 620;
 inline constexpr int kPageHeight = 326;
 inline constexpr int kMargin = 7;
 inline constexpr int kButtonWidth = 74;

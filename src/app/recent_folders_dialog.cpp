@@ -9,6 +9,7 @@
 #include "app/resource_ids.h"
 #include "desktop/recent_folders.h"
 #include "profiles/ini_file.h"
+#include "profiles/language.h"
 #include "profiles/settings.h"
 
 namespace ablagix::app {
@@ -34,7 +35,7 @@ void FillList(HWND list, const RecentFolders& folders) {
     item.iImage = folderIcon.iIcon;
     item.pszText = const_cast<wchar_t*>(row.path.c_str());
     ListView_InsertItem(list, &item);
-    std::wstring status(StatusText(row));
+    std::wstring status = WordOf(StatusText(row));
     ListView_SetItemText(list, i, 1, status.data());
   }
 }
@@ -51,8 +52,11 @@ INT_PTR CALLBACK DialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
     case WM_INITDIALOG: {
       state = reinterpret_cast<DialogState*>(lParam);
       SetWindowLongPtrW(dialog, DWLP_USER, lParam);
-      SetDlgItemTextW(dialog, IDC_RECENT_ADD, L"Ordner &hinzuf\u00fcgen...");
-      HWND list = GetDlgItem(dialog, IDC_RECENT_LIST);
+      SetWindowTextW(dialog, Word(L"Zuletzt verwendete Ordner").c_str());
+      SetDlgItemTextW(dialog, IDC_COMMANDBUTTON2, Word(L"Ordner &hinzuf\u00fcgen...").c_str());
+      SetDlgItemTextW(dialog, IDOK, Word(L"&Verwenden").c_str());
+      SetDlgItemTextW(dialog, IDC_COMMANDBUTTON1, Word(L"Abbrechen").c_str());
+      HWND list = GetDlgItem(dialog, IDC_EXPLORERLISTVIEW1);
       SetWindowTheme(list, L"Explorer", nullptr);
       ListView_SetExtendedListViewStyle(list, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER | LVS_EX_LABELTIP);
       SHFILEINFOW info{};
@@ -61,13 +65,13 @@ INT_PTR CALLBACK DialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
           SHGFI_SYSICONINDEX | SHGFI_SMALLICON | SHGFI_USEFILEATTRIBUTES));
       ListView_SetImageList(list, images, LVSIL_SMALL);
       const int dpi = static_cast<int>(GetDpiForWindow(dialog));
-      std::wstring header(kRecentFoldersHeader);
+      std::wstring header = WordOf(kRecentFoldersHeader);
       LVCOLUMNW column{};
       column.mask = LVCF_TEXT | LVCF_WIDTH;
       column.pszText = header.data();
       column.cx = MulDiv(600, dpi, 96);
       ListView_InsertColumn(list, 0, &column);
-      std::wstring status = L"Status";
+      std::wstring status = Word(L"Status");
       column.pszText = status.data();
       column.cx = MulDiv(110, dpi, 96);
       ListView_InsertColumn(list, 1, &column);
@@ -76,7 +80,7 @@ INT_PTR CALLBACK DialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
     }
     case WM_NOTIFY: {
       const auto* header = reinterpret_cast<const NMHDR*>(lParam);
-      if (header->idFrom == IDC_RECENT_LIST && header->code == NM_DBLCLK) {
+      if (header->idFrom == IDC_EXPLORERLISTVIEW1 && header->code == NM_DBLCLK) {
         SendMessageW(dialog, WM_COMMAND, IDOK, 0);
       }
       return FALSE;
@@ -84,7 +88,7 @@ INT_PTR CALLBACK DialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
     case WM_COMMAND:
       switch (LOWORD(wParam)) {
         case IDOK: {
-          HWND list = GetDlgItem(dialog, IDC_RECENT_LIST);
+          HWND list = GetDlgItem(dialog, IDC_EXPLORERLISTVIEW1);
           const int row = ListView_GetNextItem(list, -1, LVNI_SELECTED);
           const std::optional<std::wstring> folder =
               state->folders.Use(row < 0 ? std::nullopt : std::optional<size_t>(static_cast<size_t>(row)), *state->ui);
@@ -94,19 +98,20 @@ INT_PTR CALLBACK DialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
           }
           return TRUE;
         }
-        case IDCANCEL:
+        case IDCANCEL:  // Esc and the title bar's close button
+        case IDC_COMMANDBUTTON1:
           Finish(dialog, state, IDCANCEL);
           return TRUE;
-        case IDC_RECENT_ADD: {
+        case IDC_COMMANDBUTTON2: {
           std::wstring start = ReadAppSetting(state->settingsFile, L"DefaultPath");
           if (start == kNoFolderChosen) start.clear();
-          const std::optional<std::wstring> folder = state->ui->ChooseFolder(std::wstring(kBrowseTitle), start);
+          const std::optional<std::wstring> folder = state->ui->ChooseFolder(WordOf(kBrowseTitle), start);
           if (!folder || folder->empty()) return TRUE;
           state->folders.Add(*folder);
           FsStatus status;
           TellIfNotSaved(WriteAppSetting(state->settingsFile, L"DefaultPath", *folder, &status), status,
                          *state->ui, L"Die Einstellung DefaultPath", state->settingsFile);
-          HWND list = GetDlgItem(dialog, IDC_RECENT_LIST);
+          HWND list = GetDlgItem(dialog, IDC_EXPLORERLISTVIEW1);
           FillList(list, state->folders);
           ListView_SetItemState(list, 0, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
           SetFocus(list);
@@ -122,7 +127,7 @@ INT_PTR CALLBACK DialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
 
 std::wstring ShowRecentFoldersDialog(HINSTANCE instance, AppUi& ui, const std::wstring& settingsFile) {
   DialogState state{&ui, settingsFile, RecentFolders::Load(settingsFile)};
-  DialogBoxParamW(instance, MAKEINTRESOURCEW(IDD_RECENT_FOLDERS), ui.owner(), DialogProc,
+  DialogBoxParamW(instance, MAKEINTRESOURCEW(IDD_SAVEAS), ui.owner(), DialogProc,
                   reinterpret_cast<LPARAM>(&state));
   return state.result;
 }

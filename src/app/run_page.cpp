@@ -18,6 +18,7 @@
 #include "log/log_row.h"
 #include "log/log_save.h"
 #include "metadata/metadata_source.h"
+#include "profiles/language.h"
 
 namespace ablagix::app {
 namespace {
@@ -90,6 +91,7 @@ class WindowRunHost : public RunHost {
   }
   MetadataSource* Metadata() override { return &metadata_; }
   ZipSettings Zip() const override { return {window_.settings_.AXZipHolePath, window_.settings_.AXCreateEXE}; }
+  bool ExtractDocumentText() const override { return !window_.settings_.DokumenttextAus; }
 
  private:
   // The window's questions, and the same input handling for the shredder's block loop as
@@ -118,7 +120,7 @@ void MainWindow::BuildRunPage() {
   l.Begin(pages_[kRunPage], &metrics_, kPageWidth, kPageHeight);
   const int W = kPageWidth;
   const int H = kPageHeight;
-  const wchar_t* caption = L"Profil-Datei:";
+  const std::wstring caption = Word(L"Profil-Datei:");
   const int captionWidth = metrics_.TextWidth(caption) + 2;
   l.Add(WC_STATICW, caption, SS_LEFT | SS_NOPREFIX, kMargin, kMargin + 2, captionWidth, 8, kIdProfileFileCaption);
   l.Add(WC_STATICW, L"", SS_LEFT | SS_NOPREFIX | SS_PATHELLIPSIS, kMargin + captionWidth + 3, kMargin + 2,
@@ -130,27 +132,36 @@ void MainWindow::BuildRunPage() {
   for (int i = 0; i < kProfileColumnCount; ++i) {
     LVCOLUMNW column{};
     column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
-    column.pszText = const_cast<wchar_t*>(kProfileColumns[static_cast<size_t>(i)].caption);
+    std::wstring text = WordOf(kProfileColumns[static_cast<size_t>(i)].caption);
+    column.pszText = text.data();
     column.cx = metrics_.X(i == 0 ? 110 : i == 1 || i == 10 ? 100 : 56);
     column.iSubItem = i;
     ListView_InsertColumn(list, i, &column);
   }
   const int y = H - kMargin - kButtonHeight;
-  HWND run = l.Add(WC_BUTTONW, L"&Ausf\u00fchren", WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - 3 * kButtonWidth - 8, y,
-                   kButtonWidth, kButtonHeight, kIdRun, kMoveXY);
-  HWND simulate = l.Add(WC_BUTTONW, L"&Simulieren", WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - 2 * kButtonWidth - 4, y,
-                        kButtonWidth, kButtonHeight, kIdSimulate, kMoveXY);
-  HWND timer = l.Add(WC_BUTTONW, L"&Timer starten", WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - kButtonWidth, y,
-                     kButtonWidth, kButtonHeight, kIdTimer, kMoveXY);
-  AddTooltip(pages_[kRunPage], run, L"Startet alle oben angehakten Profile");
+  // One width for the three, wide enough for the longest caption (the timer's two included).
+  const std::wstring runText = Word(L"&Ausf\u00fchren");
+  const std::wstring simulateText = Word(L"&Simulieren");
+  int width = kButtonWidth;
+  for (const std::wstring& text : {runText, simulateText, Word(L"&Timer starten"), Word(L"&Timer stoppen")}) {
+    width = std::max(width, metrics_.TextWidth(text) + 12);
+  }
+  HWND run = l.Add(WC_BUTTONW, runText, WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - 3 * width - 8, y, width,
+                   kButtonHeight, kIdCommandButton13, kMoveXY);
+  HWND simulate = l.Add(WC_BUTTONW, simulateText, WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - 2 * width - 4, y, width,
+                        kButtonHeight, kIdCommandButton4, kMoveXY);
+  HWND timer = l.Add(WC_BUTTONW, Word(L"&Timer starten"), WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - width, y, width,
+                     kButtonHeight, kIdCommandButton6, kMoveXY);
+  AddTooltip(pages_[kRunPage], run, Word(L"Startet alle oben angehakten Profile"));
   AddTooltip(pages_[kRunPage], simulate,
-             L"Simuliert alle oben angehakten Profile, ohne eine Aktion durchzuf\u00fchren!");
+             Word(L"Simuliert alle oben angehakten Profile, ohne eine Aktion durchzuf\u00fchren!"));
   AddTooltip(pages_[kRunPage], timer,
-             L"Startet oder stoppt den Timer, der die angehakten Profile im gew\u00e4hlten Intervall ausf\u00fchrt");
+             Word(L"Startet oder stoppt den Timer, der die angehakten Profile im gew\u00e4hlten Intervall ausf\u00fchrt"));
 }
 
 void MainWindow::SetProfileFile(const std::wstring& path, const std::wstring& label) {
   profileFile_ = path;
+  profileFileLabel_ = label;
   SetText(Item(kIdProfileFileLabel), label);
 }
 
@@ -170,8 +181,11 @@ std::vector<std::wstring> MainWindow::CheckedProfileNames() const {
 }
 
 void MainWindow::ReloadProfiles(bool keepChecks, const std::wstring& select) {
+  FillProfileList(keepChecks ? CheckedProfileNames() : std::vector<std::wstring>{}, select);
+}
+
+void MainWindow::FillProfileList(const std::vector<std::wstring>& checked, const std::wstring& select) {
   HWND list = Item(kIdProfileList);
-  std::vector<std::wstring> checked = keepChecks ? CheckedProfileNames() : std::vector<std::wstring>{};
   fillingList_ = true;
   SendMessageW(list, WM_SETREDRAW, FALSE, 0);
   ListView_DeleteAllItems(list);
@@ -209,7 +223,7 @@ void MainWindow::ApplyListFont(int which) {
   lf.lfQuality = CLEARTYPE_QUALITY;
   lstrcpynW(lf.lfFaceName, font.name.c_str(), LF_FACESIZE);
   HFONT created = CreateFontIndirectW(&lf);
-  HWND list = Item(which == 0 ? kIdProfileList : kIdLogList);
+  HWND list = Item(which == 0 ? kIdProfileList : kIdExListviewLOG);
   SendMessageW(list, WM_SETFONT, reinterpret_cast<WPARAM>(created), TRUE);
   HFONT& slot = listFonts_[static_cast<size_t>(which)];
   if (slot) DeleteObject(slot);
@@ -253,14 +267,16 @@ void MainWindow::EndRun(const RunSummary& summary, bool saveLog) {
   shredWaitClosed_ = false;
   ShowProgress(false);
   ShowLogRows();
-  std::wstring status = (summary.aborted ? L"Abgebrochen: " : L"Fertig: ") + NumberText(summary.files) +
-                        L" Datei(en), " + NumberText(summary.errors) + L" Fehler";
+  std::wstring status = FillIn(summary.aborted ? Word(L"Abgebrochen: %1 Datei(en), %2 Fehler")
+                                                : Word(L"Fertig: %1 Datei(en), %2 Fehler"),
+                               NumberText(summary.files), NumberText(summary.errors));
   if (saveLog) {
     ControlsToSettings();
     if (settings_.CheckBox17) {
       const LogSaveResult saved = SaveLogNow(true);
-      status += saved.outcome == LogSaveOutcome::Saved ? L" \u2013 Log gespeichert: " + saved.path
-                                                       : L" \u2013 Log nicht gespeichert: " + saved.path;
+      status += L" \u2013 " + FillIn(saved.outcome == LogSaveOutcome::Saved ? Word(L"Log gespeichert: %1")
+                                                                            : Word(L"Log nicht gespeichert: %1"),
+                                     saved.path);
     }
   }
   SetStatus(status);
@@ -281,8 +297,9 @@ void MainWindow::RunProfilesNow(const std::vector<Profile>& profiles, RunMode mo
 
 void MainWindow::OnRunCheckedButton() {
   if (running_) return;
+  // With nothing checked the pass has nothing to do; the status line says why nothing happened.
   if (log_.CheckedRows().empty()) {
-    ui_.ShowMessage(L"Keine Dateien im Log angehakt!", MessageIcon::Exclamation, MessageButtons::Ok);
+    SetStatus(Word(L"Keine Zeile angehakt: nichts ausgef\u00fchrt."));
     return;
   }
   BeginRun();
@@ -296,13 +313,15 @@ void MainWindow::OnShredProgress(const ShredProgress& progress) {
   const ULONGLONG now = GetTickCount64();
   if (shredWait_ && now - lastShredUpdate_ < 100) return;
   lastShredUpdate_ = now;
-  if (!shredWait_) {
-    shredWait_ = CreateDialogParamW(instance_, MAKEINTRESOURCEW(IDD_SHRED_WAIT), window_, ShredWaitProc,
+  const bool created = !shredWait_;
+  if (created) {
+    shredWait_ = CreateDialogParamW(instance_, MAKEINTRESOURCEW(IDD_SCHREDDERWAIT), window_, ShredWaitProc,
                                     reinterpret_cast<LPARAM>(this));
     if (!shredWait_) return;
-    SetDlgItemTextW(shredWait_, IDC_SHRED_CLOSE, L"Schlie\u00dfen");
+    SetWindowTextW(shredWait_, Word(L"Schreddern").c_str());
+    SetDlgItemTextW(shredWait_, IDC_COMMAND1, Word(L"Schlie\u00dfen").c_str());
+    SetDlgItemTextW(shredWait_, IDC_COMMAND2, Word(L"Abbrechen").c_str());
     SendDlgItemMessageW(shredWait_, IDC_SHRED_PROGRESS, PBM_SETRANGE32, 0, 1000);
-    ShowWindow(shredWait_, SW_SHOWNOACTIVATE);
   }
   SetDlgItemTextW(shredWait_, IDC_SHRED_TEXT, std::wstring(progress.text).c_str());
   // All four passes as one bar.
@@ -311,6 +330,8 @@ void MainWindow::OnShredProgress(const ShredProgress& progress) {
                                                         static_cast<double>(progress.fileLength);
   const auto permille = static_cast<WPARAM>(1000.0 * ((progress.pass - 1) + std::min(perPass, 1.0)) / kShredPasses);
   SendDlgItemMessageW(shredWait_, IDC_SHRED_PROGRESS, PBM_SETPOS, permille, 0);
+  // Shown only now, with its text: never as an empty window.
+  if (created) ShowWindow(shredWait_, SW_SHOWNOACTIVATE);
   UpdateWindow(shredWait_);
 }
 
@@ -321,11 +342,11 @@ INT_PTR CALLBACK MainWindow::ShredWaitProc(HWND dialog, UINT message, WPARAM wPa
     return TRUE;
   }
   if (!self) return FALSE;
-  if (message == WM_COMMAND && LOWORD(wParam) == IDC_SHRED_ABORT) {
+  if (message == WM_COMMAND && LOWORD(wParam) == IDC_COMMAND2) {
     RequestAbort();  // the shredder stops at its next block, the run after this file
     return TRUE;
   }
-  if ((message == WM_COMMAND && LOWORD(wParam) == IDC_SHRED_CLOSE) || message == WM_CLOSE) {
+  if ((message == WM_COMMAND && LOWORD(wParam) == IDC_COMMAND1) || message == WM_CLOSE) {
     ShowWindow(dialog, SW_HIDE);
     self->shredWaitClosed_ = true;
     return TRUE;
@@ -343,13 +364,13 @@ void MainWindow::OnRunProgress(const RunProgress& progress) {
   if (nextProfile) progressProfile_ = progress.profile;
   std::wstring status = progressProfile_ + L": ";
   if (progress.filesTotal == 0) {
-    status += NumberText(progress.entriesSeen) + L" Eintr\u00e4ge gelesen ...";
+    status += FillIn(Word(L"%1 Eintr\u00e4ge gelesen ..."), NumberText(progress.entriesSeen));
   } else {
-    status += NumberText(progress.filesDone) + L" von " + NumberText(progress.filesTotal) + L" Dateien";
+    status += FillIn(Word(L"%1 von %2 Dateien"), NumberText(progress.filesDone), NumberText(progress.filesTotal));
   }
   SetStatus(status);
   SetProgress(progress.filesDone, progress.filesTotal);
-  HWND list = Item(kIdLogList);
+  HWND list = Item(kIdExListviewLOG);
   ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL | LVSICF_NOSCROLL);
   if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
   UpdateWindow(list);
@@ -364,18 +385,16 @@ void MainWindow::OnTimerButton() {
   if (timer_.running()) {
     KillTimer(window_, kTimer1);
     timer_.Stop();
-    SetText(Item(kIdTimer), L"Timer starten");
+    SetText(Item(kIdCommandButton6), Word(L"&Timer starten"));
     SetLogEmptyText(kLogEmptyTimerStopped);
     return;
   }
-  const int position = ComboPos(Item(kIdTimerInterval));
-  timer_.SetInterval(TimerIntervalMinutes(position < 0 ? 0 : position));
-  timer_.SetClearLogEveryFifthRun(IsOn(Item(kIdTimerClearLog)));
+  TimerOptionsFromControls();
   timer_.Start();
   SetTimer(window_, kTimer1, 60000, nullptr);
   SetLogEmptyText(kLogEmptyTimerStarted);
-  SetText(Item(kIdTimer), L"Timer stoppen");
-  if (IsOn(Item(kIdTimerSystray))) {
+  SetText(Item(kIdCommandButton6), Word(L"&Timer stoppen"));
+  if (IsOn(Item(kIdCheckBox7))) {
     // Unattended: the window goes away into the notification area until its icon is clicked.
     // Without an icon (no notification area, Explorer not running) it stays open: a hidden
     // window without an icon could only be found again in the task manager.
@@ -383,13 +402,22 @@ void MainWindow::OnTimerButton() {
       ShowWindow(window_, SW_HIDE);
       ui_.ShowBalloon(L"Ablagix", TimerStartedBalloon(timer_.interval()));
     } else {
-      SetStatus(L"Kein Symbol im Infobereich m\u00f6glich: das Fenster bleibt ge\u00f6ffnet.");
+      SetStatus(Word(L"Kein Symbol im Infobereich m\u00f6glich: das Fenster bleibt ge\u00f6ffnet."));
     }
   }
 }
 
+// The interval and the log option are read at every tick, so a change on the settings page
+// while the timer runs counts from the next minute on.
+void MainWindow::TimerOptionsFromControls() {
+  const int position = ComboPos(Item(kIdCombo11));
+  timer_.SetInterval(TimerIntervalMinutes(position < 0 ? 0 : position));
+  timer_.SetClearLogEveryFifthRun(IsOn(Item(kIdCheckBox15)));
+}
+
 void MainWindow::OnTimerTick() {
   if (!timer_.running()) return;
+  TimerOptionsFromControls();
   const TickResult tick = timer_.Tick();
   if (tick == TickResult::Wait) return;
   if (tick == TickResult::ClearLogAndRun) {

@@ -12,25 +12,26 @@
 #include "base/environment.h"
 #include "base/text.h"
 #include "desktop/autostart.h"
+#include "desktop/shell_open.h"
 #include "engine/timer_model.h"
 #include "fileops/path_text.h"
 #include "metadata/radius.h"
 #include "profiles/ini_file.h"
+#include "profiles/language.h"
 
 namespace ablagix::app {
 namespace {
 
 constexpr int kLeftX = kMargin;
-constexpr int kLeftWidth = 290;
+constexpr int kLeftWidth = 300;
 constexpr int kRightX = kLeftX + kLeftWidth + 8;
 constexpr int kRightWidth = kPageWidth - kMargin - kRightX;
 constexpr Anchor kWithColumnEdge{0.5f, 0, 0.5f, 0};
 
-const wchar_t* const kFilterCommands[] = {L"neuen Eintrag einf\u00fcgen", L"Eintrag l\u00f6schen",
-                                          L"Ein nach oben verschieben", L"Ein nach unten verschieben",
-                                          L"Speichern"};
-
 std::wstring ColorText(COLORREF color) { return NumberText(color); }
+
+// The info text under the interval list; the prompt stands for the ten minutes it means.
+std::wstring TimerInfoFor(int position) { return TimerInfoText(TimerIntervalMinutes(std::max(0, position))); }
 
 }  // namespace
 
@@ -41,145 +42,188 @@ void MainWindow::BuildSettingsPage() {
   const DWORD edit = tab | ES_AUTOHSCROLL;
   const DWORD check = tab | BS_AUTOCHECKBOX;
   const DWORD push = tab | BS_PUSHBUTTON;
-  auto group = [&](const wchar_t* text, int x, int y, int w, int h, int id, Anchor a) {
+  auto group = [&](const std::wstring& text, int x, int y, int w, int h, int id, Anchor a) {
     l.Add(WC_BUTTONW, text, BS_GROUPBOX, x, y, w, h, id, a);
   };
-  auto label = [&](const wchar_t* text, int x, int y, int w, int h, int id, Anchor a = kFixed) {
-    l.Add(WC_STATICW, text, SS_LEFT, x, y + 2, w, h, id, a);
+  auto label = [&](const std::wstring& text, int x, int y, int w, int h, int id, Anchor a = kFixed) {
+    return l.Add(WC_STATICW, text, SS_LEFT, x, y + 2, w, h, id, a);
+  };
+  // The widest of `texts` plus the room a control needs around its caption.
+  auto widest = [&](std::initializer_list<std::wstring> texts, int padding) {
+    int width = 0;
+    for (const std::wstring& text : texts) width = std::max(width, metrics_.TextWidth(text) + padding);
+    return width;
   };
 
   // --- Filter table
   const int gx = kLeftX + 7;
   const int gr = kLeftX + kLeftWidth - 7;
-  group(L"Gespeicherte Dateifilter", kLeftX, kMargin, kLeftWidth, 170, kIdFilterGroup, kLeftHalf);
+  group(Word(L"Gespeicherte Dateifilter"), kLeftX, kMargin, kLeftWidth, 170, kIdFilterGroup, kLeftHalf);
+  const std::wstring commands[] = {Word(L"neuen Eintrag einf\u00fcgen"), Word(L"Eintrag l\u00f6schen"),
+                                   Word(L"Ein nach oben verschieben"), Word(L"Ein nach unten verschieben"),
+                                   Word(L"Speichern")};
   int commandWidth = kButtonWidth;
-  for (const wchar_t* c : kFilterCommands) commandWidth = std::max(commandWidth, metrics_.TextWidth(c) + 10);
+  for (const std::wstring& c : commands) commandWidth = std::max(commandWidth, metrics_.TextWidth(c) + 10);
   const int tableWidth = gr - gx - commandWidth - 4;
   HWND table = l.Add(WC_LISTVIEWW, L"", tab | WS_BORDER | LVS_REPORT | LVS_SHOWSELALWAYS | LVS_SINGLESEL |
                                             LVS_NOSORTHEADER,
                      gx, 20, tableWidth, 110, kIdFilterTable, kLeftHalf);
   ListView_SetExtendedListViewStyle(table, LVS_EX_FULLROWSELECT | LVS_EX_GRIDLINES | LVS_EX_DOUBLEBUFFER);
-  const wchar_t* columns[] = {L"Name", L"Maske"};
+  std::wstring columns[] = {Word(L"Name"), Word(L"Maske")};
   for (int i = 0; i < 2; ++i) {
     LVCOLUMNW column{};
     column.mask = LVCF_TEXT | LVCF_WIDTH;
-    column.pszText = const_cast<wchar_t*>(columns[i]);
+    column.pszText = columns[i].data();
     column.cx = metrics_.X(i == 0 ? 60 : tableWidth - 66);
     ListView_InsertColumn(table, i, &column);
   }
   for (int i = 0; i < 5; ++i) {
-    l.Add(WC_BUTTONW, kFilterCommands[i], push, gr - commandWidth, 20 + i * 17 + (i == 4 ? 8 : 0), commandWidth,
+    l.Add(WC_BUTTONW, commands[i], push, gr - commandWidth, 20 + i * 17 + (i == 4 ? 8 : 0), commandWidth,
           kButtonHeight, kIdFilterInsert + i, kWithColumnEdge);
   }
-  const int nameLabel = std::max(metrics_.TextWidth(L"Name:"), metrics_.TextWidth(L"Maske:")) + 4;
-  label(L"&Name:", gx, 136, nameLabel, 8, kIdFilterNameLabel);
+  AddTooltip(pages_[kSettingsPage], Item(kIdFilterSave), Word(L"Speichert alle Dateifilter"));
+  const std::wstring name = Word(L"&Name:");
+  const std::wstring mask = Word(L"Mas&ke:");
+  const int nameLabel = widest({name, mask}, 4);
+  label(name, gx, 136, nameLabel, 8, kIdFilterNameLabel);
   l.Add(WC_EDITW, L"", edit, gx + nameLabel, 136, tableWidth - nameLabel, kEditHeight, kIdFilterName, kLeftHalf,
         WS_EX_CLIENTEDGE);
-  label(L"Mas&ke:", gx, 153, nameLabel, 8, kIdFilterMaskLabel);
+  label(mask, gx, 153, nameLabel, 8, kIdFilterMaskLabel);
   l.Add(WC_EDITW, L"", edit, gx + nameLabel, 153, tableWidth - nameLabel, kEditHeight, kIdFilterMask, kLeftHalf,
         WS_EX_CLIENTEDGE);
 
   // --- Timer
-  group(L"Timer", kLeftX, 181, kLeftWidth, 80, kIdTimerGroup, kLeftHalf);
-  l.Add(WC_COMBOBOXW, L"", tab | CBS_DROPDOWNLIST | WS_VSCROLL, gx, 194, 150, kEditHeight, kIdTimerInterval);
-  l.Add(WC_STATICW, L"", SS_LEFT, gx, 211, gr - gx, 16, kIdTimerInfo, kLeftHalf);
-  l.Add(WC_BUTTONW, L"Bei Timerstart ins Systemtray ablegen", check, gx, 230, gr - gx, 10, kIdTimerSystray,
+  group(Word(L"Timer"), kLeftX, 181, kLeftWidth, 80, kIdTimerGroup, kLeftHalf);
+  int intervalWidth = 0;
+  for (std::wstring_view entry : kTimerIntervalEntries) {
+    intervalWidth = std::max(intervalWidth, metrics_.TextWidth(WordOf(entry)) + 20);  // and the drop-down arrow
+  }
+  l.Add(WC_COMBOBOXW, L"", tab | CBS_DROPDOWNLIST | WS_VSCROLL, gx, 194, std::min(intervalWidth, gr - gx),
+        kEditHeight, kIdCombo11);
+  const std::wstring info = Word(L"Info:");
+  const int infoWidth = metrics_.TextWidth(info) + 4;
+  l.Add(WC_STATICW, info, SS_LEFT | SS_NOPREFIX, gx, 211, infoWidth, 8, kIdTimerInfoTitle);
+  l.Add(WC_STATICW, L"", SS_LEFT | SS_NOPREFIX, gx + infoWidth, 211, gr - gx - infoWidth, 16, kIdTimerInfo,
         kLeftHalf);
-  l.Add(WC_BUTTONW, L"Bei Timerstart Log nach 5. Durchlauf l\u00f6schen", check, gx, 243, gr - gx, 10,
-        kIdTimerClearLog, kLeftHalf);
+  l.Add(WC_BUTTONW, Word(L"Bei Timerstart ins Systemtray ablegen"), check, gx, 230, gr - gx, 10, kIdCheckBox7,
+        kLeftHalf);
+  l.Add(WC_BUTTONW, Word(L"Bei Timerstart Log nach 5. Durchlauf l\u00f6schen"), check, gx, 243, gr - gx, 10,
+        kIdCheckBox15, kLeftHalf);
 
   // --- Report
   const int rx = kRightX + 7;
   const int rr = kRightX + kRightWidth - 7;
-  group(L"Bericht", kRightX, kMargin, kRightWidth, 104, kIdReportGroup, kRightHalf);
-  const wchar_t* formats[] = {L"Textdatei", L"CSV-Datei", L"HTML-Datei", L"PDF-Datei"};
+  group(Word(L"Bericht"), kRightX, kMargin, kRightWidth, 104, kIdReportGroup, kRightHalf);
+  const std::wstring formats[] = {Word(L"Textdatei"), Word(L"CSV-Datei"), Word(L"HTML-Datei"), Word(L"PDF-Datei")};
   const int quarter = (rr - rx) / 4;
   for (int i = 0; i < 4; ++i) {
     l.Add(WC_BUTTONW, formats[i], tab | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0), rx + i * quarter, 20,
-          quarter - 2, 10, kIdReportFirst + i, kWithColumnEdge);
+          quarter - 2, 10, kIdOption5 + i, kWithColumnEdge);
   }
-  l.Add(WC_BUTTONW, L"Kopfzeile drucken", check | WS_GROUP, rx, 34, quarter * 2 - 2, 10, kIdReportHeader,
+  l.Add(WC_BUTTONW, Word(L"Kopfzeile drucken"), check | WS_GROUP, rx, 34, quarter * 2 - 2, 10, kIdCheck17,
         kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"farbig", check, rx + quarter * 2, 34, quarter * 2 - 2, 10, kIdReportColoured, kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"Mit Leerzeichen auff\u00fcllen ", check, rx, 47, rr - rx, 10, kIdReportPad, kRightHalf);
-  const int csvLabel = metrics_.TextWidth(L"CSV-Trennzeichen:") + 4;
-  label(L"CSV-&Trennzeichen:", rx, 60, csvLabel, 8, kIdCsvLabel, kWithColumnEdge);
+  l.Add(WC_BUTTONW, Word(L"farbig"), check, rx + quarter * 2, 34, quarter * 2 - 2, 10, kIdCheck1, kWithColumnEdge);
+  l.Add(WC_BUTTONW, Word(L"Mit Leerzeichen auff\u00fcllen "), check, rx, 47, rr - rx, 10, kIdCheckBox16, kRightHalf);
+  const std::wstring csv = Word(L"CSV-&Trennzeichen:");
+  const int csvLabel = metrics_.TextWidth(csv) + 4;
+  label(csv, rx, 60, csvLabel, 8, kIdCsvLabel, kWithColumnEdge);
   l.Add(WC_EDITW, L"", edit, rx + csvLabel, 60, 20, kEditHeight, kIdCsvSeparator, kWithColumnEdge, WS_EX_CLIENTEDGE);
-  l.Add(WC_BUTTONW, L"Log automatisch speichern im Ordner:", check, rx, 77, rr - rx, 10, kIdAutoSave, kRightHalf);
-  l.Add(WC_EDITW, L"", edit, rx, 90, rr - rx - 20, kEditHeight, kIdLogPath, kRightHalf, WS_EX_CLIENTEDGE);
+  l.Add(WC_BUTTONW, Word(L"Log automatisch speichern im Ordner:"), check, rx, 77, rr - rx, 10, kIdCheckBox17,
+        kRightHalf);
+  l.Add(WC_EDITW, L"", edit, rx, 90, rr - rx - 20, kEditHeight, kIdTextBox7, kRightHalf, WS_EX_CLIENTEDGE);
   l.Add(WC_BUTTONW, L"...", push, rr - 16, 89, 16, kButtonHeight, kIdLogPathBrowse, kMoveX);
 
   // --- Lists
-  group(L"Listen", kRightX, 115, kRightWidth, 70, kIdListsGroup, kRightHalf);
+  group(Word(L"Listen"), kRightX, 115, kRightWidth, 70, kIdListsGroup, kRightHalf);
   const int third = (rr - rx - 8) / 3;
-  label(L"Schrift:", rx, 128, third, 8, -1, kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"&Profilliste...", push, rx + third + 4, 127, third, kButtonHeight, kIdFont0, kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"Lo&g-Liste...", push, rx + 2 * third + 8, 127, third, kButtonHeight, kIdFont1, kWithColumnEdge);
-  l.Add(WC_STATICW, L"Zeile 1", SS_CENTER | SS_CENTERIMAGE | WS_BORDER, rx, 145, third, kButtonHeight,
+  label(Word(L"Schrift:"), rx, 128, third, 8, -1, kWithColumnEdge);
+  l.Add(WC_BUTTONW, Word(L"&Profilliste..."), push, rx + third + 4, 127, third, kButtonHeight, kIdFont0,
+        kWithColumnEdge);
+  l.Add(WC_BUTTONW, Word(L"Lo&g-Liste..."), push, rx + 2 * third + 8, 127, third, kButtonHeight, kIdFont1,
+        kWithColumnEdge);
+  l.Add(WC_STATICW, Word(L"Zeile 1"), SS_CENTER | SS_CENTERIMAGE | WS_BORDER, rx, 145, third, kButtonHeight,
         kIdColorSample1, kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"Hintergrund 1...", push, rx + third + 4, 145, third, kButtonHeight, kIdBackColor1,
+  l.Add(WC_BUTTONW, Word(L"Hintergrund 1..."), push, rx + third + 4, 145, third, kButtonHeight, kIdBackColor1,
         kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"Textfarbe 1...", push, rx + 2 * third + 8, 145, third, kButtonHeight, kIdForeColor1,
+  l.Add(WC_BUTTONW, Word(L"Textfarbe 1..."), push, rx + 2 * third + 8, 145, third, kButtonHeight, kIdForeColor1,
         kWithColumnEdge);
-  l.Add(WC_STATICW, L"Zeile 2", SS_CENTER | SS_CENTERIMAGE | WS_BORDER, rx, 163, third, kButtonHeight,
+  l.Add(WC_STATICW, Word(L"Zeile 2"), SS_CENTER | SS_CENTERIMAGE | WS_BORDER, rx, 163, third, kButtonHeight,
         kIdColorSample2, kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"Hintergrund 2...", push, rx + third + 4, 163, third, kButtonHeight, kIdBackColor2,
+  l.Add(WC_BUTTONW, Word(L"Hintergrund 2..."), push, rx + third + 4, 163, third, kButtonHeight, kIdBackColor2,
         kWithColumnEdge);
-  l.Add(WC_BUTTONW, L"Textfarbe 2...", push, rx + 2 * third + 8, 163, third, kButtonHeight, kIdForeColor2,
+  l.Add(WC_BUTTONW, Word(L"Textfarbe 2..."), push, rx + 2 * third + 8, 163, third, kButtonHeight, kIdForeColor2,
         kWithColumnEdge);
 
   // --- Zip
-  group(L"Zip-Archive", kLeftX, 265, kLeftWidth, 48, kIdZipOptionsGroup, kLeftHalf);
-  l.Add(WC_BUTTONW, L"Gesamten Pfad im Archiv speichern", check, gx, 278, gr - gx, 10, kIdZipHolePath, kLeftHalf);
-  l.Add(WC_BUTTONW,
-        L"Beim Zippen statt .zip-Archive selbstentpackendes Archiv (EXE-Datei) erstellen",
+  group(Word(L"Zip-Archive"), kLeftX, 265, kLeftWidth, 48, kIdZipOptionsGroup, kLeftHalf);
+  l.Add(WC_BUTTONW, Word(L"Gesamten Pfad im Archiv speichern"), check, gx, 278, gr - gx, 10, kIdZipHolePath,
+        kLeftHalf);
+  l.Add(WC_BUTTONW, Word(L"Beim Zippen statt .zip-Archive selbstentpackendes Archiv (EXE-Datei) erstellen"),
         check | BS_MULTILINE | BS_TOP, gx, 290, gr - gx, 18, kIdZipCreateExe, kLeftHalf);
 
   // --- General
-  group(L"Allgemein", kRightX, 189, kRightWidth, 90, kIdGeneralGroup, kRightHalf);
-  l.Add(WC_BUTTONW, L"Ablagix mit &Windows starten", check, rx, 202, rr - rx, 10, kIdAutostart, kRightHalf);
-  l.Add(WC_STATICW,
-        L"Genauigkeit der Kommastelle bei L\u00e4ngen- und Breitengraden (Exif-Fotos):", SS_LEFT, rx, 216,
-        rr - rx - 40, 16, kIdDecimalsLabel, kRightHalf);
-  l.Add(WC_EDITW, L"", edit | ES_NUMBER, rr - 34, 216, 34, kEditHeight, kIdDecimals, kMoveX, WS_EX_CLIENTEDGE);
-  HWND spin = l.Add(UPDOWN_CLASSW, L"", UDS_SETBUDDYINT | UDS_ALIGNRIGHT | UDS_ARROWKEYS, rr - 10, 216, 10,
-                    kEditHeight, kIdDecimalsSpin, kMoveX);
-  SendMessageW(spin, UDM_SETBUDDY, reinterpret_cast<WPARAM>(Item(kIdDecimals)), 0);
+  group(Word(L"Allgemein"), kRightX, 189, kRightWidth, 124, kIdGeneralGroup, kRightHalf);
+  const std::wstring language = Word(L"&Sprache:");
+  const int languageLabel = metrics_.TextWidth(language) + 4;
+  label(language, rx, 202, languageLabel, 8, kIdLanguageLabel);
+  const std::vector<std::wstring> languages = AvailableLanguages(ProgramFolder());
+  int languageWidth = 60;
+  for (const std::wstring& entry : languages) languageWidth = std::max(languageWidth, metrics_.TextWidth(entry) + 20);
+  HWND languageList = l.Add(WC_COMBOBOXW, L"", tab | CBS_DROPDOWNLIST | WS_VSCROLL, rx + languageLabel, 202,
+                            std::min(languageWidth, rr - rx - languageLabel), kEditHeight, kIdLanguage);
+  FillCombo(languageList, languages);
+  l.Add(WC_BUTTONW, Word(L"Ablagix mit &Windows starten"), check, rx, 220, rr - rx, 10, kIdCheckBox9, kRightHalf);
+  l.Add(WC_BUTTONW, Word(L"Text nur in reinen Textdateien suchen (Dokumente nicht auslesen)"), check, rx, 233,
+        rr - rx, 10, kIdTextOnlyPlainFiles, kRightHalf);
+  l.Add(WC_STATICW, Word(L"Genauigkeit der Kommastelle bei L\u00e4ngen- und Breitengraden (Exif-Fotos):"), SS_LEFT,
+        rx, 248, rr - rx - 40, 16, kIdDecimalsLabel, kRightHalf);
+  l.Add(WC_EDITW, L"", edit | ES_NUMBER, rr - 34, 248, 34, kEditHeight, kIdCombo13, kMoveX, WS_EX_CLIENTEDGE);
+  HWND spin = l.Add(UPDOWN_CLASSW, L"", UDS_SETBUDDYINT | UDS_ALIGNRIGHT | UDS_ARROWKEYS, rr - 10, 248, 10,
+                    kEditHeight, kIdCombo13Spin, kMoveX);
+  SendMessageW(spin, UDM_SETBUDDY, reinterpret_cast<WPARAM>(Item(kIdCombo13)), 0);
   SendMessageW(spin, UDM_SETRANGE32, 0, 15);
-  const int coordLabel = std::max(metrics_.TextWidth(L"Breitengrad:"), metrics_.TextWidth(L"L\u00e4ngengrad:")) + 4;
-  const int coordButtons = std::max(metrics_.TextWidth(L"Koordinaten speichern"), metrics_.TextWidth(L"Referenzbild..."))
-                           + 12;
-  label(L"&Breitengrad:", rx, 238, coordLabel, 8, kIdLatLabel, kWithColumnEdge);
-  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 238, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLat,
+  const std::wstring lat = Word(L"&Breitengrad:");
+  const std::wstring lon = Word(L"&L\u00e4ngengrad:");
+  const std::wstring reference = Word(L"&Referenzbild...");
+  const std::wstring store = Word(L"Koordinaten speichern");
+  const int coordLabel = widest({lat, lon}, 4);
+  const int coordButtons = widest({reference, store}, 12);
+  label(lat, rx, 271, coordLabel, 8, kIdLatLabel, kWithColumnEdge);
+  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 271, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLat,
         kRightHalf, WS_EX_CLIENTEDGE);
-  label(L"&L\u00e4ngengrad:", rx, 255, coordLabel, 8, kIdLonLabel, kWithColumnEdge);
-  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 255, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLon,
+  label(lon, rx, 289, coordLabel, 8, kIdLonLabel, kWithColumnEdge);
+  l.Add(WC_EDITW, L"", edit, rx + coordLabel, 289, rr - rx - coordLabel - coordButtons - 4, kEditHeight, kIdLon,
         kRightHalf, WS_EX_CLIENTEDGE);
-  l.Add(WC_BUTTONW, L"&Referenzbild...", push, rr - coordButtons, 237, coordButtons, kButtonHeight,
-        kIdReferencePicture, kMoveX);
-  l.Add(WC_BUTTONW, L"Koordinaten speichern", push, rr - coordButtons, 254, coordButtons, kButtonHeight,
-        kIdSaveCoordinates, kMoveX);
+  l.Add(WC_BUTTONW, reference, push, rr - coordButtons, 270, coordButtons, kButtonHeight, kIdCmdReferenzbild, kMoveX);
+  l.Add(WC_BUTTONW, store, push, rr - coordButtons, 288, coordButtons, kButtonHeight, kIdCommand4, kMoveX);
 
-  FillCombo(Item(kIdTimerInterval), kTimerIntervalEntries);
+  FillComboWords(Item(kIdCombo11), kTimerIntervalEntries);
 }
 
 void MainWindow::SettingsToControls() {
   const AppSettings& s = settings_;
-  SetComboPos(Item(kIdTimerInterval), std::clamp(s.TimerIntervall, 0, static_cast<int>(kTimerIntervalEntries.size()) - 1));
-  SetText(Item(kIdTimerInfo), s.TimerIntervall > 0 ? TimerInfoText(TimerIntervalMinutes(s.TimerIntervall)) : L"");
-  SetOn(Item(kIdTimerSystray), s.TimerSystray);
-  SetOn(Item(kIdTimerClearLog), s.CheckBox15);
-  SetOn(Item(kIdReportPad), s.CheckBox16);
-  SetOn(Item(kIdAutoSave), s.CheckBox17);
-  SetOn(Item(kIdReportHeader), s.Check17);
-  SetOn(Item(kIdReportColoured), s.Check1);
-  for (int i = 0; i < 4; ++i) SetOn(Item(kIdReportFirst + i), static_cast<int>(s.Option5) == i);
+  SetComboPos(Item(kIdCombo11), std::clamp(s.TimerIntervall, 0, static_cast<int>(kTimerIntervalEntries.size()) - 1));
+  SetText(Item(kIdTimerInfo), TimerInfoFor(s.TimerIntervall));
+  SetOn(Item(kIdCheckBox7), s.TimerSystray);
+  SetOn(Item(kIdCheckBox15), s.CheckBox15);
+  SetOn(Item(kIdCheckBox16), s.CheckBox16);
+  SetOn(Item(kIdCheckBox17), s.CheckBox17);
+  SetOn(Item(kIdCheck17), s.Check17);
+  SetOn(Item(kIdCheck1), s.Check1);
+  for (int i = 0; i < 4; ++i) SetOn(Item(kIdOption5 + i), static_cast<int>(s.Option5) == i);
   SetText(Item(kIdCsvSeparator), s.Delimeter);
-  SetText(Item(kIdLogPath), s.LogPath);
-  SetOn(Item(kIdAutostart), s.AXRun);
+  SetText(Item(kIdTextBox7), s.LogPath);
+  SetOn(Item(kIdCheckBox9), s.AXRun);
+  SetOn(Item(kIdTextOnlyPlainFiles), s.DokumenttextAus);
+  HWND language = Item(kIdLanguage);
+  const std::wstring current = s.AXSprache.empty() ? std::wstring(kBuiltInLanguage) : s.AXSprache;
+  const LRESULT found = SendMessageW(language, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
+                                     reinterpret_cast<LPARAM>(current.c_str()));
+  // A language whose file is gone speaks German again.
+  SetComboPos(language, found == CB_ERR ? 0 : static_cast<int>(found));
   SetOn(Item(kIdZipCreateExe), s.AXCreateEXE);
   SetOn(Item(kIdZipHolePath), s.AXZipHolePath);
-  SetText(Item(kIdDecimals), NumberText(static_cast<std::uint64_t>(std::max(0, s.Kommastelle))));
+  SetText(Item(kIdCombo13), NumberText(static_cast<std::uint64_t>(std::max(0, s.Kommastelle))));
   SetText(Item(kIdLat), s.Lat);
   SetText(Item(kIdLon), s.Lon);
   chosenReference_ = {s.Lat, s.Lon, s.RefPicture};
@@ -187,17 +231,17 @@ void MainWindow::SettingsToControls() {
 
 void MainWindow::ControlsToSettings() {
   AppSettings& s = settings_;
-  s.TimerIntervall = std::max(0, ComboPos(Item(kIdTimerInterval)));
-  s.TimerSystray = IsOn(Item(kIdTimerSystray));
-  s.CheckBox15 = IsOn(Item(kIdTimerClearLog));
-  s.CheckBox16 = IsOn(Item(kIdReportPad));
-  s.CheckBox17 = IsOn(Item(kIdAutoSave));
-  s.Check17 = IsOn(Item(kIdReportHeader));
-  s.Check1 = IsOn(Item(kIdReportColoured));
-  s.Option5 = ReportFormatFromButtons(IsOn(Item(kIdReportFirst)), IsOn(Item(kIdReportFirst + 1)),
-                                      IsOn(Item(kIdReportFirst + 2)), IsOn(Item(kIdReportFirst + 3)));
+  s.TimerIntervall = std::max(0, ComboPos(Item(kIdCombo11)));
+  s.TimerSystray = IsOn(Item(kIdCheckBox7));
+  s.CheckBox15 = IsOn(Item(kIdCheckBox15));
+  s.CheckBox16 = IsOn(Item(kIdCheckBox16));
+  s.CheckBox17 = IsOn(Item(kIdCheckBox17));
+  s.Check17 = IsOn(Item(kIdCheck17));
+  s.Check1 = IsOn(Item(kIdCheck1));
+  s.Option5 = ReportFormatFromButtons(IsOn(Item(kIdOption5)), IsOn(Item(kIdOption5 + 1)),
+                                      IsOn(Item(kIdOption5 + 2)), IsOn(Item(kIdOption5 + 3)));
   s.Delimeter = GetText(Item(kIdCsvSeparator));
-  s.LogPath = GetText(Item(kIdLogPath));
+  s.LogPath = GetText(Item(kIdTextBox7));
 }
 
 void MainWindow::FillFilterTable() {
@@ -265,7 +309,7 @@ void MainWindow::ChooseRowColor(int id) {
   InvalidateRect(Item(kIdColorSample1), nullptr, TRUE);
   InvalidateRect(Item(kIdColorSample2), nullptr, TRUE);
   InvalidateRect(Item(kIdProfileList), nullptr, TRUE);
-  InvalidateRect(Item(kIdLogList), nullptr, TRUE);
+  InvalidateRect(Item(kIdExListviewLOG), nullptr, TRUE);
 }
 
 void MainWindow::OnSettingsCommand(int id, int code) {
@@ -282,7 +326,7 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       (id == kIdFilterName ? row.name : row.mask) = GetText(Item(id));
       ListView_SetItemText(table, selected, id == kIdFilterName ? 0 : 1,
                            const_cast<wchar_t*>((id == kIdFilterName ? row.name : row.mask).c_str()));
-    } else if (id == kIdDecimals) {
+    } else if (id == kIdCombo13) {
       std::uint64_t places = 0;
       if (ParseWholeNumber(GetText(Item(id)), &places)) {
         settings_.Kommastelle = static_cast<int>(places);
@@ -291,16 +335,24 @@ void MainWindow::OnSettingsCommand(int id, int code) {
     }
     return;
   }
-  if (code == CBN_SELCHANGE && id == kIdTimerInterval) {
-    int pos = ComboPos(Item(id));
-    SetText(Item(kIdTimerInfo), pos > 0 ? TimerInfoText(TimerIntervalMinutes(pos)) : L"");
+  if (code == CBN_SELCHANGE && id == kIdCombo11) {
+    SetText(Item(kIdTimerInfo), TimerInfoFor(ComboPos(Item(id))));
+    return;
+  }
+  if (code == CBN_SELCHANGE && id == kIdLanguage) {
+    const std::wstring choice = ComboEntry(Item(id), ComboPos(Item(id)));
+    // The list that asks is rebuilt with the pages, so that happens once it has finished.
+    if (!EqualsNoCase(LanguageForChoice(choice), CurrentLanguage())) {
+      languageChoice_ = choice;
+      PostMessageW(window_, kChangeLanguageMessage, 0, 0);
+    }
     return;
   }
   if (code != BN_CLICKED) return;
   switch (id) {
     case kIdFilterInsert: {
       const int at = selected >= 0 ? selected + 1 : rows;
-      filterRows_.insert(filterRows_.begin() + at, FilterRow{L"Neuer Filter", L".*"});
+      filterRows_.insert(filterRows_.begin() + at, FilterRow{Word(L"Neuer Filter"), L".*"});
       FillFilterTable();
       select(at);
       SetFocus(Item(kIdFilterName));
@@ -331,8 +383,8 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       FillIncludeList();
       return;
     case kIdLogPathBrowse:
-      if (auto folder = ui_.ChooseFolder(L"Log automatisch speichern im Ordner:")) {
-        SetText(Item(kIdLogPath), *folder);
+      if (auto folder = ui_.ChooseFolder(Word(L"Log automatisch speichern im Ordner:"))) {
+        SetText(Item(kIdTextBox7), *folder);
         settings_.LogPath = *folder;
         SaveSetting(L"LogPath", *folder);
       }
@@ -355,13 +407,17 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       settings_.AXCreateEXE = IsOn(Item(id));
       SaveSetting(L"AXCreateEXE", FlagText(settings_.AXCreateEXE));
       return;
-    case kIdAutostart:
+    case kIdTextOnlyPlainFiles:
+      settings_.DokumenttextAus = IsOn(Item(id));
+      SaveSetting(L"DokumenttextAus", FlagText(settings_.DokumenttextAus));
+      return;
+    case kIdCheckBox9:
       OnAutostartBox();
       return;
-    case kIdReferencePicture: {
+    case kIdCmdReferenzbild: {
       FileDialogArgs args;
-      args.title = kReferencePictureTitle;
-      args.filter = kReferencePictureFilter;
+      args.title = WordOf(kReferencePictureTitle);
+      args.filter = WordOf(kReferencePictureFilter);
       const std::optional<std::wstring> picture = ui_.OpenFile(args);
       if (!picture || picture->empty()) return;
       const std::optional<ReferencePoint> point = ReferencePointFromPicture(*picture, ui_);
@@ -371,7 +427,7 @@ void MainWindow::OnSettingsCommand(int id, int code) {
       chosenReference_ = *point;
       return;
     }
-    case kIdSaveCoordinates: {
+    case kIdCommand4: {
       ReferencePoint point{GetText(Item(kIdLat)), GetText(Item(kIdLon)), L""};
       // The picture is named only while the fields still hold its coordinates; typed-in
       // coordinates have none.
@@ -418,7 +474,8 @@ class RegistryAutostart : public AutostartHost {
   void RestartElevated() override {
     wchar_t path[MAX_PATH * 4] = {};
     GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
-    ui_.StartElevated(path);
+    // The new instance works on the same profile file and settings folder as this one.
+    ui_.StartElevated(path, CommandLineParameters(GetCommandLineW()));
   }
   void StoreChoice(bool on) override {
     FsStatus status;
@@ -434,7 +491,7 @@ class RegistryAutostart : public AutostartHost {
 }  // namespace
 
 void MainWindow::OnAutostartBox() {
-  HWND box = Item(kIdAutostart);
+  HWND box = Item(kIdCheckBox9);
   const bool on = IsOn(box);
   wchar_t path[MAX_PATH * 4] = {};
   GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));

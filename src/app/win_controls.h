@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "profiles/language.h"
+
 namespace ablagix::app {
 
 inline std::wstring GetText(HWND window) {
@@ -30,6 +32,14 @@ void FillCombo(HWND combo, const Range& entries) {
   SendMessageW(combo, CB_RESETCONTENT, 0, 0);
   for (const auto& entry : entries) {
     SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(std::wstring(entry).c_str()));
+  }
+}
+// The same with every entry in the current language; positions stay as in `entries`.
+template <typename Range>
+void FillComboWords(HWND combo, const Range& entries) {
+  SendMessageW(combo, CB_RESETCONTENT, 0, 0);
+  for (const auto& entry : entries) {
+    SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(WordOf(entry).c_str()));
   }
 }
 inline int ComboPos(HWND combo) { return static_cast<int>(SendMessageW(combo, CB_GETCURSEL, 0, 0)); }

@@ -62,6 +62,7 @@ CliRunHost::CliRunHost(SettingsFolders folders, bool assumeYes)
       progressToTerminal_(StandardErrorIsTerminal()) {
   const AppSettings settings = ReadAppSettings(folders_.SettingsFilePath);
   zip_ = {settings.AXZipHolePath, settings.AXCreateEXE};
+  extractDocumentText_ = !settings.DokumenttextAus;
 }
 
 void CliRunHost::Notify(const std::wstring& title, const std::wstring& text) {

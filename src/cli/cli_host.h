@@ -42,6 +42,7 @@ class CliRunHost : public RunHost {
   std::wstring JournalFolder() override;
   // Threads that test file contents at once; 1 tests them on the run's own thread.
   void SetContentThreads(unsigned threads) { contentThreads_ = threads <= 1 ? 0 : threads; }
+  bool ExtractDocumentText() const override { return extractDocumentText_; }
   // Clears the progress line before normal output continues.
   void EndProgress();
 
@@ -51,6 +52,7 @@ class CliRunHost : public RunHost {
   FileMetadataSource metadata_;
   ZipSettings zip_;
   unsigned contentThreads_ = ContentPool::DefaultThreads();
+  bool extractDocumentText_ = true;
   bool timerRunning_ = false;
   bool progressShown_ = false;
   bool progressToTerminal_ = false;

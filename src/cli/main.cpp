@@ -27,6 +27,8 @@ constexpr std::wstring_view kUsage =
     L"                       Bericht, das Format nach der Endung (.txt, .csv, .html, .pdf).\n"
     L"                       --threads: so viele Dateien zugleich nach Text oder Metadaten\n"
     L"                       durchsuchen (Standard: je Prozessorkern eine; 1: nacheinander).\n"
+    L"                       Mit \"Log automatisch speichern im Ordner:\" (Einstellungen) wird\n"
+    L"                       das Log nach jedem Lauf dort gespeichert, wie im Fenster.\n"
     L"                       Exit-Code 0, 1 bei \"Fehler!\", 2 bei falscher Eingabe, 130 nach\n"
     L"                       Abbruch (Strg+C)\n"
     L"  timer --interval MINUTEN (--all | PROFIL...) [--format table|tsv]\n"

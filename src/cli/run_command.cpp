@@ -1,6 +1,7 @@
 // "run" and "timer": the profiles of the profile file, executed or simulated, with the log
 // printed as a table or as tab-separated lines.
 #include <chrono>
+#include <optional>
 #include <thread>
 
 #include "base/abort_flag.h"
@@ -158,6 +159,33 @@ bool Prepare(const std::vector<std::wstring>& args, const GlobalOptions& options
   return true;
 }
 
+// The automatic save after a run, as the window does it: when "Log automatisch speichern im
+// Ordner:" is on, the whole log goes into LogPath in the chosen format, without questions.
+class AutoSaveHost : public LogSaveHost {
+ public:
+  explicit AutoSaveHost(CliRunHost& run) : run_(run) {}
+  UiPort& ui() override { return run_.ui(); }
+  LocalDateTime Now() override { return run_.Now(); }
+  std::optional<std::wstring> AskSavePath(const SaveDialogRequest&) override { return std::nullopt; }
+  void OpenWithProgram(const std::wstring&) override {}
+
+ private:
+  CliRunHost& run_;
+};
+
+void SaveLogAfterRun(const LogList& log, const SettingsFolders& folders, CliRunHost& host) {
+  const AppSettings settings = ReadAppSettings(folders.SettingsFilePath);
+  if (!settings.CheckBox17) return;
+  AutoSaveHost saveHost(host);
+  // The save clears a Ctrl+C that ended the run, so that the report of it is whole; the
+  // command must still end as stopped.
+  const bool stopped = AbortRequested();
+  const LogSaveResult saved = SaveLog(log, settings, folders.SettingsFilePath, true, saveHost);
+  if (stopped) RequestAbort();
+  WriteErr((saved.outcome == LogSaveOutcome::Saved ? L"Log gespeichert: " : L"Log nicht gespeichert: ") +
+           (saved.path.empty() ? settings.LogPath : saved.path) + L"\n");
+}
+
 int ExitCodeFor(const RunSummary& summary) {
   if (summary.aborted) return kExitAborted;
   return summary.errors > 0 ? kExitFileError : kExitOk;
@@ -177,6 +205,7 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
   host.EndProgress();
   PrintLog(log, r.format);
   if (summary.aborted) WriteErr(L"Abgebrochen.\n");
+  SaveLogAfterRun(log, folders, host);
   if (!r.exportFile.empty()) {
     // The report uses the program's own export settings (separator, header, colours).
     const ReportFormat format = *ReportFormatForPath(r.exportFile);
@@ -232,6 +261,7 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
     timer.SetBusy(false);
     host.EndProgress();
     PrintLog(log, r.format, first);
+    SaveLogAfterRun(log, folders, host);
     if (summary.errors > 0) exitCode = kExitFileError;
     if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
   }

@@ -11,17 +11,41 @@
 #include "fileops/recycle.h"
 #include "fileops/shredder.h"
 #include "log/log_row.h"
+#include "profiles/language.h"
 #include "profiles/profile.h"
 
 namespace ablagix {
 namespace {
+
+// The shredder's question and progress line in the user's language (messages 658 and 659).
+ShredTexts ShredTextsInLanguage() {
+  ShredTexts texts;
+  texts.readOnlyQuestion = LookupMessage(L"658", kShredReadOnlyQuestion);
+  texts.overwriting = LookupMessage(L"659", kShredOverwriting);
+  return texts;
+}
 
 constexpr int kMaxNumber = 1000;
 
 bool Is(std::wstring_view aktion, std::wstring_view code) { return EqualsNoCase(aktion, code); }
 
 
-ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFolder,
+// Whether `target`, or one of the numbered names it got before ("a(1).jpg", "a(2).jpg" ...),
+// holds exactly the bytes of `path`. Contents are compared only where the sizes agree.
+bool IdenticalTargetExists(const std::wstring& path, const std::wstring& target) {
+  std::uint64_t size = 0;
+  if (!GetFileSize(path, &size)) return false;
+  int number = 0;
+  for (std::wstring candidate = target; !candidate.empty();) {
+    std::uint64_t other = 0;
+    if (!GetFileSize(candidate, &other)) return false;  // the first free name ends the search
+    if (other == size && FilesHaveSameContent(path, candidate)) return true;
+    candidate = NumberedName(target, ++number);
+  }
+  return false;
+}
+
+ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
                           const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
   const bool move = Is(spec.aktion, kAktionVerschieben);
   ActionResult result;
@@ -31,7 +55,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
   };
   if (mode == RunMode::Execute && !EnsureTargetFolder(targetFolder, state).ok()) return folderFailed();
 
-  const std::wstring named = JoinPath(targetFolder, NamePart(path));
+  const std::wstring named = JoinPath(targetFolder, targetName);
   // A file whose target is the file itself is already where the profile wants it; numbering
   // or replacing it would only copy it onto itself or rename it on every run.
   if (SameFolderText(path, named)) {
@@ -48,6 +72,11 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     auto known = state.foldersPresent.find(targetFolder);
     if (known == state.foldersPresent.end()) known = state.foldersPresent.emplace(targetFolder, FolderExists(targetFolder)).first;
     folderPresent = known->second;
+  }
+  if (folderPresent && spec.skipIdentical && IdenticalTargetExists(path, named)) {
+    // Already there: an import run again does nothing, and a moved file stays in place.
+    result.resultWord = ResultWord::kUebersprungenIdentisch;
+    return result;
   }
   if (folderPresent && PathExists(target)) {
     if (skipTaken) {
@@ -142,14 +171,25 @@ std::wstring ErrorWord(std::wstring_view reason) {
   return word;
 }
 
-std::wstring NumberedFreeName(const std::wstring& target, int* number) {
+ActionResult TransferFileAs(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
+                            const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
+  if (Is(spec.aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
+  return TransferFile(path, targetFolder, targetName, spec, mode, host, state);
+}
+
+std::wstring NumberedName(const std::wstring& target, int number) {
+  if (number > kMaxNumber) return {};
   const std::wstring folder = FolderPart(target);
   const std::wstring name = NamePart(target);
   const size_t dot = name.rfind(L'.');
   const std::wstring stem = dot == std::wstring::npos ? name : name.substr(0, dot);
   const std::wstring extension = dot == std::wstring::npos ? L"" : name.substr(dot);
+  return folder + stem + L"(" + NumberText(static_cast<std::uint64_t>(number)) + L")" + extension;
+}
+
+std::wstring NumberedFreeName(const std::wstring& target, int* number) {
   for (int n = number ? *number + 1 : 1; n <= kMaxNumber; ++n) {
-    std::wstring candidate = folder + stem + L"(" + NumberText(static_cast<std::uint64_t>(n)) + L")" + extension;
+    std::wstring candidate = NumberedName(target, n);
     if (!PathExists(candidate)) {
       if (number) *number = n;
       return candidate;
@@ -167,7 +207,7 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
   if (Is(aktion, kAktionVerschieben) || Is(aktion, kAktionKopieren)) {
     if (Is(aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
     if (ZipModeOf(spec.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(path, targetFolder, spec, mode, host, state);
-    return TransferFile(path, targetFolder, spec, mode, host, state);
+    return TransferFile(path, targetFolder, NamePart(path), spec, mode, host, state);
   }
   if (Is(aktion, kAktionLoeschenP) || Is(aktion, kAktionLoeschenX) || Is(aktion, kAktionLoeschenS)) {
     RememberChangedFolder(state, FolderPart(path));
@@ -196,9 +236,15 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
     } else {
       const auto progress = [&host](const ShredProgress& p) { host.ShredProgress(p); };
       const JournalMark journaled = JournalBefore(state, JournalAction::kShred, path);
-      const ShredResult shred = ShredFile(path, host.ui(), progress);
+      const ShredResult shred = ShredFile(path, host.ui(), progress, ShredTextsInLanguage());
       JournalAfter(state, journaled, shred.Succeeded());
       result.resultWord = shred.Succeeded() ? std::wstring(ResultWord::kGeloeschtS) : ErrorWord(ShredReasonText(shred));
+      // A file that cannot be opened was not touched at all; the user hears why at once,
+      // not only from the row.
+      if (shred.failure == ShredFailure::CannotOpen || shred.failure == ShredFailure::NotFound) {
+        host.ui().ShowMessage(std::wstring(kShredCannotOpen) + L"\r\n" + path + L"\r\n" + ShredReasonText(shred),
+                              MessageIcon::Critical, MessageButtons::Ok);
+      }
     }
   } else if (Is(aktion, kAktionBenachrichtigen)) {
     // Only a timed run speaks, and only once; a run by hand just lists what would be reported.

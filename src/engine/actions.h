@@ -25,6 +25,9 @@ struct ActionSpec {
   std::wstring kollision;  // "0" overwrite, "1" (or empty) number the new file, "2" skip
   std::wstring zippen;
   std::wstring zipName;
+  // "Identisch": a target with the same content (also under a number it got before) makes
+  // the file "Übersprungen (identisch)", and a moved file stays where it is.
+  bool skipIdentical = false;
 };
 
 // The two program settings that shape every archive.
@@ -73,11 +76,22 @@ struct ActionResult {
 // (not in a simulation); never throws; every failure is a result word.
 ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFolder,
                         const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state);
+// A move or copy under another name than the file's own (a sidecar that follows the number
+// its main file got).
+ActionResult TransferFileAs(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
+                            const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state);
 
+// "name(n).ext" for `target`; "" beyond (1000).
+std::wstring NumberedName(const std::wstring& target, int number);
 // The free name for `target` under the numbering policy: name(1).ext, name(2).ext, ... up to
 // (1000), starting after `*number` (0: from the first); `*number` receives the number used.
 // "" when every number is taken.
 std::wstring NumberedFreeName(const std::wstring& target, int* number = nullptr);
+
+// What the user is told when a file to be shred cannot be opened, above its path and the
+// reason.
+inline constexpr std::wstring_view kShredCannotOpen =
+    L"Die Datei kann nicht ge\u00f6ffnet werden und wird nicht geschreddert:";
 
 // "Fehler! " and the reason, as a failed file's result reads.
 std::wstring ErrorWord(std::wstring_view reason);

@@ -22,6 +22,12 @@ namespace ablagix {
 bool CompareMetadataCondition(std::wstring_view value, std::wstring_view variable,
                               std::wstring_view condition, bool caseSensitive);
 
+// The value the condition looks at for one file, as the log shows it in the row's "Metadaten"
+// column: the camera model, the distance in km, the date as "dd.mm.yyyy". "" when `metadaten`
+// names no "%...%" variable or there are no readers.
+std::wstring MetadataConditionValue(std::wstring_view metadaten, const FileFacts& file,
+                                    const PathVariableContext& context);
+
 // The condition of a profile as a file test: the variable is resolved for each file through
 // `metadata` (which must outlive the test). Null when `metadaten` names no "%...%" variable.
 std::unique_ptr<FileContentTest> MakeMetadataConditionTest(std::wstring_view metadaten, bool caseSensitive,

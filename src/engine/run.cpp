@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <unordered_set>
 
 #include "base/abort_flag.h"
 #include "base/text.h"
@@ -12,6 +13,7 @@
 #include "engine/journal.h"
 #include "engine/metadata_condition.h"
 #include "engine/scan.h"
+#include "engine/sidecars.h"
 #include "engine/zip_actions.h"
 #include "fileops/path_text.h"
 #include "metadata/document_text.h"
@@ -49,10 +51,10 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
 // "Datei enthält Text" as a file test: documents through their text, plain files in blocks.
 class TextCondition : public FileContentTest {
  public:
-  TextCondition(std::wstring_view textSuche, bool caseSensitive, std::function<bool()> stop)
+  TextCondition(std::wstring_view textSuche, bool caseSensitive, bool documents, std::function<bool()> stop)
       : query_(ParseSearchTerms(textSuche), caseSensitive) {
     options_.caseSensitive = caseSensitive;
-    options_.documents = &documents_;
+    options_.documents = documents ? &documents_ : nullptr;
     options_.stopRequested = std::move(stop);
   }
   bool Accepts(const std::wstring& path, const DirEntry&) override {
@@ -98,9 +100,11 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   // window's thread they also let the window handle Esc.
   const std::thread::id windowThread = std::this_thread::get_id();
   context.makeTextTest = [&](const std::wstring& textSuche) -> std::unique_ptr<FileContentTest> {
-    return std::make_unique<TextCondition>(textSuche, caseSensitive, [&host, windowThread] {
-      return std::this_thread::get_id() == windowThread ? StopRequested(host) : AbortRequested();
-    });
+    return std::make_unique<TextCondition>(textSuche, caseSensitive, host.ExtractDocumentText(),
+                                           [&host, windowThread] {
+                                             return std::this_thread::get_id() == windowThread ? StopRequested(host)
+                                                                                                : AbortRequested();
+                                           });
   };
   ConditionSet conditions;
   if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);
@@ -147,7 +151,8 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   }
   if (files.empty() && scanned) AppendNothingFoundRow(log);
 
-  const ActionSpec spec{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
+  ActionSpec spec{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
+  spec.skipIdentical = Trim(profile.Identisch) == L"1" && ActionNeedsTarget(profile.Aktion);
   const PathVariableContext variables{context.now, host.Metadata()};
   progress.filesTotal = files.size();
   bool stopped = !scanned;
@@ -155,13 +160,52 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   std::optional<RunArchive> archive;
   const bool oneArchive = ActionNeedsTarget(profile.Aktion) && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
   if (oneArchive && mode == RunMode::Execute) archive.emplace(spec, host, state);
+  // "Begleitdateien": sidecars go with their main file (moves and copies, not into archives).
+  const bool sidecars = Trim(profile.Begleitdateien) == L"1" && ActionNeedsTarget(profile.Aktion) &&
+                        ZipModeOf(profile.Zippen) == ZipMode::None;
+  const std::vector<bool> sidecarOfRun = sidecars ? SidecarsOfRunFiles(files) : std::vector<bool>();
+  SidecarFinder sidecarFinder;
+  std::unordered_set<std::wstring> sidecarsHandled;
+
+  auto appendRow = [&](const std::wstring& path, std::uint64_t size, FileTime lastWrite, FileTime creation,
+                       const std::wstring& targetFolder, const std::wstring& metadaten, const ActionResult& result) {
+    LogFileFields row;
+    const std::wstring name = NamePart(path);
+    const std::wstring folder = FolderPart(path);
+    row.datei = name;
+    row.pfad = folder;
+    row.size = size;
+    row.lastWrite = lastWrite;
+    row.creation = creation;
+    row.zielpfad = targetFolder;
+    row.ergebnis = result.resultWord;
+    row.aktion = profile.Aktion;
+    row.zipp = profile.Zippen;
+    row.kollision = profile.Kollision;
+    row.zipName = profile.ZipName;
+    row.metadaten = metadaten;
+    // The second columns carry only what the others do not already say, so a long log
+    // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
+    const bool renamed = !result.targetFile.empty() && NamePart(result.targetFile) != name;
+    row.quell2 = L"";
+    row.ziel2 = renamed ? std::wstring_view(result.targetFile) : std::wstring_view();
+    log.AppendFile(row);
+    ++summary.files;
+    if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
+  };
+
   for (size_t i = 0; i < files.size() && !stopped; ++i) {
     if (StopRequested(host)) {
       stopped = true;
       break;
     }
+    // A sidecar of another file of this run goes with that file, not on its own.
+    if (sidecars && sidecarOfRun[i]) continue;
     const RunFile& file = files[i];
     const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
+    // What the condition read from this file (its camera, its distance), not the condition;
+    // read before the action moves or deletes the file.
+    const std::wstring metadaten = MetadataConditionValue(profile.Metadaten, facts, variables);
     const std::wstring targetFolder =
         ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
     ActionResult result;
@@ -174,29 +218,25 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
       result.resultWord = archive->Add(file.path, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
                                        log.size());
     }
-    LogFileFields row;
-    const std::wstring name = NamePart(file.path);
-    const std::wstring folder = FolderPart(file.path);
-    row.datei = name;
-    row.pfad = folder;
-    row.size = file.size;
-    row.lastWrite = file.lastWrite;
-    row.creation = file.creation;
-    row.zielpfad = targetFolder;
-    row.ergebnis = result.resultWord;
-    row.aktion = profile.Aktion;
-    row.zipp = profile.Zippen;
-    row.kollision = profile.Kollision;
-    row.zipName = profile.ZipName;
-    row.metadaten = profile.Metadaten;
-    // The second columns carry only what the others do not already say, so a long log
-    // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
-    const bool renamed = !result.targetFile.empty() && NamePart(result.targetFile) != name;
-    row.quell2 = L"";
-    row.ziel2 = renamed ? std::wstring_view(result.targetFile) : std::wstring_view();
-    log.AppendFile(row);
-    ++summary.files;
-    if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
+    appendRow(file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result);
+    if (sidecars) {
+      // The sidecars take the name the main file got ("IMG_1(1).jpg" -> "IMG_1(1).xmp") and
+      // go only where it went; a main file that stayed keeps its sidecars too.
+      const bool mainMoved = !result.targetFile.empty() && RowKindOf(result.resultWord) == LogRowKind::Normal &&
+                             result.resultWord != ResultWord::kUebersprungenIdentisch;
+      for (const Sidecar& sidecar : sidecarFinder.For(FolderPart(file.path), NamePart(file.path))) {
+        const std::wstring path = JoinPath(sidecar.folder, sidecar.entry.name);
+        if (!sidecarsHandled.insert(ToLowerText(path)).second) continue;
+        ActionResult follow;
+        if (mainMoved) {
+          follow = TransferFileAs(path, targetFolder, SidecarTargetName(sidecar, NamePart(result.targetFile)), spec,
+                                  mode, host, state);
+        } else {
+          follow.resultWord = ResultWord::kUebersprungen;
+        }
+        appendRow(path, sidecar.entry.size, sidecar.entry.lastWrite, sidecar.entry.creation, targetFolder, L"", follow);
+      }
+    }
     progress.filesDone = i + 1;
     if (i % 16 == 0 || i + 1 == files.size()) host.Progress(progress);
   }

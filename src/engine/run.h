@@ -47,6 +47,9 @@ class RunHost : public ActionHost {
   // Where executed runs keep their journals for undoing them (engine/journal.h); "" keeps
   // none. By default the "Journal" folder beside the settings the program started with.
   virtual std::wstring JournalFolder();
+  // False when the setting DokumenttextAus is on: the text condition then reads office, PDF,
+  // web and mail documents as plain files instead of extracting their text.
+  virtual bool ExtractDocumentText() const { return true; }
 };
 
 struct RunSummary {

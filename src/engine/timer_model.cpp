@@ -1,6 +1,7 @@
 #include "engine/timer_model.h"
 
 #include "base/text.h"
+#include "profiles/language.h"
 
 namespace ablagix {
 
@@ -11,13 +12,13 @@ int TimerIntervalMinutes(int chooserPosition) {
 }
 
 std::wstring TimerInfoText(int minutes) {
-  return L"Der Timer f\u00fchrt alle " + std::to_wstring(minutes) +
-         L"-Minuten oben angehakte Profile vollautomatisch aus.";
+  return FillIn(Word(L"Der Timer f\u00fchrt alle %1-Minuten oben angehakte Profile vollautomatisch aus."),
+                std::to_wstring(minutes));
 }
 
 std::wstring TimerStartedBalloon(int minutes) {
-  return L"Die Timerroutine ist gestartet und l\u00e4uft automatisch im Intervall von " +
-         std::to_wstring(minutes) + L" Minuten";
+  return FillIn(Word(L"Die Timerroutine ist gestartet und l\u00e4uft automatisch im Intervall von %1 Minuten"),
+                std::to_wstring(minutes));
 }
 
 TickResult TimerModel::Tick() {

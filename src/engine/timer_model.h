@@ -17,7 +17,8 @@ inline constexpr std::array<std::wstring_view, 10> kTimerIntervalEntries = {
 
 // Minutes for a chooser position; the prompt and unknown positions mean 10.
 int TimerIntervalMinutes(int chooserPosition);
-// "Der Timer führt alle 10-Minuten oben angehakte Profile vollautomatisch aus."
+// "Der Timer führt alle 10-Minuten oben angehakte Profile vollautomatisch aus." (in the
+// current language)
 std::wstring TimerInfoText(int minutes);
 // "Die Timerroutine ist gestartet und läuft automatisch im Intervall von 10 Minuten"
 std::wstring TimerStartedBalloon(int minutes);

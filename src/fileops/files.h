@@ -97,6 +97,9 @@ bool CreateFolders(const std::wstring& folder);
 [[nodiscard]] bool GetFileSize(const std::wstring& path, std::uint64_t* size);
 [[nodiscard]] bool ReadFileBytes(const std::wstring& path, std::string* bytes);
 bool RemoveFile(const std::wstring& path);
+// True when both files can be read and hold the same bytes (read side by side, stopping at
+// the first difference).
+bool FilesHaveSameContent(const std::wstring& a, const std::wstring& b);
 bool RemoveEmptyFolder(const std::wstring& path);
 // Plain copy for small files such as the profile backup; replaces `to` when it exists.
 bool CopyFileReplacing(const std::wstring& from, const std::wstring& to);

@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "fileops/file_system.h"
+#include "fileops/file_io.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
 #include "fileops/path_text.h"
@@ -150,6 +151,19 @@ bool RemoveFile(const std::wstring& path) { return ActiveFileSystem().RemoveFile
 
 bool WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
   return ActiveFileSystem().WriteFileAtomic(path, bytes).ok();
+}
+
+bool FilesHaveSameContent(const std::wstring& a, const std::wstring& b) {
+  ReadOnlyFile first;
+  ReadOnlyFile second;
+  if (!first.Open(a) || !second.Open(b) || first.size() != second.size()) return false;
+  constexpr std::size_t kPiece = 1 << 18;
+  std::string x, y;
+  for (std::uint64_t offset = 0; offset < first.size(); offset += kPiece) {
+    if (!first.ReadAt(offset, kPiece, &x) || !second.ReadAt(offset, kPiece, &y) || x != y) return false;
+    if (x.empty()) break;
+  }
+  return true;
 }
 
 bool WriteTextFile(const std::wstring& path, std::wstring_view text) {

@@ -11,7 +11,6 @@
 #include "fileops/file_system.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
-#include "profiles/language.h"
 
 namespace ablagix {
 namespace {
@@ -49,9 +48,10 @@ std::wstring PassText(const std::wstring& head, const std::wstring& name, int pa
          NumberText(static_cast<std::uint64_t>(kShredPasses));
 }
 
-ShredResult Failure(std::wstring reason, std::uint32_t error, std::wstring leftOver) {
+ShredResult Failure(ShredFailure failure, std::wstring reason, std::uint32_t error, std::wstring leftOver) {
   ShredResult r;
   r.outcome = ShredOutcome::Failed;
+  r.failure = failure;
   r.reason = std::move(reason);
   r.systemError = error;
   r.leftOver = std::move(leftOver);
@@ -66,14 +66,9 @@ ShredResult Outcome(ShredOutcome outcome, std::wstring leftOver = {}) {
 }
 
 // Yes: this one and every later read-only file; No: this one only; anything else: none.
-bool MayShredReadOnly(const std::wstring& path, UiPort& ui) {
+bool MayShredReadOnly(const std::wstring& path, UiPort& ui, const std::wstring& question) {
   if (g_shredAllReadOnly) return true;
-  std::wstring text =
-      path + L"\r\n" +
-      LookupMessage(L"658",
-                    L"ist schreibgeschütz, sollen ' alle ' schreibgeschützten Dateien geschreddert "
-                    L"werden? Wenn nur diese eine schreibgeschützte Datei geschreddert werden soll "
-                    L"bestätigen Sie mit nein!");
+  const std::wstring text = path + L"\r\n" + question;
   switch (ui.AskBeforeDestroying(text, MessageIcon::Exclamation, MessageButtons::YesNoCancel,
                                  MessageAnswer::Cancel)) {
     case MessageAnswer::Yes:
@@ -116,15 +111,16 @@ std::wstring RandomName(std::size_t length) {
   return name;
 }
 
-ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress) {
+ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress,
+                      const ShredTexts& texts) {
   std::uint32_t attributes = 0;
   if (!GetAttributes(path, &attributes)) {
-    return Failure(L"Datei nicht gefunden", LastSystemError(), {});
+    return Failure(ShredFailure::NotFound, L"Datei nicht gefunden", LastSystemError(), {});
   }
-  if (attributes & kAttrDirectory) return Failure(L"Ist ein Ordner", 0, path);
+  if (attributes & kAttrDirectory) return Failure(ShredFailure::NotAFile, L"Ist ein Ordner", 0, path);
   // Overwriting through a link would destroy the content of a file elsewhere.
-  if (IsSymbolicLink(path)) return Failure(L"Ist eine Verknüpfung", 0, path);
-  if ((attributes & kAttrReadOnly) && !MayShredReadOnly(path, ui)) {
+  if (IsSymbolicLink(path)) return Failure(ShredFailure::NotAFile, L"Ist eine Verknüpfung", 0, path);
+  if ((attributes & kAttrReadOnly) && !MayShredReadOnly(path, ui, texts.readOnlyQuestion)) {
     return Outcome(ShredOutcome::SkippedReadOnly, path);
   }
 
@@ -134,13 +130,13 @@ ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressF
   if (!file.Open(path)) {
     std::uint32_t error = file.LastError();
     SetAttributes(path, attributes);  // untouched, so it keeps what it had
-    return Failure(L"Datei lässt sich nicht öffnen", error, path);
+    return Failure(ShredFailure::CannotOpen, L"Datei lässt sich nicht öffnen", error, path);
   }
   std::uint64_t length = 0;
   if (!file.Size(&length)) {
     std::uint32_t error = file.LastError();
     SetAttributes(path, attributes);
-    return Failure(L"Dateigröße unbekannt", error, path);
+    return Failure(ShredFailure::CannotOpen, L"Dateigröße unbekannt", error, path);
   }
 
   // Up to one block the pass is a single write, which counts as its final (partial) block.
@@ -152,7 +148,7 @@ ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressF
   std::vector<std::uint8_t> scratch(kShredBlockSize);
   std::mt19937 random(ClockSeed() ^ std::random_device{}());
 
-  const std::wstring head = LookupMessage(L"659", L"Überschreibe ");
+  const std::wstring& head = texts.overwriting;
   const std::wstring name = NamePart(path);
 
   auto stopRequested = [&ui] {
@@ -187,19 +183,19 @@ ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressF
     for (std::uint64_t block = 0; block < fullBlocks; ++block) {
       if (stopRequested()) return Outcome(ShredOutcome::Aborted, path);
       if (!write(kShredBlockSize, false)) {
-        return Failure(L"Überschreiben fehlgeschlagen", file.LastError(), path);
+        return Failure(ShredFailure::Overwriting, L"Überschreiben fehlgeschlagen", file.LastError(), path);
       }
     }
     if (tail > 0) {
       if (stopRequested()) return Outcome(ShredOutcome::Aborted, path);
       if (!write(tail, true)) {
-        return Failure(L"Überschreiben fehlgeschlagen", file.LastError(), path);
+        return Failure(ShredFailure::Overwriting, L"Überschreiben fehlgeschlagen", file.LastError(), path);
       }
     }
     // Each pass must reach the disk: left in the cache, the passes would merge into the last
     // one, and deleting the file could drop them before any was written.
     if (length > 0 && !file.Flush()) {
-      return Failure(L"Überschreiben fehlgeschlagen", file.LastError(), path);
+      return Failure(ShredFailure::Overwriting, L"Überschreiben fehlgeschlagen", file.LastError(), path);
     }
   }
   file.Close();
@@ -217,10 +213,10 @@ ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressF
       break;
     }
   }
-  if (renamed.empty()) return Failure(L"Umbenennen fehlgeschlagen", error, path);
+  if (renamed.empty()) return Failure(ShredFailure::Renaming, L"Umbenennen fehlgeschlagen", error, path);
 
   if (!RemoveFile(renamed)) {
-    return Failure(L"Löschen fehlgeschlagen", LastSystemError(), renamed);
+    return Failure(ShredFailure::Deleting, L"Löschen fehlgeschlagen", LastSystemError(), renamed);
   }
   return Outcome(ShredOutcome::Shredded);
 }

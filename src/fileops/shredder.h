@@ -25,11 +25,35 @@ enum class ShredOutcome {
   Shredded,         // overwritten, renamed and deleted
   SkippedReadOnly,  // read-only and the question was cancelled; the file is untouched
   Aborted,          // Esc or the abort flag; the file stays, partly overwritten, under its name
-  Failed,           // see `reason`
+  Failed,           // see `failure` and `reason`
+};
+
+// Where a shredding failed, for the caller to choose what to tell the user.
+enum class ShredFailure {
+  None,
+  NotFound,      // gone before it could be opened
+  NotAFile,      // a folder or a link: never overwritten
+  CannotOpen,    // not overwritten (in use, no permission)
+  Overwriting,   // partly overwritten, still under its name
+  Renaming,      // overwritten, still under its name
+  Deleting,      // overwritten and renamed, not deleted
+};
+
+// The texts of the read-only question and of the progress line; the caller passes them in
+// the user's language.
+inline constexpr std::wstring_view kShredReadOnlyQuestion =
+    L"ist schreibgesch\u00fctz, sollen ' alle ' schreibgesch\u00fctzten Dateien geschreddert werden? "
+    L"Wenn nur diese eine schreibgesch\u00fctzte Datei geschreddert werden soll best\u00e4tigen Sie mit nein!";
+inline constexpr std::wstring_view kShredOverwriting = L"\u00dcberschreibe ";
+
+struct ShredTexts {
+  std::wstring readOnlyQuestion = std::wstring(kShredReadOnlyQuestion);  // after the path and a line break
+  std::wstring overwriting = std::wstring(kShredOverwriting);           // before the file name
 };
 
 struct ShredResult {
   ShredOutcome outcome = ShredOutcome::Failed;
+  ShredFailure failure = ShredFailure::None;
   // For Failed: a short German reason for the log row ("Löschen fehlgeschlagen").
   std::wstring reason;
   // The system error code behind a failure, 0 when there is none.
@@ -52,11 +76,12 @@ struct ShredProgress {
 // Called after every block written, so the wait window can repaint.
 using ShredProgressFn = std::function<void(const ShredProgress&)>;
 
-// Shreds one file. A read-only file is only shredded after asking (message 658) unless
-// "all" was answered before; its attributes are then reset to "archive" only. Between blocks
-// `ui.PollForAbort()` and the process-wide abort flag are checked; Esc also sets the flag, so
-// the caller's file loop stops as well.
-ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress = {});
+// Shreds one file. A read-only file is only shredded after asking (texts.readOnlyQuestion)
+// unless "all" was answered before; its attributes are then reset to "archive" only. Between
+// blocks `ui.PollForAbort()` and the process-wide abort flag are checked; Esc also sets the
+// flag, so the caller's file loop stops as well. Failures are only returned, never shown.
+ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress = {},
+                      const ShredTexts& texts = {});
 
 // The reason for a log row when `result` did not succeed: "Abgebrochen", "Schreibgeschützt,
 // nicht geschreddert", "Löschen fehlgeschlagen (Zugriff verweigert)".

@@ -70,23 +70,29 @@ std::wstring FileUrl(std::wstring_view path) {
   return url;
 }
 
-std::string HtmlExportBytes(const LogList& log, const HtmlExportOptions& options) {
+// The document is the program's fixed sequence of fragments, one after the other without line
+// breaks, so that a report compares byte for byte with the ones it has always written. Two
+// things are added to it: cell texts are escaped and link targets percent-encoded, because
+// file names may hold "<", "&" or quotes, and such a name written raw would break the table
+// (or, in a name made to look like markup, put that markup into the report).
+std::string HtmlExportBytes(const LogList& log, const HtmlExportOptions& options, ExportProgress* progress,
+                            UiPort* ui) {
   Utf16LeBuffer out;
   constexpr std::size_t kSampleRows = 1000;  // the rows that the final size is guessed from
   out.Reserve((std::min(log.size(), kSampleRows) + 8) * 260);
 
   out.Append(L"<HTML> <BODY><h5><font color=\"#0066CC\">");
   AppendEscaped(out, SummaryLine(options.counts));
-  out.Append(L"</font></h5>\r\n");
+  out.Append(L"</font></h5>");
   out.Append(L"<h3><font color=\"#0066CC\">");
   out.Append(L"Ablagix: ");
   AppendEscaped(out, options.title);
   out.Append(L" vom ");
   out.Append(GermanDate(options.now));
-  out.Append(L"</font></h3>\r\n");
+  out.Append(L"</font></h3>");
   out.Append(L"<h5><font color=\"#0066CC\">");
   out.Append(L"Erstellt am " + FormatGermanDateTime(options.now));
-  out.Append(L"</font></h5>\r\n");
+  out.Append(L"</font></h5>");
 
   // The colour goes out without "#": that is how the reports have always looked, and browsers
   // read the bare hexadecimal the same way in this attribute.
@@ -99,30 +105,25 @@ std::string HtmlExportBytes(const LogList& log, const HtmlExportOptions& options
     AppendEscaped(out, kLogColumns[c].text);
     out.Append(L"</font></th>");
   }
-  out.Append(L"</tr>\r\n");
+  out.Append(L"</tr>");
 
-  for (std::size_t row = 0; row < log.size(); ++row) {
+  // Every row, the banners included, has its name and its target as links.
+  if (progress) progress->Start(log.size());
+  bool stopped = false;
+  for (std::size_t row = 0; row < log.size() && !stopped; ++row) {
     const std::wstring datei = log.Text(row, LogColumn::Datei);
-    const std::wstring pfad = log.Text(row, LogColumn::Pfad);
     const std::wstring zielpfad = log.Text(row, LogColumn::Zielpfad);
-    // Banner and message rows carry stars and words, not paths: a link there would lead
-    // nowhere, so only rows made from a file get them.
-    const bool links = log.IsFileRow(row);
 
     out.Append(L"<tr><td>");
-    if (links) {
-      out.Append(L"<a href=\"");
-      out.Append(FileUrl(JoinPath(pfad, datei)));
-      out.Append(L"\">");
-      AppendEscaped(out, datei);
-      out.Append(L"</a>");
-    } else {
-      AppendEscaped(out, datei);
-    }
+    out.Append(L"<a href=\"");
+    out.Append(FileUrl(JoinPath(log.Text(row, LogColumn::Pfad), datei)));
+    out.Append(L"\">");
+    AppendEscaped(out, datei);
+    out.Append(L"</a>");
     out.Append(L"</td>");
 
     out.Append(L"<td>");
-    AppendEscaped(out, pfad);
+    AppendEscaped(out, log.Text(row, LogColumn::Pfad));
     out.Append(L"</td>");
 
     out.Append(L"<td>");
@@ -139,30 +140,35 @@ std::string HtmlExportBytes(const LogList& log, const HtmlExportOptions& options
     out.Append(L"</td>");
 
     out.Append(L"<td>");
-    if (links && !zielpfad.empty()) {
-      out.Append(L"<a href=\"");
-      out.Append(FileUrl(zielpfad));
-      out.Append(L"\">");
-      AppendEscaped(out, zielpfad);
-      out.Append(L"</a>");
-    } else {
-      AppendEscaped(out, zielpfad);
-    }
+    out.Append(L"<a href=\"");
+    out.Append(FileUrl(zielpfad));
+    out.Append(L"\">");
+    AppendEscaped(out, zielpfad);
+    out.Append(L"</a>");
     out.Append(L"</td>");
 
     out.Append(L"<td>");
     AppendEscaped(out, log.Text(row, LogColumn::Ergebnis));
     out.Append(L"</td>");
-    out.Append(L"</tr>\r\n");
+    out.Append(L"</tr>");
     if (row + 1 == kSampleRows) out.ReserveByRate(row + 1, log.size());
+    if (progress) progress->Advance(row + 1);
+    stopped = ExportStopRequested(ui);
   }
+  // A report stopped early says so in a row of its own, and the document still ends whole.
+  if (stopped) {
+    out.Append(L"<tr><td>");
+    out.Append(kExportAborted);
+    out.Append(L"</td></tr>");
+  }
+  if (progress) progress->Reset();
   out.Append(L"</TABLE></BODY></HTML>");
   return out.Take();
 }
 
-bool WriteHtmlExport(const LogList& log, const std::wstring& path,
-                     const HtmlExportOptions& options) {
-  return WriteFileAtomic(path, HtmlExportBytes(log, options));
+bool WriteHtmlExport(const LogList& log, const std::wstring& path, const HtmlExportOptions& options,
+                     ExportProgress* progress, UiPort* ui) {
+  return WriteFileAtomic(path, HtmlExportBytes(log, options, progress, ui));
 }
 
 }  // namespace ablagix

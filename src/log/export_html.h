@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/calendar.h"
+#include "log/export_progress.h"
 #include "log/log_list.h"
 
 namespace ablagix {
@@ -31,10 +32,13 @@ struct HtmlExportOptions {
   LocalDateTime now;  // the date in the heading
 };
 
-std::string HtmlExportBytes(const LogList& log, const HtmlExportOptions& options);
+// `progress` and `ui` may be null; `ui` is asked after every row whether to stop, and a
+// report stopped early ends with a row "Abbruch".
+std::string HtmlExportBytes(const LogList& log, const HtmlExportOptions& options,
+                            ExportProgress* progress = nullptr, UiPort* ui = nullptr);
 // False when the file could not be written; there is no message.
-bool WriteHtmlExport(const LogList& log, const std::wstring& path,
-                     const HtmlExportOptions& options);
+bool WriteHtmlExport(const LogList& log, const std::wstring& path, const HtmlExportOptions& options,
+                     ExportProgress* progress = nullptr, UiPort* ui = nullptr);
 
 // A link that a browser follows to `path`: "C:\Fotos\Urlaub 1.jpg" gives
 // "file:///C:/Fotos/Urlaub%201.jpg", "\\server\share\a" gives "file://///server/share/a".

@@ -1,7 +1,11 @@
 #include "log/export_pdf.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
+#include <numeric>
 #include <string>
+#include <vector>
 
 #include "base/ui_port.h"
 #include "fileops/files.h"
@@ -30,23 +34,113 @@ constexpr PdfColour kRuleColour = {0.45, 0.45, 0.45};
 
 struct PdfColumn {
   LogColumn column;
-  double width;  // points
   bool alignRight;
+  // What cutting one of its texts costs when the page is shared out: a folder shows enough
+  // of itself even when cut; a name, a result, and above all a size or a date do not.
+  std::size_t cutCost;
 };
 
-// The first seven columns of the log. A date ("03.02.2025 09:05:07") needs 74 points at
-// 8 points and "Verschoben, simuliert" 77; the names and folders share what is left.
+// The first seven columns of the log.
 constexpr double kTableWidth = kPage.width - 2 * kMargin;
-constexpr double kResultWidth = 83;
 constexpr std::array<PdfColumn, 7> kColumns = {{
-    {LogColumn::Datei, 160, false},
-    {LogColumn::Pfad, 158, false},
-    {LogColumn::Groesse, 54, true},
-    {LogColumn::GeaendertAm, 80, false},
-    {LogColumn::ErstelltAm, 80, false},
-    {LogColumn::Zielpfad, kTableWidth - 160 - 158 - 54 - 80 - 80 - kResultWidth, false},
-    {LogColumn::Ergebnis, kResultWidth, false},
+    {LogColumn::Datei, false, 4},
+    {LogColumn::Pfad, false, 1},
+    {LogColumn::Groesse, true, 8},
+    {LogColumn::GeaendertAm, false, 8},
+    {LogColumn::ErstelltAm, false, 8},
+    {LogColumn::Zielpfad, false, 1},
+    {LogColumn::Ergebnis, false, 4},
 }};
+// No column is squeezed below this (unless its texts need less): a cut text still shows
+// its beginning.
+constexpr int kLeastWidth = 60;
+using ColumnWidths = std::array<double, kColumns.size()>;
+
+// The blank space a cell keeps: twice the padding on the right keeps a number clear of the
+// date that follows it.
+double CellPadding(const PdfColumn& c) { return (c.alignRight ? 3 : 2) * kCellPadding; }
+
+// Bold letters are up to a tenth wider than the regular ones the width table knows.
+constexpr double kBoldFactor = 1.1;
+
+// Widths from what the columns hold, in whole points. When every column can have the width
+// of its widest text, each gets it, so no text that fits is cut. Otherwise the page is shared
+// so that cutting costs least (see PdfColumn::cutCost): one very long name costs that one
+// name, not the whole names column, and the folders give way before names, results, sizes
+// and dates do.
+ColumnWidths WidthsFor(const LogList& log, UiPort* ui, bool* stopped) {
+  constexpr int kRoom = static_cast<int>(kTableWidth);
+  constexpr std::size_t kCount = kColumns.size();
+  // widest[i][w]: cells of column i that need w points (kRoom + 1: more than the page).
+  std::array<std::vector<std::size_t>, kCount> needing;
+  std::array<int, kCount> least{};  // the header always fits
+  auto pointsFor = [](double textWidth, const PdfColumn& c) {
+    return std::min(kRoom + 1, static_cast<int>(std::ceil(textWidth + CellPadding(c) + 0.5)));
+  };
+  for (std::size_t i = 0; i < kCount; ++i) {
+    needing[i].assign(kRoom + 2, 0);
+    const std::string header = ToWinAnsi(kLogColumns[static_cast<int>(kColumns[i].column)].text);
+    least[i] = pointsFor(HelveticaWidth(header, kTextSize) * kBoldFactor, kColumns[i]);
+  }
+  for (std::size_t row = 0; row < log.size(); ++row) {
+    for (std::size_t i = 0; i < kCount; ++i) {
+      const double w = HelveticaWidth(ToWinAnsi(log.Text(row, kColumns[i].column)), kTextSize);
+      ++needing[i][static_cast<std::size_t>(pointsFor(w, kColumns[i]))];
+    }
+    if (row % 256 == 255 && ExportStopRequested(ui)) {
+      *stopped = true;
+      break;
+    }
+  }
+  // cut[i][w]: the cost of the cells of column i that a width of w points cuts.
+  std::array<std::vector<std::size_t>, kCount> cut;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    cut[i].assign(kRoom + 1, 0);
+    std::size_t wider = needing[i][kRoom + 1];
+    int widest = 0;
+    for (int w = kRoom; w >= 0; --w) {
+      cut[i][static_cast<std::size_t>(w)] = wider * kColumns[i].cutCost;
+      wider += needing[i][static_cast<std::size_t>(w)];
+      if (widest == 0 && needing[i][static_cast<std::size_t>(w)] > 0) widest = w;
+    }
+    if (needing[i][kRoom + 1] > 0) widest = kRoom;
+    least[i] = std::max(least[i], std::min(widest, kLeastWidth));
+  }
+  // fewest[i][b]: the least cost of columns i.. within b points.
+  constexpr std::size_t kNever = static_cast<std::size_t>(-1) / 2;
+  std::vector<std::vector<std::size_t>> fewest(kCount + 1, std::vector<std::size_t>(kRoom + 1, 0));
+  for (std::size_t i = kCount; i-- > 0;) {
+    for (int b = 0; b <= kRoom; ++b) {
+      std::size_t best = kNever;
+      for (int w = least[i]; w <= b; ++w) {
+        best = std::min(best, cut[i][static_cast<std::size_t>(w)] + fewest[i + 1][static_cast<std::size_t>(b - w)]);
+      }
+      fewest[i][static_cast<std::size_t>(b)] = best;
+    }
+  }
+  // Each column, left to right, takes the least width that keeps the fewest cuts possible.
+  ColumnWidths width{};
+  int left = kRoom;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    int w = std::min(least[i], left);
+    while (w < left && cut[i][static_cast<std::size_t>(w)] + fewest[i + 1][static_cast<std::size_t>(left - w)] !=
+                           fewest[i][static_cast<std::size_t>(left)]) {
+      ++w;
+    }
+    width[i] = w;
+    left -= w;
+  }
+  // What is left goes to the columns that still cut a text, else to the names and folders,
+  // so the table spans the page.
+  std::vector<std::size_t> wanting;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    if (cut[i][static_cast<std::size_t>(width[i])] > 0) wanting.push_back(i);
+  }
+  if (wanting.empty()) wanting = {0, 1, 5};
+  const double spare = kTableWidth - std::accumulate(width.begin(), width.end(), 0.0);
+  for (std::size_t i : wanting) width[i] += spare / static_cast<double>(wanting.size());
+  return width;
+}
 
 double TableTop(bool firstPage) { return kPage.height - kMargin - (firstPage ? kTitleBlock : 0); }
 
@@ -56,7 +150,7 @@ std::size_t RowsBelow(double tableTop) {
 
 class ReportLayout {
  public:
-  explicit ReportLayout(PdfDocument& pdf) : pdf_(pdf) {}
+  ReportLayout(PdfDocument& pdf, const ColumnWidths& widths) : pdf_(pdf), widths_(widths) {}
 
   // Starts page n with its label, the title on the first, and the column headers.
   void StartPage(const std::string& titleLine) {
@@ -73,10 +167,10 @@ class ReportLayout {
     const double top = TableTop(first);
     pdf_.FillRect(kMargin, top - kHeaderHeight, kTableWidth, kHeaderHeight, kHeaderFill);
     double x = kMargin;
-    for (const PdfColumn& c : kColumns) {
-      const std::string text = ToWinAnsi(kLogColumns[static_cast<int>(c.column)].text);
-      Cell(x, top - 9.6, c, PdfFont::Bold, text);
-      x += c.width;
+    for (std::size_t i = 0; i < kColumns.size(); ++i) {
+      const std::string text = ToWinAnsi(kLogColumns[static_cast<int>(kColumns[i].column)].text);
+      Cell(x, top - 9.6, i, PdfFont::Bold, text);
+      x += widths_[i];
     }
     pdf_.Line(kMargin, top - kHeaderHeight, kMargin + kTableWidth, top - kHeaderHeight, 0.6,
               kRuleColour);
@@ -98,25 +192,35 @@ class ReportLayout {
     }
     stripe_ = !stripe_;
     double x = kMargin;
-    for (const PdfColumn& c : kColumns) {
-      const double room = c.width - (c.alignRight ? 3 : 2) * kCellPadding;
-      const std::string text = FitHelvetica(ToWinAnsi(log.Text(row, c.column)), room, kTextSize);
-      if (!text.empty()) Cell(x, rowTop_ - 7.8, c, PdfFont::Regular, text);
-      x += c.width;
+    for (std::size_t i = 0; i < kColumns.size(); ++i) {
+      const double room = widths_[i] - CellPadding(kColumns[i]);
+      const std::string text = FitHelvetica(ToWinAnsi(log.Text(row, kColumns[i].column)), room, kTextSize);
+      if (!text.empty()) Cell(x, rowTop_ - 7.8, i, PdfFont::Regular, text);
+      x += widths_[i];
     }
+    NextRow();
+  }
+
+  // A line of its own below the rows, for the word that ends a report cut short.
+  void Note(std::string_view winAnsi) {
+    pdf_.Text(kMargin + kCellPadding, rowTop_ - 7.8, PdfFont::Bold, kTextSize, winAnsi);
+    NextRow();
+  }
+
+ private:
+  void NextRow() {
     rowTop_ -= kRowHeight;
     --rowsLeft_;
   }
 
- private:
-  void Cell(double x, double baseline, const PdfColumn& c, PdfFont font, const std::string& text) {
+  void Cell(double x, double baseline, std::size_t column, PdfFont font, const std::string& text) {
     double at = x + kCellPadding;
-    // Twice the padding on the right keeps a number clear of the date that follows it.
-    if (c.alignRight) at = x + c.width - 2 * kCellPadding - HelveticaWidth(text, kTextSize);
+    if (kColumns[column].alignRight) at = x + widths_[column] - 2 * kCellPadding - HelveticaWidth(text, kTextSize);
     pdf_.Text(at, baseline, font, kTextSize, text);
   }
 
   PdfDocument& pdf_;
+  const ColumnWidths& widths_;
   int page_ = 0;
   double rowTop_ = 0;
   std::size_t rowsLeft_ = 0;
@@ -135,7 +239,7 @@ PdfReportCapacity PdfRowsPerPage() {
 }
 
 std::string PdfReportBytes(const LogList& log, const PdfReportOptions& options,
-                           ExportProgress* progress) {
+                           ExportProgress* progress, UiPort* ui) {
   const std::wstring date = FormatGermanDateTime(options.now).substr(0, 10);
   const std::string titleLine = ToWinAnsi(L"Ablagix: " + options.title + L" vom " + date);
   const LocalDateTime& t = options.now;
@@ -143,11 +247,13 @@ std::string PdfReportBytes(const LogList& log, const PdfReportOptions& options,
   pdf.SetInfo(titleLine, "D:" + Digits(t.year, 4) + Digits(t.month, 2) + Digits(t.day, 2) +
                              Digits(t.hour, 2) + Digits(t.minute, 2) + Digits(t.second, 2));
 
-  ReportLayout layout(pdf);
-  layout.StartPage(titleLine);
   if (progress) progress->Start(log.size());
+  bool stopped = false;
+  const ColumnWidths widths = WidthsFor(log, ui, &stopped);
+  ReportLayout layout(pdf, widths);
+  layout.StartPage(titleLine);
   constexpr std::size_t kSampleRows = 1000;  // the rows that the final size is guessed from
-  for (std::size_t row = 0; row < log.size(); ++row) {
+  for (std::size_t row = 0; row < log.size() && !stopped; ++row) {
     if (row == kSampleRows) {
       const std::size_t expected = pdf.size() / row * log.size();
       pdf.Reserve(expected + expected / 16);
@@ -155,6 +261,11 @@ std::string PdfReportBytes(const LogList& log, const PdfReportOptions& options,
     if (layout.PageFull()) layout.StartPage(titleLine);
     layout.Row(log, row);
     if (progress) progress->Advance(row + 1);
+    stopped = ExportStopRequested(ui);
+  }
+  if (stopped) {
+    if (layout.PageFull()) layout.StartPage(titleLine);
+    layout.Note(ToWinAnsi(kExportAborted));
   }
   if (progress) progress->Reset();
   return pdf.Finish();
@@ -162,7 +273,7 @@ std::string PdfReportBytes(const LogList& log, const PdfReportOptions& options,
 
 bool WritePdfReport(const LogList& log, const std::wstring& path, const PdfReportOptions& options,
                     UiPort& ui, ExportProgress* progress) {
-  if (WriteFileAtomic(path, PdfReportBytes(log, options, progress))) return true;
+  if (WriteFileAtomic(path, PdfReportBytes(log, options, progress, &ui))) return true;
   ui.ShowMessage(std::wstring(kPdfSaveFailed), MessageIcon::Exclamation, MessageButtons::Ok);
   return false;
 }

@@ -28,11 +28,13 @@ struct PdfReportCapacity {
 };
 PdfReportCapacity PdfRowsPerPage();
 
+// `ui` (may be null) is asked after every row whether to stop; a report stopped early ends
+// with a line "Abbruch" below the rows written so far.
 std::string PdfReportBytes(const LogList& log, const PdfReportOptions& options,
-                           ExportProgress* progress);
+                           ExportProgress* progress, UiPort* ui = nullptr);
 
-// Builds the report and writes it, replacing the file. When the file cannot be written,
-// shows "Konnte PDF nicht speichern" and returns false.
+// Builds the report and writes it, replacing the file; Esc through `ui` stops it early. When
+// the file cannot be written, shows "Konnte PDF nicht speichern" and returns false.
 bool WritePdfReport(const LogList& log, const std::wstring& path, const PdfReportOptions& options,
                     UiPort& ui, ExportProgress* progress);
 

@@ -3,8 +3,19 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
+
+#include "base/abort_flag.h"
+#include "base/ui_port.h"
 
 namespace ablagix {
+
+// The last line of an export stopped with Esc.
+inline constexpr std::wstring_view kExportAborted = L"Abbruch";
+
+// Asked after every row: Esc in the window (through `ui`, which may be null) or the abort
+// flag (Ctrl+C on the command line, closing the window) ends an export early.
+inline bool ExportStopRequested(UiPort* ui) { return (ui && ui->PollForAbort()) || AbortRequested(); }
 
 class ExportProgress {
  public:

@@ -23,14 +23,31 @@ bool IsPaddedColumn(int column) {
          column == static_cast<int>(LogColumn::Zielpfad);
 }
 
+}  // namespace
+
+std::vector<int> LogColumnOrderOrDefault(const std::vector<int>& order) {
+  std::vector<int> natural(kLogColumnCount);
+  for (int c = 0; c < kLogColumnCount; ++c) natural[static_cast<std::size_t>(c)] = c;
+  if (order.size() != natural.size()) return natural;
+  std::array<bool, kLogColumnCount> seen{};
+  for (int c : order) {
+    if (c < 0 || c >= kLogColumnCount || seen[static_cast<std::size_t>(c)]) return natural;
+    seen[static_cast<std::size_t>(c)] = true;
+  }
+  return order;
+}
+
+namespace {
+
 class LineWriter {
  public:
   LineWriter(Utf16LeBuffer& out, std::wstring_view separator, bool fixedWidth,
              const std::array<std::size_t, kLogColumnCount>& widths)
       : out_(out), separator_(separator), fixedWidth_(fixedWidth), widths_(widths) {}
 
-  void Cell(int column, std::wstring_view text) {
-    if (column > 0) {
+  // The cell at `place` (0 for the first of the line) from log column `column`.
+  void Cell(std::size_t place, int column, std::wstring_view text) {
+    if (place > 0) {
       if (fixedWidth_) {
         out_.Append(L' ');
       } else {
@@ -56,7 +73,9 @@ class LineWriter {
 
 std::string TextExportBytes(const LogList& log, const TextExportOptions& options, UiPort* ui,
                             ExportProgress* progress) {
-  const int columns = ExportedColumnCount(options.trailingColumns);
+  // The columns shown first are written, in the order shown.
+  std::vector<int> order = LogColumnOrderOrDefault(options.columnOrder);
+  order.resize(static_cast<std::size_t>(ExportedColumnCount(options.trailingColumns)));
   const bool fixedWidth = options.separator == kSeparatorFixedWidth;
   const std::wstring_view separator = options.separator == kSeparatorTab
                                           ? std::wstring_view(L"\t")
@@ -65,7 +84,7 @@ std::string TextExportBytes(const LogList& log, const TextExportOptions& options
   // The header counts too, so that its words line up with the values below them.
   std::array<std::size_t, kLogColumnCount> widths{};
   if (fixedWidth) {
-    for (int c = 0; c < columns; ++c) {
+    for (int c : order) {
       if (!IsPaddedColumn(c)) continue;
       if (options.header) widths[c] = CharacterCount(kLogColumns[c].text);
       for (std::size_t row = 0; row < log.size(); ++row) {
@@ -79,17 +98,17 @@ std::string TextExportBytes(const LogList& log, const TextExportOptions& options
   out.Reserve((std::min(log.size(), kSampleRows) + 1) * 120);
   LineWriter line(out, separator, fixedWidth, widths);
   if (options.header) {
-    for (int c = 0; c < columns; ++c) line.Cell(c, kLogColumns[c].text);
+    for (std::size_t i = 0; i < order.size(); ++i) line.Cell(i, order[i], kLogColumns[order[i]].text);
     line.EndLine();
   }
 
   if (progress) progress->Start(log.size());
   for (std::size_t row = 0; row < log.size(); ++row) {
-    for (int c = 0; c < columns; ++c) line.Cell(c, log.Text(row, c));
+    for (std::size_t i = 0; i < order.size(); ++i) line.Cell(i, order[i], log.Text(row, order[i]));
     line.EndLine();
     if (row + 1 == kSampleRows) out.ReserveByRate(row + 1, log.size());
     if (progress) progress->Advance(row + 1);
-    if (options.allowCancel && ((ui && ui->PollForAbort()) || AbortRequested())) {
+    if (options.allowCancel && ExportStopRequested(ui)) {
       out.Append(L"\r\n");
       out.Append(kExportAborted);
       break;

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "log/export_progress.h"
 #include "log/log_list.h"
@@ -16,18 +17,22 @@ class UiPort;
 // Separator words with a meaning of their own; any other text is the separator itself.
 inline constexpr std::wstring_view kSeparatorFixedWidth = L"999";
 inline constexpr std::wstring_view kSeparatorTab = L"vbtab";
-// The last line of an export stopped with Esc.
-inline constexpr std::wstring_view kExportAborted = L"Abbruch";
 
 struct TextExportOptions {
   std::wstring separator = std::wstring(kSeparatorTab);
-  // Columns are written from the first up to the column count minus this plus one, so the
-  // usual 2 leaves out only the last column ("Ziel2").
+  // The columns in the order the list shows them (the user can drag its headers): column
+  // numbers, each once. Empty, or not naming every column once, means the list's own order.
+  std::vector<int> columnOrder;
+  // Columns are written from the first shown up to the column count minus this plus one, so
+  // the usual 2 leaves out only the last one shown ("Ziel2" unless it was moved).
   int trailingColumns = 2;
   bool header = true;
   // Whether Esc (or the abort flag) may stop the export.
   bool allowCancel = true;
 };
+
+// `order` when it names every log column once, otherwise the list's own order 0, 1, 2, ...
+std::vector<int> LogColumnOrderOrDefault(const std::vector<int>& order);
 
 // The export's bytes. `ui` is polled after every row when cancelling is allowed; it and
 // `progress` may be null.

@@ -73,6 +73,8 @@ struct ResultWord {
   static constexpr std::wstring_view kGeloeschtS = L"Gel\u00f6scht S";
   static constexpr std::wstring_view kBenachrichtigt = L"benachrichtigt";
   static constexpr std::wstring_view kUebersprungen = L"\u00dcbersprungen";
+  // A target that holds the same content already ("Identisch").
+  static constexpr std::wstring_view kUebersprungenIdentisch = L"\u00dcbersprungen (identisch)";
   static constexpr std::wstring_view kFehler = L"Fehler!";
   static constexpr std::wstring_view kKopierenSimuliert = L"Kopieren, simuliert";
   static constexpr std::wstring_view kVerschobenSimuliert = L"Verschoben, simuliert";

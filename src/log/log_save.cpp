@@ -73,6 +73,7 @@ ReportOptions ReportOptionsFrom(const AppSettings& settings) {
   o.delimiter = settings.Delimeter;
   o.header = settings.Check17;
   o.coloured = settings.Check1;
+  o.columnOrder = settings.LogHeaderPosition;
   return o;
 }
 
@@ -89,6 +90,7 @@ bool WriteLogReport(const LogList& log, const std::wstring& path, ReportFormat f
         text.separator = options.delimiter;
       }
       text.header = options.header;
+      text.columnOrder = options.columnOrder;
       return WriteTextExport(log, path, text, &ui, progress);
     }
     case ReportFormat::Html: {
@@ -96,7 +98,7 @@ bool WriteLogReport(const LogList& log, const std::wstring& path, ReportFormat f
       html.coloured = options.coloured;
       html.counts.rows = log.size();
       html.now = now;
-      return WriteHtmlExport(log, path, html);
+      return WriteHtmlExport(log, path, html, progress, &ui);
     }
     case ReportFormat::Pdf: {
       PdfReportOptions pdf;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/calendar.h"
 #include "log/export_progress.h"
@@ -43,6 +44,8 @@ struct ReportOptions {
   std::wstring delimiter = L";";  // Delimeter: the CSV separator
   bool header = true;             // Check17: text and CSV start with the headers
   bool coloured = true;           // Check1: the HTML table is light blue
+  // Text and CSV columns in the order the log list shows them; empty for its own order.
+  std::vector<int> columnOrder;
 };
 ReportOptions ReportOptionsFrom(const AppSettings& settings);
 

@@ -567,11 +567,11 @@ void ReadStream(ByteSource& source, std::uint64_t start, std::uint64_t end, Audi
   }
 }
 
-bool HasMp3Name(const std::wstring& path) {
-  return path.size() >= 4 && ToLowerText(std::wstring_view(path).substr(path.size() - 4)) == L".mp3";
-}
-
 }  // namespace
+
+bool HasMp3Name(std::wstring_view path) {
+  return path.size() >= 4 && ToLowerText(path.substr(path.size() - 4)) == L".mp3";
+}
 
 AudioProperties ReadAudioProperties(ByteSource& source, bool withStream) {
   ReadAheadByteSource ahead(source);

@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "fileops/byte_source.h"
 
@@ -72,6 +73,9 @@ AudioProperties ReadAudioProperties(ByteSource& source, bool withStream = true);
 
 // The text of a field; "" for field 10, numbers outside 0..14, and values the file lacks.
 std::wstring AudioFieldText(const AudioProperties& properties, int field);
+
+// Whether the name ends in ".mp3", in any case: only such files are read as MP3.
+bool HasMp3Name(std::wstring_view path);
 
 // Only for names ending in ".mp3" in any case; any other file gives "" without being opened.
 std::wstring AudioFieldValue(const std::wstring& path, int field);

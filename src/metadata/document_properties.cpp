@@ -5,7 +5,10 @@
 
 #include "base/byte_order.h"
 #include "base/text.h"
+#include "metadata/audio_properties.h"
 #include "metadata/compound_file.h"
+#include "metadata/pdf_text.h"
+#include "metadata/picture_properties.h"
 #include "metadata/xml_scanner.h"
 #include "zip/zip_reader.h"
 
@@ -363,16 +366,43 @@ bool DocumentProperties::empty() const {
 DocumentProperties ReadDocumentProperties(ByteSource& source) {
   if (IsCompoundFile(source)) return FromCompoundFile(source);
   std::string magic;
-  if (source.Read(0, 4, &magic) && magic.size() == 4 && magic == std::string_view("PK\x03\x04", 4)) {
-    return FromPackage(source);
+  if (!source.Read(0, 1024, &magic) || magic.size() < 4) return {};
+  if (magic.starts_with(std::string_view("PK\x03\x04", 4))) return FromPackage(source);
+  DocumentProperties props;
+  const bool picture = magic.starts_with("\xFF\xD8") || magic.starts_with(std::string_view("II*\0", 4)) ||
+                       magic.starts_with(std::string_view("MM\0*", 4));
+  if (picture) {
+    const PictureSummary summary = ReadPictureSummary(source);
+    Store(&props, kDocumentTitle, summary.title);
+    Store(&props, kDocumentSubject, summary.subject);
+    Store(&props, kDocumentAuthor, summary.author);
+    Store(&props, kDocumentKeywords, summary.keywords);
+    Store(&props, kDocumentComments, summary.comments);
+  } else if (magic.find("%PDF-") != std::string::npos) {
+    if (const std::optional<PdfInfo> info = ReadPdfInfo(source)) {
+      Store(&props, kDocumentTitle, info->title);
+      Store(&props, kDocumentSubject, info->subject);
+      Store(&props, kDocumentAuthor, info->author);
+      Store(&props, kDocumentKeywords, info->keywords);
+    }
   }
-  return {};
+  return props;
+}
+
+DocumentProperties Mp3DocumentProperties(const AudioProperties& audio) {
+  DocumentProperties props;
+  Store(&props, kDocumentTitle, audio.title);
+  Store(&props, kDocumentAuthor, audio.artist);
+  Store(&props, kDocumentComments, audio.comment);
+  return props;
 }
 
 std::wstring DocumentFieldValue(const std::wstring& path, int propertyId) {
   if (!IsDocumentProperty(propertyId)) return L"";
   FileByteSource source;
   if (!source.Open(path)) return L"";
+  // An MP3 cannot be told by its bytes alone; the system chooses its reader by the name too.
+  if (HasMp3Name(path)) return Mp3DocumentProperties(ReadAudioProperties(source, false)).Get(propertyId);
   return ReadDocumentProperties(source).Get(propertyId);
 }
 

@@ -2,10 +2,14 @@
 // numbered by their property ids in the summary-information property set, the numbers that
 // path variables and metadata conditions ask for.
 //
-// Three kinds of files carry them, recognised by their content, not by their name:
+// These files carry them, recognised by their content, not by their name:
 // - OLE2 compound files (.doc, .xls, .ppt, .msg, .msi): the "\005SummaryInformation" stream;
 // - OOXML packages (.docx, .xlsx, .pptx): docProps/core.xml and docProps/app.xml;
-// - ODF packages (.odt, .ods, .odp): meta.xml.
+// - ODF packages (.odt, .ods, .odp): meta.xml;
+// - JPEG and TIFF pictures: title, subject, author, keywords and comments as the Windows
+//   photo handler reads them (see picture_properties.h);
+// - PDF documents: title, author, subject and keywords of the document information.
+// MP3 files, known by their name, give their title, artist (as author) and comment tags.
 //
 //   DocumentFieldValue(L"C:\\Briefe\\Angebot.docx", kDocumentAuthor) -> L"Erika Mustermann"
 #pragma once
@@ -42,7 +46,8 @@ struct DocumentProperties {
 
 // Reads the document's properties. Several values of one property (keywords given one by one,
 // a list of strings) are joined with "; ", numbers are decimal text. Empty for anything that
-// is not a document of the three kinds, or is damaged.
+// is not a file of the kinds above (MP3 files go by their name, see DocumentFieldValue), or
+// is damaged.
 DocumentProperties ReadDocumentProperties(ByteSource& source);
 
 // One property of a file; "" when the file cannot be read, is no such document, lacks the

@@ -580,6 +580,12 @@ std::wstring PackagedText(ByteSource& source) {
   return out;
 }
 
+bool DocumentTexts::Reads(const std::wstring& path) const {
+  const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
+  return extension == L"html" || extension == L"htm" || extension == L"eml" || extension == L"mht" ||
+         extension == L"rtf" || extension == L"pdf" || IsPackage(extension) || IsBinaryDocument(extension);
+}
+
 std::optional<std::wstring> DocumentTexts::Text(const std::wstring& path) {
   const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
   if (extension == L"html" || extension == L"htm") return HtmlText(ReadWhole(path));

@@ -16,6 +16,7 @@ class DocumentTexts : public DocumentTextSource {
  public:
   // Chooses the reader by the file's extension; nullopt for a format it cannot read.
   std::optional<std::wstring> Text(const std::wstring& path) override;
+  bool Reads(const std::wstring& path) const override;
   // Office packages are searched while they are inflated, old binary documents stop after
   // their single-byte runs when those already meet the query.
   bool Meets(const std::wstring& path, const TextQuery& query) override;

@@ -35,4 +35,15 @@ std::optional<std::wstring> PdfText(ByteSource& source, std::uint64_t sizeLimit 
 bool ReadPdfText(ByteSource& source, const std::function<bool(std::u16string_view added)>& onPage,
                  std::uint64_t sizeLimit = kDocumentSizeLimit);
 
+// The document information of a PDF as Windows shows its summary properties. A field the
+// document lacks is empty.
+struct PdfInfo {
+  std::wstring title;
+  std::wstring author;
+  std::wstring subject;
+  std::wstring keywords;
+};
+// nullopt where PdfText gives nullopt (no PDF, encrypted, too large).
+std::optional<PdfInfo> ReadPdfInfo(ByteSource& source, std::uint64_t sizeLimit = kDocumentSizeLimit);
+
 }  // namespace ablagix

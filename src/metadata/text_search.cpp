@@ -177,7 +177,7 @@ int SearchTextInFile(const std::wstring& path, const SearchTerms& terms, const T
 int SearchTextInFile(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options) {
   const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
   if (Listed(kNeverSearched, extension)) return 0;
-  if (options.documents && Listed(kDocumentExtensions, extension)) {
+  if (options.documents && Listed(kDocumentExtensions, extension) && options.documents->Reads(path)) {
     std::uint64_t size = 0;
     if (!GetFileSize(path, &size) || size > kDocumentSizeLimit) return 0;
     return options.documents->Meets(path, query) ? 1 : 0;

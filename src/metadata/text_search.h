@@ -32,6 +32,10 @@ class DocumentTextSource {
  public:
   virtual ~DocumentTextSource() = default;
   virtual std::optional<std::wstring> Text(const std::wstring& path) = 0;
+  // Whether a reader for this kind of file exists. The document list is searched as text
+  // ("h" counts as listed because "html" is), so a source header, a TypeScript file or a
+  // playlist lands on it; no reader knows them, and they are plain text.
+  virtual bool Reads(const std::wstring& /*path*/) const { return true; }
   // Whether the document's text meets the query. Sources that can stop reading once the
   // query is met override it; by default the whole text is taken and searched.
   virtual bool Meets(const std::wstring& path, const TextQuery& query);
@@ -47,7 +51,8 @@ inline constexpr std::uint64_t kDocumentSizeLimit = 100000000;
 
 struct TextSearchOptions {
   bool caseSensitive = false;  // the overload that takes a TextQuery uses the query's
-  // Documents go through this; null reads every document as a plain file.
+  // Documents go through this; null reads every document as a plain file (the setting
+  // that switches document text extraction off).
   DocumentTextSource* documents = nullptr;
   // Asked between blocks; true ends the search without a find.
   std::function<bool()> stopRequested;

@@ -253,9 +253,11 @@ std::wstring VersionFieldText(const VersionInfo& info, int field) {
   if (field < 0 || field >= kVersionFieldCount) return L"";
   const std::wstring_view key = kVersionKeys[field];
   for (const auto& [name, value] : info.strings) {
-    if (EqualsNoCase(name, key)) return value.empty() ? L" ---" : value;
+    if (EqualsNoCase(name, key) && !value.empty()) return value;
   }
-  return L"";
+  // A program that has version information but not this entry (or leaves it empty) says so,
+  // rather than looking like a file without any.
+  return L" ---";
 }
 
 std::wstring VersionFieldValue(const std::wstring& path, int field) {

@@ -44,8 +44,7 @@ struct VersionInfo {
 VersionInfo ReadVersionInfo(ByteSource& source);
 
 // "Unbekannt" when there is no version resource; the value of the field's key, " ---" when
-// the key is there without a value, "" when the table lacks the key or the number is outside
-// 0..9.
+// the resource lacks the key or has it without a value, "" when the number is outside 0..9.
 std::wstring VersionFieldText(const VersionInfo& info, int field);
 
 // The same for a file. Only names whose last four characters, in lower case, occur in

@@ -25,9 +25,9 @@ std::vector<std::wstring> StoredFilterNames(std::wstring_view filterList) {
 }
 
 std::vector<std::wstring> IncludeExtensionEntries(std::wstring_view filterList) {
-  std::vector<std::wstring> entries = {LookupText(L"Alles", L"Alles")};
+  std::vector<std::wstring> entries = {Word(L"Alles")};
   for (std::wstring& name : StoredFilterNames(filterList)) entries.push_back(std::move(name));
-  entries.push_back(L"Bearbeiten...");
+  entries.push_back(Word(L"Bearbeiten..."));
   return entries;
 }
 

@@ -42,6 +42,9 @@ std::vector<Profile> Einlesen(const std::wstring& profileFile) {
     for (const ProfileColumn& column : kProfileColumns) {
       if (column.key) profile.*(column.field) = ini.GetString(name, column.key, L"");
     }
+    for (const ProfileExtraKey& extra : kProfileExtraKeys) {
+      profile.*(extra.field) = ini.GetString(name, extra.key, L"");
+    }
     profiles.push_back(std::move(profile));
   }
   return profiles;

@@ -31,7 +31,23 @@ struct Profile {
   std::wstring TextSuche;
   std::wstring ZipName;
   std::wstring OrdnerStruktur;
+  // Keys added later; a file without them behaves as it always did, and older readers pass
+  // them over. "1" switches each on.
+  std::wstring Identisch;       // skip files whose target holds the same content
+  std::wstring Begleitdateien;  // sidecar files (.xmp, .aae, ...) travel with their main file
+  std::wstring Ueberwachen;     // "Überwachung starten" watches this profile's source
 };
+
+// The later keys, read beside the list's columns.
+struct ProfileExtraKey {
+  const wchar_t* key;
+  std::wstring Profile::*field;
+};
+inline constexpr std::array<ProfileExtraKey, 3> kProfileExtraKeys = {{
+    {L"Identisch", &Profile::Identisch},
+    {L"Begleitdateien", &Profile::Begleitdateien},
+    {L"Ueberwachen", &Profile::Ueberwachen},
+}};
 
 // The profile list has one column per field, in this order. The captions of columns 7 and 8
 // are crossed ("Dateigröße" shows Filedate, "Datum" shows FileSize); that is how the list has

@@ -60,9 +60,21 @@ const std::array<std::wstring_view, 9> kVersionNames = {
     L"Warenzeichen", L"Original Dateiname", L"Produktname", L"Produktversion"};
 
 std::vector<std::wstring> MetadataListEntries() {
-  std::vector<std::wstring> entries{std::wstring(kChooseMetadataEntry)};
-  for (auto entry : kMetadataEntries) entries.emplace_back(entry);
+  std::vector<std::wstring> entries{WordOf(kChooseMetadataEntry)};
+  for (std::wstring_view entry : kMetadataEntries) {
+    const size_t arrow = entry.find(L'>') + 1;
+    entries.push_back(WordOf(entry.substr(0, arrow)) + std::wstring(entry.substr(arrow)));
+  }
   return entries;
+}
+
+std::wstring ListWordShown(std::wstring_view stored) {
+  if (stored == kAllFilesEntry || stored == kNoExcludeEntry) return WordOf(stored);
+  return std::wstring(stored);
+}
+
+std::wstring ListWordStored(std::wstring_view shown, std::wstring_view word) {
+  return shown == word || shown == WordOf(word) ? std::wstring(word) : std::wstring(shown);
 }
 
 bool MetadataEntryNeedsReference(std::wstring_view entry) {
@@ -124,8 +136,18 @@ void RememberNamePattern(std::vector<std::wstring>& history, std::wstring_view p
 }
 
 ProfileEditor::ProfileEditor() : metadataEntries_(MetadataListEntries()) {
-  includeEntries_ = {std::wstring(kAllFilesEntry), std::wstring(kEditFiltersEntry)};
+  includeEntries_ = {WordOf(kAllFilesEntry), WordOf(kEditFiltersEntry)};
   NewProfile();
+}
+
+void ProfileEditor::TranslateMetadataEntries() {
+  std::vector<std::wstring> entries = MetadataListEntries();
+  // Tokens that only a loaded profile brought keep their own entries.
+  for (size_t i = entries.size(); i < metadataEntries_.size(); ++i) entries.push_back(metadataEntries_[i]);
+  metadataEntries_ = std::move(entries);
+  if (values.metadataNamePos > 0 && static_cast<size_t>(values.metadataNamePos) < metadataEntries_.size()) {
+    values.metadataEntry = metadataEntries_[static_cast<size_t>(values.metadataNamePos)];
+  }
 }
 
 int ProfileEditor::CollisionPos() const {
@@ -216,6 +238,9 @@ void ProfileEditor::LoadFromRow(const Profile& p) {
   v.zipSeparate = p.Zippen == L"1";
   v.zipOne = p.Zippen == L"2";
   if (v.zipOne) v.zipName = p.ZipName;
+  v.skipIdentical = Trim(p.Identisch) == L"1";
+  v.takeSidecars = Trim(p.Begleitdateien) == L"1";
+  v.watch = Trim(p.Ueberwachen) == L"1";
 
   // Metadata: "<token>;<comparator><value>", e.g. "%Model%;=Canon".
   size_t semicolon = p.Metadaten.find(L';');
@@ -267,6 +292,12 @@ ProfileEditorValues ProfileEditor::ToEditorValues() const {
   for (size_t i = 1; i + 1 < includeEntries_.size(); ++i) {
     if (includeEntries_[i] == v.includeExtText) v.includeExtFromList = true;
   }
+  // "Alles" is the list's own entry too, even with the condition ticked: stored as it stands,
+  // it means every file, where a typed list would become ".Alles" and match none.
+  if (EqualsNoCase(v.includeExtText, kAllFilesEntry) || v.includeExtText == WordOf(kAllFilesEntry)) {
+    v.includeExtText = std::wstring(kAllFilesEntry);
+    v.includeExtFromList = true;
+  }
   if (v.metadataNamePos > 0 && static_cast<size_t>(v.metadataNamePos) < metadataEntries_.size()) {
     v.metadataEntry = metadataEntries_[static_cast<size_t>(v.metadataNamePos)];
   } else {
@@ -299,8 +330,8 @@ void ProfileEditor::ListChanged(EditorList list) {
 }
 
 void ProfileEditor::NamePicked(std::wstring_view entry) {
-  values.namePattern = std::wstring(entry);
-  values.nameOn = entry != kAllFilesEntry;
+  values.namePattern = ListWordStored(entry, kAllFilesEntry);
+  values.nameOn = values.namePattern != kAllFilesEntry;
   FieldChanged();
 }
 
@@ -309,7 +340,7 @@ IncludePick ProfileEditor::IncludePicked(size_t position) {
   FieldChanged();
   if (position == 0 || position >= includeEntries_.size()) {
     values.includeExtOn = false;
-    values.includeExtText = includeEntries_.empty() ? std::wstring(kAllFilesEntry) : includeEntries_[0];
+    values.includeExtText = std::wstring(kAllFilesEntry);
     return IncludePick::AllFiles;
   }
   values.includeExtOn = true;
@@ -318,8 +349,8 @@ IncludePick ProfileEditor::IncludePicked(size_t position) {
 }
 
 void ProfileEditor::ExcludePicked(std::wstring_view entry) {
-  values.excludeExt = std::wstring(entry);
-  values.excludeExtOn = entry != kNoExcludeEntry;
+  values.excludeExt = ListWordStored(entry, kNoExcludeEntry);
+  values.excludeExtOn = values.excludeExt != kNoExcludeEntry;
   FieldChanged();
 }
 

@@ -47,9 +47,19 @@ inline constexpr std::wstring_view kAllFilesEntry = L"Alles";
 inline constexpr std::wstring_view kEditFiltersEntry = L"Bearbeiten...";
 inline constexpr std::wstring_view kChooseMetadataEntry = L"Bitte ausw\u00e4hlen";
 
+// "Alles" (name and include lists) and "Nichts" (exclude list) are entries of the lists, stored
+// in the profile file as they stand whatever language the window speaks. The editor's values
+// hold the stored words; the window shows their translations and hands back what it shows.
+std::wstring ListWordShown(std::wstring_view stored);
+// `word` for its translation (or itself); any other text as it is.
+std::wstring ListWordStored(std::wstring_view shown, std::wstring_view word);
+
 // The metadata field list: a group label, "--->" and the token.
 extern const std::array<std::wstring_view, 20> kMetadataEntries;
-// "Bitte auswählen" followed by kMetadataEntries.
+// The group labels, with their arrow, as a language file can replace them.
+inline constexpr std::array<std::wstring_view, 4> kMetadataGroups = {L"Fotos --->", L"Fotos Km--->", L"Audio --->",
+                                                                     L"Dokumente --->"};
+// "Bitte auswählen" followed by kMetadataEntries, in the current language (the tokens stay).
 std::vector<std::wstring> MetadataListEntries();
 // True for the radius-search entry, which needs stored reference coordinates.
 bool MetadataEntryNeedsReference(std::wstring_view entry);
@@ -94,10 +104,12 @@ class ProfileEditor {
  public:
   ProfileEditor();
 
-  // The include-extension list ("Alles", stored names, "Bearbeiten...").
+  // The include-extension list ("Alles", stored names, "Bearbeiten..."), as shown.
   void SetIncludeEntries(std::vector<std::wstring> entries) { includeEntries_ = std::move(entries); }
   const std::vector<std::wstring>& includeEntries() const { return includeEntries_; }
   const std::vector<std::wstring>& metadataEntries() const { return metadataEntries_; }
+  // After a change of language: the metadata list in the new words, the chosen entry kept.
+  void TranslateMetadataEntries();
 
   // Fills every field from a row of the profile list; clears isModified.
   void LoadFromRow(const Profile& profile);

@@ -164,6 +164,11 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
   const wchar_t* zippen = v.zipOne ? L"2" : v.zipSeparate ? L"1" : L"0";
   ini.SetString(section, L"Zippen", zippen);
   if (v.zipOne) ini.SetString(section, L"ZipName", v.zipName);
+  // The later options are written only when on: a profile that does not use them stays
+  // exactly as an older version wrote it.
+  WriteOrDelete(ini, section, L"Identisch", v.skipIdentical && needsTarget, L"1");
+  WriteOrDelete(ini, section, L"Begleitdateien", v.takeSidecars && needsTarget, L"1");
+  WriteOrDelete(ini, section, L"Ueberwachen", v.watch, L"1");
 
   FsStatus written;
   outcome.fileWritten = TellIfNotSaved(ini.Save(&written), written, ui, L"Das Profil", profileFile);

@@ -62,6 +62,10 @@ struct ProfileEditorValues {
   bool zipSeparate = false;
   bool zipOne = false;
   std::wstring zipName;
+
+  bool skipIdentical = false;  // "Identische Dateien überspringen"
+  bool takeSidecars = false;   // "Begleitdateien mitnehmen"
+  bool watch = false;          // "Diesen Ordner überwachen"
 };
 
 enum class EditorField { None, Description, Source, Target, DateAmount, SizeAmount };

@@ -8,7 +8,7 @@
 
 namespace ablagix {
 
-const std::array<SettingKey, 34> kSettingKeys = {{
+const std::array<SettingKey, 37> kSettingKeys = {{
     {L"IniPfad", L""},
     {L"WindowState", L"0"},
     {L"Position", L""},
@@ -23,6 +23,8 @@ const std::array<SettingKey, 34> kSettingKeys = {{
     {L"Delimeter", L";"},
     {L"LogPath", L""},
     {L"HeaderPosition", L""},
+    {L"LogHeaderPosition", L""},
+    {L"DokumenttextAus", L"0"},
     {L"FontName0", L"Tahoma"},
     {L"FontName1", L"Tahoma"},
     {L"FontSize0", L"9"},
@@ -43,6 +45,7 @@ const std::array<SettingKey, 34> kSettingKeys = {{
     {L"AXCreateEXE", L""},
     {L"AXRun", L""},
     {L"DefaultPath", L""},
+    {L"AXSprache", L""},
 }};
 
 namespace {
@@ -106,10 +109,19 @@ std::vector<int> ParseColumnOrder(std::wstring_view text) {
   return order;
 }
 
-std::wstring ColumnOrderText(const std::vector<int>& order) {
-  std::vector<std::wstring> pieces;
-  for (int column : order) pieces.push_back(std::to_wstring(column));
-  return Join(pieces, L",");
+// Any order of the numbers 0..n-1, each once; empty for anything else.
+std::vector<int> ParsePermutation(std::wstring_view text) {
+  if (Trim(text).empty()) return {};
+  const std::vector<std::wstring> pieces = Split(text, L',');
+  std::vector<int> order;
+  std::vector<bool> seen(pieces.size(), false);
+  for (const std::wstring& piece : pieces) {
+    const int column = ParseInRange(piece, -1, 0, static_cast<int>(pieces.size()) - 1);
+    if (column < 0 || seen[static_cast<size_t>(column)]) return {};
+    seen[static_cast<size_t>(column)] = true;
+    order.push_back(column);
+  }
+  return order;
 }
 
 std::wstring FontKey(const wchar_t* name, int which) { return name + std::to_wstring(which); }
@@ -160,6 +172,7 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.CheckBox17 = in.Flag(L"CheckBox17");
   s.Check17 = in.Flag(L"Check17");
   s.Check1 = in.Flag(L"Check1");
+  s.DokumenttextAus = in.Flag(L"DokumenttextAus");
   s.Option5 = static_cast<ReportFormat>(ParseInRange(in.Text(L"Option5"), 0, 0, 3));
   s.TimerIntervall = ParseInRange(in.Text(L"TimerIntervall"), 0, 0, kTimerChoices - 1);
   s.BackColor1 = in.Colour(L"BackColor1");
@@ -182,16 +195,18 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.AXRun = in.Flag(L"AXRun");
   s.AXCreateEXE = in.Flag(L"AXCreateEXE");
   s.AXZipHolePath = in.Flag(L"AXZipHolePath");
+  s.AXSprache = std::wstring(Trim(in.Text(L"AXSprache")));
   s.Kommastelle = ParseInRange(in.Text(L"Kommastelle"), 7, 0, kMostDecimals);
   s.Lat = in.Text(L"Lat");
   s.Lon = in.Text(L"Lon");
   s.RefPicture = in.Text(L"RefPicture");
-  // The CSV export cannot work without a separator.
+  // Only a missing key means ";": a key written empty joins the cells with nothing, as the
+  // user asked for.
   s.Delimeter = in.Text(L"Delimeter");
-  if (s.Delimeter.empty()) s.Delimeter = SettingDefault(L"Delimeter");
   s.LogPath = in.Text(L"LogPath");
 
   s.HeaderPosition = ParseColumnOrder(in.Text(L"HeaderPosition"));
+  s.LogHeaderPosition = ParsePermutation(in.Text(L"LogHeaderPosition"));
   return s;
 }
 
@@ -216,6 +231,7 @@ bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& 
   put(L"Option5", std::to_wstring(static_cast<int>(s.Option5)));
   put(L"LogPath", s.LogPath);
   put(L"HeaderPosition", ColumnOrderText(s.HeaderPosition));
+  put(L"DokumenttextAus", FlagText(s.DokumenttextAus));
   return ini.Save(status);
 }
 
@@ -235,6 +251,12 @@ bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& 
   ini.SetString(kSettingsSection, FontKey(L"FontBold", which), TrueFalseText(font.bold));
   ini.SetString(kSettingsSection, FontKey(L"FontItalic", which), TrueFalseText(font.italic));
   return ini.Save(status);
+}
+
+std::wstring ColumnOrderText(const std::vector<int>& order) {
+  std::vector<std::wstring> pieces;
+  for (int column : order) pieces.push_back(std::to_wstring(column));
+  return Join(pieces, L",");
 }
 
 std::wstring FlagText(bool on) { return on ? L"1" : L"0"; }

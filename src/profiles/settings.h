@@ -26,7 +26,7 @@ struct SettingKey {
 };
 // Every key of the section with its default. "Position" has none of its own: the window's
 // current rectangle stands in for it.
-extern const std::array<SettingKey, 34> kSettingKeys;
+extern const std::array<SettingKey, 37> kSettingKeys;
 // The default of `key` (case-insensitive); "" for a key not in the table.
 std::wstring_view SettingDefault(std::wstring_view key);
 
@@ -54,6 +54,9 @@ struct AppSettings {
   bool CheckBox17 = false;  // save the log automatically into LogPath
   bool Check17 = true;      // reports with header line
   bool Check1 = true;       // coloured reports
+  // The text condition reads documents as plain files: no office, PDF, web page or mail
+  // text is extracted (for slow machines, or documents that should not be opened).
+  bool DokumenttextAus = false;
   ReportFormat Option5 = ReportFormat::Text;
   int TimerIntervall = 0;  // position in the interval list, 0 is the prompt
   std::uint32_t BackColor1 = 12645114;
@@ -66,6 +69,9 @@ struct AppSettings {
   bool AXRun = false;
   bool AXCreateEXE = false;
   bool AXZipHolePath = false;
+  // The language of the window's texts: the name of a language file, "" for the built-in German.
+  std::wstring AXSprache;
+  // The text condition searches plain files only: no text is extracted from documents.
   int Kommastelle = 7;  // decimal places kept of GPS coordinates
   std::wstring Lat;
   std::wstring Lon;
@@ -74,6 +80,10 @@ struct AppSettings {
   std::wstring LogPath;
   // Column order of the profile list; empty unless the stored order names every column once.
   std::vector<int> HeaderPosition;
+  // Column order of the log list as the user dragged its headers, which the text and CSV
+  // reports follow; empty when none is stored or it is not an order of columns 0..n-1.
+  // Written by the window the moment it changes.
+  std::vector<int> LogHeaderPosition;
 };
 
 // Reads the keys in the order the start-up applies them.
@@ -82,7 +92,7 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile);
 // What closing the main window writes, in this order: WindowState and Position (only when the
 // window is not minimised, so a minimised close keeps the last real placement), TimerIntervall,
 // TimerSystray, CheckBox15, CheckBox16, CheckBox17, Check17, Check1, Delimeter, Option5, LogPath,
-// HeaderPosition. All in one atomic write.
+// HeaderPosition, DokumenttextAus. All in one atomic write.
 bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& settings,
                            bool minimised, FsStatus* status = nullptr);
 
@@ -93,6 +103,9 @@ bool WriteAppSetting(const std::wstring& settingsFile, std::wstring_view key,
 // FontName<n>, FontSize<n>, FontBold<n>, FontItalic<n> of list view `which` (0 or 1).
 bool WriteListFont(const std::wstring& settingsFile, int which, const ListFont& font,
                    FsStatus* status = nullptr);
+
+// A column order as stored (HeaderPosition, LogHeaderPosition): "1,0,2,...".
+std::wstring ColumnOrderText(const std::vector<int>& order);
 
 // The value texts: flags are "1"/"0", font styles "True"/"False".
 std::wstring FlagText(bool on);

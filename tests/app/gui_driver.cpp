@@ -163,7 +163,7 @@ std::wstring ListText(int id, int row, int column) {
   VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
   return text;
 }
-int LogRows() { return static_cast<int>(SendMessageW(Control(kIdLogList), LVM_GETITEMCOUNT, 0, 0)); }
+int LogRows() { return static_cast<int>(SendMessageW(Control(kIdExListviewLOG), LVM_GETITEMCOUNT, 0, 0)); }
 
 void CheckRow(int row, bool on) {
   SetItemState(row, INDEXTOSTATEIMAGEMASK(on ? 2 : 1), LVIS_STATEIMAGEMASK, kIdProfileList);
@@ -288,6 +288,64 @@ void PickComboEntry(int id, int position) {
   HWND combo = Control(id);
   SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(position), 0);
   SendMessageW(GetParent(combo), WM_COMMAND, MAKEWPARAM(id, CBN_SELCHANGE), reinterpret_cast<LPARAM>(combo));
+}
+
+std::wstring CueBanner(int id) {
+  struct Text {
+    wchar_t text[512];
+  };
+  Remote<Text> remote;
+  remote.Put(Text{});
+  SendMessageW(Control(id), EM_GETCUEBANNER, reinterpret_cast<WPARAM>(remote.at->text), 512);
+  return remote.Get().text;
+}
+
+namespace {
+struct TooltipSearch {
+  DWORD process;
+  std::vector<HWND> found;
+};
+BOOL CALLBACK FindTooltips(HWND window, LPARAM data) {
+  auto* search = reinterpret_cast<TooltipSearch*>(data);
+  DWORD process = 0;
+  GetWindowThreadProcessId(window, &process);
+  wchar_t name[64] = {};
+  GetClassNameW(window, name, 64);
+  if (process == search->process && lstrcmpiW(name, TOOLTIPS_CLASSW) == 0) search->found.push_back(window);
+  return TRUE;
+}
+}  // namespace
+
+std::wstring TooltipText(int id) {
+  HWND control = Control(id);
+  TooltipSearch search{GetProcessId(g_process), {}};
+  EnumWindows(FindTooltips, reinterpret_cast<LPARAM>(&search));
+  struct Request {
+    TOOLINFOW info;
+    wchar_t text[1024];
+  };
+  for (HWND tooltip : search.found) {
+    Remote<Request> remote;
+    Request request{};
+    request.info.cbSize = sizeof request.info;
+    request.info.uFlags = TTF_IDISHWND;
+    request.info.hwnd = GetParent(control);
+    request.info.uId = reinterpret_cast<UINT_PTR>(control);
+    request.info.lpszText = remote.at->text;
+    remote.Put(request);
+    SendMessageW(tooltip, TTM_GETTEXTW, 1024, reinterpret_cast<LPARAM>(&remote.at->info));
+    const std::wstring text = remote.Get().text;
+    if (!text.empty()) return text;
+  }
+  return {};
+}
+
+bool WaitFor(bool (*done)()) {
+  for (int i = 0; i < 200; ++i) {
+    if (done()) return true;
+    Sleep(50);
+  }
+  return done();
 }
 
 namespace {

@@ -56,6 +56,12 @@ int HeaderFormat(int id, int column);
 void ClickHeader(int id, int column);
 void DoubleClickRow(int id, int row);
 void PickComboEntry(int id, int position);
+// The grey hint an empty edit field shows.
+std::wstring CueBanner(int id);
+// The tooltip the program shows for a control, "" when it has none.
+std::wstring TooltipText(int id);
+// Asks again every 50 ms until `done` or about ten seconds have passed.
+bool WaitFor(bool (*done)());
 
 bool CopyData(unsigned long kind, const std::wstring& text);
 bool SelectTab(int page);
@@ -81,5 +87,7 @@ bool ReadPng(const std::wstring& path, Image* image);
 
 // The scenario of the log page, run after the profile scenario.
 void RunLogScenario(const std::wstring& exe);
+// The window in another language: a language file made here, English, and the layout in both.
+void RunLanguageScenario(const std::wstring& exe, const std::wstring& profiles, const std::wstring& config);
 
 }  // namespace gui

@@ -85,46 +85,56 @@ int wmain(int argc, wchar_t** argv) {
   // --- A simulation from the button: nothing checked and nothing selected is refused; with a
   // selected row the question runs that profile alone and the log shows its framed rows.
   WriteFileText(source + L"\\Alt.txt", L"x");
-  Click(kIdSimulate);
+  Click(kIdCommandButton4);
   Check(Has(TakeRecord(), L"Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!"), L"nichts angehakt");
   Check(LogRows() == 0, L"kein Lauf ohne Profil");
   SelectRow(2);
   Answer(L"Yes\n");
-  Click(kIdSimulate);
+  Click(kIdCommandButton4);
   Check(Has(TakeRecord(), L"Soll das aktuell markierte Profil simuliert werden?"), L"Frage nach dem markierten Profil");
   Check(LogRows() == 3, L"drei Logzeilen: " + std::to_wstring(LogRows()));
-  CheckEq(ListText(kIdLogList, 0, 0), L"Start Dritte", L"Startzeile");
-  CheckEq(ListText(kIdLogList, 0, 7), L"********", L"Sterne der Startzeile");
-  CheckEq(ListText(kIdLogList, 1, 0), L"Alt.txt", L"Datei im Log");
-  CheckEq(ListText(kIdLogList, 1, 6), L"L\u00f6schen P, simuliert", L"Ergebnis simuliert");
-  CheckEq(ListText(kIdLogList, 2, 0), L"Ende Dritte", L"Endzeile");
-  CheckEq(Text(kIdLogList), L"Keine Dateien gefunden!", L"Leertext nach dem Lauf");
+  CheckEq(ListText(kIdExListviewLOG, 0, 0), L"Start Dritte", L"Startzeile");
+  CheckEq(ListText(kIdExListviewLOG, 0, 7), L"********", L"Sterne der Startzeile");
+  CheckEq(ListText(kIdExListviewLOG, 1, 0), L"Alt.txt", L"Datei im Log");
+  CheckEq(ListText(kIdExListviewLOG, 1, 6), L"L\u00f6schen P, simuliert", L"Ergebnis simuliert");
+  CheckEq(ListText(kIdExListviewLOG, 2, 0), L"Ende Dritte", L"Endzeile");
+  CheckEq(Text(kIdExListviewLOG), L"Keine Dateien gefunden!", L"Leertext nach dem Lauf");
   Check(!ReadFileText(source + L"\\Alt.txt").empty(), L"Simulation l\u00e4sst die Datei stehen");
   Screenshot(L"5-log-nach-simulation.png");
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
 
-  // --- The timer: every fifth minute tick runs the checked profiles; with the option on, the
-  // fifth timed run starts with an empty log.
+  // --- The timer: the interval and the log option count from the next tick on, also when they
+  // change while the timer runs; with the option on, the fifth timed run starts with an empty log.
   CheckRow(2, true);
-  SendMessageW(Control(kIdTimerInterval), CB_SETCURSEL, 1, 0);  // "Alle 5 Minuten"
-  SendMessageW(Control(kIdTimerClearLog), BM_SETCHECK, BST_CHECKED, 0);
-  Click(kIdTimer);
-  CheckEq(Text(kIdTimer), L"Timer stoppen", L"Timer l\u00e4uft");
+  PickComboEntry(kIdCombo11, 0);  // the prompt, which means ten minutes
+  CheckEq(Text(kIdTimerInfoTitle), L"Info:", L"Titel des Infotexts");
+  CheckEq(Text(kIdTimerInfo), L"Der Timer f\u00fchrt alle 10-Minuten oben angehakte Profile vollautomatisch aus.",
+          L"Infotext zur Aufforderung");
+  PickComboEntry(kIdCombo11, 1);  // "Alle 5 Minuten"
+  SendMessageW(Control(kIdCheckBox15), BM_SETCHECK, BST_UNCHECKED, 0);
+  Click(kIdCommandButton6);
+  CheckEq(Text(kIdCommandButton6), L"&Timer stoppen", L"Timer l\u00e4uft");
   auto tick = [](int minutes) {
     for (int i = 0; i < minutes; ++i) SendMessageW(g_main, WM_TIMER, 1, 0);
   };
   tick(4);
   Check(LogRows() == 3, L"vor der f\u00fcnften Minute kein Lauf");
+  PickComboEntry(kIdCombo11, 2);  // "Alle 10 Minuten", while the timer runs
   tick(1);
-  Check(LogRows() == 6, L"erster Timerlauf: " + std::to_wstring(LogRows()));
-  CheckEq(ListText(kIdLogList, 4, 6), L"Gel\u00f6scht P", L"Timerlauf f\u00fchrt aus");
+  Check(LogRows() == 3, L"nach dem Wechsel auf 10 Minuten kein Lauf in Minute 5: " + std::to_wstring(LogRows()));
+  tick(5);
+  Check(LogRows() == 6, L"erster Timerlauf in Minute 10: " + std::to_wstring(LogRows()));
+  CheckEq(ListText(kIdExListviewLOG, 4, 6), L"Gel\u00f6scht P", L"Timerlauf f\u00fchrt aus");
+  PickComboEntry(kIdCombo11, 1);
   tick(15);
   Check(LogRows() == 15, L"vier Timerl\u00e4ufe: " + std::to_wstring(LogRows()));
+  SendMessageW(Control(kIdCheckBox15), BM_SETCHECK, BST_CHECKED, 0);  // switched on while running
+  Click(kIdCheckBox15);
   tick(5);
   Check(LogRows() == 3, L"f\u00fcnfter Lauf beginnt mit leerem Log: " + std::to_wstring(LogRows()));
-  CheckEq(ListText(kIdLogList, 0, 0), L"Start Dritte", L"f\u00fcnfter Lauf");
-  Click(kIdTimer);
-  CheckEq(Text(kIdTimer), L"Timer starten", L"Timer gestoppt");
+  CheckEq(ListText(kIdExListviewLOG, 0, 0), L"Start Dritte", L"f\u00fcnfter Lauf");
+  Click(kIdCommandButton6);
+  CheckEq(Text(kIdCommandButton6), L"&Timer starten", L"Timer gestoppt");
   CheckRow(2, false);
 
   // --- Loading a clicked row
@@ -148,6 +158,12 @@ int wmain(int argc, wchar_t** argv) {
   Check(IsOn(kIdCollisionFirst + 2), L"Kollision \u00fcberspringen");
   Check(IsOn(kIdSubfolders), L"inklusive Unterordner");
   CheckEq(Text(kIdTxtName), L"D:\\Archiv", L"Zielverzeichnis");
+  // How the words of a text search are joined: in the empty field, and on hovering it.
+  const std::wstring textHint =
+      L"Gesuchten Text eingeben: Trennzeichen + alle Suchw\u00f6rter / Trennzeichen | eines oder mehrere";
+  CheckEq(CueBanner(kIdText), textHint, L"Hinweis im Textfeld");
+  CheckEq(TooltipText(kIdText), textHint, L"Tooltip des Textfelds");
+  CheckEq(TooltipText(kIdFilterSave), L"Speichert alle Dateifilter", L"Tooltip von \u201eSpeichern\u201c");
   Screenshot(L"2-profile-bearbeiten.png");
 
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
@@ -312,16 +328,21 @@ int wmain(int argc, wchar_t** argv) {
                                        L"Ablagix", RRF_RT_REG_SZ, nullptr, data, &size);
       return result == ERROR_SUCCESS ? std::wstring(data) : std::wstring(L"-");
     };
-    SendMessageW(Control(kIdAutostart), BM_SETCHECK, BST_CHECKED, 0);
-    Click(kIdAutostart);
+    SendMessageW(Control(kIdCheckBox9), BM_SETCHECK, BST_CHECKED, 0);
+    Click(kIdCheckBox9);
     const std::wstring value = runValue();
     Check(value.size() > 12 && value.substr(value.size() - 12) == L"\\Ablagix.EXE", L"Autostart eingetragen: " + value);
     Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=1"), L"AXRun=1");
-    SendMessageW(Control(kIdAutostart), BM_SETCHECK, BST_UNCHECKED, 0);
-    Click(kIdAutostart);
+    SendMessageW(Control(kIdCheckBox9), BM_SETCHECK, BST_UNCHECKED, 0);
+    Click(kIdCheckBox9);
     CheckEq(runValue(), L"-", L"Autostart ausgetragen");
     Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=0"), L"AXRun=0");
   }
+
+  // --- Text search in plain files only: stored the moment it is switched.
+  SendMessageW(Control(kIdTextOnlyPlainFiles), BM_SETCHECK, BST_CHECKED, 0);
+  Click(kIdTextOnlyPlainFiles);
+  Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"DokumenttextAus=1"), L"DokumenttextAus=1");
 
   // --- The reference point: a picture without coordinates is refused; one with them fills
   // both fields, and saving stores them with the picture.
@@ -335,15 +356,15 @@ int wmain(int argc, wchar_t** argv) {
     WriteFileBytes(withGps, gps);
     WriteFileBytes(without, ablagix::test::Jpeg(t.Make({t.Ascii(272, "Kamera")}, {}, {})));
     Answer(without + L"\n");
-    Click(kIdReferencePicture);
+    Click(kIdCmdReferenzbild);
     const std::wstring pictureAsked = TakeRecord();
     Check(Has(pictureAsked, L"DIALOG|Neue IniDatei laden"), L"Bildauswahl f\u00fcr den Referenzpunkt");
     Check(Has(pictureAsked, L"Das Bild enth\u00e4lt keine Exif-Koordinaten!"), L"Bild ohne Koordinaten abgelehnt");
     Answer(withGps + L"\n");
-    Click(kIdReferencePicture);
+    Click(kIdCmdReferenzbild);
     CheckEq(Text(kIdLat), L"N51,5", L"Breitengrad aus dem Bild");
     CheckEq(Text(kIdLon), L"E7,25", L"L\u00e4ngengrad aus dem Bild");
-    Click(kIdSaveCoordinates);
+    Click(kIdCommand4);
     const std::wstring stored = ReadFileText(config + L"\\AblagixSetting.ini");
     Check(Has(stored, L"Lat=N51,5") && Has(stored, L"Lon=E7,25") && Has(stored, L"RefPicture=" + withGps),
           L"Referenzpunkt gespeichert");
@@ -376,6 +397,7 @@ int wmain(int argc, wchar_t** argv) {
         L"Fenster auf dem Bildschirm: " + std::to_wstring(rect.left) + L"," + std::to_wstring(rect.top));
   Close();
 
+  RunLanguageScenario(exe, profiles, config);
   RunLogScenario(exe);
 
   std::printf("%s: %d Fehler\n", g_failures == 0 ? "BESTANDEN" : "FEHLGESCHLAGEN", g_failures);

@@ -43,6 +43,46 @@ if(EXISTS ${root}/Ablage OR NOT EXISTS "${root}/Eingang/Rechnung März.pdf")
   message(FATAL_ERROR "the simulation changed files")
 endif()
 
+# With "Log automatisch speichern im Ordner:" on, the log is saved after the run as the window
+# saves it, its text and CSV columns in the order the window's log list showed them.
+set(native_config ${native_root}/config)
+file(WRITE ${root}/config/AblagixSetting.ini
+  "[AblagixForm]\r\nCheckBox17=1\r\nOption5=1\r\nDelimeter=;\r\nCheck17=1\r\n"
+  "LogPath=${native_root}/Berichte/auto\r\nLogHeaderPosition=1,0,2,3,4,5,6,7,8,9,10,11,12,13\r\n")
+run_cli(0 out run --simulate Rechnungen --config-dir ${native_config})
+expect("Log gespeichert: " "${out}")
+file(GLOB saved "${root}/Berichte/auto/AXLog*.csv")
+list(LENGTH saved count)
+if(NOT count EQUAL 1)
+  message(FATAL_ERROR "expected one automatically saved log, found: ${saved}\n${out}")
+endif()
+# (file(STRINGS) stops a line at its first letter outside ASCII.)
+file(STRINGS "${saved}" lines ENCODING UTF-16LE)
+list(GET lines 0 header)
+if(NOT header STREQUAL "Pfad;Datei;Gr")
+  message(FATAL_ERROR "the saved log does not follow the stored column order: ${header}")
+endif()
+expect("Rechnung M" "${lines}")
+# Switched off, nothing is saved.
+file(WRITE ${root}/config/AblagixSetting.ini "[AblagixForm]\r\nCheckBox17=0\r\nLogPath=${native_root}/Berichte/aus\r\n")
+run_cli(0 out run --simulate Rechnungen --config-dir ${native_config})
+if(EXISTS "${root}/Berichte/aus")
+  message(FATAL_ERROR "a log was saved with the automatic save switched off")
+endif()
+
+# DokumenttextAus: documents are searched as plain files. "Rechnung" is in the web page's
+# text, but not in its bytes.
+file(WRITE "${root}/Texte/seite.html" "<p>&#82;echnung</p>")
+file(APPEND ${root}/profile.ini
+  "[Texte]\r\nQuelle=${native_root}/Texte\r\nFilter=Alles\r\nTextSuche=Rechnung\r\n"
+  "Aktion=Kopieren\r\nZiel=${native_root}/TexteZiel\r\nKollision=1\r\n")
+file(WRITE ${root}/config/AblagixSetting.ini "[AblagixForm]\r\nDokumenttextAus=0\r\n")
+run_cli(0 out run --simulate Texte --format tsv --config-dir ${native_config})
+expect("seite.html\t" "${out}")
+file(WRITE ${root}/config/AblagixSetting.ini "[AblagixForm]\r\nDokumenttextAus=1\r\n")
+run_cli(0 out run --simulate Texte --format tsv --config-dir ${native_config})
+expect("Keine Datei(en) gefunden" "${out}")
+
 run_cli(0 out run Rechnungen)
 expect("Verschoben" "${out}")
 if(NOT EXISTS "${root}/Ablage/pdf/Rechnung März.pdf" OR NOT EXISTS "${root}/Ablage/pdf/Rechnung 2.pdf"

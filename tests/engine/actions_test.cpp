@@ -5,6 +5,7 @@
 #include "base/text.h"
 #include "engine/engine_test_host.h"
 #include "fileops/path_text.h"
+#include "fileops/shredder.h"
 #include "log/log_row.h"
 #include "test_support.h"
 
@@ -110,6 +111,35 @@ TEST_F(ActionsTest, ASourceNobodyMayReadLeavesTheOldTargetExactlyAsItWas) {
   EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\postfach.pst"), "gestern");
   EXPECT_FALSE(PathExists(dir_ / L"Ziel\\neu.pst"));
   EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\postfach.pst"), "heute");
+}
+
+TEST_F(ActionsTest, AFileThatCannotBeShreddedIsNamedWithTheReason) {
+  const std::wstring path = dir_ / L"Quelle\\konto.pdf";
+  ASSERT_TRUE(WriteBytes(path, "geheim"));
+  std::wstring word;
+  {
+    test::LockedFile locked(path);
+    if (!locked.active()) GTEST_SKIP() << "no way to lock a file here";
+    host_.ui_.answers = {MessageAnswer::No};  // where a locked file reads as write-protected
+    word = Handle(path, L"L\u00f6schenS", L"1").resultWord;
+  }
+  SetShredAllReadOnly(false);
+  EXPECT_EQ(RowKindOf(word), LogRowKind::Error);
+  EXPECT_GT(word.size(), std::wstring(L"Fehler! ").size()) << test::U8(word);
+  // Besides the row, a message says which file and why.
+  const test::RecordingUi::Shown* told = nullptr;
+  for (const auto& shown : host_.ui_.shown) {
+    if (shown.text.starts_with(kShredCannotOpen)) told = &shown;
+  }
+  ASSERT_NE(told, nullptr);
+  EXPECT_EQ(told->icon, MessageIcon::Critical);
+  EXPECT_EQ(told->text, std::wstring(kShredCannotOpen) + L"\r\n" + path + L"\r\n" + word.substr(8));
+  EXPECT_EQ(ReadBytes(path), "geheim");
+  // A file that could be shredded says nothing.
+  const std::size_t before = host_.ui_.shown.size();
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\alt.txt", "alt"));
+  EXPECT_EQ(Handle(dir_ / L"Quelle\\alt.txt", L"L\u00f6schenS", L"1").resultWord, L"Gel\u00f6scht S");
+  EXPECT_EQ(host_.ui_.shown.size(), before);
 }
 
 TEST_F(ActionsTest, NotifySpeaksOnceAndOnlyWhileTheTimerRuns) {

@@ -15,6 +15,7 @@
 #include "fileops/path_text.h"
 #include "metadata/metadata_source.h"
 #include "metadata/picture_maker.h"
+#include "metadata/radius.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -255,6 +256,34 @@ TEST_F(RunTest, TextConditionLooksInsideFilesAndDocuments) {
   EXPECT_EQ(RunProfiles({p}, RunMode::Execute, host_, log_).files, 0u);
 }
 
+TEST_F(RunTest, DocumentTextCanBeSwitchedOff) {
+  // "Gr\u00f6\u00dfe" stands in the web page only as "Gr&ouml;&szlig;e": found in its text, not
+  // in its bytes. A source header lands on the document list but is plain text either way.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\seite.html", "<p>Gr&ouml;&szlig;e 42</p>"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Post\\masse.h", "// Gr\xF6\xDF" "e 42\n"));
+  Profile p = Copy(L"Gr\u00f6\u00dfe", dir_ / L"Post", dir_ / L"Ablage");
+  p.Filter = L"Alles";
+  p.TextSuche = L"gr\u00f6\u00dfe";
+  class PlainHost : public test::TestRunHost {
+   public:
+    bool ExtractDocumentText() const override { return extract; }
+    bool extract = true;
+  } host;
+  auto found = [&] {
+    LogList log;
+    RunProfiles({p}, RunMode::Simulate, host, log);
+    std::vector<std::wstring> names;
+    for (std::size_t r = 0; r < log.size(); ++r) {
+      if (log.IsFileRow(r)) names.push_back(log.Text(r, LogColumn::Datei));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  };
+  EXPECT_EQ(found(), (std::vector<std::wstring>{L"masse.h", L"seite.html"}));
+  host.extract = false;
+  EXPECT_EQ(found(), (std::vector<std::wstring>{L"masse.h"}));
+}
+
 TEST_F(RunTest, CheckedRowsAreHandledAgainFromTheirOwnValues) {
   Profile p = Copy(L"Fotos", dir_ / L"Eingang", dir_ / L"Ziel");
   p.Aktion = L"Verschieben";
@@ -349,6 +378,14 @@ TEST_F(RunTest, MetadataConditionsAndTargetsReadThePictures) {
   EXPECT_TRUE(FileExists(dir_ / L"Nah\\canon.jpg"));  // 11 km from the reference point
   EXPECT_FALSE(FileExists(dir_ / L"Nah\\nikon.jpg"));  // 345 km
   EXPECT_FALSE(FileExists(dir_ / L"Nah\\ohne.jpg"));
+  // Each row's "Metadaten" holds what the condition read from that file, not the condition.
+  std::vector<std::wstring> metadata;
+  for (std::size_t r = 0; r < log_.size(); ++r) {
+    if (log_.IsFileRow(r)) metadata.push_back(log_.Text(r, LogColumn::Datei) + L"=" + log_.Text(r, LogColumn::Metadaten));
+  }
+  EXPECT_EQ(metadata, (std::vector<std::wstring>{L"canon.jpg=Canon EOS 5D",
+                                                 L"canon.jpg=" + DistanceText(L"N51,1", L"E7,5", L"N51", L"E7,5")}));
+  EXPECT_TRUE(metadata.back().starts_with(L"canon.jpg=11,")) << test::U8(metadata.back());
 
   // Without readers the same profile is refused with its reason in the log.
   LogList refusedLog;

@@ -212,10 +212,45 @@ TEST_F(ShredderTest, StoppingLeavesThePartlyOverwrittenFileUnderItsName) {
   EXPECT_EQ(Names(dir.path()), std::set<std::wstring>{L"brief.doc"});
 }
 
+TEST_F(ShredderTest, TheCallerSuppliesTheTextsAndChoosesWhatToSayAboutFailures) {
+  // The question and the progress line come from the caller, in the user's language.
+  const std::wstring path = dir / L"alt.txt";
+  ASSERT_TRUE(WriteBytes(path, "x"));
+  ASSERT_TRUE(SetAttributes(path, kAttrReadOnly));
+  ShredTexts texts{L"is write-protected. Shred all?", L"Overwriting "};
+  std::vector<std::wstring> lines;
+  ui.answers = {MessageAnswer::No};
+  EXPECT_TRUE(ShredFile(path, ui, [&](const ShredProgress& p) { lines.emplace_back(p.text); }, texts).Succeeded());
+  ASSERT_EQ(ui.shown.size(), 1u);
+  EXPECT_EQ(ui.shown[0].text, path + L"\r\nis write-protected. Shred all?");
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0], L"Overwriting alt.txt... 1 von 4");
+
+  // Failures are values: which step failed, and nothing shown.
+  EXPECT_EQ(ShredFile(dir / L"fehlt.txt", ui).failure, ShredFailure::NotFound);
+  const std::wstring inUse = dir / L"offen.txt";
+  ASSERT_TRUE(WriteBytes(inUse, "offen"));
+  {
+    test::LockedFile locked(inUse);
+    if (locked.active()) {
+      ui.answers = {MessageAnswer::No};  // where a locked file reads as write-protected
+      const ShredResult r = ShredFile(inUse, ui);
+      EXPECT_EQ(r.outcome, ShredOutcome::Failed);
+      EXPECT_TRUE(r.failure == ShredFailure::CannotOpen || r.failure == ShredFailure::NotFound)
+          << static_cast<int>(r.failure);
+      EXPECT_FALSE(ShredReasonText(r).empty());
+    }
+  }
+  EXPECT_EQ(ReadBytes(inUse), "offen");
+  // The only thing ever shown is the read-only question; what went wrong is the caller's to say.
+  for (const auto& shown : ui.shown) EXPECT_EQ(shown.buttons, MessageButtons::YesNoCancel) << test::U8(shown.text);
+}
+
 TEST_F(ShredderTest, RefusesWhatItMustNotOverwrite) {
   EXPECT_EQ(ShredFile(dir / L"fehlt.txt", ui).outcome, ShredOutcome::Failed);
   ASSERT_TRUE(CreateFolders(dir / L"Ordner"));
   EXPECT_EQ(ShredFile(dir / L"Ordner", ui).outcome, ShredOutcome::Failed);
+  EXPECT_EQ(ShredFile(dir / L"Ordner", ui).failure, ShredFailure::NotAFile);
   EXPECT_TRUE(FolderExists(dir / L"Ordner"));
 #ifndef _WIN32
   // Through a link the content of another file would be destroyed.

@@ -44,24 +44,25 @@ TEST(HtmlExport, TwoRowLogMatchesTheMarkupByteForByte) {
 
   const std::wstring th =
       L"<th align=\"left\" style=\"background-color:#FBAA9B\"><font color=\"#333399\">";
+  // One fragment after the other, without line breaks.
   const std::wstring expected =
-      L"<HTML> <BODY><h5><font color=\"#0066CC\">2 Verzeichniss(e) / Datei(en) </font></h5>\r\n"
-      L"<h3><font color=\"#0066CC\">Ablagix: DateiListe  vom 03.02.2025</font></h3>\r\n"
-      L"<h5><font color=\"#0066CC\">Erstellt am 03.02.2025 09:05:07</font></h5>\r\n"
+      L"<HTML> <BODY><h5><font color=\"#0066CC\">2 Verzeichniss(e) / Datei(en) </font></h5>"
+      L"<h3><font color=\"#0066CC\">Ablagix: DateiListe  vom 03.02.2025</font></h3>"
+      L"<h5><font color=\"#0066CC\">Erstellt am 03.02.2025 09:05:07</font></h5>"
       L"<TABLE cellspacing=\"0\" border=\"1\" "
       L"style=\"background-color:FFFFFF;color=#333399\"><tr>" +
       th + L"Datei</font></th>" + th + L"Pfad</font></th>" + th + L"Gr\u00f6\u00dfe</font></th>" +
       th + L"Ge\u00e4ndert am</font></th>" + th + L"Erstellt am</font></th>" + th +
       L"Zielpfad</font></th>" + th +
-      L"Ergebnis</font></th></tr>\r\n"
+      L"Ergebnis</font></th></tr>"
       L"<tr><td><a href=\"file:///D:/Eingang/Rechnung%20M%C3%A4rz.pdf\">Rechnung "
       L"M\u00e4rz.pdf</a></td>"
       L"<td>D:\\Eingang</td><td>1,50 KB</td><td align=\"center\">31.01.2025 17:45:02</td>"
       L"<td>24.12.2024 08:00:00</td><td><a href=\"file:///E:/Ablage/pdf\">E:\\Ablage\\pdf</a></td>"
-      L"<td>Verschoben</td></tr>\r\n"
+      L"<td>Verschoben</td></tr>"
       L"<tr><td><a href=\"file:///D:/Eingang/Tom%20%26%20Jerry.txt\">Tom &amp; Jerry.txt</a></td>"
       L"<td>D:\\Eingang</td><td>12 Bytes</td><td align=\"center\">-</td>"
-      L"<td>24.12.2024 08:00:00</td><td></td><td>\u00dcbersprungen</td></tr>\r\n"
+      L"<td>24.12.2024 08:00:00</td><td><a href=\"file:///\"></a></td><td>\u00dcbersprungen</td></tr>"
       L"</TABLE></BODY></HTML>";
   EXPECT_EQ(U8(Decode(bytes)), U8(expected));
 }
@@ -78,9 +79,35 @@ TEST(HtmlExport, SummaryColourAndBannerRows) {
   EXPECT_NE(html.find(">3 Verzeichniss(e) und 5 Datei(en) </font>"), std::string::npos);
   EXPECT_NE(html.find("Ablagix: Test vom 03.02.2025"), std::string::npos);
   EXPECT_NE(html.find("style=\"background-color:99CCFF;color=#333399\""), std::string::npos);
-  // A banner row holds no path, so it gets no link.
-  EXPECT_NE(html.find("<tr><td>Start Fotos</td><td>**********</td>"), std::string::npos);
-  EXPECT_EQ(html.find("<a href"), std::string::npos);
+  // A banner row is written like every other row: its name and its target are links.
+  const std::string stars = "%2A%2A%2A%2A%2A%2A%2A%2A%2A%2A";
+  EXPECT_NE(html.find("<tr><td><a href=\"file:///" + stars + "/Start%20Fotos\">Start Fotos</a></td>"
+                      "<td>**********</td>"),
+            std::string::npos);
+  EXPECT_NE(html.find("<td><a href=\"file:///" + stars + "\">**********</a></td>"), std::string::npos);
+  EXPECT_EQ(html.find("\r\n"), std::string::npos);
+}
+
+// Esc after the second row: what was written stays, a row "Abbruch" follows, and the
+// document still ends whole.
+class EscAfter : public UiPort {
+ public:
+  explicit EscAfter(int rows) : left_(rows) {}
+  MessageAnswer ShowMessage(const std::wstring&, MessageIcon, MessageButtons) override { return MessageAnswer::Ok; }
+  bool PollForAbort() override { return --left_ < 0; }
+
+ private:
+  int left_;
+};
+
+TEST(HtmlExport, EscEndsTheTableWithAbbruch) {
+  LogList log;
+  for (int i = 0; i < 5; ++i) AppendStartBanner(log, L"P" + std::to_wstring(i));
+  EscAfter ui(1);
+  const std::string html = U8(Decode(HtmlExportBytes(log, HtmlExportOptions{}, nullptr, &ui)));
+  EXPECT_NE(html.find(">Start P1</a>"), std::string::npos);
+  EXPECT_EQ(html.find(">Start P2</a>"), std::string::npos);
+  EXPECT_TRUE(html.ends_with("</tr><tr><td>Abbruch</td></tr></TABLE></BODY></HTML>")) << html.substr(html.size() - 80);
 }
 
 TEST(FileUrl, BrowsersOpenTheLinks) {

@@ -60,6 +60,8 @@ TEST(TextExport, SeparatorWordsAndColumnBound) {
   // ";" in the name simply passes through.
   EXPECT_EQ(U8(Decode(Export(log, L";"))).substr(0, 20), "a;b.txt;D:\\x;1,50 KB");
   EXPECT_EQ(U8(Decode(Export(log, L" | "))).substr(0, 24), "a;b.txt | D:\\x | 1,50 KB");
+  // An empty separator joins the cells with nothing.
+  EXPECT_EQ(U8(Decode(Export(log, L""))).substr(0, 18), "a;b.txtD:\\x1,50 KB");
 
   TextExportOptions o;
   o.separator = L",";
@@ -70,6 +72,30 @@ TEST(TextExport, SeparatorWordsAndColumnBound) {
       "a;b.txt,D:\\x,1,50 KB,03.02.2025 09:05:07,,E:\\y,Verschoben,Verschieben,,,,,Q2,Z2\r\n");
   o.trailingColumns = 14;  // the bound formula keeps the first column only
   EXPECT_EQ(U8(Decode(TextExportBytes(log, o, nullptr, nullptr))), "a;b.txt\r\n");
+}
+
+TEST(TextExport, ColumnsInTheOrderTheListShowsThem) {
+  LogList log;
+  log.AppendTexts(Row(L"a.txt", L"D:\\x", L"E:\\y"));
+  TextExportOptions o;
+  o.separator = L";";
+  // "Ergebnis" dragged to the front, "Pfad" to the end: the last one shown is left out.
+  o.columnOrder = {6, 0, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13, 1};
+  EXPECT_EQ(U8(Decode(TextExportBytes(log, o, nullptr, nullptr))),
+            U8(L"Ergebnis;Datei;Gr\u00f6\u00dfe;Ge\u00e4ndert am;Erstellt am;Zielpfad;Aktion;Zipp;Kollision;"
+               L"ZipName;Metadaten;Quell2;Ziel2\r\n") +
+                "Verschoben;a.txt;1,50 KB;03.02.2025 09:05:07;;E:\\y;Verschieben;;;;;Q2;Z2\r\n");
+  // The padded layout pads the names and folders wherever they stand.
+  o.separator = L"999";
+  o.header = false;
+  o.columnOrder = {5, 0, 1, 2, 3, 4, 6, 7, 8, 9, 10, 11, 12, 13};
+  log.AppendTexts(Row(L"l\u00e4nger.txt", L"D:\\x", L"E:\\zz"));
+  EXPECT_TRUE(U8(Decode(TextExportBytes(log, o, nullptr, nullptr))).starts_with("E:\\y  a.txt      D:\\x 1,50 KB"));
+  // An order that is not one of all fourteen columns is the list's own.
+  for (const std::vector<int>& odd : {std::vector<int>{1, 0}, std::vector<int>{0, 0, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13},
+                                      std::vector<int>{14, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}}) {
+    EXPECT_EQ(LogColumnOrderOrDefault(odd), LogColumnOrderOrDefault({}));
+  }
 }
 
 TEST(TextExport, FixedWidthPadsNamesAndFoldersToTheLongestText) {

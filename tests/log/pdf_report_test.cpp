@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/ui_port.h"
 #include "log/pdf_writer.h"
 
 namespace ablagix {
@@ -124,6 +125,54 @@ TEST(PdfReport, EveryPageHasHeadersAndItsNumber) {
   EXPECT_EQ(Count(report, "(Ablagix: Dateiliste"), 2u);  // first page, and the document title
   EXPECT_NE(report.find("xxxxxx...) Tj"), std::string::npos);
   EXPECT_NE(report.find("(Datei " + std::to_string(rows - 1) + ".txt) Tj"), std::string::npos);
+}
+
+class EscAfter : public UiPort {
+ public:
+  explicit EscAfter(int rows) : left_(rows) {}
+  MessageAnswer ShowMessage(const std::wstring&, MessageIcon, MessageButtons) override { return MessageAnswer::Ok; }
+  bool PollForAbort() override { return --left_ < 0; }
+
+ private:
+  int left_;
+};
+
+TEST(PdfReport, EscEndsTheReportWithAbbruch) {
+  LogList log;
+  for (int i = 0; i < 100; ++i) log.AppendFile(Row(L"Datei " + std::to_wstring(i) + L".txt"));
+  EscAfter ui(3);
+  const std::string report = PdfReportBytes(log, {L"Dateiliste", {2025, 2, 3, 9, 5, 7}}, nullptr, &ui);
+  ExpectConsistentFile(report);
+  EXPECT_NE(report.find("(Datei 3.txt) Tj"), std::string::npos);
+  EXPECT_EQ(report.find("(Datei 4.txt) Tj"), std::string::npos);
+  EXPECT_NE(report.find("(Abbruch) Tj"), std::string::npos);
+}
+
+TEST(PdfReport, ColumnsTakeTheWidthOfWhatTheyHold) {
+  const PdfReportOptions options{L"Dateiliste", {2025, 2, 3, 9, 5, 7}};
+  LogList log;
+  const std::wstring name = L"Sicherung.zip";
+  LogFileFields f = Row(name);
+  f.size = 1050000000;  // "1.001,36 MB"
+  f.pfad = L"D:\\Archiv\\Kunden\\Mustermann GmbH\\Rechnungen\\2024\\Quartal 4";
+  f.ergebnis = L"Fehler! Quelle: Datei wird von einem anderen Programm verwendet";
+  log.AppendFile(f);
+  // Everything fits on the page side by side, so nothing is cut: the size keeps its unit.
+  std::string report = PdfReportBytes(log, options, nullptr);
+  EXPECT_NE(report.find("(1.001,36 MB) Tj"), std::string::npos);
+  EXPECT_NE(report.find("(D:\\\\Archiv\\\\Kunden\\\\Mustermann GmbH\\\\Rechnungen\\\\2024\\\\Quartal 4) Tj"),
+            std::string::npos);
+  EXPECT_NE(report.find("(Fehler! Quelle: Datei wird von einem anderen Programm verwendet) Tj"), std::string::npos);
+  EXPECT_EQ(report.find("...) Tj"), std::string::npos);
+
+  // A name wider than the page is cut; the short columns still keep their whole texts.
+  const std::wstring longName = std::wstring(300, L'x') + L".txt";
+  f.datei = longName;
+  log.AppendFile(f);
+  report = PdfReportBytes(log, options, nullptr);
+  EXPECT_NE(report.find("xxx...) Tj"), std::string::npos);
+  EXPECT_EQ(Count(report, "(1.001,36 MB) Tj"), 2u);
+  EXPECT_EQ(Count(report, "(Fehler! Quelle: Datei wird von einem anderen Programm verwendet) Tj"), 2u);
 }
 
 }  // namespace

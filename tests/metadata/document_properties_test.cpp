@@ -9,6 +9,7 @@
 #include "base/text.h"
 #include "metadata/compound_file.h"
 #include "metadata/compound_file_maker.h"
+#include "metadata/picture_maker.h"
 #include "test_support.h"
 #include "zip/zip_maker.h"
 
@@ -292,6 +293,78 @@ TEST(DocumentProperties, OtherFilesGiveNothing) {
   const std::string huge = "<cp:coreProperties xmlns:dc=\"http://purl.org/dc/elements/1.1/\"><dc:title>" +
                            std::string(9u << 20, ' ') + "x</dc:title></cp:coreProperties>";
   EXPECT_TRUE(AllValues(Docx(huge, kAppXml)).count(2) == 0);
+}
+
+// The five summary names of a file, as "%Titel%" .. "%Kommentare%" resolve them.
+std::vector<std::wstring> Summary(const std::wstring& path) {
+  std::vector<std::wstring> values;
+  for (int id : {kDocumentTitle, kDocumentSubject, kDocumentAuthor, kDocumentKeywords, kDocumentComments}) {
+    values.push_back(DocumentFieldValue(path, id));
+  }
+  return values;
+}
+
+std::string Utf16Z(const std::wstring& text) { return ToUtf16LeBytes(text, false) + std::string(2, '\0'); }
+
+TEST(DocumentProperties, PicturesMusicAndPdfAsWindowsShowsThem) {
+  TempDir dir;
+  // A JPEG as Windows' own "Details" page writes it: the XP fields in the first directory.
+  test::TiffMaker t(true);
+  auto xp = [&](std::uint16_t tag, const std::wstring& text) {
+    const std::string bytes = Utf16Z(text);
+    return test::TiffMaker::Entry{tag, 1, static_cast<std::uint32_t>(bytes.size()), bytes};
+  };
+  const std::string windows = t.Make({xp(40091, L"Urlaub am See"), xp(40095, L"Sommer"), xp(40093, L"Erika M\u00fcller"),
+                                      xp(40094, L"See;Berge"), xp(40092, L"Sch\u00f6nes Wetter")},
+                                     {}, {});
+  ASSERT_TRUE(WriteBytes(dir / L"windows.jpg", test::Jpeg(windows)));
+  EXPECT_EQ(Summary(dir / L"windows.jpg"), (std::vector<std::wstring>{L"Urlaub am See", L"Sommer", L"Erika M\u00fcller",
+                                                                       L"See; Berge", L"Sch\u00f6nes Wetter"}));
+
+  // A JPEG from a camera and a photo program: Exif texts and an XMP packet.
+  const std::string camera = t.Make({t.Ascii(270, "Hafen"), t.Ascii(315, "Max Mustermann")},
+                                    {t.Undefined(37510, std::string("ASCII\0\0\0", 8) + "Blitz aus")}, {});
+  const std::string xmp =
+      "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
+      "<rdf:Description xmlns:dc=\"http://purl.org/dc/elements/1.1/\">"
+      "<dc:title><rdf:Alt><rdf:li xml:lang=\"x-default\">Abend am Hafen</rdf:li></rdf:Alt></dc:title>"
+      "<dc:creator><rdf:Seq><rdf:li>Anna</rdf:li><rdf:li>Ben</rdf:li></rdf:Seq></dc:creator>"
+      "<dc:subject><rdf:Bag><rdf:li>Hafen</rdf:li><rdf:li>Abend</rdf:li></rdf:Bag></dc:subject>"
+      "</rdf:Description></rdf:RDF></x:xmpmeta>";
+  std::string jpeg = test::Jpeg(camera);
+  const std::string app1 = std::string("http://ns.adobe.com/xap/1.0/\0", 29) + xmp;
+  const auto length = static_cast<std::uint16_t>(app1.size() + 2);
+  jpeg.insert(jpeg.size() - 8, std::string("\xFF\xE1", 2) + std::string{static_cast<char>(length >> 8), static_cast<char>(length)} + app1);
+  ASSERT_TRUE(WriteBytes(dir / L"kamera.jpeg", jpeg));
+  EXPECT_EQ(Summary(dir / L"kamera.jpeg"),
+            (std::vector<std::wstring>{L"Abend am Hafen", L"Hafen", L"Max Mustermann", L"Hafen; Abend", L"Blitz aus"}));
+  // Without the Exif artist, the XMP creators stand for the author.
+  ASSERT_TRUE(WriteBytes(dir / L"nur-xmp.jpg", std::string("\xFF\xD8", 2) + jpeg.substr(jpeg.size() - 12 - app1.size())));
+  EXPECT_EQ(DocumentFieldValue(dir / L"nur-xmp.jpg", kDocumentAuthor), L"Anna; Ben");
+
+  // An MP3: title, artist as author, comment (here from its ID3v1 tag).
+  std::string v1 = "TAG";
+  auto field = [&](const std::string& text, std::size_t size) { v1 += text + std::string(size - text.size(), '\0'); };
+  field("Gr\xFC\xDF" "e", 30);
+  field("Die Band", 30);
+  field("Album", 30);
+  field("2019", 4);
+  field("Live", 30);
+  v1 += '\x0D';
+  ASSERT_TRUE(WriteBytes(dir / L"lied.MP3", std::string(4096, '\0') + v1));
+  EXPECT_EQ(Summary(dir / L"lied.MP3"), (std::vector<std::wstring>{L"Gr\u00fc\u00dfe", L"", L"Die Band", L"", L"Live"}));
+  ASSERT_TRUE(WriteBytes(dir / L"lied.wav", std::string(4096, '\0') + v1));
+  EXPECT_EQ(Summary(dir / L"lied.wav"), std::vector<std::wstring>(5));
+
+  // A PDF: its document information, in PDFDocEncoding or UTF-16.
+  const std::string pdf =
+      "%PDF-1.4\n1 0 obj\n<< /Type /Catalog /Pages 2 0 R >>\nendobj\n"
+      "2 0 obj\n<< /Type /Pages /Kids [] /Count 0 >>\nendobj\n"
+      "3 0 obj\n<< /Title (Angebot M\\374ller \\(neu\\)) /Author <FEFF00C4007200740065> /Subject (Preise\\2042024)"
+      " /Keywords (Angebot; 2024) >>\nendobj\ntrailer\n<< /Root 1 0 R /Info 3 0 R >>\n%%EOF\n";
+  ASSERT_TRUE(WriteBytes(dir / L"angebot.pdf", pdf));
+  EXPECT_EQ(Summary(dir / L"angebot.pdf"), (std::vector<std::wstring>{L"Angebot M\u00fcller (neu)", L"Preise\u20142024",
+                                                                       L"\u00c4rte", L"Angebot; 2024", L""}));
 }
 
 TEST(DocumentProperties, SurvivesEveryTruncationOfPackages) {

@@ -116,7 +116,6 @@ TEST(MetadataConditionTest, TextsDatesAndNumbers) {
   EXPECT_TRUE(CompareMetadataCondition(L"14.07.2019", L"%Datum Original%", L"=07.2019", false));
   EXPECT_FALSE(CompareMetadataCondition(L"14.07.2019", L"%Datum%", L"=08.2019", false));
   EXPECT_TRUE(CompareMetadataCondition(L"14.07.2019", L"%Datum%", L"<15.07.2019", false));
-  EXPECT_TRUE(CompareMetadataCondition(L"14.07.2019", L"%Datum*yyyy%", L">2018", false));
   EXPECT_TRUE(CompareMetadataCondition(L"00_03_45", L"%L\u00e4nge%", L"<00:04:00", false));
   EXPECT_FALSE(CompareMetadataCondition(L"Unbekannt", L"%Datum%", L">2018", false));
   // Numbers with a decimal comma; "." in the condition is a comma too.
@@ -126,6 +125,58 @@ TEST(MetadataConditionTest, TextsDatesAndNumbers) {
   EXPECT_TRUE(CompareMetadataCondition(L"-33,868", L"%Breitengrad%", L"<0", false));
   EXPECT_TRUE(CompareMetadataCondition(L"400", L"%Iso%", L"=400", false));
   EXPECT_FALSE(CompareMetadataCondition(L"Unbekannt", L"%Iso%", L">100", false));
+}
+
+TEST(MetadataConditionTest, NamesAreComparedExactly) {
+  // "%Datum*yyyy%" is not "%Datum%": its value is the year in its own pattern, and the
+  // operand is matched as a text.
+  FileMetadataSource source(MetadataSettings{});
+  source.exif = [](const std::wstring&, int field) {
+    return field == kExifDateTime ? std::wstring(L"2019:07:14 18:03:22") : std::wstring();
+  };
+  DirEntry entry;
+  entry.name = L"bild.jpg";
+  auto holds = [&](const wchar_t* metadaten) {
+    const auto test = MakeMetadataConditionTest(metadaten, false, &source, {2025, 1, 1});
+    return test && test->Accepts(L"/fotos/bild.jpg", entry);
+  };
+  EXPECT_TRUE(holds(L"%Datum*yyyy%;=2019"));
+  EXPECT_TRUE(holds(L"%Datum*yyyy-mm%;=2019-07"));
+  EXPECT_FALSE(holds(L"%Datum*yyyy%;=2018"));
+  EXPECT_TRUE(holds(L"%Datum%;=14.07.2019"));
+  EXPECT_EQ(MetadataConditionValue(L"%Datum*yyyy%;=2019", {L"/fotos/bild.jpg"}, {{2025, 1, 1}, &source}), L"2019");
+}
+
+TEST(MetadataConditionTest, DateOperandsAsTheGermanLocaleReadsThem) {
+  auto holds = [](const wchar_t* value, const wchar_t* condition) {
+    return CompareMetadataCondition(value, L"%Datum%", condition, false);
+  };
+  // Two-digit years: 00..29 are this century, 30..99 the last.
+  EXPECT_TRUE(holds(L"14.07.2019", L"<01.01.20"));
+  EXPECT_FALSE(holds(L"14.07.2019", L"<01.01.1930"));
+  EXPECT_TRUE(holds(L"14.07.2019", L">31.12.30"));  // 1930
+  EXPECT_TRUE(holds(L"15.07.2019", L">14.07.19"));
+  EXPECT_TRUE(holds(L"14.07.2019", L"=14.7.19"));
+  // Year first, other separators, a month by its name, a time after the day.
+  EXPECT_TRUE(holds(L"15.07.2019", L">2019-07-14"));
+  EXPECT_TRUE(holds(L"14.07.2019", L"=2019-07-14"));
+  EXPECT_TRUE(holds(L"14.07.2019", L"=14/07/2019"));
+  EXPECT_TRUE(holds(L"14.07.2019", L"=14. Juli 2019"));
+  EXPECT_TRUE(holds(L"14.03.2019", L"<1 Apr 19"));
+  EXPECT_TRUE(holds(L"14.07.2019", L"<14.7.2019 18:03"));
+  EXPECT_TRUE(holds(L"14.07.2019 18:03:00", L"=14.7.2019 18:03"));
+  EXPECT_TRUE(holds(L"14.07.2019 18:03:00", L"=2019-07-14T18:03"));
+  // A year or a month and year; the last day of a year is still that year.
+  EXPECT_TRUE(holds(L"31.12.2019", L"=2019"));
+  EXPECT_TRUE(holds(L"31.12.2019", L"=12.2019"));
+  EXPECT_TRUE(holds(L"01.01.2020", L">2019"));
+  // What is no date is not met, whatever the operator.
+  for (const wchar_t* operand : {L"=gestern", L"<32.01.2019", L">2019-13-01", L"=14.07.", L"<14.07.20199", L"=29.02.2019",
+                                 L">14.07.2019 25:00", L"<Juni"}) {
+    EXPECT_FALSE(holds(L"14.07.2019", operand)) << test::U8(operand);
+  }
+  // Lengths of audio files are times, hours as long as they run.
+  EXPECT_TRUE(CompareMetadataCondition(L"100_05_00", L"%L\u00e4nge%", L">99:00", false));
 }
 
 }  // namespace

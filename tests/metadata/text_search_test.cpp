@@ -62,6 +62,23 @@ TEST(TextSearchTest, PlainFilesInBlocksWithTheirEncoding) {
   EXPECT_EQ(SearchTextInFile(dir / L"lang.txt", ParseSearchTerms(L"2024"), stopping), 0);
 }
 
+TEST(TextSearchTest, ListedExtensionsWithoutAReaderArePlainText) {
+  TempDir dir;
+  // "h", "ts" and "ml" only sit inside the list text ("html", "ots"); nothing reads them
+  // as documents, so they are searched as the text they are.
+  for (const wchar_t* name : {L"zahlung.h", L"app.ts", L"modul.ml", L"liste.do"}) {
+    ASSERT_TRUE(WriteBytes(dir / name, "// Rechnung 2024\n"));
+    EXPECT_EQ(Search(dir / name, L"Rechnung"), 1) << test::U8(name);
+  }
+  // With document text switched off (no reader), a web page is searched as plain text too:
+  // its words are found where the markup does not split them.
+  ASSERT_TRUE(WriteBytes(dir / L"seite.html", "<p>Gr&ouml;&szlig;e <b>Rechnung</b></p>"));
+  TextSearchOptions plain;
+  EXPECT_EQ(SearchTextInFile(dir / L"seite.html", ParseSearchTerms(L"Rechnung"), plain), 1);
+  EXPECT_EQ(SearchTextInFile(dir / L"seite.html", ParseSearchTerms(L"Gr\u00f6\u00dfe"), plain), 0);
+  EXPECT_EQ(Search(dir / L"seite.html", L"Gr\u00f6\u00dfe"), 1);
+}
+
 TEST(TextSearchTest, DocumentsAreReadAsText) {
   const std::wstring page = HtmlText("<p>Gr&ouml;&szlig;e <b>M&#252;ller</b></p><script>var x='versteckt';</script>");
   EXPECT_NE(page.find(L"Gr\u00f6\u00dfe  M\u00fcller"), std::wstring::npos);

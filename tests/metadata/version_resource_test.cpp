@@ -141,8 +141,9 @@ std::vector<std::wstring> AllFields(const VersionInfo& info) {
 
 TEST(VersionResourceTest, FieldsOfPe32AndPe32Plus) {
   const std::vector<std::wstring> expected = {
-      L"M\u00fcller & S\u00f6hne", L"Werkzeug", L"1.2.3.4", L"werkzeug", L"\u00a9 2024", L"", L"werkzeug.exe",
-      L"Ablagix", L"1.2", L" ---"};
+      L"M\u00fcller & S\u00f6hne", L"Werkzeug", L"1.2.3.4", L"werkzeug", L"\u00a9 2024",
+      L" ---",  // no "Trademarks" key at all reads like an empty one
+      L"werkzeug.exe", L"Ablagix", L"1.2", L" ---"};
   for (bool pe64 : {false, true}) {
     const VersionInfo info = Read(SamplePe(pe64));
     EXPECT_EQ(info.table, L"040704B0");
@@ -206,7 +207,7 @@ TEST(VersionResourceTest, OddlyWrittenBlocks) {
   EXPECT_EQ(VersionFieldText(info, kVersionCompanyName), L"Firma");
   // A version resource without string tables: the keys are missing, the resource is there.
   const VersionInfo empty = Read(Pe(false, ResourceSection(0x1000, 16, {{0x0407, Block(L"VS_VERSION_INFO", fixed, 52, false)}})));
-  EXPECT_EQ(VersionFieldText(empty, kVersionProductName), L"");
+  EXPECT_EQ(VersionFieldText(empty, kVersionProductName), L" ---");
 }
 
 TEST(VersionResourceTest, DamagedFilesNeverCrash) {
@@ -246,10 +247,10 @@ TEST(VersionResourceTest, AgreesWithTheSystem) {
       void* value = nullptr;
       UINT length = 0;
       std::wstring system;
-      if (VerQueryValueW(data.data(), query.c_str(), &value, &length)) {
-        system = length > 0 ? std::wstring(static_cast<const wchar_t*>(value)) : L"";
-        if (system.empty()) system = L" ---";
+      if (VerQueryValueW(data.data(), query.c_str(), &value, &length) && length > 0) {
+        system = static_cast<const wchar_t*>(value);
       }
+      if (system.empty()) system = L" ---";
       EXPECT_EQ(VersionFieldValue(path, field), system) << test::U8(kVersionKeys[field]);
     }
   }

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "fileops/files.h"
+#include "profiles/filter_list.h"
 #include "profiles/ini_file.h"
+#include "profiles/language.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -164,6 +167,38 @@ TEST(ProfileEditorLoad, RoundTripsThroughSaveTheProfil) {
   EXPECT_EQ(back[0].Filter, L"Bilder");  // a stored filter name is not turned into ".Bilder"
   EXPECT_EQ(back[0].Kollision, L"2");
   EXPECT_EQ(back[0].ZipName, L"Alle");
+}
+
+// Ticking "Dateiendung:" while the list shows its own first entry keeps every file: the entry
+// is stored as it stands, in whatever language the list showed it.
+TEST(ProfileEditorSave, TheAllFilesEntryTickedIsStoredAsItStands) {
+  TempDir dir;
+  const std::wstring file = dir / L"p.ini";
+  CreateFolders(dir / L"Languages");
+  WriteIniString(dir / L"Languages\\Test.lng", L"Common", L"Alles", L"All");
+  RecordingUi ui;
+  for (const wchar_t* language : {L"", L"Test"}) {
+    SetProgramFolder(dir.path());
+    SetCurrentLanguage(language);
+    ProfileEditor editor;
+    editor.SetIncludeEntries(IncludeExtensionEntries(L"Bilder"));
+    editor.NewProfile();
+    editor.values.description = L"Alles ab";
+    editor.values.source = dir.path();
+    editor.values.target = dir.path();
+    editor.values.includeExtOn = true;
+    editor.values.includeExtText = ListWordStored(editor.includeEntries().front(), kAllFilesEntry);  // as the window hands it over
+    const SaveOutcome outcome = SaveTheProfil(editor.ToEditorValues(), file, ui);
+    ASSERT_TRUE(outcome.saved);
+    EXPECT_EQ(outcome.filterShown, L"Alles");
+    EXPECT_EQ(Einlesen(file).at(0).Filter, L"Alles") << test::U8(language);
+    // Typed in another case it means the same.
+    editor.values.includeExtText = L"alles";
+    ASSERT_TRUE(SaveTheProfil(editor.ToEditorValues(), file, ui).saved);
+    EXPECT_EQ(Einlesen(file).at(0).Filter, L"Alles");
+  }
+  SetCurrentLanguage(L"");
+  SetProgramFolder(L"");
 }
 
 TEST(ProfileEditorNew, StartsWithCopyAndRenameAndNothingPending) {

@@ -5,6 +5,7 @@
 #include "fileops/files.h"
 #include "profiles/ini_file.h"
 #include "profiles/profile.h"
+#include "profiles/profile_editor.h"
 #include "fileops/faulty_file_system.h"
 #include "test_support.h"
 
@@ -208,6 +209,22 @@ TEST_F(SaveTheProfilTest, DateAndSizeAmountsFollowTheDateFieldsZero) {
   ASSERT_TRUE(Save().saved);
   EXPECT_EQ(Key(L"Filedate"), L"EA>12Y");
   EXPECT_EQ(Key(L"FileSize"), L">1,5GB");
+}
+
+TEST_F(SaveTheProfilTest, TheLaterOptionsAreWrittenOnlyWhenOn) {
+  ASSERT_TRUE(Save().saved);
+  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen"}) EXPECT_EQ(Key(key), L"<fehlt>");
+  values_.skipIdentical = values_.takeSidecars = values_.watch = true;
+  ASSERT_TRUE(Save().saved);
+  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen"}) EXPECT_EQ(Key(key), L"1");
+  const std::vector<Profile> read = Einlesen(file_);
+  ASSERT_EQ(read.size(), 1u);
+  ProfileEditor editor;
+  editor.LoadFromRow(read[0]);
+  EXPECT_TRUE(editor.values.skipIdentical && editor.values.takeSidecars && editor.values.watch);
+  values_.skipIdentical = values_.takeSidecars = values_.watch = false;
+  ASSERT_TRUE(Save().saved);
+  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen"}) EXPECT_EQ(Key(key), L"<fehlt>");
 }
 
 TEST_F(SaveTheProfilTest, AFailedWriteSaysSoAndKeepsTheOldFile) {

@@ -227,9 +227,9 @@ TEST_F(AppSettingsTest, MissingFileGivesEveryDefault) {
   }
   EXPECT_FALSE(s.Position.has_value());
   EXPECT_EQ(s.WindowState, WindowShowState::Normal);
-  EXPECT_FALSE(s.AXRun || s.AXCreateEXE || s.AXZipHolePath);
+  EXPECT_FALSE(s.AXRun || s.AXCreateEXE || s.AXZipHolePath || s.DokumenttextAus);
   EXPECT_EQ(s.Kommastelle, 7);
-  EXPECT_EQ(s.Lat + s.Lon + s.RefPicture + s.LogPath, L"");
+  EXPECT_EQ(s.Lat + s.Lon + s.RefPicture + s.LogPath + s.AXSprache, L"");
   EXPECT_EQ(s.Delimeter, L";");
   EXPECT_TRUE(s.HeaderPosition.empty());
   EXPECT_EQ(test::U8(ReadAppSetting(file_, L"backcolor1")), "12645114");
@@ -243,7 +243,7 @@ TEST_F(AppSettingsTest, ReadsStoredValuesAndKeepsDefaultsForUnreadableOnes) {
                                "Option5=3\r\nTimerIntervall=4\r\nBackColor1=255\r\nBackColor2=-2147483643\r\n"
                                "FontName1=Arial\r\nFontSize0=8,25\r\nFontSize1=0\r\nFontBold1=True\r\n"
                                "Position=1500;750;12000;9000\r\nWindowState=2\r\nKommastelle=zwei\r\n"
-                               "Delimeter=\r\nLogPath=C:\\Logs\r\n"
+                               "Delimeter=\r\nLogPath=C:\\Logs\r\nAXSprache=English\r\nDokumenttextAus=1\r\n"
                                "HeaderPosition=1,0,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18\r\n"));
   AppSettings s = ReadAppSettings(file_);
   EXPECT_TRUE(s.TimerSystray);
@@ -262,10 +262,19 @@ TEST_F(AppSettingsTest, ReadsStoredValuesAndKeepsDefaultsForUnreadableOnes) {
   EXPECT_EQ(s.Position, (WindowRect{1500, 750, 12000, 9000}));
   EXPECT_EQ(s.WindowState, WindowShowState::Maximised);
   EXPECT_EQ(s.Kommastelle, 7);
-  EXPECT_EQ(s.Delimeter, L";");
+  EXPECT_EQ(s.Delimeter, L"");  // written empty: no separator, not the default
   EXPECT_EQ(s.LogPath, L"C:\\Logs");
+  EXPECT_EQ(s.AXSprache, L"English");
+  EXPECT_TRUE(s.DokumenttextAus);
   ASSERT_EQ(s.HeaderPosition.size(), 19u);
   EXPECT_EQ(s.HeaderPosition[0], 1);
+
+  // The log list's order is any order of its columns; the reports check the count.
+  WriteIniString(file_, L"AblagixForm", L"LogHeaderPosition", L"2,0,1");
+  EXPECT_EQ(ReadAppSettings(file_).LogHeaderPosition, (std::vector<int>{2, 0, 1}));
+  WriteIniString(file_, L"AblagixForm", L"LogHeaderPosition", L"2,0,3");
+  EXPECT_TRUE(ReadAppSettings(file_).LogHeaderPosition.empty());
+  EXPECT_EQ(ColumnOrderText({2, 0, 1}), L"2,0,1");
 
   // A column order that misses, repeats or invents a column is not applied.
   for (const wchar_t* order : {L"1,0,2", L"0,0,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18",
@@ -292,7 +301,8 @@ TEST_F(AppSettingsTest, ShutDownWritesItsKeysInOrderAndSkipsThePlacementWhenMini
   EXPECT_EQ(keys, (std::vector<std::wstring>{L"WindowState", L"Position", L"TimerIntervall",
                                              L"TimerSystray", L"CheckBox15", L"CheckBox16",
                                              L"CheckBox17", L"Check17", L"Check1", L"Delimeter",
-                                             L"Option5", L"LogPath", L"HeaderPosition"}));
+                                             L"Option5", L"LogPath", L"HeaderPosition",
+                                             L"DokumenttextAus"}));
   EXPECT_EQ(test::U8(Key(L"WindowState")), "2");
   EXPECT_EQ(test::U8(Key(L"Position")), "0;15;1500;3000");
   EXPECT_EQ(test::U8(Key(L"CheckBox17")), "1");

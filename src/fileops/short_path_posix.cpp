@@ -1,0 +1,8 @@
+#include "fileops/files.h"
+#include "fileops/short_path.h"
+
+namespace ablagix {
+
+std::wstring ShortPath(const std::wstring& path) { return PathExists(path) ? path : std::wstring(); }
+
+}  // namespace ablagix
