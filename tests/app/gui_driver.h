@@ -88,6 +88,8 @@ bool ReadPng(const std::wstring& path, Image* image);
 // The scenario of the log page, run after the profile scenario.
 void RunLogScenario(const std::wstring& exe);
 // The window in another language: a language file made here, English, and the layout in both.
+// "Letzten Lauf rückgängig machen" after a real run.
+void RunUndoScenario(const std::wstring& exe);
 void RunLanguageScenario(const std::wstring& exe, const std::wstring& profiles, const std::wstring& config);
 
 }  // namespace gui
