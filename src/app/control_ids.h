@@ -70,6 +70,9 @@ enum ControlId : int {
   kIdTokenDocuments,
   kIdTokenVersion,
   kIdFolderStructure,
+  kIdSidecars,       // "Begleitdateien mitnehmen"
+  kIdSkipIdentical,  // "Identische Dateien überspringen"
+  kIdWatchFolder,    // "Diesen Ordner überwachen"
   kIdCollisionGroup,
   kIdCollisionFirst,  // three consecutive numbers, in screen order
   kIdZipGroup = kIdCollisionFirst + 3,

@@ -72,6 +72,8 @@ void MainWindow::BuildEditorPage() {
         WS_EX_CLIENTEDGE);
   l.Add(WC_BUTTONW, L"...", tab | BS_PUSHBUTTON, gr - 16, 35, 16, kButtonHeight, kIdSourceBrowse, kWithColumnEdge);
   l.Add(WC_BUTTONW, Word(L"inklusive &Unterordner"), check, gx, 52, 160, 10, kIdSubfolders);
+  l.Add(WC_BUTTONW, Word(L"Diesen Ordner \u00fc&berwachen"), check, gx + 164, 52, gr - gx - 164, 10, kIdWatchFolder,
+        kLeftHalf);
   label(Word(L"Ordner ausschlie\u00dfen"), gx, 63, 160, kIdBlockLabel);
   const std::wstring blockAdd = Word(L"Ordner hinzuf\u00fcgen");
   const std::wstring blockRemove = Word(L"Ordner entfernen");
@@ -184,7 +186,7 @@ void MainWindow::BuildEditorPage() {
   }
 
   // --- Target
-  group(Word(L"Zielverzeichnis"), kRightX, 67, kRightWidth, 84, kIdTargetGroup, kRightHalf);
+  group(Word(L"Zielverzeichnis"), kRightX, 67, kRightWidth, 96, kIdTargetGroup, kRightHalf);
   l.Add(WC_EDITW, L"", edit | WS_GROUP, rx, 80, rr - rx - 20, kEditHeight, kIdTxtName, kRightHalf, WS_EX_CLIENTEDGE);
   l.Add(WC_BUTTONW, L"...", tab | BS_PUSHBUTTON, rr - 16, 79, 16, kButtonHeight, kIdTargetBrowse, kMoveX);
   const int third = (rr - rx - 6) / 3;
@@ -195,23 +197,27 @@ void MainWindow::BuildEditorPage() {
   }
   l.Add(WC_BUTTONW, Word(L"&Ordnerstruktur aus dem Quellverzeichnis \u00fcbernehmen"), check, rx, 135, rr - rx, 10,
         kIdFolderStructure, kRightHalf);
+  l.Add(WC_BUTTONW, Word(L"&Begleitdateien (.xmp, .aae, .json ...) mitnehmen"), check, rx, 147, rr - rx, 10,
+        kIdSidecars, kRightHalf);
 
   // --- Collision
-  group(Word(L"Wenn Datei bereits existiert:"), kRightX, 155, kRightWidth, 50, kIdCollisionGroup, kRightHalf);
+  group(Word(L"Wenn Datei bereits existiert:"), kRightX, 167, kRightWidth, 62, kIdCollisionGroup, kRightHalf);
   for (int i = 0; i < 3; ++i) {
     DWORD style = tab | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
-    l.Add(WC_BUTTONW, WordOf(kCollisionEntries[static_cast<size_t>(i)]), style, rx, 168 + i * 12, rr - rx, 10,
+    l.Add(WC_BUTTONW, WordOf(kCollisionEntries[static_cast<size_t>(i)]), style, rx, 180 + i * 12, rr - rx, 10,
           kIdCollisionFirst + i, kRightHalf);
   }
+  l.Add(WC_BUTTONW, Word(L"&Identische Dateien \u00fcberspringen"), check | WS_GROUP, rx, 216, rr - rx, 10,
+        kIdSkipIdentical, kRightHalf);
 
   // --- Zip
-  group(Word(L"Zip-Archive"), kRightX, 209, kRightWidth, 45, kIdZipGroup, kRightHalf);
-  l.Add(WC_BUTTONW, Word(L"Zip-Archiv erstellen (separate Dateien)"), check | WS_GROUP, rx, 222, rr - rx, 10,
+  group(Word(L"Zip-Archive"), kRightX, 233, kRightWidth, 45, kIdZipGroup, kRightHalf);
+  l.Add(WC_BUTTONW, Word(L"Zip-Archiv erstellen (separate Dateien)"), check | WS_GROUP, rx, 246, rr - rx, 10,
         kIdZipSeparate, kRightHalf);
   const std::wstring zipOne = Word(L"Zip-Archiv erstellen (eine Datei)   Name:");
   const int zipOneWidth = metrics_.TextWidth(zipOne) + 16;
-  l.Add(WC_BUTTONW, zipOne, check, rx, 237, zipOneWidth, 10, kIdZipOne, kWithColumnEdge);
-  HWND zipName = l.Add(WC_EDITW, L"", edit, rx + zipOneWidth + 2, 236, rr - rx - zipOneWidth - 2, kEditHeight,
+  l.Add(WC_BUTTONW, zipOne, check, rx, 261, zipOneWidth, 10, kIdZipOne, kWithColumnEdge);
+  HWND zipName = l.Add(WC_EDITW, L"", edit, rx + zipOneWidth + 2, 260, rr - rx - zipOneWidth - 2, kEditHeight,
                        kIdTextBox6, kRightHalf, WS_EX_CLIENTEDGE);
   SetWindowSubclass(zipName, TextBox6Proc, 1, reinterpret_cast<DWORD_PTR>(this));
 
@@ -320,6 +326,9 @@ void MainWindow::EditorToControls() {
   for (int i = 0; i < 6; ++i) SetOn(Item(kIdActionFirst + i), v.actions[static_cast<size_t>(i)]);
   SetText(Item(kIdTxtName), v.target);
   SetOn(Item(kIdFolderStructure), v.keepFolderStructure);
+  SetOn(Item(kIdSidecars), v.takeSidecars);
+  SetOn(Item(kIdSkipIdentical), v.skipIdentical);
+  SetOn(Item(kIdWatchFolder), v.watch);
   for (int i = 0; i < 3; ++i) SetOn(Item(kIdCollisionFirst + i), editor_.CollisionPos() == i);
   SetOn(Item(kIdZipSeparate), v.zipSeparate);
   SetOn(Item(kIdZipOne), v.zipOne);
@@ -376,6 +385,9 @@ void MainWindow::ControlsToEditor() {
   for (int i = 0; i < 6; ++i) v.actions[static_cast<size_t>(i)] = IsOn(Item(kIdActionFirst + i));
   v.target = GetText(Item(kIdTxtName));
   v.keepFolderStructure = IsOn(Item(kIdFolderStructure));
+  v.takeSidecars = IsOn(Item(kIdSidecars));
+  v.skipIdentical = IsOn(Item(kIdSkipIdentical));
+  v.watch = IsOn(Item(kIdWatchFolder));
   for (int i = 0; i < 3; ++i) {
     if (IsOn(Item(kIdCollisionFirst + i))) editor_.SetCollisionPos(i);
   }

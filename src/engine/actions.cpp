@@ -87,7 +87,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
       target = NumberedFreeName(named, &number);
       // Every number taken: giving up is better than overwriting one of them.
       if (target.empty()) {
-        result.resultWord = ErrorWord(L"Alle Namen bis (1000) sind vergeben");
+        result.resultWord = ErrorWord(kAllNumbersTaken);
         return result;
       }
     }
@@ -130,7 +130,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     case TransferResult::Taken:
       result.targetFile.clear();
       result.resultWord = skipTaken ? std::wstring(ResultWord::kUebersprungen)
-                                    : ErrorWord(L"Alle Namen bis (1000) sind vergeben");
+                                    : ErrorWord(kAllNumbersTaken);
       break;
     case TransferResult::Cancelled:
       result.targetFile.clear();

@@ -93,6 +93,10 @@ std::wstring NumberedFreeName(const std::wstring& target, int* number = nullptr)
 inline constexpr std::wstring_view kShredCannotOpen =
     L"Die Datei kann nicht ge\u00f6ffnet werden und wird nicht geschreddert:";
 
+// The reason when every "(n)" up to the last one is taken: giving up is better than
+// overwriting one of them.
+inline constexpr std::wstring_view kAllNumbersTaken = L"Alle Namen bis (1000) sind vergeben";
+
 // "Fehler! " and the reason, as a failed file's result reads.
 std::wstring ErrorWord(std::wstring_view reason);
 

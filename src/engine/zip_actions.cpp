@@ -90,7 +90,7 @@ ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& t
     if (commit == ZipCommit::kNumbered) {
       archive = NumberedFreeName(archive);
       if (archive.empty()) {
-        result.resultWord = ErrorWord(L"Alle Namen bis (1000) sind vergeben");
+        result.resultWord = ErrorWord(kAllNumbersTaken);
         return result;
       }
     }
