@@ -113,10 +113,12 @@ TEST_F(UndoTest, PutsMovedCopiedRecycledAndZippedFilesBackAsTheyWere) {
       Make(L"Aufr\u00e4umen", kAktionLoeschenP, L"Alt"),
       Make(L"Packen", kAktionVerschieben, L"Packen", L"Zips", L"1"),
       Make(L"Sammeln", kAktionVerschieben, L"Sammeln", L"Zips", L"2"),
+      Make(L"Sammeln kopiert", kAktionKopieren, L"Belege", L"Zips kopiert", L"2"),
   };
   const RunSummary run = RunProfiles(profiles, RunMode::Execute, host_, log_);
   ASSERT_EQ(run.errors, 0u);
-  ASSERT_EQ(run.files, 8u);
+  ASSERT_EQ(run.files, 9u);
+  EXPECT_TRUE(FileExists(dir_ / L"Zips kopiert\\Sammlung.zip"));
   EXPECT_EQ(ReadBytes(dir_ / L"Ablage\\IMG_2(1).jpg"), "zweites Bild");
   EXPECT_TRUE(FileExists(dir_ / L"Zips\\Sammlung.zip"));
   EXPECT_FALSE(FileExists(dir_ / L"Alt\\weg \u00e4.tmp"));
@@ -124,7 +126,7 @@ TEST_F(UndoTest, PutsMovedCopiedRecycledAndZippedFilesBackAsTheyWere) {
 
   const UndoSummary undo = UndoLatest();
   EXPECT_EQ(undo.errors, 0u) << undo.problem;
-  EXPECT_EQ(undo.files, 8u);
+  EXPECT_EQ(undo.files, 9u);
   EXPECT_EQ(Tree(dir_.path()), before);
   EXPECT_EQ(UndoWords(), (std::map<std::wstring, std::wstring>{{L"IMG_1.jpg", L"Zur\u00fcckgeholt"},
                                                               {L"IMG_2.jpg", L"Zur\u00fcckgeholt"},
@@ -134,14 +136,14 @@ TEST_F(UndoTest, PutsMovedCopiedRecycledAndZippedFilesBackAsTheyWere) {
                                                               {L"c.txt", L"Zur\u00fcckgeholt"},
                                                               {L"d.txt", L"Zur\u00fcckgeholt"}}));
   // Newest change first: the last profile's files lead the undo's rows.
-  EXPECT_EQ(log_.Text(undoFirstRow_ + 1, LogColumn::Ziel2), dir_ / L"Zips\\Sammlung.zip");
+  EXPECT_EQ(log_.Text(undoFirstRow_ + 1, LogColumn::Ziel2), dir_ / L"Zips kopiert\\Sammlung.zip");
 
   // Undone once, never twice.
   const std::vector<JournalSummary> journals = Journals();
   ASSERT_EQ(journals.size(), 1u);
   EXPECT_TRUE(journals[0].undone);
   EXPECT_TRUE(journals[0].finished);
-  EXPECT_EQ(journals[0].changes, 8u);
+  EXPECT_EQ(journals[0].changes, 9u);
   const UndoSummary again = UndoLatest();
   EXPECT_TRUE(again.alreadyUndone);
   EXPECT_EQ(again.files, 0u);
