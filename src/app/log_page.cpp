@@ -425,7 +425,7 @@ void MainWindow::SortLog(int column) {
   SetSortArrow(header, sorted.previousColumn, 0);
   SetSortArrow(header, sorted.column, sorted.order == SortOrder::Ascending ? HDF_SORTUP : HDF_SORTDOWN);
   // Highlighted positions would now point at other rows.
-  ListView_SetItemState(list, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
+  ClearListHighlight(list);
   InvalidateRect(list, nullptr, FALSE);
   SetCursor(LoadCursorW(nullptr, IDC_ARROW));
 }
@@ -448,7 +448,7 @@ void MainWindow::OnLogChooser() {
   const size_t before = log_.size();
   log_.Apply(command, selection);
   if (log_.size() != before) {
-    ListView_SetItemState(list, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
+    ClearListHighlight(list);
     ListView_SetItemCountEx(list, static_cast<int>(log_.size()), 0);
   }
   InvalidateRect(list, nullptr, FALSE);
@@ -458,7 +458,7 @@ void MainWindow::OnClearLog() {
   if (running_) return;
   log_.Clear();
   HWND list = Item(kIdExListviewLOG);
-  ListView_SetItemState(list, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
+  ClearListHighlight(list);
   ShowLogRows();
   SetStatus(L"");
 }

@@ -68,4 +68,20 @@ inline std::vector<std::wstring> ListBoxEntries(HWND list) {
   return entries;
 }
 
+// Takes the highlight and the focus off every row of a list view. Wine's list view walks
+// every row for item -1, a second for a million rows; one or a few highlighted rows are
+// cleared one by one instead.
+inline void ClearListHighlight(HWND list) {
+  const UINT selected = ListView_GetSelectedCount(list);
+  if (selected > 64) {
+    ListView_SetItemState(list, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
+    return;
+  }
+  for (int row = -1; selected > 0 && (row = ListView_GetNextItem(list, row, LVNI_SELECTED)) >= 0;) {
+    ListView_SetItemState(list, row, 0, LVIS_SELECTED);
+  }
+  const int focused = ListView_GetNextItem(list, -1, LVNI_FOCUSED);
+  if (focused >= 0) ListView_SetItemState(list, focused, 0, LVIS_FOCUSED);
+}
+
 }  // namespace ablagix::app

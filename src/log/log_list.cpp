@@ -93,8 +93,17 @@ int CompareDigitRuns(std::u16string_view a, std::u16string_view b) {
 // by value ("Bild 9" before "Bild 10"). Texts that read alike are ordered by their code units,
 // so the result never depends on the rows' earlier order.
 int CompareTexts(std::u16string_view a, std::u16string_view b, bool natural) {
-  SortLetters ra(a);
-  SortLetters rb(b);
+  // Equal code units read as equal letters, so a shared beginning (file names of one camera,
+  // paths of one folder) is passed over at once; with `natural` only up to the digit run it
+  // ends in, which is compared by value.
+  const std::size_t shorter = std::min(a.size(), b.size());
+  std::size_t same = 0;
+  while (same < shorter && a[same] == b[same]) ++same;
+  if (natural) {
+    while (same > 0 && IsDigit(a[same - 1])) --same;
+  }
+  SortLetters ra(a.substr(same));
+  SortLetters rb(b.substr(same));
   for (;;) {
     if (ra.done() || rb.done()) {
       if (ra.done() && rb.done()) break;

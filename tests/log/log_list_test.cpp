@@ -338,6 +338,16 @@ TEST(LogList, SortComparesTextsNumbersAndDatesSensibly) {
   EXPECT_EQ(Names(list), "IMG_3.jpg Start P IMG_10.jpg img_1.jpg IMG_02.jpg IMG_2.jpg");
 }
 
+TEST(LogList, SortReadsADigitRunWholeWhenNamesShareItsBeginning) {
+  LogList list;
+  for (const wchar_t* name : {L"IMG_100.jpg", L"IMG_19.jpg", L"IMG_1.jpg", L"IMG_1a.jpg", L"IMG_019b.jpg"}) {
+    list.AppendFile(File(name));
+  }
+  // "IMG_1" is common to all, but 19 is less than 100 and 019 equals 19.
+  list.SortByColumn(0);
+  EXPECT_EQ(Names(list), "IMG_1.jpg IMG_1a.jpg IMG_19.jpg IMG_019b.jpg IMG_100.jpg");
+}
+
 TEST(LogList, SortIsStableInBothDirections) {
   LogList list = Numbered(6);
   for (std::size_t i = 0; i < list.size(); ++i) list.SetResult(i, i % 2 ? L"Kopiert" : L"Fehler!");
