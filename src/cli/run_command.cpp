@@ -311,11 +311,8 @@ int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
   host.SetTimerRunning(true);
   WatchOptions watchOptions;
   if (r.intervalMinutes > 0) watchOptions.fallbackInterval = std::chrono::minutes(r.intervalMinutes);
-  const auto clock = [] {
-    return std::chrono::duration_cast<WatchTime>(std::chrono::steady_clock::now().time_since_epoch());
-  };
   WatchService watch(watchOptions);
-  watch.Start(profiles, clock());
+  watch.Start(profiles, WatchClockNow());
   WriteErr(L"\u00dcberwachung gestartet: " + NumberText(watch.watchedCount()) + L" Ordner (Strg+C beendet)\n");
   LogList log;
   int runs = 0;
@@ -328,14 +325,14 @@ int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
       PrintLog(log, r.format, first);
       FlushOut();
     }
-    const std::vector<Profile> due = watch.Due(clock());
+    const std::vector<Profile> due = watch.Due(WatchClockNow());
     if (due.empty()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(200));
       continue;
     }
     const std::size_t runFirst = log.size();
     const RunSummary summary = RunUnattended(due, host, log, r.format, folders);
-    watch.Ran(log, runFirst, clock());
+    watch.Ran(log, runFirst, WatchClockNow());
     if (summary.errors > 0) exitCode = kExitFileError;
     if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
   }

@@ -34,6 +34,10 @@ void RowPaths(const LogList& log, std::size_t row, std::vector<std::wstring>* ou
 
 }  // namespace
 
+WatchTime WatchClockNow() {
+  return std::chrono::duration_cast<WatchTime>(std::chrono::steady_clock::now().time_since_epoch());
+}
+
 bool MarkedForWatching(const Profile& profile) { return Trim(profile.Ueberwachen) == L"1"; }
 
 void AppendWatchNote(LogList& log, std::wstring_view text) {

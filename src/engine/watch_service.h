@@ -19,6 +19,18 @@
 
 namespace ablagix {
 
+// Texts the empty log list shows while watching and after.
+inline constexpr std::wstring_view kLogEmptyWatching = L"\u00dcberwachung l\u00e4uft, warte auf neue Dateien...";
+inline constexpr std::wstring_view kLogEmptyWatchStopped = L"\u00dcberwachung gestoppt, warte auf Befehle...";
+// "Überwachung starten" with checked profiles of which none is marked.
+inline constexpr std::wstring_view kNothingMarkedForWatchingMessage =
+    L"Keines der angehakten Profile ist zum \u00dcberwachen markiert.\r\n"
+    L"Bitte bei \u201EProfile bearbeiten\u201C das K\u00e4stchen \u201EDiesen Ordner \u00fcberwachen\u201C anhaken, "
+    L"das Profil speichern und hier anhaken.";
+
+// The steady clock in the unit the watch counts in.
+WatchTime WatchClockNow();
+
 // The profile is marked "Diesen Ordner überwachen".
 bool MarkedForWatching(const Profile& profile);
 

@@ -52,6 +52,10 @@ class FolderWatch {
 std::unique_ptr<FolderWatch> StartFolderWatch(const FolderWatchRequest& request, FolderChangeSink sink,
                                               std::wstring* reason);
 
+// Whether FolderWatchRequest::bufferBytes bounds what the system queues (Windows); inotify's
+// queue is a setting of the whole system.
+bool WatchBufferIsOurs();
+
 // What a watcher needs to know of a file to decide whether it is complete.
 struct WatchedFileLook {
   bool present = false;  // a regular file (no folder, link or device) is there

@@ -225,6 +225,8 @@ std::unique_ptr<FolderWatch> StartFolderWatch(const FolderWatchRequest& request,
   return watch;
 }
 
+bool WatchBufferIsOurs() { return false; }
+
 WatchedFileLook LookAtWatchedFile(const std::wstring& path) {
   WatchedFileLook look;
   const std::string native = NativePath(path);

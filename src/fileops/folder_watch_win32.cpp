@@ -194,6 +194,8 @@ std::unique_ptr<FolderWatch> StartFolderWatch(const FolderWatchRequest& request,
   return watch;
 }
 
+bool WatchBufferIsOurs() { return true; }
+
 WatchedFileLook LookAtWatchedFile(const std::wstring& path) {
   WatchedFileLook look;
   const std::wstring api = ApiPath(path);
