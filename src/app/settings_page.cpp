@@ -114,7 +114,7 @@ void MainWindow::BuildSettingsPage() {
         kLeftHalf);
   l.Add(WC_BUTTONW, Word(L"Bei Timerstart Log nach 5. Durchlauf l\u00f6schen"), check, gx, 223, gr - gx, 10,
         kIdCheckBox15, kLeftHalf);
-  l.Add(WC_STATICW, Word(kWatchSettingsText), SS_LEFT | SS_NOPREFIX, gx, 237, gr - gx, 24, kIdWatchInfo,
+  l.Add(WC_STATICW, WordOf(kWatchSettingsText), SS_LEFT | SS_NOPREFIX, gx, 237, gr - gx, 24, kIdWatchInfo,
         kLeftHalf);
 
   // --- Report

@@ -212,13 +212,11 @@ TEST_F(WatchServiceTest, LostChangesLeadToOneFullRun) {
 }
 
 TEST_F(WatchServiceTest, AFolderThatCannotBeWatchedRunsOnTheTimerWithANote) {
-  ASSERT_TRUE(CreateFolders(dir_ / L"Weg"));
   WatchOptions options = Quick();
   options.fallbackInterval = milliseconds(400);
   WatchService watch(options);
-  watch.Start({Mover(L"Fehlt", dir_ / L"Gibt es nicht", dir_ / L"Ablage"), Mover(L"Weg", dir_ / L"Weg", dir_ / L"A")},
-              Now());
-  EXPECT_EQ(watch.watchedCount(), 1u);
+  watch.Start({Mover(L"Fehlt", dir_ / L"Gibt es nicht", dir_ / L"Ablage")}, Now());
+  EXPECT_EQ(watch.watchedCount(), 0u);
   EXPECT_EQ(watch.fallbackCount(), 1u);
   Watch(watch, milliseconds(1000));
   EXPECT_GE(RunsOf(L"Fehlt"), 2u);
@@ -227,13 +225,22 @@ TEST_F(WatchServiceTest, AFolderThatCannotBeWatchedRunsOnTheTimerWithANote) {
   ASSERT_FALSE(notes.empty());
   EXPECT_TRUE(notes[0].starts_with(L"\u00dcberwachung nicht m\u00f6glich f\u00fcr \u201EFehlt\u201C (")) << test::U8(notes[0]);
   EXPECT_NE(notes[0].find(L"l\u00e4uft stattdessen mit dem Timer"), std::wstring::npos);
+}
 
-  // A watched folder that goes away ends its watch; the profile goes on with the timer.
+TEST_F(WatchServiceTest, AWatchedFolderThatGoesAwayFallsBackToTheTimer) {
+  // Windows keeps a folder that is open for watching until the watch lets go of it.
+  if (WatchBufferIsOurs()) GTEST_SKIP() << "the folder stays while it is watched";
+  ASSERT_TRUE(CreateFolders(dir_ / L"Weg"));
+  WatchOptions options = Quick();
+  options.fallbackInterval = milliseconds(400);
+  WatchService watch(options);
+  watch.Start({Mover(L"Weg", dir_ / L"Weg", dir_ / L"A")}, Now());
+  ASSERT_EQ(watch.watchedCount(), 1u);
   test::RemoveTree(dir_ / L"Weg");
-  Watch(watch, milliseconds(3000), [&] { return watch.fallbackCount() == 2; });
-  EXPECT_EQ(watch.fallbackCount(), 2u);
+  Watch(watch, milliseconds(3000), [&] { return watch.fallbackCount() == 1; });
+  EXPECT_EQ(watch.fallbackCount(), 1u);
   Watch(watch, milliseconds(100));
-  notes = NotesInLog();
+  const std::vector<std::wstring> notes = NotesInLog();
   EXPECT_TRUE(std::any_of(notes.begin(), notes.end(), [](const std::wstring& n) {
     return n.starts_with(L"\u00dcberwachung von \u201EWeg\u201C beendet");
   }));
