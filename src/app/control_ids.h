@@ -151,6 +151,7 @@ enum ControlId : int {
   kIdLogSave,         // "Log speichern..."
   kIdLogStatus,       // what the run or export is doing, and how the last one ended
   kIdLogProgress,
+  kIdLogUndo,         // "Letzten Lauf rückgängig machen"
 
   // The hidden window that receives the tray icon's events.
   kIdPicture1 = 800,

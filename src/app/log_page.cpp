@@ -1,6 +1,7 @@
 // "Log-Dateien": the log list as a virtual list over the LogList model, its check-box chooser,
-// sorting by header click, "Log löschen", "Log speichern...", the double-click that hands a
-// file to the companion, and the status line with the progress bar that runs and exports use.
+// sorting by header click, "Log löschen", "Log speichern...", "Letzten Lauf rückgängig
+// machen", the double-click that hands a file to the companion, and the status line with the
+// progress bar that runs, undos and exports use.
 #include <windows.h>
 #include <commctrl.h>
 
@@ -13,8 +14,10 @@
 #include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/win_controls.h"
+#include "base/abort_flag.h"
 #include "base/text.h"
 #include "desktop/companion.h"
+#include "engine/undo.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "log/export_text.h"
@@ -231,16 +234,25 @@ void MainWindow::BuildLogPage() {
   const std::wstring cue = Word(L"Haken setzen oder entfernen ...");
   SendMessageW(chooser, CB_SETCUEBANNER, 0, reinterpret_cast<LPARAM>(cue.c_str()));
   const std::wstring clear = Word(L"Log &l\u00f6schen");
+  const std::wstring undo = Word(L"Letzten Lauf &r\u00fcckg\u00e4ngig machen");
   const std::wstring checked = Word(L"Ausf\u00fchren nur bei an&gehakten Dateien");
   const std::wstring save = Word(L"Log s&peichern...");
   const int clearWidth = std::max(kButtonWidth, metrics_.TextWidth(clear) + 12);
+  const int undoWidth = std::max(kButtonWidth, metrics_.TextWidth(undo) + 12);
   const int saveWidth = std::max(kButtonWidth, metrics_.TextWidth(save) + 12);
   const int checkedWidth = std::max(kButtonWidth, metrics_.TextWidth(checked) + 12);
+  // Left the commands on the list's rows, right those that change files; created in the
+  // order they stand, so Tab goes from left to right.
+  const int saveX = W - kMargin - saveWidth;
+  const int checkedX = saveX - 4 - checkedWidth;
+  const int undoX = checkedX - 4 - undoWidth;
   l.Add(WC_BUTTONW, clear, push, chooserX + chooserWidth + 4, buttonsY, clearWidth, kButtonHeight, kIdLogClear,
         kMoveY);
-  l.Add(WC_BUTTONW, save, push, W - kMargin - saveWidth, buttonsY, saveWidth, kButtonHeight, kIdLogSave, kMoveXY);
-  l.Add(WC_BUTTONW, checked, push, W - kMargin - saveWidth - 4 - checkedWidth, buttonsY, checkedWidth,
-        kButtonHeight, kIdCommandButton7, kMoveXY);
+  l.Add(WC_BUTTONW, undo, push, undoX, buttonsY, undoWidth, kButtonHeight, kIdLogUndo, kMoveXY);
+  l.Add(WC_BUTTONW, checked, push, checkedX, buttonsY, checkedWidth, kButtonHeight, kIdCommandButton7, kMoveXY);
+  l.Add(WC_BUTTONW, save, push, saveX, buttonsY, saveWidth, kButtonHeight, kIdLogSave, kMoveXY);
+  AddTooltip(pages_[kLogPage], Item(kIdLogUndo),
+             Word(L"Holt die Dateien des letzten ausgef\u00fchrten Laufs zur\u00fcck und entfernt seine Kopien"));
   AddTooltip(pages_[kLogPage], Item(kIdCommandButton7),
              Word(L"F\u00fchrt die Aktion jeder angehakten Zeile f\u00fcr ihre Datei noch einmal aus"));
   AddTooltip(pages_[kLogPage], Item(kIdLogSave), Word(L"Speichert das Log im gew\u00e4hlten Format (Einstellungen)"));
@@ -500,6 +512,74 @@ void MainWindow::OnSaveLogButton() {
                       MessageButtons::Ok);
     }
   }
+}
+
+// The engine's view of the window while a run is undone: the same input handling as a report
+// (pending messages between files, Esc in one of this program's windows stops), and the
+// status line and bar of a run.
+class MainWindow::UndoHost : public RunHost {
+ public:
+  explicit UndoHost(MainWindow& window)
+      : window_(window), ui_(window.ui_, [&window](MSG* message) { return window.PreTranslate(message); }) {}
+  UiPort& ui() override { return ui_; }
+  void Notify(const std::wstring& title, const std::wstring& text) override { window_.ui_.ShowBalloon(title, text); }
+  LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
+  bool PollForAbort() override { return ui_.PollForAbort(); }
+  // A file brought back across drives is copied; Esc cancels that copy too, and the file
+  // stays where the run put it.
+  bool CopyProgress(std::uint64_t, std::uint64_t) override {
+    if (!PollForAbort()) return true;
+    RequestAbort();
+    return false;
+  }
+  void Progress(const RunProgress& progress) override { window_.OnRunProgress(progress); }
+  void SetLogEmptyText(std::wstring_view text) override { window_.SetLogEmptyText(text); }
+
+ private:
+  MainWindow& window_;
+  ExportUi ui_;
+};
+
+void MainWindow::OnUndoButton() {
+  if (running_) return;
+  const std::optional<JournalSummary> last = LatestJournal(folders_);
+  if (!last) {
+    ui_.ShowMessage(Word(L"Es gibt keinen ausgef\u00fchrten Lauf, der sich r\u00fcckg\u00e4ngig machen lie\u00dfe."),
+                    MessageIcon::Information, MessageButtons::Ok);
+    return;
+  }
+  // Only the newest run is offered: undoing an older one behind the user's back could take
+  // files away from where a later run put them.
+  if (last->undone) {
+    ui_.ShowMessage(FillIn(Word(L"Der letzte Lauf vom %1 ist schon r\u00fcckg\u00e4ngig gemacht."), last->startedText),
+                    MessageIcon::Information, MessageButtons::Ok);
+    return;
+  }
+  if (last->readable) {
+    std::wstring question = FillIn(Word(L"Den letzten Lauf vom %1 mit %2 \u00c4nderung(en) r\u00fcckg\u00e4ngig machen?"),
+                                   last->startedText, NumberText(last->changes));
+    if (!last->finished) {
+      question += L"\r\n\r\n" + Word(L"Der Lauf wurde nicht zu Ende gef\u00fchrt; r\u00fcckg\u00e4ngig gemacht wird, "
+                                       L"was sein Journal festh\u00e4lt.");
+    }
+    if (ui_.ShowMessage(question, MessageIcon::Question, MessageButtons::YesNo) != MessageAnswer::Yes) return;
+  }
+  // An unreadable journal goes to the undo all the same: its row in the log says why nothing
+  // was done.
+  SelectTab(kLogPage);
+  BeginRun();
+  HideSortArrow();
+  SetStatus(Word(L"Lauf wird r\u00fcckg\u00e4ngig gemacht \u2026 (Esc bricht ab)"));
+  UndoHost host(*this);
+  const UndoSummary undone = UndoRun(last->path, host, log_);
+  RunSummary summary;
+  summary.files = undone.files;
+  summary.errors = undone.errors;
+  summary.aborted = undone.aborted;
+  EndRun(summary, false);
+  SetStatus(FillIn(undone.aborted ? Word(L"R\u00fcckg\u00e4ngig abgebrochen: %1 Datei(en), %2 Fehler")
+                                  : Word(L"R\u00fcckg\u00e4ngig gemacht: %1 Datei(en), %2 Fehler"),
+                   NumberText(undone.files), NumberText(undone.errors)));
 }
 
 }  // namespace ablagix::app

@@ -226,11 +226,12 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
         if (code == BN_CLICKED) OnWatchButton();
       } else if (id == kIdComboBox1) {
         if (code == CBN_SELCHANGE) OnLogChooser();
-      } else if (id == kIdLogClear || id == kIdCommandButton7 || id == kIdLogSave) {
+      } else if (id == kIdLogClear || id == kIdCommandButton7 || id == kIdLogSave || id == kIdLogUndo) {
         if (code != BN_CLICKED) return 0;
         if (id == kIdLogClear) OnClearLog();
         if (id == kIdCommandButton7) OnRunCheckedButton();
         if (id == kIdLogSave) OnSaveLogButton();
+        if (id == kIdLogUndo) OnUndoButton();
       } else if (id >= kIdDescriptionLabel && id < kIdFilterGroup) {
         OnEditorCommand(id, code);
       } else if (id >= kIdFilterGroup && id < kIdExListviewLOG) {

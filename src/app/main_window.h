@@ -130,6 +130,9 @@ class MainWindow {
   void OpenLogRow(std::size_t row);
   LogSaveResult SaveLogNow(bool automatic);
   void OnSaveLogButton();
+  class UndoHost;
+  // "Letzten Lauf rückgängig machen": asks, then undoes the newest executed run's journal.
+  void OnUndoButton();
 
   // --- editor_page.cpp
   void BuildEditorPage();
@@ -190,9 +193,9 @@ class MainWindow {
   bool closeAfterRun_ = false;  // the window was closed during a run, which stops first
   // Every control that could start a second run or change the log under a running one.
   // A change of language rebuilds the log list, so the language waits too.
-  static constexpr std::array<int, 10> kRunControls = {
-      kIdCommandButton13, kIdCommandButton4, kIdCommandButton6,  kIdWatchButton, kIdComboBox1,
-      kIdLogClear,        kIdCommandButton7, kIdLogSave,         kIdLoadProfileFile, kIdLanguage};
+  static constexpr std::array<int, 11> kRunControls = {
+      kIdCommandButton13, kIdCommandButton4, kIdCommandButton6,  kIdWatchButton,     kIdComboBox1, kIdLogClear,
+      kIdCommandButton7,  kIdLogSave,        kIdLoadProfileFile, kIdLanguage,        kIdLogUndo};
   std::wstring progressProfile_;
   ULONGLONG lastProgress_ = 0;
   // The shredder's wait window while a run shreds; closed by the user, it stays away.

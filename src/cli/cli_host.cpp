@@ -6,6 +6,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "cli/console.h"
+#include "engine/journal.h"
 #include "fileops/files.h"
 #include "profiles/filter_list.h"
 #include "profiles/settings.h"
@@ -72,6 +73,8 @@ void CliRunHost::Notify(const std::wstring& title, const std::wstring& text) {
 bool CliRunHost::CopyProgress(std::uint64_t, std::uint64_t) { return !AbortRequested(); }
 
 LocalDateTime CliRunHost::Now() { return FileTimeToLocal(CurrentFileTime()); }
+
+std::wstring CliRunHost::JournalFolder() { return JournalFolderIn(folders_); }
 
 void CliRunHost::Progress(const RunProgress& p) {
   if (!progressToTerminal_) return;

@@ -39,6 +39,7 @@ class CliRunHost : public RunHost {
   MetadataSource* Metadata() override { return &metadata_; }
   ZipSettings Zip() const override { return zip_; }
   unsigned ContentThreads() override { return contentThreads_; }
+  std::wstring JournalFolder() override;
   // Threads that test file contents at once; 1 tests them on the run's own thread.
   void SetContentThreads(unsigned threads) { contentThreads_ = threads <= 1 ? 0 : threads; }
   bool ExtractDocumentText() const override { return extractDocumentText_; }

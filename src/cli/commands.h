@@ -19,5 +19,6 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
 int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int ExifCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int ExpandCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
+int UndoCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 
 }  // namespace ablagix::cli

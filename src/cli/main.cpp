@@ -45,6 +45,15 @@ constexpr std::wstring_view kUsage =
     L"                       Ein Ordner, der sich nicht \u00fcberwachen l\u00e4sst (etwa eine\n"
     L"                       Netzwerkfreigabe), l\u00e4uft stattdessen alle --interval Minuten\n"
     L"                       (Standard 10)\n"
+    L"  undo (--list | --last | LAUF) [--format table|tsv]\n"
+    L"                       macht einen ausgef\u00fchrten Lauf r\u00fcckg\u00e4ngig, die letzte \u00c4nderung\n"
+    L"                       zuerst: Verschobenes kommt zur\u00fcck, unver\u00e4nderte Kopien und\n"
+    L"                       Archive werden entfernt, Dateien aus dem Papierkorb\n"
+    L"                       zur\u00fcckgeholt; endg\u00fcltig Gel\u00f6schtes bleibt weg. Nichts wird\n"
+    L"                       \u00fcberschrieben: ein belegter Name bekommt \"(1)\". --list zeigt\n"
+    L"                       die L\u00e4ufe (Nr, Name), --last nimmt den neuesten, LAUF ist\n"
+    L"                       eine Nr oder ein Name aus --list. Ein Lauf wird nur einmal\n"
+    L"                       r\u00fcckg\u00e4ngig gemacht\n"
     L"  exif DATEI           zeigt die 20 Exif-Felder eines Bildes (JPEG, TIFF, PNG)\n"
     L"  expand DATEI VORLAGE zeigt, was aus einer Vorlage mit Variablen wie %Datum% oder\n"
     L"                       %DateGAYYYY% f\u00fcr diese Datei wird\n"
@@ -82,6 +91,7 @@ int Main(std::vector<std::wstring> args) {
   if (command == L"watch") return WatchCommand(args, options);
   if (command == L"exif") return ExifCommand(args, options);
   if (command == L"expand") return ExpandCommand(args, options);
+  if (command == L"undo") return UndoCommand(args, options);
   WriteErr(L"Unbekannter Befehl \"" + command + L"\". Hilfe: ablagix-cli --help\n");
   return kExitBadInput;
 }

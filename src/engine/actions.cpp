@@ -3,6 +3,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "desktop/shell_notify.h"
+#include "engine/journal.h"
 #include "engine/zip_actions.h"
 #include "fileops/copy_move.h"
 #include "fileops/file_system.h"
@@ -86,7 +87,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
       target = NumberedFreeName(named, &number);
       // Every number taken: giving up is better than overwriting one of them.
       if (target.empty()) {
-        result.resultWord = ErrorWord(L"Alle Namen bis (1000) sind vergeben");
+        result.resultWord = ErrorWord(kAllNumbersTaken);
         return result;
       }
     }
@@ -110,6 +111,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
   // A name that was free at the check but is taken when the file is written (another program
   // was quicker) is never overwritten: the next number is taken, or the file is skipped.
   if (numberTaken) request.nextName = [&] { return NumberedFreeName(named, &number); };
+  const JournalMark journaled = JournalBefore(state, move ? JournalAction::kMove : JournalAction::kCopy, path, target, request.replace);
   TransferOutcome outcome = TransferFile(request);
   if (outcome.result == TransferResult::Failed && outcome.status.error == FsError::kNotFound &&
       outcome.status.side != FsSide::kSource && !FolderExists(targetFolder)) {
@@ -118,6 +120,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     if (!EnsureTargetFolder(targetFolder, state).ok()) return folderFailed();
     outcome = TransferFile(request);
   }
+  JournalAfter(state, journaled, outcome.result == TransferResult::Done ? outcome.finalPath : L"");
   switch (outcome.result) {
     case TransferResult::Done:
       result.targetFile = outcome.finalPath;
@@ -127,7 +130,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     case TransferResult::Taken:
       result.targetFile.clear();
       result.resultWord = skipTaken ? std::wstring(ResultWord::kUebersprungen)
-                                    : ErrorWord(L"Alle Namen bis (1000) sind vergeben");
+                                    : ErrorWord(kAllNumbersTaken);
       break;
     case TransferResult::Cancelled:
       result.targetFile.clear();
@@ -213,14 +216,18 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
     if (simulate) {
       result.resultWord = ResultWord::kLoeschenPSimuliert;
     } else {
+      const JournalMark journaled = JournalBefore(state, JournalAction::kRecycle, path);
       const FsStatus status = ActiveFileSystem().Recycle(path);
+      JournalAfter(state, journaled, status.ok());
       result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtP) : ErrorWord(FsStatusText(status));
     }
   } else if (Is(aktion, kAktionLoeschenX)) {
     if (simulate) {
       result.resultWord = ResultWord::kLoeschenXSimuliert;
     } else {
+      const JournalMark journaled = JournalBefore(state, JournalAction::kDelete, path);
       const FsStatus status = DeleteForGood(path, true);
+      JournalAfter(state, journaled, status.ok());
       result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtX) : ErrorWord(FsStatusText(status));
     }
   } else if (Is(aktion, kAktionLoeschenS)) {
@@ -228,7 +235,9 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
       result.resultWord = ResultWord::kLoeschenSSimuliert;
     } else {
       const auto progress = [&host](const ShredProgress& p) { host.ShredProgress(p); };
+      const JournalMark journaled = JournalBefore(state, JournalAction::kShred, path);
       const ShredResult shred = ShredFile(path, host.ui(), progress, ShredTextsInLanguage());
+      JournalAfter(state, journaled, shred.Succeeded());
       result.resultWord = shred.Succeeded() ? std::wstring(ResultWord::kGeloeschtS) : ErrorWord(ShredReasonText(shred));
       // A file that cannot be opened was not touched at all; the user hears why at once,
       // not only from the row.

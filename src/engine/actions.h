@@ -14,6 +14,8 @@
 
 namespace ablagix {
 
+class RunJournal;
+
 enum class RunMode { Execute, Simulate };
 
 // The profile values the handling of a file needs. A log row carries the same values, so
@@ -60,6 +62,9 @@ struct RunState {
   // A simulation asks once per target folder whether it exists: in a folder that is not
   // there no target can be taken, so its files need no look of their own.
   std::unordered_map<std::wstring, bool> foldersPresent;
+  // Where an executed run notes each change before making it (engine/journal.h). Null, or a
+  // journal without a folder, notes nothing (a simulation, the tests).
+  RunJournal* journal = nullptr;
 };
 
 struct ActionResult {
@@ -87,6 +92,10 @@ std::wstring NumberedFreeName(const std::wstring& target, int* number = nullptr)
 // reason.
 inline constexpr std::wstring_view kShredCannotOpen =
     L"Die Datei kann nicht ge\u00f6ffnet werden und wird nicht geschreddert:";
+
+// The reason when every "(n)" up to the last one is taken: giving up is better than
+// overwriting one of them.
+inline constexpr std::wstring_view kAllNumbersTaken = L"Alle Namen bis (1000) sind vergeben";
 
 // "Fehler! " and the reason, as a failed file's result reads.
 std::wstring ErrorWord(std::wstring_view reason);

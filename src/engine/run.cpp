@@ -10,6 +10,7 @@
 #include "base/text.h"
 #include "engine/conditions.h"
 #include "engine/content_pool.h"
+#include "engine/journal.h"
 #include "engine/metadata_condition.h"
 #include "engine/scan.h"
 #include "engine/sidecars.h"
@@ -86,6 +87,7 @@ bool StopRequested(RunHost& host) {
 bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList& log,
                    RunState& state, RunSummary& summary) {
   AppendStartBanner(log, profile.Beschreibung);
+  if (state.journal) state.journal->BeginProfile(profile.Beschreibung);
   std::wstring problem = ReasonNotRunnable(profile, host);
   ConditionContext context;
   context.now = host.Now();
@@ -244,7 +246,15 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   return !stopped && !AbortRequested();
 }
 
+// The journal's last line; a journal that could not be written is said in the log.
+void FinishJournal(RunJournal& journal, LogList& log) {
+  journal.Finish();
+  if (!journal.problem().empty()) AppendMessageRow(log, journal.problem());
+}
+
 }  // namespace
+
+std::wstring RunHost::JournalFolder() { return DefaultJournalFolder(); }
 
 std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
                              const PathVariableContext& context) {
@@ -264,6 +274,8 @@ RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHo
   ClearAbort();
   RunSummary summary;
   RunState state;
+  RunJournal journal(mode == RunMode::Execute ? host.JournalFolder() : L"", kJournalKindRun);
+  state.journal = &journal;
   host.SetLogEmptyText(kLogEmptyBusy);
   for (const Profile& profile : profiles) {
     if (AbortRequested() || !RunOneProfile(profile, mode, host, log, state, summary)) {
@@ -271,6 +283,7 @@ RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHo
       break;
     }
   }
+  FinishJournal(journal, log);
   AnnounceChangedFolders(state);
   host.SetLogEmptyText(kLogEmptyDone);
   return summary;
@@ -280,6 +293,8 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
   ClearAbort();
   RunSummary summary;
   RunState state;
+  RunJournal journal(host.JournalFolder(), kJournalKindCheckedRows);
+  state.journal = &journal;
   // Rows of "Zippen" 2 go into one archive per target folder and archive name, as in the run
   // that logged them.
   std::map<std::pair<std::wstring, std::wstring>, std::unique_ptr<RunArchive>> archives;
@@ -308,6 +323,7 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
     if (RowKindOf(word) == LogRowKind::Error) ++summary.errors;
   }
   for (auto& [key, archive] : archives) summary.errors += archive->Finish(log, summary.aborted);
+  FinishJournal(journal, log);
   AnnounceChangedFolders(state);
   host.SetLogEmptyText(kLogEmptyDone);
   return summary;

@@ -44,6 +44,9 @@ class RunHost : public ActionHost {
   virtual MetadataSource* Metadata() { return nullptr; }
   // Worker threads for the tests of a file's contents; 0 tests them on the run's own thread.
   virtual unsigned ContentThreads() { return ContentPool::DefaultThreads(); }
+  // Where executed runs keep their journals for undoing them (engine/journal.h); "" keeps
+  // none. By default the "Journal" folder beside the settings the program started with.
+  virtual std::wstring JournalFolder();
   // False when the setting DokumenttextAus is on: the text condition then reads office, PDF,
   // web and mail documents as plain files instead of extracting their text.
   virtual bool ExtractDocumentText() const { return true; }

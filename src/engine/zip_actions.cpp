@@ -2,6 +2,7 @@
 
 #include "base/abort_flag.h"
 #include "base/text.h"
+#include "engine/journal.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
 #include "log/log_row.h"
@@ -89,7 +90,7 @@ ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& t
     if (commit == ZipCommit::kNumbered) {
       archive = NumberedFreeName(archive);
       if (archive.empty()) {
-        result.resultWord = ErrorWord(L"Alle Namen bis (1000) sind vergeben");
+        result.resultWord = ErrorWord(kAllNumbersTaken);
         return result;
       }
     }
@@ -104,9 +105,13 @@ ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& t
     result.resultWord = ErrorWord(kZipComponentMissing);
     return result;
   }
-  const ZipWriteResult written = ZipOneFile({path, ZipEntryNameForPath(path, settings.keepPath)},
+  const std::string entryName = ZipEntryNameForPath(path, settings.keepPath);
+  const JournalMark journaled = JournalBefore(state, move ? JournalAction::kZipMove : JournalAction::kZipCopy, path,
+                                              archive, commit == ZipCommit::kReplace, FromUtf8(entryName));
+  const ZipWriteResult written = ZipOneFile({path, entryName},
                                             JoinPath(targetFolder, NamePart(path)) + (settings.createExe ? L".exe" : L".zip"),
                                             OptionsFor(spec, host, settings.createExe));
+  JournalAfter(state, journaled, written.ok() ? written.path : L"", FromUtf8(entryName));
   if (!written.ok()) {
     result.targetFile.clear();
     result.resultWord = WordFor(written);
@@ -124,6 +129,9 @@ struct RunArchive::Batch {
   ZipBatch zip;
   bool move = false;
   std::wstring folder;
+  std::wstring archive;               // as planned; numbering may change it when it is written
+  bool replace = false;               // "immer überschreiben"
+  std::vector<JournalMark> journaled;  // per added file
 };
 
 RunArchive::RunArchive(const ActionSpec& spec, ActionHost& host, RunState& state)
@@ -149,6 +157,8 @@ std::wstring RunArchive::Add(const std::wstring& path, const std::wstring& targe
         auto batch = std::make_unique<Batch>();
         batch->move = IsMove(spec_);
         batch->folder = targetFolder;
+        batch->archive = archive;
+        batch->replace = options.commit == ZipCommit::kReplace;
         const ZipWriteResult started = batch->zip.Begin(archive, options);
         if (started.ok()) {
           batch_ = std::move(batch);
@@ -159,7 +169,10 @@ std::wstring RunArchive::Add(const std::wstring& path, const std::wstring& targe
     }
   }
   if (!batch_) return startFailure_;
-  batch_->zip.Add({path, ZipEntryNameForPath(path, settings.keepPath)});
+  const std::string entryName = ZipEntryNameForPath(path, settings.keepPath);
+  batch_->journaled.push_back(JournalBefore(state_, batch_->move ? JournalAction::kZipMove : JournalAction::kZipCopy,
+                                            path, batch_->archive, batch_->replace, FromUtf8(entryName)));
+  batch_->zip.Add({path, entryName});
   rows_.emplace_back(row, path);
   // For now; Finish says whether the file really is in the archive.
   return std::wstring(ResultWord::kGezippt);
@@ -169,6 +182,7 @@ std::size_t RunArchive::Finish(LogList& log, bool cancelled) {
   if (!batch_) return 0;
   if (cancelled) {
     batch_->zip.Abandon();
+    for (const JournalMark& mark : batch_->journaled) JournalAfter(state_, mark, L"");
     for (const auto& [row, path] : rows_) log.SetResult(row, ErrorWord(L"Abgebrochen"));
     batch_.reset();
     return rows_.size();
@@ -181,6 +195,9 @@ std::size_t RunArchive::Finish(LogList& log, bool cancelled) {
   }
   for (std::size_t i = 0; i < rows_.size(); ++i) {
     const auto& [row, path] = rows_[i];
+    // Noted before a moved file is deleted: from then on the archive is its only copy.
+    const bool inArchive = finished.ok() && batch_->zip.FileResult(i).ok();
+    JournalAfter(state_, batch_->journaled[i], inArchive ? finished.path : L"", FromUtf8(batch_->zip.EntryName(i)));
     std::wstring word;
     if (!finished.ok()) {
       word = WordFor(finished);

@@ -9,25 +9,14 @@
 #include <cerrno>
 
 #include "base/text.h"
-#include "base/unique_handle.h"
 #include "fileops/file_io.h"
+#include "fileops/files_internal.h"
+#include "fileops/posix_fd.h"
 
 namespace ablagix {
 namespace {
 
-struct FdTraits {
-  using Handle = int;
-  static int Invalid() { return -1; }
-  static void Close(int fd) { ::close(fd); }
-};
-
-std::string NativePath(const std::wstring& path) {
-  std::string out = ToUtf8(path);
-  for (char& c : out) {
-    if (c == '\\') c = '/';
-  }
-  return out;
-}
+using files_internal::NativePath;
 
 std::uint32_t Errno() { return static_cast<std::uint32_t>(errno); }
 
@@ -74,23 +63,7 @@ bool InPlaceFile::Size(std::uint64_t* size) {
 }
 
 bool InPlaceFile::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
-  const char* bytes = static_cast<const char*>(data);
-  while (size > 0) {
-    ssize_t n = ::pwrite(impl_->fd.get(), bytes, size, static_cast<off_t>(offset));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      lastError_ = Errno();
-      return false;
-    }
-    if (n == 0) {
-      lastError_ = EIO;
-      return false;
-    }
-    bytes += n;
-    offset += static_cast<std::uint64_t>(n);
-    size -= static_cast<std::size_t>(n);
-  }
-  return true;
+  return WriteAllAt(impl_->fd.get(), offset, data, size, EIO, &lastError_);
 }
 
 bool InPlaceFile::Flush() {

@@ -73,26 +73,7 @@ bool InPlaceFile::Size(std::uint64_t* size) {
 }
 
 bool InPlaceFile::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
-  const char* bytes = static_cast<const char*>(data);
-  while (size > 0) {
-    DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(size, 1u << 30));
-    OVERLAPPED at{};
-    at.Offset = static_cast<DWORD>(offset & 0xFFFFFFFFu);
-    at.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    DWORD written = 0;
-    if (!WriteFile(impl_->file.get(), bytes, chunk, &written, &at)) {
-      lastError_ = GetLastError();
-      return false;
-    }
-    if (written == 0) {
-      lastError_ = ERROR_WRITE_FAULT;
-      return false;
-    }
-    bytes += written;
-    offset += written;
-    size -= written;
-  }
-  return true;
+  return WriteAllAt(impl_->file.get(), offset, data, size, ERROR_WRITE_FAULT, &lastError_);
 }
 
 bool InPlaceFile::Flush() {

@@ -41,23 +41,7 @@ bool OutputFile::Create(const std::wstring& path) {
 }
 
 bool OutputFile::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
-  const char* bytes = static_cast<const char*>(data);
-  while (size > 0) {
-    const ssize_t n = ::pwrite(impl_->fd.get(), bytes, size, static_cast<off_t>(offset));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      lastError_ = Errno();
-      return false;
-    }
-    if (n == 0) {
-      lastError_ = ENOSPC;
-      return false;
-    }
-    bytes += n;
-    offset += static_cast<std::uint64_t>(n);
-    size -= static_cast<std::size_t>(n);
-  }
-  return true;
+  return WriteAllAt(impl_->fd.get(), offset, data, size, ENOSPC, &lastError_);
 }
 
 bool OutputFile::SetSize(std::uint64_t size) {

@@ -3,7 +3,6 @@
 #include <windows.h>
 #include <winioctl.h>
 
-#include <algorithm>
 
 #include "base/text.h"
 #include "fileops/files_internal.h"
@@ -33,26 +32,7 @@ bool OutputFile::Create(const std::wstring& path) {
 }
 
 bool OutputFile::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
-  const char* bytes = static_cast<const char*>(data);
-  while (size > 0) {
-    const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(size, 1u << 30));
-    OVERLAPPED at{};
-    at.Offset = static_cast<DWORD>(offset & 0xFFFFFFFFu);
-    at.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    DWORD written = 0;
-    if (!WriteFile(impl_->file.get(), bytes, chunk, &written, &at)) {
-      lastError_ = GetLastError();
-      return false;
-    }
-    if (written == 0) {
-      lastError_ = ERROR_DISK_FULL;
-      return false;
-    }
-    bytes += written;
-    offset += written;
-    size -= written;
-  }
-  return true;
+  return WriteAllAt(impl_->file.get(), offset, data, size, ERROR_DISK_FULL, &lastError_);
 }
 
 bool OutputFile::SetSize(std::uint64_t size) {

@@ -1,4 +1,5 @@
-// Deleting files: to the recycle bin, through the shell, or for good.
+// Deleting files: to the recycle bin, through the shell, or for good; and taking a recycled
+// file out of the bin again.
 //
 // Windows asks the shell (SHFileOperationW). Linux follows the freedesktop.org trash standard:
 // the home trash ($XDG_DATA_HOME/Trash, by default ~/.local/share/Trash) for files on its
@@ -7,8 +8,11 @@
 // deleting for good.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
+#include "base/calendar.h"
 #include "fileops/file_system.h"
 
 namespace ablagix {
@@ -36,5 +40,39 @@ bool MoveToRecycleBin(const std::wstring& path);
 bool DeletePermanently(const std::wstring& path, bool clearReadOnly);
 // The same, saying why it failed.
 FsStatus DeleteForGood(const std::wstring& path, bool clearReadOnly);
+
+//--- Taking a file out of the recycle bin again
+
+// What is known about a file that was recycled: where it was, when it went (a window, since
+// the bins keep the moment only to the second or less), and what it looked like.
+struct RecycledFile {
+  std::wstring originalPath;
+  FileTime deletedFrom = 0;  // it went in at or after this moment ...
+  FileTime deletedTo = 0;    // ... and at or before this one (0: no upper end known)
+  std::uint64_t size = 0;
+  FileTime lastWrite = 0;    // 0: not compared
+};
+
+// Finds the file in the recycle bin (Windows: the bin of its drive; under Wine and on Linux:
+// the freedesktop.org trash folders of its mount) and gives it the name `restoreTo`, never
+// replacing a file there: a taken name fails with kExists and leaves the file in the bin.
+// Of several matches the one that went in last is taken. kNotFound when there is none.
+FsStatus RestoreFromRecycleBin(const RecycledFile& file, const std::wstring& restoreTo);
+
+// The two kinds of record a bin keeps per file, read without trusting them.
+struct TrashInfoRecord {
+  std::string path;  // the "Path=" value, percent-decoded (UTF-8 bytes)
+  LocalDateTime deletedAt;
+};
+// A freedesktop.org ".trashinfo" file; false when it is not one.
+bool ParseTrashInfo(std::string_view text, TrashInfoRecord* record);
+
+struct RecycleBinRecord {
+  std::wstring originalPath;
+  FileTime deletedAt = 0;
+  std::uint64_t size = 0;
+};
+// A Windows "$I" file (the format of Vista to 8.1 or the one of Windows 10 and later).
+bool ParseRecycleBinRecord(std::string_view bytes, RecycleBinRecord* record);
 
 }  // namespace ablagix

@@ -23,6 +23,7 @@
 
 #include "base/text.h"
 #include "fileops/recycle.h"
+#include "fileops/recycle_internal.h"
 
 namespace ablagix {
 namespace {
@@ -271,7 +272,45 @@ int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
   return ::remove(path) == 0 ? 0 : -1;
 }
 
+bool IsFolder(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
 }  // namespace
+
+namespace recycle_internal {
+
+// The trash folders Trash() could have chosen for `path`, with the path each would record.
+std::vector<BinLocation> BinLocationsFor(const std::wstring& path) {
+  std::vector<BinLocation> bins;
+  std::string native = NativePath(path);
+  while (native.size() > 1 && native.back() == '/') native.pop_back();
+  const std::string base = native.substr(native.find_last_of('/') + 1);
+  if (base.empty() || base == "." || base == "..") return bins;
+  // The file was recorded below its folder's real path; a folder that is gone since is taken
+  // as written.
+  char resolved[PATH_MAX];
+  const std::string folder = realpath(ParentOf(native).c_str(), resolved) ? std::string(resolved) : ParentOf(native);
+  const std::string file = Child(folder, base);
+
+  if (const std::string dataHome = DataHome(); !dataHome.empty()) {
+    const std::string homeTrash = Child(dataHome, "Trash");
+    if (IsFolder(homeTrash)) bins.push_back({BinLocation::Kind::kTrash, FromUtf8(homeTrash), file, {}});
+  }
+  dev_t device;
+  if (DeviceOfNearest(folder, &device)) {
+    const std::string top = MountTop(folder, device);
+    const std::string relative = file.size() > top.size() ? file.substr(top == "/" ? 1 : top.size() + 1) : file;
+    const std::string uid = std::to_string(getuid());
+    for (const std::string& trash : {Child(Child(top, ".Trash"), uid), Child(top, ".Trash-" + uid)}) {
+      if (IsOwnRealFolder(trash)) bins.push_back({BinLocation::Kind::kTrash, FromUtf8(trash), relative, {}});
+    }
+  }
+  return bins;
+}
+
+}  // namespace recycle_internal
 
 bool DeleteThroughShell(const std::wstring& path, const ShellDeleteOptions& options,
                         bool* userAborted) {

@@ -1,10 +1,16 @@
 // The recycle bin on Windows: one shell file operation per path.
 #include <windows.h>
+#include <sddl.h>
 #include <shellapi.h>
 
+#include "base/environment.h"
+#include "base/text.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
+#include "fileops/path_text.h"
 #include "fileops/recycle.h"
+#include "fileops/recycle_internal.h"
+#include "fileops/win32_handle.h"
 
 namespace ablagix {
 namespace {
@@ -21,7 +27,86 @@ std::wstring ShellPath(const std::wstring& path) {
   return files_internal::FullPathText(p);
 }
 
+// Wine's shell keeps recycled files in the freedesktop.org trash of the Linux user.
+bool UnderWine() {
+  HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+  return ntdll && GetProcAddress(ntdll, "wine_get_version");
+}
+
+// The Linux path Wine records for a Windows path, as UTF-8 bytes; "" when it cannot say.
+std::string WineUnixPath(const std::wstring& path) {
+  using Convert = char*(__cdecl*)(const wchar_t*);
+  HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
+  auto convert = kernel ? reinterpret_cast<Convert>(reinterpret_cast<void*>(GetProcAddress(kernel, "wine_get_unix_file_name")))
+                        : nullptr;
+  if (!convert) return {};
+  char* unixPath = convert(path.c_str());
+  if (!unixPath) return {};
+  std::string out = unixPath;
+  HeapFree(GetProcessHeap(), 0, unixPath);
+  return out;
+}
+
+// The trash folders Wine may use: below the Linux $XDG_DATA_HOME, or ~/.local/share.
+std::vector<std::wstring> WineTrashFolders() {
+  std::vector<std::wstring> folders;
+  auto add = [&](std::wstring folder) {
+    for (auto& c : folder) {
+      if (c == L'/') c = L'\\';
+    }
+    if (FolderExists(folder)) folders.push_back(folder);
+  };
+  for (const wchar_t* name : {L"WINE_HOST_XDG_DATA_HOME", L"XDG_DATA_HOME"}) {
+    const std::wstring data = EnvironmentValue(name);
+    if (data.starts_with(L"/")) add(L"\\\\?\\unix" + data + L"/Trash");
+  }
+  std::wstring home = EnvironmentValue(L"WINEHOMEDIR");
+  if (home.starts_with(L"\\??\\")) home.replace(0, 4, L"\\\\?\\");
+  if (!home.empty()) add(home + L"/.local/share/Trash");
+  return folders;
+}
+
+// "S-1-5-21-...", the folder name of this user's part of a drive's recycle bin.
+std::wstring UserSidText() {
+  HANDLE raw = nullptr;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw)) return {};
+  UniqueFile token(raw);
+  DWORD needed = 0;
+  GetTokenInformation(token.get(), TokenUser, nullptr, 0, &needed);
+  if (needed == 0) return {};
+  std::string buffer(needed, '\0');
+  if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), needed, &needed)) return {};
+  const auto* user = reinterpret_cast<const TOKEN_USER*>(buffer.data());
+  wchar_t* text = nullptr;
+  if (!ConvertSidToStringSidW(user->User.Sid, &text)) return {};
+  std::wstring sid = text;
+  LocalFree(text);
+  return sid;
+}
+
 }  // namespace
+
+namespace recycle_internal {
+
+std::vector<BinLocation> BinLocationsFor(const std::wstring& path) {
+  std::vector<BinLocation> bins;
+  const std::wstring full = ShellPath(path);
+  if (UnderWine()) {
+    const std::string recorded = WineUnixPath(full);
+    if (recorded.empty()) return bins;
+    for (const std::wstring& folder : WineTrashFolders()) bins.push_back({BinLocation::Kind::kTrash, folder, recorded, {}});
+    return bins;
+  }
+  // Only drives with a letter have a recycle bin; network paths are deleted for good.
+  if (full.size() < 3 || full[1] != L':' || full[2] != L'\\') return bins;
+  const std::wstring sid = UserSidText();
+  if (sid.empty()) return bins;
+  const std::wstring folder = full.substr(0, 3) + L"$Recycle.Bin\\" + sid;
+  if (FolderExists(folder)) bins.push_back({BinLocation::Kind::kWindowsBin, folder, {}, full});
+  return bins;
+}
+
+}  // namespace recycle_internal
 
 bool DeleteThroughShell(const std::wstring& path, const ShellDeleteOptions& options,
                         bool* userAborted) {

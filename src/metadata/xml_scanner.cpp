@@ -114,6 +114,17 @@ void AppendDecodedXmlText(std::string_view raw, std::string* text) {
   }
 }
 
+std::size_t DeclarationEnd(std::string_view rest) {
+  int brackets = 0;
+  std::size_t p = 2;
+  while (p < rest.size() && (rest[p] != '>' || brackets > 0)) {
+    if (rest[p] == '[') ++brackets;
+    if (rest[p] == ']' && brackets > 0) --brackets;
+    ++p;
+  }
+  return p;
+}
+
 std::string XmlAsUtf8(std::string_view bytes) {
   auto starts = [&](std::string_view prefix) { return bytes.substr(0, prefix.size()) == prefix; };
   if (starts("\xEF\xBB\xBF")) return std::string(bytes.substr(3));
@@ -191,14 +202,7 @@ bool XmlScanner::Next(XmlEvent* event) {
     } else if (rest.substr(0, 2) == "<?") {
       Skip("?>");
     } else if (rest.substr(0, 2) == "<!") {
-      // The document type, with an internal subset in brackets that may hold ">" itself.
-      int brackets = 0;
-      std::size_t p = 2;
-      while (p < rest.size() && (rest[p] != '>' || brackets > 0)) {
-        if (rest[p] == '[') ++brackets;
-        if (rest[p] == ']' && brackets > 0) --brackets;
-        ++p;
-      }
+      const std::size_t p = DeclarationEnd(rest);
       at_ += p + 1;
       if (p >= rest.size()) stopped_ = true;
     } else if (rest.substr(0, 2) == "</") {

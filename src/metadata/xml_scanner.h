@@ -76,4 +76,9 @@ void AppendDecodedXmlText(std::string_view raw, std::string* text);
 // byte-order mark, or recognised by its first "<") is converted.
 std::string XmlAsUtf8(std::string_view bytes);
 
+// Where the declaration that `rest` starts with ("<!DOCTYPE ...>", "<!ENTITY ...>") ends: the
+// position of its closing ">", or rest.size() when the text ends first. An internal subset in
+// brackets may hold ">" itself.
+std::size_t DeclarationEnd(std::string_view rest);
+
 }  // namespace ablagix

@@ -185,14 +185,7 @@ std::size_t XmlTextStream::Parse(std::string_view xml, bool final, std::string* 
         at += end + 3;
       }
     } else if (rest.substr(0, 2) == "<!") {
-      // The document type, with an internal subset in brackets that may hold ">" itself.
-      int brackets = 0;
-      std::size_t p = 2;
-      while (p < rest.size() && (rest[p] != '>' || brackets > 0)) {
-        if (rest[p] == '[') ++brackets;
-        if (rest[p] == ']' && brackets > 0) --brackets;
-        ++p;
-      }
+      const std::size_t p = DeclarationEnd(rest);
       if (p >= rest.size()) {
         if (!final) break;
         stop();

@@ -7,15 +7,13 @@
 
 #include "base/byte_order.h"
 #include "base/text.h"
+#include "zip/zip_format.h"
 
 namespace ablagix {
 namespace {
 
-constexpr std::uint32_t kLocalSignature = 0x04034b50;
-constexpr std::uint32_t kCentralSignature = 0x02014b50;
-constexpr std::uint32_t kEndSignature = 0x06054b50;
-constexpr std::uint32_t kZip64EndSignature = 0x06064b50;
-constexpr std::uint32_t kZip64LocatorSignature = 0x07064b50;
+using namespace zip_format;
+
 constexpr std::size_t kEndSize = 22;
 constexpr std::size_t kZip64EndSize = 56;
 constexpr std::size_t kLocatorSize = 20;
@@ -23,9 +21,7 @@ constexpr std::size_t kCentralHeaderSize = 46;
 constexpr std::size_t kLocalHeaderSize = 30;
 constexpr std::size_t kMaxCommentSize = 0xFFFF;
 constexpr std::size_t kChunk = 64 * 1024;
-constexpr std::uint16_t kZip64ExtraId = 0x0001;
 constexpr std::uint16_t kUnicodePathExtraId = 0x7075;
-constexpr std::uint16_t kUtf8NameFlag = 1u << 11;
 
 
 // Exactly `count` bytes or nothing.
@@ -248,7 +244,7 @@ ZipError ZipReader::ReadCentralDirectory(const std::string& cd, std::uint64_t co
     }
     if (!unicodeName.empty()) {
       entry.name = std::move(unicodeName);
-    } else if (entry.flags & kUtf8NameFlag) {
+    } else if (entry.flags & kUtf8Flag) {
       entry.name = IsValidUtf8(entry.rawName) ? entry.rawName : ToUtf8(FromUtf8(entry.rawName));
     } else {
       entry.name = Cp437ToUtf8(entry.rawName);

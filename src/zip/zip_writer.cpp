@@ -17,20 +17,16 @@
 #include "fileops/file_io.h"
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"
+#include "zip/zip_format.h"
 #include "zip/zip_reader.h"
 
 namespace ablagix {
 namespace {
 
-constexpr std::uint32_t kLocalSignature = 0x04034b50;
-constexpr std::uint32_t kCentralSignature = 0x02014b50;
-constexpr std::uint32_t kEndSignature = 0x06054b50;
-constexpr std::uint32_t kZip64EndSignature = 0x06064b50;
-constexpr std::uint32_t kZip64LocatorSignature = 0x07064b50;
+using namespace zip_format;
+
 constexpr std::uint32_t kDescriptorSignature = 0x08074b50;
-constexpr std::uint16_t kZip64ExtraId = 0x0001;
 constexpr std::uint16_t kTimestampExtraId = 0x5455;
-constexpr std::uint16_t kUtf8Flag = 1u << 11;
 constexpr std::uint16_t kDescriptorFlag = 1u << 3;
 constexpr std::uint16_t kMadeBy = 63;  // format version 6.3, FAT attributes (what Windows expects)
 constexpr std::uint32_t kArchiveAttribute = 0x20;

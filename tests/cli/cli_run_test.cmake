@@ -15,7 +15,7 @@ file(WRITE ${root}/profile.ini
   "[Leer]\r\nQuelle=${native_root}/gibt-es-nicht\r\nFilter=Alles\r\nAktion=LöschenX\r\n")
 
 function(run_cli expected_rc out_var)
-  set(command ${CLI} ${ARGN} --profiles ${root}/profile.ini)
+  set(command ${CLI} ${ARGN} --profiles ${root}/profile.ini --config-dir ${native_root}/config)
   if(EMULATOR)
     set(command ${EMULATOR} ${command})
   endif()
@@ -119,7 +119,7 @@ file(CHMOD "${root}/Geheim/konto.txt" PERMISSIONS OWNER_READ GROUP_READ WORLD_RE
 file(APPEND ${root}/profile.ini
   "[Schreddern]\r\nQuelle=${native_root}/Geheim\r\nFilter=Alles\r\nAktion=LöschenS\r\n")
 function(run_cli_unattended expected_rc out_var)
-  set(command ${CLI} ${ARGN} --profiles ${root}/profile.ini)
+  set(command ${CLI} ${ARGN} --profiles ${root}/profile.ini --config-dir ${native_root}/config)
   if(EMULATOR)
     set(command ${EMULATOR} ${command})
   endif()
@@ -150,7 +150,7 @@ if(NOT EMULATOR AND TIMEOUT AND TRUNCATE)
   execute_process(COMMAND ${TRUNCATE} -s 3G "${root}/Gross/film.bin")
   file(APPEND ${root}/profile.ini
     "[Gross]\r\nQuelle=${native_root}/Gross\r\nFilter=Alles\r\nAktion=Kopieren\r\nZiel=${native_root}/GrossZiel\r\nKollision=0\r\n")
-  execute_process(COMMAND ${TIMEOUT} --preserve-status -s INT 0.5 ${CLI} run Gross --format tsv --profiles ${root}/profile.ini
+  execute_process(COMMAND ${TIMEOUT} --preserve-status -s INT 0.5 ${CLI} run Gross --format tsv --profiles ${root}/profile.ini --config-dir ${native_root}/config
                   INPUT_FILE /dev/null OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
   file(GLOB copies "${root}/GrossZiel/*")
   file(SIZE "${root}/Gross/film.bin" size)

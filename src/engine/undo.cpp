@@ -1,0 +1,547 @@
+#include "engine/undo.h"
+
+#include <algorithm>
+#include <map>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "base/abort_flag.h"
+#include "base/text.h"
+#include "engine/actions.h"
+#include "engine/journal.h"
+#include "fileops/byte_source.h"
+#include "fileops/copy_move.h"
+#include "fileops/file_io.h"
+#include "fileops/file_stamp.h"
+#include "fileops/output_file.h"
+#include "fileops/path_text.h"
+#include "fileops/recycle.h"
+#include "zip/zip_reader.h"
+
+namespace ablagix {
+namespace {
+
+using Outcome = JournalEntry::Outcome;
+
+constexpr std::wstring_view kAllNamesTaken = L"Alle Namen bis (1000) sind vergeben";
+
+// What became of one entry.
+struct Result {
+  std::wstring word;
+  std::wstring pathNow;  // where the file is after the undo, "" when nowhere
+  // A final answer is written to the journal and never tried again; an error is tried again by
+  // the next undo (the drive may be back, the file no longer locked).
+  bool final = true;
+};
+
+Result Done(std::wstring_view word, std::wstring pathNow) { return {std::wstring(word), std::move(pathNow), true}; }
+Result Fail(std::wstring_view reason, std::wstring pathNow = {}) { return {ErrorWord(reason), std::move(pathNow), false}; }
+Result Kept(std::wstring_view reason, std::wstring pathNow = {}) {
+  return {std::wstring(UndoWord::kNichtRueckgaengig) + L": " + std::wstring(reason), std::move(pathNow), true};
+}
+
+bool IsZip(JournalAction a) { return a == JournalAction::kZipMove || a == JournalAction::kZipCopy; }
+
+// The file is there and exactly as noted.
+bool Matches(const std::wstring& path, const std::optional<FileStamp>& expected) {
+  FileStamp now;
+  return expected && !path.empty() && ReadFileStamp(path, &now) && now == *expected;
+}
+
+// The same bytes in both files. Only asked where a crash (of the run or of an undo) can have
+// left a complete copy beside its original; that copy is removed only when it is the same.
+bool SameContent(const std::wstring& a, const std::wstring& b) {
+  ReadOnlyFile fa, fb;
+  if (!fa.Open(a) || !fb.Open(b) || fa.size() != fb.size()) return false;
+  constexpr std::size_t kBlock = 1 << 20;
+  std::string ba, bb;
+  for (std::uint64_t at = 0; at < fa.size(); at += kBlock) {
+    if (!fa.ReadAt(at, kBlock, &ba) || !fb.ReadAt(at, kBlock, &bb) || ba != bb || ba.empty()) return false;
+  }
+  return true;
+}
+
+// The original at its place and a copy of it at `copy`, as stamped and byte for byte.
+bool LeftBeside(const JournalEntry& e, const std::wstring& copy) {
+  return e.source && !e.replaces && Matches(e.from, e.source) && Matches(copy, e.source) && SameContent(e.from, copy);
+}
+
+bool StopRequested(RunHost& host) {
+  if (AbortRequested()) return true;
+  if (host.PollForAbort()) {
+    RequestAbort();
+    return true;
+  }
+  return false;
+}
+
+std::wstring EnsureFolderOf(const std::wstring& path) {
+  const std::wstring folder = FolderPart(path);
+  if (folder.empty() || FolderExists(folder)) return {};
+  const FsStatus made = ActiveFileSystem().CreateFolders(folder);
+  return made.ok() ? std::wstring() : L"Konnte den Ordner nicht anlegen (" + FsStatusText(made) + L"): " + folder;
+}
+
+// Puts a file under `original`, or when that is taken under the first free "(n)" name, with
+// `place(target)`; a name taken meanwhile moves on to the next number.
+template <typename Place>
+Result PlaceAtFreeName(const std::wstring& original, Place place, std::wstring_view notFound = {}) {
+  if (std::wstring problem = EnsureFolderOf(original); !problem.empty()) return Fail(problem);
+  int number = 0;
+  std::wstring target = original;
+  for (;;) {
+    if (target.empty()) return Fail(kAllNamesTaken);
+    if (PathExists(target)) {
+      target = NumberedFreeName(original, &number);
+      continue;
+    }
+    const FsStatus status = place(target);
+    if (status.ok()) return Done(UndoWord::kZurueckgeholt, target);
+    if (status.error == FsError::kNotFound && status.side == FsSide::kSource && !notFound.empty()) return Fail(notFound);
+    if (status.error != FsError::kExists) return Fail(FsStatusText(status));
+    target = NumberedFreeName(original, &number);
+  }
+}
+
+Result MoveBack(const std::wstring& current, const std::wstring& original, RunHost& host) {
+  if (std::wstring problem = EnsureFolderOf(original); !problem.empty()) return Fail(problem, current);
+  int number = 0;
+  TransferRequest request;
+  request.from = current;
+  request.to = PathExists(original) ? NumberedFreeName(original, &number) : original;
+  if (request.to.empty()) return Fail(kAllNamesTaken, current);
+  request.move = true;
+  request.progress = [&](std::uint64_t done, std::uint64_t total) {
+    return !AbortRequested() && host.CopyProgress(done, total);
+  };
+  request.nextName = [&] { return NumberedFreeName(original, &number); };
+  const TransferOutcome outcome = TransferFile(request);
+  switch (outcome.result) {
+    case TransferResult::Done: return Done(UndoWord::kZurueckgeholt, outcome.finalPath);
+    case TransferResult::Taken: return Fail(kAllNamesTaken, current);
+    case TransferResult::Cancelled: return Fail(L"Abgebrochen", current);
+    case TransferResult::Failed: break;
+  }
+  return Fail(FsStatusText(outcome.status), current);
+}
+
+// Removes a file the run made; `pathNow` is where the file the row is about stays.
+Result RemoveOwnFile(const std::wstring& path, std::wstring_view word, const std::wstring& pathNow) {
+  const FsStatus removed = DeleteForGood(path, true);
+  if (!removed.ok()) return Fail(FsStatusText(removed), path);
+  return Done(word, pathNow);
+}
+
+Result RestoreRecycled(const JournalEntry& e) {
+  if (!e.source) return Fail(L"Gr\u00f6\u00dfe und \u00c4nderungszeit der Datei sind nicht bekannt");
+  RecycledFile file;
+  file.originalPath = e.from;
+  file.deletedFrom = e.startedAt;
+  file.deletedTo = e.outcome == Outcome::kDone ? e.doneAt : 0;
+  file.size = e.source->size;
+  file.lastWrite = e.source->lastWrite;
+  return PlaceAtFreeName(
+      e.from, [&](const std::wstring& target) { return RestoreFromRecycleBin(file, target); },
+      L"Nicht im Papierkorb gefunden");
+}
+
+// A file that a move packed into an archive, written back from there: into a hidden file
+// beside its place, checked (CRC and size), given its old time, then named.
+Result ExtractFromArchive(const JournalEntry& e) {
+  const std::wstring& archive = e.finalPath;
+  FileByteSource source;
+  if (!source.Open(archive)) return Fail(L"Das Archiv ist nicht lesbar: " + archive);
+  ZipReader zip(source);
+  if (const ZipError opened = zip.Open(); opened != ZipError::kNone) {
+    return Fail(std::wstring(ZipErrorText(opened)) + L": " + archive);
+  }
+  const std::wstring entryName = e.finalEntryName.empty() ? e.entryName : e.finalEntryName;
+  const ZipEntry* entry = zip.Find(ToUtf8(entryName));
+  if (!entry) return Fail(L"\"" + entryName + L"\" fehlt im Archiv " + archive);
+  if (std::wstring problem = EnsureFolderOf(e.from); !problem.empty()) return Fail(problem);
+
+  OutputFile out;
+  std::wstring temp;
+  const FileTime now = CurrentFileTime();
+  for (int i = 0; i < 100 && temp.empty(); ++i) {
+    const std::wstring candidate =
+        JoinPath(FolderPart(e.from), L".ablagix-" + NumberText(static_cast<std::uint64_t>(now) + static_cast<std::uint64_t>(i)) + L".tmp");
+    if (out.Create(candidate)) {
+      temp = candidate;
+    } else if (out.LastError() != AlreadyExistsError()) {
+      return Fail(SystemErrorText(out.LastError()));
+    }
+  }
+  if (temp.empty()) return Fail(SystemErrorText(AlreadyExistsError()));
+  std::uint64_t offset = 0;
+  std::uint32_t writeError = 0;
+  const ZipError read = zip.ReadEntry(*entry, UINT64_MAX, [&](std::string_view piece) {
+    if (AbortRequested()) return false;
+    if (!out.WriteAt(offset, piece.data(), piece.size())) {
+      writeError = out.LastError();
+      return false;
+    }
+    offset += piece.size();
+    return true;
+  });
+  std::wstring problem;
+  if (writeError != 0) {
+    problem = SystemErrorText(writeError);
+  } else if (read == ZipError::kStopped) {
+    problem = L"Abgebrochen";
+  } else if (read != ZipError::kNone) {
+    problem = std::wstring(ZipErrorText(read)) + L": " + archive;
+  } else if (e.source && offset != e.source->size) {
+    problem = L"Die Datei im Archiv hat nicht die erwartete Gr\u00f6\u00dfe: " + archive;
+  } else if (!out.Flush()) {
+    problem = SystemErrorText(out.LastError());
+  }
+  out.Close();
+  if (problem.empty() && e.source) (void)SetFileLastWrite(temp, e.source->lastWrite);
+  Result r = problem.empty() ? PlaceAtFreeName(e.from, [&](const std::wstring& target) {
+    return ActiveFileSystem().Rename(temp, target, false);
+  })
+                             : Fail(problem);
+  if (!r.final) ActiveFileSystem().RemoveFile(temp);
+  return r;
+}
+
+// One step of the undo, for the entries that are not zip entries, as the world is now.
+Result ReverseEntry(const JournalEntry& e, RunHost& host) {
+  const bool done = e.outcome == Outcome::kDone;
+  const bool atSource = Matches(e.from, e.source);
+  switch (e.action) {
+    case JournalAction::kMove:
+      if (done) {
+        // An undo cut short across drives: its copy was named, the moved file not yet deleted.
+        if (LeftBeside(e, e.finalPath)) return RemoveOwnFile(e.finalPath, UndoWord::kZurueckgeholt, e.from);
+        if (FileExists(e.finalPath)) return MoveBack(e.finalPath, e.from, host);
+        if (atSource) return Done(UndoWord::kZurueckgeholt, e.from);  // an undo cut short did it
+        return Fail(L"Die Datei ist nicht mehr am Ziel: " + e.finalPath);
+      }
+      // Cut short by a crash: the file is at its source, at its target, or (a copy across
+      // drives whose source was not deleted yet) at both.
+      if (LeftBeside(e, e.to)) return RemoveOwnFile(e.to, UndoWord::kEntfernt, e.from);
+      if (atSource) return Done(UndoWord::kUnveraendert, e.from);
+      if (Matches(e.to, e.source)) return MoveBack(e.to, e.from, host);
+      return Fail(L"Die Datei ist weder an der Quelle noch am Ziel: " + e.to);
+    case JournalAction::kCopy:
+      if (!done) {
+        if (LeftBeside(e, e.to)) return RemoveOwnFile(e.to, UndoWord::kEntfernt, e.from);
+        return Done(UndoWord::kUnveraendert, e.from);
+      }
+      if (!FileExists(e.finalPath)) return Done(std::wstring(UndoWord::kEntfernt) + L" (die Kopie war schon weg)", e.from);
+      if (!Matches(e.finalPath, e.written)) {
+        return Kept(L"Die Kopie wurde seit dem Lauf ge\u00e4ndert und bleibt", e.finalPath);
+      }
+      // Without its original the copy is the only one left.
+      if (!atSource) return Kept(L"Das Original fehlt oder wurde ge\u00e4ndert; die Kopie bleibt", e.finalPath);
+      return RemoveOwnFile(e.finalPath, UndoWord::kEntfernt, e.from);
+    case JournalAction::kRecycle:
+      if (atSource) return Done(done ? UndoWord::kZurueckgeholt : UndoWord::kUnveraendert, e.from);
+      return RestoreRecycled(e);
+    case JournalAction::kDelete:
+    case JournalAction::kShred: {
+      if (!done && FileExists(e.from)) return Done(UndoWord::kUnveraendert, e.from);
+      return Kept(e.action == JournalAction::kDelete ? L"Die Datei wurde endg\u00fcltig gel\u00f6scht"
+                                                     : L"Die Datei wurde geschreddert");
+    }
+    case JournalAction::kZipMove:
+    case JournalAction::kZipCopy:
+      break;
+  }
+  return Fail(L"Unbekannter Eintrag");
+}
+
+// One step of the undo, for the entries that are not zip entries.
+Result UndoEntry(const JournalEntry& e, RunHost& host) {
+  Result r = ReverseEntry(e, host);
+  // "immer überschreiben" replaced a file at the target; the run's log said so, and the undo
+  // cannot bring it back either.
+  if (e.replaces && e.outcome == Outcome::kDone && r.final && RowKindOf(r.word) == LogRowKind::Normal &&
+      !r.word.starts_with(UndoWord::kNichtRueckgaengig)) {
+    r.word += L" (die ersetzte Datei am Ziel l\u00e4sst sich nicht zur\u00fcckholen)";
+  }
+  return r;
+}
+
+void AppendMessageRow(LogList& log, std::wstring_view text) {
+  LogRowTexts texts{};
+  texts[0] = L"**********";
+  texts[1] = text;
+  log.AppendTexts(texts);
+}
+
+std::size_t AppendUndoRow(LogList& log, const JournalEntry& e, const Result& r) {
+  const std::wstring name = NamePart(e.from);
+  const std::wstring folder = FolderPart(e.from);
+  const std::wstring where = e.outcome == Outcome::kDone && !e.finalPath.empty() ? e.finalPath : e.to;
+  const std::wstring whereFolder = FolderPart(where);
+  const std::wstring aktion = std::wstring(kUndoAktion) + L": " + std::wstring(JournalActionText(e.action));
+  LogFileFields f;
+  f.datei = name;
+  f.pfad = folder;
+  if (const std::optional<FileStamp>& stamp = e.source ? e.source : e.written) {
+    f.size = stamp->size;
+    f.lastWrite = stamp->lastWrite;
+  }
+  f.zielpfad = whereFolder;
+  f.ergebnis = r.word;
+  f.aktion = aktion;
+  // The file's place now when it is not its old one (a "(n)" name), and where the run had put it.
+  if (!r.pathNow.empty() && r.pathNow != e.from) f.quell2 = r.pathNow;
+  f.ziel2 = where;
+  return log.AppendFile(f);
+}
+
+// The archives of a run's zip entries. An archive is decided when the undo reaches its first
+// entry (the last one it meets), so an archive is only removed once every file in it is back.
+struct Archive {
+  std::optional<FileStamp> written;
+  std::uint64_t firstEntry = UINT64_MAX;
+  std::vector<const JournalEntry*> entries;  // every file that went into it
+  struct Pending {
+    const JournalEntry* entry;
+    std::size_t row;
+    std::wstring pathNow;
+    bool extracted;
+  };
+  std::vector<Pending> pending;  // this undo's rows that wait for the decision
+};
+
+class Undo {
+ public:
+  Undo(const std::wstring& path, RunHost& host, LogList& log, JournalAppender& appender, UndoSummary& summary)
+      : path_(path), host_(host), log_(log), appender_(appender), summary_(summary) {}
+
+  // True when every change of the run now has its final answer.
+  bool Run(const JournalContents& journal) {
+    for (const JournalEntry& e : journal.entries) {
+      if (!IsZip(e.action) || e.outcome != Outcome::kDone) continue;
+      Archive& a = archives_[e.finalPath];
+      if (!a.written) a.written = e.written;
+      a.firstEntry = std::min(a.firstEntry, e.number);
+      a.entries.push_back(&e);
+    }
+    RunProgress progress{kUndoAktion};
+    progress.filesTotal = journal.entries.size();
+    for (auto it = journal.entries.rbegin(); it != journal.entries.rend(); ++it) {
+      const JournalEntry& e = *it;
+      if (e.outcome == Outcome::kFailed || e.undoWord) continue;  // nothing changed, or done before
+      if (StopRequested(host_)) {
+        summary_.aborted = true;
+        break;
+      }
+      if (++progress.filesDone % 16 == 1) host_.Progress(progress);
+      if (IsZip(e.action)) {
+        UndoZipEntry(e);
+      } else {
+        const Result r = UndoEntry(e, host_);
+        Finish(e, r, AppendUndoRow(log_, e, r));
+      }
+    }
+    // An undo stopped before an archive was decided leaves the archive; the next one decides.
+    for (auto& [archivePath, a] : archives_) {
+      for (const Archive::Pending& p : a.pending) {
+        SetRow(p.row, p.extracted ? Result{std::wstring(UndoWord::kZurueckgeholt), p.pathNow, false}
+                                  : Fail(L"Abgebrochen", p.pathNow));
+      }
+    }
+    return !summary_.aborted && std::all_of(journal.entries.begin(), journal.entries.end(), [&](const JournalEntry& e) {
+      return e.outcome == Outcome::kFailed || e.undoWord || finalized_.contains(e.number);
+    });
+  }
+
+ private:
+  void UndoZipEntry(const JournalEntry& e) {
+    const bool atSource = Matches(e.from, e.source);
+    if (e.outcome != Outcome::kDone) {
+      const Result r = atSource ? Done(UndoWord::kUnveraendert, e.from) : Kept(L"Die Datei ist nicht mehr an ihrem Platz");
+      Finish(e, r, AppendUndoRow(log_, e, r));
+      return;
+    }
+    Archive& a = archives_[e.finalPath];
+    if (atSource) {
+      // The file never left (a copy), or its deletion did not happen: the archive is extra.
+      const Result r = Done(e.action == JournalAction::kZipMove ? UndoWord::kZurueckgeholt : UndoWord::kEntfernt, e.from);
+      placed_[e.number] = e.from;
+      a.pending.push_back({&e, AppendUndoRow(log_, e, r), e.from, false});
+    } else if (e.action == JournalAction::kZipMove) {
+      const Result r = ExtractFromArchive(e);
+      const std::size_t row = AppendUndoRow(log_, e, r);
+      if (r.final) {
+        placed_[e.number] = r.pathNow;
+        a.pending.push_back({&e, row, r.pathNow, true});
+      }
+    } else {
+      // A copy whose original is gone: the archive holds the only copy.
+      const Result r = Kept(L"Das Original fehlt oder wurde ge\u00e4ndert; das Archiv bleibt: " + e.finalPath);
+      Finish(e, r, AppendUndoRow(log_, e, r));
+    }
+    if (e.number == a.firstEntry) Decide(e.finalPath, a);
+  }
+
+  // Removes the archive when it is as the run left it and every file in it is back.
+  void Decide(const std::wstring& archivePath, Archive& a) {
+    std::wstring keptBecause;
+    bool removed = false, gone = false, failed = false, retry = false;
+    if (!FileExists(archivePath)) {
+      gone = true;
+    } else if (!Matches(archivePath, a.written)) {
+      keptBecause = L"Das Archiv wurde seit dem Lauf ge\u00e4ndert und bleibt: " + archivePath;
+    } else if (!std::all_of(a.entries.begin(), a.entries.end(), [&](const JournalEntry* e) { return IsHome(*e); })) {
+      keptBecause = L"Das Archiv bleibt, bis alle seine Dateien zur\u00fcck sind: " + archivePath;
+      retry = true;
+    } else {
+      const FsStatus status = DeleteForGood(archivePath, true);
+      removed = status.ok();
+      if (!removed) {
+        keptBecause = L"Das Archiv konnte nicht entfernt werden (" + FsStatusText(status) + L"): " + archivePath;
+        failed = true;
+      }
+    }
+    for (const Archive::Pending& p : a.pending) {
+      Result r;
+      if (removed || gone) {
+        r = Done(p.extracted ? UndoWord::kZurueckgeholt : UndoWord::kEntfernt, p.pathNow);
+        if (gone && !p.extracted) r.word += L" (das Archiv war schon weg)";
+      } else if (p.extracted) {
+        r = Done(UndoWord::kZurueckgeholt, p.pathNow);
+        r.word += L" (" + keptBecause + L")";
+        r.final = !retry && !failed;
+      } else if (failed) {
+        r = Fail(keptBecause, p.pathNow);
+      } else {
+        r = Kept(keptBecause, p.pathNow);
+        r.final = !retry;
+      }
+      Finish(*p.entry, r, p.row);
+    }
+    a.pending.clear();
+  }
+
+  bool IsHome(const JournalEntry& e) const {
+    if (auto it = placed_.find(e.number); it != placed_.end()) return FileExists(it->second);
+    return e.undoWord && !e.undoPath.empty() && FileExists(e.undoPath);
+  }
+
+  void SetRow(std::size_t row, const Result& r) { log_.SetResult(row, r.word); }
+
+  // Gives the row its word and notes a final one in the journal.
+  void Finish(const JournalEntry& e, const Result& r, std::size_t row) {
+    SetRow(row, r);
+    if (!r.final) return;
+    finalized_.insert(e.number);
+    if (!appender_.UndoneEntry(e.number, r.word, r.pathNow) && summary_.problem.empty()) {
+      summary_.problem = L"Konnte das Journal nicht fortschreiben: " + path_;
+    }
+  }
+
+  const std::wstring& path_;
+  RunHost& host_;
+  LogList& log_;
+  JournalAppender& appender_;
+  UndoSummary& summary_;
+  std::map<std::wstring, Archive> archives_;
+  std::unordered_map<std::uint64_t, std::wstring> placed_;  // zip entries' files back in place
+  std::unordered_set<std::uint64_t> finalized_;
+};
+
+std::wstring StemOf(const std::wstring& path) {
+  std::wstring name = NamePart(path);
+  if (name.size() > 4 && EqualsNoCase(std::wstring_view(name).substr(name.size() - 4), L".txt")) name.resize(name.size() - 4);
+  return name;
+}
+
+// The journals in `folder`, newest first. Their names hold the start in UTC, so they sort by
+// time.
+std::vector<std::wstring> JournalPaths(const std::wstring& folder) {
+  std::vector<std::wstring> paths;
+  FolderReader reader;
+  if (folder.empty() || !reader.Open(folder)) return paths;
+  DirEntry entry;
+  while (reader.NextName(&entry)) {
+    if (StartsWithNoCase(entry.name, L"Lauf-") && EqualsNoCase(ExtensionOf(entry.name), L"txt")) {
+      paths.push_back(JoinPath(folder, entry.name));
+    }
+  }
+  std::sort(paths.begin(), paths.end(), [](const std::wstring& a, const std::wstring& b) { return NamePart(a) > NamePart(b); });
+  return paths;
+}
+
+JournalSummary Summarize(const std::wstring& path) {
+  JournalSummary s;
+  s.path = path;
+  s.name = StemOf(path);
+  JournalContents contents;
+  std::wstring error;
+  if (!ReadJournal(path, &contents, &error)) {
+    s.readable = false;
+    return s;
+  }
+  s.started = contents.started;
+  s.startedText = contents.startedText;
+  s.kind = contents.kind;
+  s.profiles = contents.profiles;
+  s.finished = contents.finished;
+  s.undone = contents.undone;
+  for (const JournalEntry& e : contents.entries) s.changes += e.outcome != Outcome::kFailed ? 1 : 0;
+  return s;
+}
+
+}  // namespace
+
+std::vector<JournalSummary> ListJournals(const std::wstring& folder) {
+  std::vector<JournalSummary> list;
+  for (const std::wstring& path : JournalPaths(folder)) list.push_back(Summarize(path));
+  return list;
+}
+
+std::optional<JournalSummary> LatestJournal(const SettingsFolders& folders) {
+  const std::vector<std::wstring> paths = JournalPaths(JournalFolderIn(folders));
+  if (paths.empty()) return std::nullopt;
+  return Summarize(paths.front());
+}
+
+UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log) {
+  ClearAbort();
+  UndoSummary summary;
+  const std::wstring banner = std::wstring(kUndoAktion) + L" " + StemOf(journalPath);
+  AppendStartBanner(log, banner);
+  const std::size_t firstRow = log.size();
+  JournalContents journal;
+  std::wstring error;
+  JournalAppender appender;
+  if (!ReadJournal(journalPath, &journal, &error)) {
+    summary.problem = error;
+  } else if (journal.undone) {
+    summary.alreadyUndone = true;
+    AppendMessageRow(log, L"Dieser Lauf wurde schon am " + FormatLogTime(journal.undoneAt) +
+                              L" r\u00fcckg\u00e4ngig gemacht.");
+  } else if (journal.entries.empty()) {
+    AppendMessageRow(log, L"Der Lauf hat keine \u00c4nderung festgehalten; es gibt nichts r\u00fcckg\u00e4ngig zu machen.");
+  } else if (!appender.Open(journalPath)) {
+    // Without noting what is undone, a second undo could not tell; nothing is touched.
+    summary.problem = L"Konnte das Journal nicht fortschreiben: " + journalPath;
+  } else {
+    Undo undo(journalPath, host, log, appender, summary);
+    if (undo.Run(journal) && !appender.UndoneRun(CurrentFileTime()) && summary.problem.empty()) {
+      summary.problem = L"Konnte das Journal nicht fortschreiben: " + journalPath;
+    }
+  }
+  for (std::size_t row = firstRow; row < log.size(); ++row) {
+    if (!log.IsFileRow(row)) continue;
+    ++summary.files;
+    if (log.Kind(row) == LogRowKind::Error) ++summary.errors;
+  }
+  if (!summary.problem.empty()) AppendMessageRow(log, summary.problem);
+  if (journal.damagedLines > 0 && !summary.alreadyUndone) {
+    AppendMessageRow(log, L"Im Journal steht eine abgeschnittene Zeile (der Lauf wurde unterbrochen); "
+                          L"r\u00fcckg\u00e4ngig gemacht wurde, was es sonst festh\u00e4lt.");
+  }
+  AppendEndBanner(log, banner);
+  host.SetLogEmptyText(kLogEmptyDone);
+  return summary;
+}
+
+}  // namespace ablagix

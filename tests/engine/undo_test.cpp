@@ -1,0 +1,382 @@
+#include "engine/undo.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstdio>
+#include <map>
+#include <set>
+
+#include "base/text.h"
+#include "engine/engine_test_host.h"
+#include "engine/journal.h"
+#include "fileops/file_stamp.h"
+#include "fileops/path_text.h"
+#include "fileops/scoped_data_home.h"
+#include "test_support.h"
+
+namespace ablagix {
+namespace {
+
+using test::ReadBytes;
+using test::WriteBytes;
+
+class JournalHost : public test::TestRunHost {
+ public:
+  std::wstring JournalFolder() override { return journalFolder; }
+  std::wstring journalFolder;
+};
+
+// Every file below `root`, folders left out: relative path -> last-write time, size, bytes.
+// A run and its undo must give back exactly this.
+void CollectTree(const std::wstring& root, const std::wstring& relative, const std::set<std::wstring>& skip,
+                 std::map<std::wstring, std::string>* tree) {
+  FolderReader reader;
+  if (!reader.Open(relative.empty() ? root : JoinPath(root, relative))) return;
+  DirEntry e;
+  while (reader.Next(&e)) {
+    if (e.name == L"." || e.name == L".." || skip.contains(e.name)) continue;
+    const std::wstring path = relative.empty() ? e.name : relative + L"/" + e.name;
+    if (e.IsDirectory()) {
+      CollectTree(root, path, skip, tree);
+    } else {
+      (*tree)[path] = std::to_string(e.lastWrite) + " " + std::to_string(e.size) + " " + ReadBytes(JoinPath(root, path));
+    }
+  }
+}
+
+std::map<std::wstring, std::string> Tree(const std::wstring& root) {
+  std::map<std::wstring, std::string> tree;
+  CollectTree(root, L"", {L"Einstellungen", L"daten"}, &tree);
+  return tree;
+}
+
+class UndoTest : public ::testing::Test {
+ protected:
+  void SetUp() override { host_.journalFolder = dir_ / L"Einstellungen\\Journal"; }
+
+  Profile Make(const wchar_t* name, std::wstring_view aktion, const wchar_t* quelle, const wchar_t* ziel = L"",
+               const wchar_t* zippen = L"0") {
+    Profile p;
+    p.Beschreibung = name;
+    p.Quelle = dir_ / quelle;
+    p.Unterverzeich = L"1";
+    p.Filter = L"Alles";
+    p.Aktion = aktion;
+    p.Ziel = *ziel ? dir_ / ziel : L"";
+    p.Kollision = L"1";
+    p.Zippen = zippen;
+    p.ZipName = L"Sammlung";
+    return p;
+  }
+
+  std::vector<JournalSummary> Journals() const { return ListJournals(host_.journalFolder); }
+
+  UndoSummary UndoLatest() {
+    const std::vector<JournalSummary> journals = Journals();
+    EXPECT_FALSE(journals.empty());
+    undoFirstRow_ = log_.size();
+    return journals.empty() ? UndoSummary{} : UndoRun(journals.front().path, host_, log_);
+  }
+
+  // Source name -> result word of the undo's rows.
+  std::map<std::wstring, std::wstring> UndoWords() const {
+    std::map<std::wstring, std::wstring> words;
+    for (std::size_t r = undoFirstRow_; r < log_.size(); ++r) {
+      if (log_.IsFileRow(r)) words[log_.Text(r, LogColumn::Datei)] = log_.Text(r, LogColumn::Ergebnis);
+    }
+    return words;
+  }
+
+  test::TempDir dir_;
+  test::ScopedDataHome home_{dir_ / L"daten"};
+  JournalHost host_;
+  LogList log_;
+  std::size_t undoFirstRow_ = 0;
+};
+
+TEST_F(UndoTest, PutsMovedCopiedRecycledAndZippedFilesBackAsTheyWere) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Fotos\\Urlaub\\IMG_1.jpg", "erstes Bild"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Fotos\\IMG_2.jpg", "zweites Bild"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Ablage\\IMG_2.jpg", "ein anderes Bild, schon da"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Belege\\r1.pdf", "Rechnung 1"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Alt\\weg \u00e4.tmp", "alt"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Packen\\a.txt", "a"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Sammeln\\c.txt", "c"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Sammeln\\d.txt", std::string(100000, 'd')));
+  const std::map<std::wstring, std::string> before = Tree(dir_.path());
+
+  const std::vector<Profile> profiles = {
+      Make(L"Fotos", kAktionVerschieben, L"Fotos", L"Ablage"),
+      Make(L"Belege", kAktionKopieren, L"Belege", L"Kopien"),
+      Make(L"Belege gezippt", kAktionKopieren, L"Belege", L"Zips", L"1"),
+      Make(L"Aufr\u00e4umen", kAktionLoeschenP, L"Alt"),
+      Make(L"Packen", kAktionVerschieben, L"Packen", L"Zips", L"1"),
+      Make(L"Sammeln", kAktionVerschieben, L"Sammeln", L"Zips", L"2"),
+      Make(L"Sammeln kopiert", kAktionKopieren, L"Belege", L"Zips kopiert", L"2"),
+  };
+  const RunSummary run = RunProfiles(profiles, RunMode::Execute, host_, log_);
+  ASSERT_EQ(run.errors, 0u);
+  ASSERT_EQ(run.files, 9u);
+  EXPECT_TRUE(FileExists(dir_ / L"Zips kopiert\\Sammlung.zip"));
+  EXPECT_EQ(ReadBytes(dir_ / L"Ablage\\IMG_2(1).jpg"), "zweites Bild");
+  EXPECT_TRUE(FileExists(dir_ / L"Zips\\Sammlung.zip"));
+  EXPECT_FALSE(FileExists(dir_ / L"Alt\\weg \u00e4.tmp"));
+  EXPECT_NE(Tree(dir_.path()), before);
+
+  const UndoSummary undo = UndoLatest();
+  EXPECT_EQ(undo.errors, 0u) << undo.problem;
+  EXPECT_EQ(undo.files, 9u);
+  EXPECT_EQ(Tree(dir_.path()), before);
+  EXPECT_EQ(UndoWords(), (std::map<std::wstring, std::wstring>{{L"IMG_1.jpg", L"Zur\u00fcckgeholt"},
+                                                              {L"IMG_2.jpg", L"Zur\u00fcckgeholt"},
+                                                              {L"r1.pdf", L"Entfernt"},
+                                                              {L"weg \u00e4.tmp", L"Zur\u00fcckgeholt"},
+                                                              {L"a.txt", L"Zur\u00fcckgeholt"},
+                                                              {L"c.txt", L"Zur\u00fcckgeholt"},
+                                                              {L"d.txt", L"Zur\u00fcckgeholt"}}));
+  // Newest change first: the last profile's files lead the undo's rows.
+  EXPECT_EQ(log_.Text(undoFirstRow_ + 1, LogColumn::Ziel2), dir_ / L"Zips kopiert\\Sammlung.zip");
+
+  // Undone once, never twice.
+  const std::vector<JournalSummary> journals = Journals();
+  ASSERT_EQ(journals.size(), 1u);
+  EXPECT_TRUE(journals[0].undone);
+  EXPECT_TRUE(journals[0].finished);
+  EXPECT_EQ(journals[0].changes, 9u);
+  const UndoSummary again = UndoLatest();
+  EXPECT_TRUE(again.alreadyUndone);
+  EXPECT_EQ(again.files, 0u);
+  EXPECT_EQ(Tree(dir_.path()), before);
+}
+
+TEST_F(UndoTest, KeepsWhatIsNotTheRunsAnyMoreAndNeverOverwrites) {
+  for (const wchar_t* name : {L"r1.pdf", L"r2.pdf", L"r3.pdf"}) {
+    ASSERT_TRUE(WriteBytes(dir_ / (std::wstring(L"Belege\\") + name), ToUtf8(name)));
+  }
+  ASSERT_TRUE(WriteBytes(dir_ / L"Fotos\\IMG_1.jpg", "altes Bild"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"M\u00fcll\\weg.tmp", "weg"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Neu\\liste.txt", "neue Liste"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Stand\\liste.txt", "alte Liste"));
+  Profile replace = Make(L"Ersetzen", kAktionKopieren, L"Neu", L"Stand");
+  replace.Kollision = L"0";
+  const std::vector<Profile> profiles = {Make(L"Belege", kAktionKopieren, L"Belege", L"Kopien"),
+                                         Make(L"Fotos", kAktionVerschieben, L"Fotos", L"Ablage"),
+                                         Make(L"M\u00fcll", kAktionLoeschenX, L"M\u00fcll"), replace};
+  ASSERT_EQ(RunProfiles(profiles, RunMode::Execute, host_, log_).errors, 0u);
+
+  // Meanwhile: one copy edited, one original deleted, a new file where the moved one was.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Kopien\\r1.pdf", "r1.pdf, bearbeitet"));
+  ASSERT_TRUE(RemoveFile(dir_ / L"Belege\\r2.pdf"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Fotos\\IMG_1.jpg", "neues Bild"));
+
+  const UndoSummary undo = UndoLatest();
+  EXPECT_EQ(undo.errors, 0u);
+  const std::map<std::wstring, std::wstring> words = UndoWords();
+  EXPECT_EQ(words.at(L"r1.pdf"), L"Nicht r\u00fcckg\u00e4ngig: Die Kopie wurde seit dem Lauf ge\u00e4ndert und bleibt");
+  EXPECT_EQ(words.at(L"r2.pdf"), L"Nicht r\u00fcckg\u00e4ngig: Das Original fehlt oder wurde ge\u00e4ndert; die Kopie bleibt");
+  EXPECT_EQ(words.at(L"r3.pdf"), L"Entfernt");
+  EXPECT_EQ(words.at(L"IMG_1.jpg"), L"Zur\u00fcckgeholt");
+  EXPECT_EQ(words.at(L"weg.tmp"), L"Nicht r\u00fcckg\u00e4ngig: Die Datei wurde endg\u00fcltig gel\u00f6scht");
+  EXPECT_EQ(words.at(L"liste.txt"), L"Entfernt (die ersetzte Datei am Ziel l\u00e4sst sich nicht zur\u00fcckholen)");
+  EXPECT_EQ(ReadBytes(dir_ / L"Kopien\\r1.pdf"), "r1.pdf, bearbeitet");
+  EXPECT_EQ(ReadBytes(dir_ / L"Kopien\\r2.pdf"), "r2.pdf");
+  EXPECT_FALSE(FileExists(dir_ / L"Kopien\\r3.pdf"));
+  EXPECT_EQ(ReadBytes(dir_ / L"Belege\\r3.pdf"), "r3.pdf");
+  // The occupied place keeps its new file; the old one comes back beside it, and its row
+  // says where.
+  EXPECT_EQ(ReadBytes(dir_ / L"Fotos\\IMG_1.jpg"), "neues Bild");
+  EXPECT_EQ(ReadBytes(dir_ / L"Fotos\\IMG_1(1).jpg"), "altes Bild");
+  EXPECT_FALSE(FileExists(dir_ / L"Ablage\\IMG_1.jpg"));
+  for (std::size_t r = undoFirstRow_; r < log_.size(); ++r) {
+    if (log_.Text(r, LogColumn::Datei) == L"IMG_1.jpg") {
+      EXPECT_EQ(log_.Text(r, LogColumn::Quell2), dir_ / L"Fotos\\IMG_1(1).jpg");
+    }
+  }
+  // Every file has its final answer: the run counts as undone.
+  EXPECT_TRUE(Journals().front().undone);
+}
+
+TEST_F(UndoTest, AnUndoThatWasStoppedGoesOnWhereItStopped) {
+  for (int i = 1; i <= 4; ++i) ASSERT_TRUE(WriteBytes(dir_ / (L"Fotos\\IMG_" + std::to_wstring(i) + L".jpg"), "bild"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Sammeln\\a.txt", "a"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Sammeln\\b.txt", "b"));
+  const std::map<std::wstring, std::string> before = Tree(dir_.path());
+  const std::vector<Profile> profiles = {Make(L"Sammeln", kAktionVerschieben, L"Sammeln", L"Zips", L"2"),
+                                         Make(L"Fotos", kAktionVerschieben, L"Fotos", L"Ablage")};
+  ASSERT_EQ(RunProfiles(profiles, RunMode::Execute, host_, log_).errors, 0u);
+
+  // Esc after the fourth photo and after the first archived file: the archive must stay, its
+  // other file is still only in there.
+  host_.polls = 0;
+  host_.escAfterPolls = 6;
+  const UndoSummary stopped = UndoLatest();
+  EXPECT_TRUE(stopped.aborted);
+  EXPECT_EQ(stopped.files, 5u);
+  EXPECT_TRUE(FileExists(dir_ / L"Zips\\Sammlung.zip"));
+  EXPECT_FALSE(Journals().front().undone);
+
+  host_.escAfterPolls = 0;
+  host_.polls = 0;
+  const UndoSummary rest = UndoLatest();
+  EXPECT_FALSE(rest.aborted);
+  EXPECT_EQ(rest.errors, 0u);
+  EXPECT_EQ(rest.files, 2u);  // the archive's two files; the photos were done before
+  EXPECT_EQ(Tree(dir_.path()), before);
+  EXPECT_TRUE(Journals().front().undone);
+}
+
+TEST_F(UndoTest, UndoesWhatAJournalCutShortRecords) {
+  for (int i = 1; i <= 4; ++i) ASSERT_TRUE(WriteBytes(dir_ / (L"Fotos\\IMG_" + std::to_wstring(i) + L".jpg"), "bild"));
+  ASSERT_EQ(RunProfiles({Make(L"Fotos", kAktionVerschieben, L"Fotos", L"Ablage")}, RunMode::Execute, host_, log_).errors,
+            0u);
+  // As if the process died while writing the third file's "Erledigt": the move itself was
+  // made, and the fourth file's is not written down at all.
+  const std::wstring journal = Journals().front().path;
+  std::string bytes = ReadBytes(journal);
+  std::size_t cut = 0;
+  for (int line = 0; line < 2 + 1 + 2 * 2 + 1; ++line) cut = bytes.find('\n', cut) + 1;
+  bytes.resize(cut + 12);
+  ASSERT_TRUE(WriteFileAtomic(journal, bytes));
+  JournalContents contents;
+  std::wstring error;
+  ASSERT_TRUE(ReadJournal(journal, &contents, &error)) << error;
+  ASSERT_EQ(contents.entries.size(), 3u);
+  EXPECT_EQ(contents.entries[2].outcome, JournalEntry::Outcome::kOpen);
+  EXPECT_EQ(contents.damagedLines, 1u);
+  EXPECT_FALSE(contents.finished);
+
+  const UndoSummary undo = UndoLatest();
+  EXPECT_EQ(undo.errors, 0u);
+  EXPECT_EQ(undo.files, 3u);
+  for (const JournalEntry& e : contents.entries) {
+    EXPECT_EQ(ReadBytes(e.from), "bild") << ToUtf8(e.from);
+    EXPECT_FALSE(PathExists(e.to));
+  }
+  // The fourth file stays where the run put it: nothing says it was moved.
+  std::size_t inAblage = 0;
+  FolderReader reader;
+  ASSERT_TRUE(reader.Open(dir_ / L"Ablage"));
+  for (DirEntry e; reader.Next(&e);) inAblage += e.IsDirectory() ? 0 : 1;
+  EXPECT_EQ(inAblage, 1u);
+  // The undo's own lines did not merge with the cut one.
+  ASSERT_TRUE(ReadJournal(journal, &contents, &error));
+  EXPECT_TRUE(contents.undone);
+  EXPECT_EQ(contents.damagedLines, 1u);
+
+  // Changes noted as planned only, and the state a crash can leave each in.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quer\\beide.bin", "kopiert, Quelle noch da"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quer\\nie.bin", "nie bewegt"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quer\\kopie.bin", "kopiert"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quer\\umbenannt.bin", "umbenannt"));
+  ASSERT_TRUE(CreateFolders(dir_ / L"Ziel"));
+  const std::map<std::wstring, std::string> expected = Tree(dir_.path());
+  {
+    RunJournal planned(host_.journalFolder, kJournalKindRun);
+    planned.Before(JournalAction::kMove, dir_ / L"Quer\\beide.bin", dir_ / L"Ziel\\beide.bin", false, L"");
+    planned.Before(JournalAction::kMove, dir_ / L"Quer\\nie.bin", dir_ / L"Ziel\\nie.bin", false, L"");
+    planned.Before(JournalAction::kCopy, dir_ / L"Quer\\kopie.bin", dir_ / L"Ziel\\kopie.bin", false, L"");
+    planned.Before(JournalAction::kMove, dir_ / L"Quer\\umbenannt.bin", dir_ / L"Ziel\\umbenannt.bin", false, L"");
+  }
+  // A copy across drives that was complete when the process died, before the source went; a
+  // copy that was complete; a rename that was made.
+  for (const wchar_t* name : {L"beide.bin", L"kopie.bin"}) {
+    ASSERT_TRUE(CopyFileReplacing(dir_ / (std::wstring(L"Quer\\") + name), dir_ / (std::wstring(L"Ziel\\") + name)));
+    FileStamp stamp;
+    ASSERT_TRUE(ReadFileStamp(dir_ / (std::wstring(L"Quer\\") + name), &stamp));
+    ASSERT_TRUE(SetFileLastWrite(dir_ / (std::wstring(L"Ziel\\") + name), stamp.lastWrite));
+  }
+  ASSERT_EQ(ActiveFileSystem().Rename(dir_ / L"Quer\\umbenannt.bin", dir_ / L"Ziel\\umbenannt.bin", false).error,
+            FsError::kNone);
+  const UndoSummary crashed = UndoLatest();
+  EXPECT_EQ(crashed.errors, 0u);
+  EXPECT_EQ(UndoWords(), (std::map<std::wstring, std::wstring>{{L"beide.bin", L"Entfernt"},
+                                                              {L"nie.bin", L"Unver\u00e4ndert"},
+                                                              {L"kopie.bin", L"Entfernt"},
+                                                              {L"umbenannt.bin", L"Zur\u00fcckgeholt"}}));
+  EXPECT_EQ(Tree(dir_.path()), expected);
+}
+
+TEST_F(UndoTest, OnlyExecutedChangesAreJournaledAndTheSettingsStayAsTheyWere) {
+  const std::wstring settings = dir_ / L"Einstellungen";
+  ASSERT_TRUE(WriteBytes(dir_ / L"Einstellungen\\AblagixSetting.ini", "[AblagixForm]\r\nLogPath=x\r\n"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Einstellungen\\Ablagix.ini", "[Fotos]\r\nAktion=Kopieren\r\n"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Belege\\r1.pdf", "r1"));
+  const Profile copy = Make(L"Belege", kAktionKopieren, L"Belege", L"Kopien");
+
+  RunProfiles({copy}, RunMode::Simulate, host_, log_);
+  EXPECT_FALSE(PathExists(host_.journalFolder));
+  RunProfiles({Make(L"Leer", kAktionKopieren, L"Leer", L"Kopien")}, RunMode::Execute, host_, log_);
+  EXPECT_TRUE(Journals().empty()) << "a run that changes nothing leaves no journal";
+  RunProfiles({copy}, RunMode::Execute, host_, log_);
+  ASSERT_EQ(Journals().size(), 1u);
+  EXPECT_EQ(Journals().front().kind, kJournalKindRun);
+  EXPECT_EQ(Journals().front().profiles, std::vector<std::wstring>{L"Belege"});
+
+  // The checked rows of the log, run again, are a run of their own.
+  ASSERT_TRUE(RemoveFile(dir_ / L"Kopien\\r1.pdf"));
+  for (std::size_t r = 0; r < log_.size(); ++r) log_.SetChecked(r, log_.Text(r, LogColumn::Ergebnis) == L"Kopiert");
+  ASSERT_EQ(RunCheckedRows(log_, host_).errors, 0u);
+  ASSERT_EQ(Journals().size(), 2u);
+  EXPECT_EQ(Journals().front().kind, kJournalKindCheckedRows);
+  EXPECT_EQ(UndoLatest().errors, 0u);
+  EXPECT_FALSE(FileExists(dir_ / L"Kopien\\r1.pdf"));
+
+  // Journals are files of their own: nothing else in the settings folder changed.
+  EXPECT_EQ(ReadBytes(dir_ / L"Einstellungen\\AblagixSetting.ini"), "[AblagixForm]\r\nLogPath=x\r\n");
+  EXPECT_EQ(ReadBytes(dir_ / L"Einstellungen\\Ablagix.ini"), "[Fotos]\r\nAktion=Kopieren\r\n");
+  std::map<std::wstring, std::string> tree;
+  CollectTree(settings, L"", {L"Journal"}, &tree);
+  EXPECT_EQ(tree.size(), 2u);
+}
+
+TEST(ReadJournal, RefusesWhatIsNoJournalAndSkipsDamagedLines) {
+  test::TempDir dir;
+  std::wstring error;
+  JournalContents contents;
+  EXPECT_FALSE(ReadJournal(dir / L"fehlt.txt", &contents, &error));
+  ASSERT_TRUE(WriteBytes(dir / L"fremd.txt", "Vorhaben\t1\tVerschieben\n"));
+  EXPECT_FALSE(ReadJournal(dir / L"fremd.txt", &contents, &error));
+  EXPECT_NE(error.find(L"Keine Journaldatei"), std::wstring::npos);
+
+  std::wstring path;
+  {
+    RunJournal journal(dir / L"Journal", kJournalKindRun);
+    ASSERT_TRUE(WriteBytes(dir / L"echt 100%.txt", "x"));
+    journal.BeginProfile(L"Profil mit\tTab");
+    // Tabs, line ends and "%" in a path must not break the line apart.
+    journal.After(journal.Before(JournalAction::kCopy, dir / L"a\tb%\n.txt", dir / L"Ziel\\a.txt", false, L""), true,
+                  dir / L"echt 100%.txt", L"");
+    journal.After(journal.Before(JournalAction::kRecycle, dir / L"zwei.txt", L"", false, L""), false, L"", L"");
+    path = journal.path();
+  }
+  ASSERT_TRUE(ReadJournal(path, &contents, &error)) << error;
+  ASSERT_EQ(contents.entries.size(), 2u);
+  EXPECT_EQ(contents.entries[0].from, dir / L"a\tb%\n.txt");
+  EXPECT_FALSE(contents.entries[0].source.has_value());
+  EXPECT_EQ(contents.entries[0].profile, L"Profil mit\tTab");
+  EXPECT_EQ(contents.entries[0].written->size, 1u);
+  EXPECT_EQ(contents.entries[1].outcome, JournalEntry::Outcome::kFailed);
+  EXPECT_TRUE(contents.finished);
+
+  // One changed byte in a line: that line is dropped, the others stay.
+  std::string bytes = ReadBytes(path);
+  const std::size_t second = bytes.find("Vorhaben\t2");
+  ASSERT_NE(second, std::string::npos);
+  bytes[second + 9] = '7';
+  ASSERT_TRUE(WriteFileAtomic(path, bytes));
+  ASSERT_TRUE(ReadJournal(path, &contents, &error));
+  EXPECT_EQ(contents.entries.size(), 1u);
+  EXPECT_EQ(contents.damagedLines, 1u);
+
+  // A journal of a newer program is not guessed at.
+  const std::string newer = "Ablagix-Journal\t2";
+  char check[16];
+  std::snprintf(check, sizeof check, "\t%08lx\n", crc32(0, reinterpret_cast<const Bytef*>(newer.data()), static_cast<uInt>(newer.size())));
+  ASSERT_TRUE(WriteFileAtomic(path, newer + check));
+  EXPECT_FALSE(ReadJournal(path, &contents, &error));
+  EXPECT_NE(error.find(L"neueren"), std::wstring::npos);
+}
+
+}  // namespace
+}  // namespace ablagix
