@@ -39,7 +39,7 @@ void RunWatchScenario(const std::wstring& exe) {
   CheckEq(Text(kIdExListviewLOG), L"\u00dcberwachung l\u00e4uft, warte auf neue Dateien...", L"Leertext");
   Check(SelectTab(0), L"Profilliste w\u00e4hrend der \u00dcberwachung");
   CheckLayout(L"w\u00e4hrend der \u00dcberwachung");
-  Screenshot(L"12-ueberwachung-laeuft.png");
+  Screenshot(L"13-ueberwachung-laeuft.png");
 
   WriteFileText(root + L"\\Eingang\\neu.txt", L"neu");
   const bool handled = WaitFor([] { return LogRows() >= 3; });
@@ -54,7 +54,7 @@ void RunWatchScenario(const std::wstring& exe) {
   // Handled once: the move itself starts no second run.
   Sleep(3000);
   Check(LogRows() == 3, L"nur ein Lauf: " + std::to_wstring(LogRows()) + L" Zeilen");
-  Screenshot(L"13-log-nach-ueberwachtem-lauf.png");
+  Screenshot(L"14-log-nach-ueberwachtem-lauf.png");
 
   Click(kIdWatchButton);
   CheckEq(Text(kIdWatchButton), L"\u00dc&berwachung starten", L"Knopf nach dem Stopp");
