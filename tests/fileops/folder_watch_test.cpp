@@ -29,7 +29,8 @@ class Reports {
     };
   }
   std::vector<FolderChange> WaitFor(const std::function<bool(const std::vector<FolderChange>&)>& enough) {
-    for (int i = 0; i < 200; ++i) {
+    // Ten seconds at most: under Wine on a busy machine reports can take a while.
+    for (int i = 0; i < 500; ++i) {
       {
         std::lock_guard<std::mutex> lock(lock_);
         if (enough(changes_)) break;
