@@ -16,6 +16,7 @@ enum ControlId : int {
   kIdCommandButton13,  // "Ausführen"
   kIdCommandButton4,   // "Simulieren"
   kIdCommandButton6,   // "Timer starten" / "Timer stoppen"
+  kIdWatchButton,      // "Überwachung starten" / "Überwachung stoppen"
 
   // "Profile bearbeiten"
   kIdDescriptionLabel = 300,
@@ -101,6 +102,7 @@ enum ControlId : int {
   kIdCombo11,         // the timer interval
   kIdTimerInfoTitle,  // "Info:"
   kIdTimerInfo,
+  kIdWatchInfo,  // what "Überwachung starten" does
   kIdCheckBox7,   // "Bei Timerstart ins Systemtray ablegen"
   kIdCheckBox15,  // "Bei Timerstart Log nach 5. Durchlauf löschen"
   kIdReportGroup,
@@ -185,6 +187,10 @@ inline constexpr wchar_t kMainWindowClass[] = L"AblagixMainWindow";
 
 // Posted by the language list: the pages are rebuilt in the language it shows (WM_APP + 3).
 inline constexpr unsigned kChangeLanguageMessage = 0x8000 + 3;
+
+// Posted by the folder watchers' threads when changes arrived (WM_APP + 4): the window takes
+// them on its own thread.
+inline constexpr unsigned kWatchChangesMessage = 0x8000 + 4;
 
 // The icon identifier in the notification area and the message its events arrive with
 // (WM_APP + 2; lParam is the mouse message).

@@ -222,6 +222,8 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
         if (code == BN_CLICKED) OnRunButton(id == kIdCommandButton4);
       } else if (id == kIdCommandButton6) {
         if (code == BN_CLICKED) OnTimerButton();
+      } else if (id == kIdWatchButton) {
+        if (code == BN_CLICKED) OnWatchButton();
       } else if (id == kIdComboBox1) {
         if (code == CBN_SELCHANGE) OnLogChooser();
       } else if (id == kIdLogClear || id == kIdCommandButton7 || id == kIdLogSave || id == kIdLogUndo) {
@@ -265,6 +267,10 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       return 0;
     case WM_TIMER:
       if (wParam == kTimer1) OnTimerTick();
+      if (wParam == kWatchTimer) OnWatchTick();
+      return 0;
+    case kWatchChangesMessage:
+      OnWatchTick();
       return 0;
     case WM_COPYDATA:
       return OnCopyData(reinterpret_cast<const COPYDATASTRUCT*>(lParam));
@@ -438,6 +444,7 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
   SetLogEmptyText(logEmptyText_);
   SetStatus(status);
   if (timer_.running()) SetText(Item(kIdCommandButton6), Word(L"&Timer stoppen"));
+  if (watch_) SetText(Item(kIdWatchButton), Word(L"\u00dc&berwachung stoppen"));
   Relayout();
   SelectTab(currentPage_);
   SetFocus(Item(kIdLanguage));
@@ -565,6 +572,7 @@ void MainWindow::ShutDown() {
   ui_.RemoveTrayIcon();
   KillTimer(window_, kTimer1);
   timer_.Stop();
+  StopWatching();
   WINDOWPLACEMENT placement{};
   placement.length = sizeof placement;
   GetWindowPlacement(window_, &placement);

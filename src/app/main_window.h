@@ -9,6 +9,7 @@
 #include <commctrl.h>
 
 #include <array>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "engine/actions.h"
 #include "engine/timer_model.h"
 #include "engine/run.h"
+#include "engine/watch_service.h"
 #include "log/log_list.h"
 #include "log/log_save.h"
 #include "metadata/radius.h"
@@ -102,6 +104,13 @@ class MainWindow {
   static INT_PTR CALLBACK ShredWaitProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
   void TimerOptionsFromControls();
   void OnTimerTick();
+  // Hides the window into the notification area when the settings ask for it (timer and
+  // watching alike); `balloon` is said there.
+  void HideIntoTray(const std::wstring& balloon);
+  void OnWatchButton();
+  void StopWatching();
+  // The watchers' changes, on the window's thread: notes into the log, due profiles run.
+  void OnWatchTick();
 
   // --- log_page.cpp: the log list and its commands, the status line and the progress bar
   class BarProgress;
@@ -184,9 +193,9 @@ class MainWindow {
   bool closeAfterRun_ = false;  // the window was closed during a run, which stops first
   // Every control that could start a second run or change the log under a running one.
   // A change of language rebuilds the log list, so the language waits too.
-  static constexpr std::array<int, 10> kRunControls = {
-      kIdCommandButton13, kIdCommandButton4, kIdCommandButton6,  kIdComboBox1, kIdLogClear,
-      kIdCommandButton7,  kIdLogSave,        kIdLoadProfileFile, kIdLanguage,  kIdLogUndo};
+  static constexpr std::array<int, 11> kRunControls = {
+      kIdCommandButton13, kIdCommandButton4, kIdCommandButton6,  kIdWatchButton,     kIdComboBox1, kIdLogClear,
+      kIdCommandButton7,  kIdLogSave,        kIdLoadProfileFile, kIdLanguage,        kIdLogUndo};
   std::wstring progressProfile_;
   ULONGLONG lastProgress_ = 0;
   // The shredder's wait window while a run shreds; closed by the user, it stays away.
@@ -196,6 +205,9 @@ class MainWindow {
   // Timer1: ticks once a minute while the interval timer runs.
   static constexpr UINT_PTR kTimer1 = 1;
   TimerModel timer_;
+  // "Überwachung starten": looks a few times a second whether a watched profile is due.
+  static constexpr UINT_PTR kWatchTimer = 2;
+  std::unique_ptr<WatchService> watch_;
 
   ProfileEditor editor_;
   std::vector<std::wstring> nameHistory_;

@@ -1,5 +1,5 @@
-// "Profile ausführen": the profile list with its check marks, the run and timer buttons, and
-// the runs themselves (profiles, or the checked rows of the log).
+// "Profile ausführen": the profile list with its check marks, the run, timer and watch
+// buttons, and the runs themselves (profiles, or the checked rows of the log).
 #include <windows.h>
 #include <commctrl.h>
 
@@ -14,6 +14,7 @@
 #include "base/text.h"
 #include "engine/run.h"
 #include "engine/timer_model.h"
+#include "engine/watch_service.h"
 #include "fileops/files.h"
 #include "log/log_row.h"
 #include "log/log_save.h"
@@ -139,19 +140,31 @@ void MainWindow::BuildRunPage() {
     ListView_InsertColumn(list, i, &column);
   }
   const int y = H - kMargin - kButtonHeight;
-  // One width for the three, wide enough for the longest caption (the timer's two included).
+  // One width for the three, wide enough for the longest caption (the timer's two included);
+  // the watch button beside them as wide as its own longer captions need.
   const std::wstring runText = Word(L"&Ausf\u00fchren");
   const std::wstring simulateText = Word(L"&Simulieren");
   int width = kButtonWidth;
   for (const std::wstring& text : {runText, simulateText, Word(L"&Timer starten"), Word(L"&Timer stoppen")}) {
     width = std::max(width, metrics_.TextWidth(text) + 12);
   }
-  HWND run = l.Add(WC_BUTTONW, runText, WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - 3 * width - 8, y, width,
+  const std::wstring watchText = Word(L"\u00dc&berwachung starten");
+  int watchWidth = kButtonWidth;
+  for (const std::wstring& text : {watchText, Word(L"\u00dc&berwachung stoppen")}) {
+    watchWidth = std::max(watchWidth, metrics_.TextWidth(text) + 12);
+  }
+  const int watchX = W - kMargin - watchWidth;
+  HWND run = l.Add(WC_BUTTONW, runText, WS_TABSTOP | BS_PUSHBUTTON, watchX - 3 * width - 12, y, width,
                    kButtonHeight, kIdCommandButton13, kMoveXY);
-  HWND simulate = l.Add(WC_BUTTONW, simulateText, WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - 2 * width - 4, y, width,
+  HWND simulate = l.Add(WC_BUTTONW, simulateText, WS_TABSTOP | BS_PUSHBUTTON, watchX - 2 * width - 8, y, width,
                         kButtonHeight, kIdCommandButton4, kMoveXY);
-  HWND timer = l.Add(WC_BUTTONW, Word(L"&Timer starten"), WS_TABSTOP | BS_PUSHBUTTON, W - kMargin - width, y, width,
+  HWND timer = l.Add(WC_BUTTONW, Word(L"&Timer starten"), WS_TABSTOP | BS_PUSHBUTTON, watchX - width - 4, y, width,
                      kButtonHeight, kIdCommandButton6, kMoveXY);
+  HWND watch = l.Add(WC_BUTTONW, watchText, WS_TABSTOP | BS_PUSHBUTTON, watchX, y, watchWidth, kButtonHeight,
+                     kIdWatchButton, kMoveXY);
+  AddTooltip(pages_[kRunPage], watch,
+             Word(L"\u00dcberwacht die Quellordner der angehakten Profile, die zum \u00dcberwachen markiert sind, "
+                  L"und f\u00fchrt ein Profil aus, sobald neue Dateien darin fertig sind"));
   AddTooltip(pages_[kRunPage], run, Word(L"Startet alle oben angehakten Profile"));
   AddTooltip(pages_[kRunPage], simulate,
              Word(L"Simuliert alle oben angehakten Profile, ohne eine Aktion durchzuf\u00fchren!"));
@@ -290,8 +303,12 @@ void MainWindow::RunProfilesNow(const std::vector<Profile>& profiles, RunMode mo
   SelectTab(kLogPage);
   BeginRun();
   HideSortArrow();
-  WindowRunHost host(*this, timer_.running());
+  const std::size_t first = log_.size();
+  // Notify profiles speak in a run that nobody started by hand, the watch's as the timer's.
+  WindowRunHost host(*this, timer_.running() || watch_ != nullptr);
   const RunSummary summary = RunProfiles(profiles, mode, host, log_);
+  // Whoever started it, what a run moved and copied must not start the watch again.
+  if (watch_ && mode == RunMode::Execute) watch_->Ran(log_, first, WatchClockNow());
   EndRun(summary, true);
 }
 
@@ -303,7 +320,7 @@ void MainWindow::OnRunCheckedButton() {
     return;
   }
   BeginRun();
-  WindowRunHost host(*this, timer_.running());
+  WindowRunHost host(*this, timer_.running() || watch_ != nullptr);
   const RunSummary summary = RunCheckedRows(log_, host);
   EndRun(summary, false);
 }
@@ -394,17 +411,78 @@ void MainWindow::OnTimerButton() {
   SetTimer(window_, kTimer1, 60000, nullptr);
   SetLogEmptyText(kLogEmptyTimerStarted);
   SetText(Item(kIdCommandButton6), Word(L"&Timer stoppen"));
-  if (IsOn(Item(kIdCheckBox7))) {
-    // Unattended: the window goes away into the notification area until its icon is clicked.
-    // Without an icon (no notification area, Explorer not running) it stays open: a hidden
-    // window without an icon could only be found again in the task manager.
-    if (ui_.AddTrayIcon()) {
-      ShowWindow(window_, SW_HIDE);
-      ui_.ShowBalloon(L"Ablagix", TimerStartedBalloon(timer_.interval()));
-    } else {
-      SetStatus(Word(L"Kein Symbol im Infobereich m\u00f6glich: das Fenster bleibt ge\u00f6ffnet."));
-    }
+  HideIntoTray(TimerStartedBalloon(timer_.interval()));
+}
+
+void MainWindow::HideIntoTray(const std::wstring& balloon) {
+  if (!IsOn(Item(kIdCheckBox7))) return;
+  // Unattended: the window goes away into the notification area until its icon is clicked.
+  // Without an icon (no notification area, Explorer not running) it stays open: a hidden
+  // window without an icon could only be found again in the task manager.
+  if (ui_.AddTrayIcon()) {
+    ShowWindow(window_, SW_HIDE);
+    ui_.ShowBalloon(L"Ablagix", balloon);
+  } else {
+    SetStatus(Word(L"Kein Symbol im Infobereich m\u00f6glich: das Fenster bleibt ge\u00f6ffnet."));
   }
+}
+
+void MainWindow::OnWatchButton() {
+  if (!askIfSaveProfil()) return;
+  if (watch_) {
+    StopWatching();
+    return;
+  }
+  const std::vector<Profile> checked = CheckedProfiles();
+  if (checked.empty()) {
+    ui_.ShowMessage(std::wstring(kNothingCheckedMessage), MessageIcon::Exclamation, MessageButtons::Ok);
+    return;
+  }
+  std::vector<Profile> marked;
+  for (const Profile& profile : checked) {
+    if (MarkedForWatching(profile)) marked.push_back(profile);
+  }
+  if (marked.empty()) {
+    ui_.ShowMessage(std::wstring(kNothingMarkedForWatchingMessage), MessageIcon::Exclamation, MessageButtons::Ok);
+    return;
+  }
+  WatchOptions options;
+  // A folder that cannot be watched runs at the timer's interval instead.
+  const int position = ComboPos(Item(kIdCombo11));
+  options.fallbackInterval = std::chrono::minutes(TimerIntervalMinutes(position < 0 ? 0 : position));
+  // The watchers' threads only post; everything else happens here, on the window's thread.
+  HWND window = window_;
+  watch_ = std::make_unique<WatchService>(options, [window] { PostMessageW(window, kWatchChangesMessage, 0, 0); });
+  watch_->Start(marked, WatchClockNow());
+  SetTimer(window_, kWatchTimer, 250, nullptr);
+  SetText(Item(kIdWatchButton), Word(L"\u00dc&berwachung stoppen"));
+  SetLogEmptyText(kLogEmptyWatching);
+  const std::wstring started = FillIn(Word(L"\u00dcberwachung gestartet: %1 Ordner"), NumberText(marked.size()));
+  SetStatus(started);
+  OnWatchTick();  // a folder that cannot be watched says so at once
+  HideIntoTray(started);
+}
+
+void MainWindow::StopWatching() {
+  if (!watch_) return;
+  KillTimer(window_, kWatchTimer);
+  watch_.reset();
+  SetText(Item(kIdWatchButton), Word(L"\u00dc&berwachung starten"));
+  SetLogEmptyText(kLogEmptyWatchStopped);
+  SetStatus(Word(L"\u00dcberwachung gestoppt"));
+}
+
+void MainWindow::OnWatchTick() {
+  // A run handles messages between its files; the watch waits until it is over, so that the
+  // run's own changes are known as such before they are looked at.
+  if (!watch_ || running_) return;
+  const std::vector<Profile> due = watch_->Due(WatchClockNow());
+  const std::vector<std::wstring> notes = watch_->TakeNotes();
+  if (!notes.empty()) {
+    for (const std::wstring& note : notes) AppendWatchNote(log_, note);
+    ShowLogRows();
+  }
+  if (!due.empty()) RunProfilesNow(due, RunMode::Execute);
 }
 
 // The interval and the log option are read at every tick, so a change on the settings page

@@ -27,6 +27,10 @@ constexpr int kLeftWidth = 300;
 constexpr int kRightX = kLeftX + kLeftWidth + 8;
 constexpr int kRightWidth = kPageWidth - kMargin - kRightX;
 constexpr Anchor kWithColumnEdge{0.5f, 0, 0.5f, 0};
+constexpr std::wstring_view kWatchSettingsText =
+    L"\u00dcberwachung (\u201E\u00dcberwachung starten\u201C): angehakte Profile mit \u201EDiesen Ordner "
+    L"\u00fcberwachen\u201C laufen, sobald neue Dateien im Quellordner 2 Sekunden unver\u00e4ndert sind. Eigene "
+    L"Ablagen l\u00f6sen keinen Lauf aus; Systemtray wie beim Timer.";
 
 std::wstring ColorText(COLORREF color) { return NumberText(color); }
 
@@ -58,7 +62,7 @@ void MainWindow::BuildSettingsPage() {
   // --- Filter table
   const int gx = kLeftX + 7;
   const int gr = kLeftX + kLeftWidth - 7;
-  group(Word(L"Gespeicherte Dateifilter"), kLeftX, kMargin, kLeftWidth, 170, kIdFilterGroup, kLeftHalf);
+  group(Word(L"Gespeicherte Dateifilter"), kLeftX, kMargin, kLeftWidth, 150, kIdFilterGroup, kLeftHalf);
   const std::wstring commands[] = {Word(L"neuen Eintrag einf\u00fcgen"), Word(L"Eintrag l\u00f6schen"),
                                    Word(L"Ein nach oben verschieben"), Word(L"Ein nach unten verschieben"),
                                    Word(L"Speichern")};
@@ -67,7 +71,7 @@ void MainWindow::BuildSettingsPage() {
   const int tableWidth = gr - gx - commandWidth - 4;
   HWND table = l.Add(WC_LISTVIEWW, L"", tab | WS_BORDER | LVS_REPORT | LVS_SHOWSELALWAYS | LVS_SINGLESEL |
                                             LVS_NOSORTHEADER,
-                     gx, 20, tableWidth, 110, kIdFilterTable, kLeftHalf);
+                     gx, 20, tableWidth, 90, kIdFilterTable, kLeftHalf);
   ListView_SetExtendedListViewStyle(table, LVS_EX_FULLROWSELECT | LVS_EX_GRIDLINES | LVS_EX_DOUBLEBUFFER);
   std::wstring columns[] = {Word(L"Name"), Word(L"Maske")};
   for (int i = 0; i < 2; ++i) {
@@ -85,30 +89,33 @@ void MainWindow::BuildSettingsPage() {
   const std::wstring name = Word(L"&Name:");
   const std::wstring mask = Word(L"Mas&ke:");
   const int nameLabel = widest({name, mask}, 4);
-  label(name, gx, 136, nameLabel, 8, kIdFilterNameLabel);
-  l.Add(WC_EDITW, L"", edit, gx + nameLabel, 136, tableWidth - nameLabel, kEditHeight, kIdFilterName, kLeftHalf,
+  label(name, gx, 116, nameLabel, 8, kIdFilterNameLabel);
+  l.Add(WC_EDITW, L"", edit, gx + nameLabel, 116, tableWidth - nameLabel, kEditHeight, kIdFilterName, kLeftHalf,
         WS_EX_CLIENTEDGE);
-  label(mask, gx, 153, nameLabel, 8, kIdFilterMaskLabel);
-  l.Add(WC_EDITW, L"", edit, gx + nameLabel, 153, tableWidth - nameLabel, kEditHeight, kIdFilterMask, kLeftHalf,
+  label(mask, gx, 133, nameLabel, 8, kIdFilterMaskLabel);
+  l.Add(WC_EDITW, L"", edit, gx + nameLabel, 133, tableWidth - nameLabel, kEditHeight, kIdFilterMask, kLeftHalf,
         WS_EX_CLIENTEDGE);
 
   // --- Timer
-  group(Word(L"Timer"), kLeftX, 181, kLeftWidth, 80, kIdTimerGroup, kLeftHalf);
+  // --- and watching, which shares its tray option and runs as it does
+  group(Word(L"Timer"), kLeftX, 161, kLeftWidth, 104, kIdTimerGroup, kLeftHalf);
   int intervalWidth = 0;
   for (std::wstring_view entry : kTimerIntervalEntries) {
     intervalWidth = std::max(intervalWidth, metrics_.TextWidth(WordOf(entry)) + 20);  // and the drop-down arrow
   }
-  l.Add(WC_COMBOBOXW, L"", tab | CBS_DROPDOWNLIST | WS_VSCROLL, gx, 194, std::min(intervalWidth, gr - gx),
+  l.Add(WC_COMBOBOXW, L"", tab | CBS_DROPDOWNLIST | WS_VSCROLL, gx, 174, std::min(intervalWidth, gr - gx),
         kEditHeight, kIdCombo11);
   const std::wstring info = Word(L"Info:");
   const int infoWidth = metrics_.TextWidth(info) + 4;
-  l.Add(WC_STATICW, info, SS_LEFT | SS_NOPREFIX, gx, 211, infoWidth, 8, kIdTimerInfoTitle);
-  l.Add(WC_STATICW, L"", SS_LEFT | SS_NOPREFIX, gx + infoWidth, 211, gr - gx - infoWidth, 16, kIdTimerInfo,
+  l.Add(WC_STATICW, info, SS_LEFT | SS_NOPREFIX, gx, 191, infoWidth, 8, kIdTimerInfoTitle);
+  l.Add(WC_STATICW, L"", SS_LEFT | SS_NOPREFIX, gx + infoWidth, 191, gr - gx - infoWidth, 16, kIdTimerInfo,
         kLeftHalf);
-  l.Add(WC_BUTTONW, Word(L"Bei Timerstart ins Systemtray ablegen"), check, gx, 230, gr - gx, 10, kIdCheckBox7,
+  l.Add(WC_BUTTONW, Word(L"Bei Timerstart ins Systemtray ablegen"), check, gx, 210, gr - gx, 10, kIdCheckBox7,
         kLeftHalf);
-  l.Add(WC_BUTTONW, Word(L"Bei Timerstart Log nach 5. Durchlauf l\u00f6schen"), check, gx, 243, gr - gx, 10,
+  l.Add(WC_BUTTONW, Word(L"Bei Timerstart Log nach 5. Durchlauf l\u00f6schen"), check, gx, 223, gr - gx, 10,
         kIdCheckBox15, kLeftHalf);
+  l.Add(WC_STATICW, WordOf(kWatchSettingsText), SS_LEFT | SS_NOPREFIX, gx, 237, gr - gx, 24, kIdWatchInfo,
+        kLeftHalf);
 
   // --- Report
   const int rx = kRightX + 7;
@@ -155,11 +162,11 @@ void MainWindow::BuildSettingsPage() {
         kWithColumnEdge);
 
   // --- Zip
-  group(Word(L"Zip-Archive"), kLeftX, 265, kLeftWidth, 48, kIdZipOptionsGroup, kLeftHalf);
-  l.Add(WC_BUTTONW, Word(L"Gesamten Pfad im Archiv speichern"), check, gx, 278, gr - gx, 10, kIdZipHolePath,
+  group(Word(L"Zip-Archive"), kLeftX, 269, kLeftWidth, 48, kIdZipOptionsGroup, kLeftHalf);
+  l.Add(WC_BUTTONW, Word(L"Gesamten Pfad im Archiv speichern"), check, gx, 282, gr - gx, 10, kIdZipHolePath,
         kLeftHalf);
   l.Add(WC_BUTTONW, Word(L"Beim Zippen statt .zip-Archive selbstentpackendes Archiv (EXE-Datei) erstellen"),
-        check | BS_MULTILINE | BS_TOP, gx, 290, gr - gx, 18, kIdZipCreateExe, kLeftHalf);
+        check | BS_MULTILINE | BS_TOP, gx, 294, gr - gx, 18, kIdZipCreateExe, kLeftHalf);
 
   // --- General
   group(Word(L"Allgemein"), kRightX, 189, kRightWidth, 124, kIdGeneralGroup, kRightHalf);

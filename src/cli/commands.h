@@ -16,6 +16,7 @@ inline constexpr int kExitAborted = 130;
 int ListCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
+int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int ExifCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int ExpandCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);
 int UndoCommand(const std::vector<std::wstring>& args, const GlobalOptions& options);

@@ -2,6 +2,7 @@
 // console calls when Windows writes to a real console, so umlauts show correctly either way.
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,9 @@ void WriteOut(std::wstring_view text);
 // Text already in UTF-8 (long outputs built without wide strings).
 void WriteOutUtf8(std::string_view bytes);
 void WriteErr(std::wstring_view text);
+// Hands on what was written so far: a timer or a watch runs for hours, and whoever reads its
+// output (a pipe, a log file) sees each run when it ends, not when the buffer is full.
+inline void FlushOut() { std::fflush(stdout); }
 
 bool StandardInputIsTerminal();
 bool StandardErrorIsTerminal();

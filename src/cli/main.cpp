@@ -35,6 +35,16 @@ constexpr std::wstring_view kUsage =
     L"        [--clear-every-fifth] [--runs N] [--tick-seconds S] [--threads N]\n"
     L"                       f\u00fchrt die Profile im Intervall aus, bis Strg+C (oder N L\u00e4ufe);\n"
     L"                       --tick-seconds verk\u00fcrzt die Minute zum Ausprobieren\n"
+    L"  watch (--all | PROFIL...) [--format table|tsv] [--interval MINUTEN] [--runs N]\n"
+    L"        [--threads N]\n"
+    L"                       \u00fcberwacht die Quellordner der Profile, die mit \u201EDiesen\n"
+    L"                       Ordner \u00fcberwachen\u201C markiert sind, bis Strg+C (oder N L\u00e4ufe):\n"
+    L"                       ein Profil l\u00e4uft, sobald neue oder ge\u00e4nderte Dateien seit\n"
+    L"                       2 Sekunden unver\u00e4ndert und nicht mehr in Benutzung sind. Was\n"
+    L"                       Ablagix selbst verschiebt oder kopiert, l\u00f6st keinen Lauf aus.\n"
+    L"                       Ein Ordner, der sich nicht \u00fcberwachen l\u00e4sst (etwa eine\n"
+    L"                       Netzwerkfreigabe), l\u00e4uft stattdessen alle --interval Minuten\n"
+    L"                       (Standard 10)\n"
     L"  undo (--list | --last | LAUF) [--format table|tsv]\n"
     L"                       macht einen ausgef\u00fchrten Lauf r\u00fcckg\u00e4ngig, die letzte \u00c4nderung\n"
     L"                       zuerst: Verschobenes kommt zur\u00fcck, unver\u00e4nderte Kopien und\n"
@@ -78,6 +88,7 @@ int Main(std::vector<std::wstring> args) {
   if (command == L"list") return ListCommand(args, options);
   if (command == L"run") return RunCommand(args, options);
   if (command == L"timer") return TimerCommand(args, options);
+  if (command == L"watch") return WatchCommand(args, options);
   if (command == L"exif") return ExifCommand(args, options);
   if (command == L"expand") return ExpandCommand(args, options);
   if (command == L"undo") return UndoCommand(args, options);

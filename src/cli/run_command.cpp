@@ -1,5 +1,5 @@
-// "run" and "timer": the profiles of the profile file, executed or simulated, with the log
-// printed as a table or as tab-separated lines.
+// "run", "timer" and "watch": the profiles of the profile file, executed or simulated, with
+// the log printed as a table or as tab-separated lines.
 #include <chrono>
 #include <optional>
 #include <thread>
@@ -12,6 +12,7 @@
 #include "cli/log_output.h"
 #include "engine/run.h"
 #include "engine/timer_model.h"
+#include "engine/watch_service.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
 #include "log/log_save.h"
@@ -21,13 +22,15 @@
 namespace ablagix::cli {
 namespace {
 
+enum class Command { Run, Timer, Watch };
+
 struct RunArguments {
   bool simulate = false;
   bool all = false;
   LogFormat format = LogFormat::Table;
   std::wstring exportFile;
   std::vector<std::wstring> names;
-  // timer only
+  // timer and watch (for folders that cannot be watched)
   int intervalMinutes = 0;
   int secondsPerMinute = 60;
   int maxRuns = 0;
@@ -43,8 +46,10 @@ bool ParseNumber(const std::wstring& text, int* out) {
 }
 
 // False with a German message for bad input.
-bool ParseRunArguments(const std::vector<std::wstring>& args, bool timer, RunArguments* r,
+bool ParseRunArguments(const std::vector<std::wstring>& args, Command command, RunArguments* r,
                        std::wstring* error) {
+  const bool timer = command == Command::Timer;
+  const bool unattended = command != Command::Run;
   for (size_t i = 0; i < args.size(); ++i) {
     const std::wstring& a = args[i];
     auto value = [&](std::wstring* out) {
@@ -56,7 +61,7 @@ bool ParseRunArguments(const std::vector<std::wstring>& args, bool timer, RunArg
       return true;
     };
     std::wstring v;
-    if (a == L"--simulate" && !timer) {
+    if (a == L"--simulate" && !unattended) {
       r->simulate = true;
     } else if (a == L"--all") {
       r->all = true;
@@ -75,9 +80,9 @@ bool ParseRunArguments(const std::vector<std::wstring>& args, bool timer, RunArg
         *error = L"--threads braucht eine ganze Zahl von 1 bis 256.";
         return false;
       }
-    } else if (a == L"--export" && !timer) {
+    } else if (a == L"--export" && !unattended) {
       if (!value(&r->exportFile)) return false;
-    } else if (timer && a == L"--interval") {
+    } else if (unattended && a == L"--interval") {
       if (!value(&v)) return false;
       if (!ParseNumber(v, &r->intervalMinutes)) {
         *error = L"Das Intervall muss eine ganze Zahl von Minuten sein.";
@@ -88,7 +93,7 @@ bool ParseRunArguments(const std::vector<std::wstring>& args, bool timer, RunArg
         *error = L"--tick-seconds braucht eine ganze Zahl.";
         return false;
       }
-    } else if (timer && a == L"--runs") {
+    } else if (unattended && a == L"--runs") {
       if (!value(&v) || !ParseNumber(v, &r->maxRuns)) {
         *error = L"--runs braucht eine ganze Zahl.";
         return false;
@@ -147,11 +152,11 @@ bool SelectProfiles(const std::wstring& file, const RunArguments& r, std::vector
   return true;
 }
 
-bool Prepare(const std::vector<std::wstring>& args, const GlobalOptions& options, bool timer,
+bool Prepare(const std::vector<std::wstring>& args, const GlobalOptions& options, Command command,
              RunArguments* r, SettingsFolders* folders, std::vector<Profile>* profiles) {
   std::wstring error;
   *folders = SettingsFor(options);
-  if (!ParseRunArguments(args, timer, r, &error) ||
+  if (!ParseRunArguments(args, command, r, &error) ||
       !SelectProfiles(ProfileFileFor(options, *folders), *r, profiles, &error)) {
     WriteErr(error + L"\n");
     return false;
@@ -186,6 +191,19 @@ void SaveLogAfterRun(const LogList& log, const SettingsFolders& folders, CliRunH
            (saved.path.empty() ? settings.LogPath : saved.path) + L"\n");
 }
 
+// A run nobody started by hand (the timer's, or one that watching started): executed, its new
+// rows printed, the log saved as after every run.
+RunSummary RunUnattended(const std::vector<Profile>& profiles, CliRunHost& host, LogList& log, LogFormat format,
+                         const SettingsFolders& folders) {
+  const std::size_t first = log.size();
+  const RunSummary summary = RunProfiles(profiles, RunMode::Execute, host, log);
+  host.EndProgress();
+  PrintLog(log, format, first);
+  FlushOut();
+  SaveLogAfterRun(log, folders, host);
+  return summary;
+}
+
 int ExitCodeFor(const RunSummary& summary) {
   if (summary.aborted) return kExitAborted;
   return summary.errors > 0 ? kExitFileError : kExitOk;
@@ -197,7 +215,7 @@ int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& optio
   RunArguments r;
   SettingsFolders folders;
   std::vector<Profile> profiles;
-  if (!Prepare(args, options, false, &r, &folders, &profiles)) return kExitBadInput;
+  if (!Prepare(args, options, Command::Run, &r, &folders, &profiles)) return kExitBadInput;
   CliRunHost host(folders, options.assumeYes);
   if (r.threads > 0) host.SetContentThreads(static_cast<unsigned>(r.threads));
   LogList log;
@@ -235,7 +253,7 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
   RunArguments r;
   SettingsFolders folders;
   std::vector<Profile> profiles;
-  if (!Prepare(args, options, true, &r, &folders, &profiles)) return kExitBadInput;
+  if (!Prepare(args, options, Command::Timer, &r, &folders, &profiles)) return kExitBadInput;
   CliRunHost host(folders, options.assumeYes);
   if (r.threads > 0) host.SetContentThreads(static_cast<unsigned>(r.threads));
   host.SetTimerRunning(true);
@@ -255,18 +273,71 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
     const TickResult tick = timer.Tick();
     if (tick == TickResult::Wait) continue;
     if (tick == TickResult::ClearLogAndRun) log.Clear();
-    const std::size_t first = log.size();
     timer.SetBusy(true);
-    const RunSummary summary = RunProfiles(profiles, RunMode::Execute, host, log);
+    const RunSummary summary = RunUnattended(profiles, host, log, r.format, folders);
     timer.SetBusy(false);
-    host.EndProgress();
-    PrintLog(log, r.format, first);
-    SaveLogAfterRun(log, folders, host);
     if (summary.errors > 0) exitCode = kExitFileError;
     if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
   }
   if (AbortRequested()) {
     WriteErr(L"Timer gestoppt.\n");
+    return kExitAborted;
+  }
+  return exitCode;
+}
+
+int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& options) {
+  RunArguments r;
+  SettingsFolders folders;
+  std::vector<Profile> selected;
+  if (!Prepare(args, options, Command::Watch, &r, &folders, &selected)) return kExitBadInput;
+  std::vector<Profile> profiles;
+  for (Profile& profile : selected) {
+    if (MarkedForWatching(profile)) {
+      profiles.push_back(std::move(profile));
+    } else if (!r.all) {
+      WriteErr(L"\u201E" + profile.Beschreibung +
+               L"\u201C ist nicht zum \u00dcberwachen markiert (\u201EDiesen Ordner \u00fcberwachen\u201C) und wird "
+               L"nicht \u00fcberwacht.\n");
+    }
+  }
+  if (profiles.empty()) {
+    WriteErr(L"Keines der Profile ist zum \u00dcberwachen markiert (\u201EDiesen Ordner \u00fcberwachen\u201C).\n");
+    return kExitBadInput;
+  }
+  CliRunHost host(folders, options.assumeYes);
+  if (r.threads > 0) host.SetContentThreads(static_cast<unsigned>(r.threads));
+  // Notify profiles speak as in a timed run: nobody watches the terminal for their rows.
+  host.SetTimerRunning(true);
+  WatchOptions watchOptions;
+  if (r.intervalMinutes > 0) watchOptions.fallbackInterval = std::chrono::minutes(r.intervalMinutes);
+  WatchService watch(watchOptions);
+  watch.Start(profiles, WatchClockNow());
+  WriteErr(L"\u00dcberwachung gestartet: " + NumberText(watch.watchedCount()) + L" Ordner (Strg+C beendet)\n");
+  LogList log;
+  int runs = 0;
+  int exitCode = kExitOk;
+  while (!AbortRequested()) {
+    const std::vector<std::wstring> notes = watch.TakeNotes();
+    if (!notes.empty()) {
+      const std::size_t first = log.size();
+      for (const std::wstring& note : notes) AppendWatchNote(log, note);
+      PrintLog(log, r.format, first);
+      FlushOut();
+    }
+    const std::vector<Profile> due = watch.Due(WatchClockNow());
+    if (due.empty()) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      continue;
+    }
+    const std::size_t runFirst = log.size();
+    const RunSummary summary = RunUnattended(due, host, log, r.format, folders);
+    watch.Ran(log, runFirst, WatchClockNow());
+    if (summary.errors > 0) exitCode = kExitFileError;
+    if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
+  }
+  if (AbortRequested()) {
+    WriteErr(L"\u00dcberwachung gestoppt.\n");
     return kExitAborted;
   }
   return exitCode;

@@ -85,11 +85,17 @@ struct Image {
 };
 bool ReadPng(const std::wstring& path, Image* image);
 
+// The window's own check of all four pages: every caption fits its control, nothing covers
+// anything else, nothing reaches beyond the page.
+void CheckLayout(const std::wstring& language);
+
 // The scenario of the log page, run after the profile scenario.
 void RunLogScenario(const std::wstring& exe);
 // The window in another language: a language file made here, English, and the layout in both.
 // "Letzten Lauf rückgängig machen" after a real run.
 void RunUndoScenario(const std::wstring& exe);
 void RunLanguageScenario(const std::wstring& exe, const std::wstring& profiles, const std::wstring& config);
+// "Überwachung starten": a file dropped into a watched folder is handled while the window waits.
+void RunWatchScenario(const std::wstring& exe);
 
 }  // namespace gui

@@ -62,8 +62,8 @@ std::wstring TabCaption(int page) {
   return request.text;
 }
 
-// The window's own check of all four pages: every caption fits its control, nothing covers
-// anything else, nothing reaches beyond the page.
+}  // namespace
+
 void CheckLayout(const std::wstring& language) {
   TakeRecord();
   Check(CopyData(kCopyDataCheckLayout, L""), L"Layoutpr\u00fcfung beantwortet");
@@ -74,6 +74,8 @@ void CheckLayout(const std::wstring& language) {
   }
   CheckEq(faults, L"", L"Layout " + language);
 }
+
+namespace {
 
 void ScreenshotAllPages(const std::wstring& prefix) {
   const wchar_t* names[] = {L"profile-ausfuehren", L"profile-bearbeiten", L"einstellungen", L"log-dateien"};

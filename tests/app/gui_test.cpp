@@ -399,6 +399,7 @@ int wmain(int argc, wchar_t** argv) {
 
   RunLanguageScenario(exe, profiles, config);
   RunLogScenario(exe);
+  RunWatchScenario(exe);
   RunUndoScenario(exe);
 
   std::printf("%s: %d Fehler\n", g_failures == 0 ? "BESTANDEN" : "FEHLGESCHLAGEN", g_failures);

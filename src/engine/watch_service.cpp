@@ -1,0 +1,176 @@
+#include "engine/watch_service.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/text.h"
+#include "fileops/path_text.h"
+
+namespace ablagix {
+namespace {
+
+std::wstring MinutesText(std::chrono::milliseconds interval) {
+  const auto minutes = std::max<std::int64_t>(1, std::chrono::duration_cast<std::chrono::minutes>(interval).count());
+  return minutes == 1 ? std::wstring(L"jede Minute")
+                      : L"alle " + NumberText(static_cast<std::uint64_t>(minutes)) + L" Minuten";
+}
+
+// The files a log row says the run wrote or took away.
+void RowPaths(const LogList& log, std::size_t row, std::vector<std::wstring>* out) {
+  const LogRowAction a = log.ActionOf(row);
+  out->push_back(a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2);
+  if (a.zielpfad.empty()) return;
+  out->push_back(a.ziel2.empty() ? JoinPath(a.zielpfad, a.datei) : a.ziel2);
+  const std::wstring zipp(Trim(a.zipp));
+  if (zipp.empty() || zipp == L"0") return;
+  // An archive per file is named after the file, one for all after ZipName (whose variables
+  // the row does not resolve; such a name is left to the scan, which skips the target folder).
+  std::vector<std::wstring> names{a.datei};
+  if (!a.zipName.empty() && a.zipName.find(L'%') == std::wstring::npos) names.push_back(a.zipName);
+  for (const std::wstring& name : names) {
+    for (const wchar_t* extension : {L".zip", L".exe"}) out->push_back(JoinPath(a.zielpfad, name) + extension);
+  }
+}
+
+}  // namespace
+
+WatchTime WatchClockNow() {
+  return std::chrono::duration_cast<WatchTime>(std::chrono::steady_clock::now().time_since_epoch());
+}
+
+bool MarkedForWatching(const Profile& profile) { return Trim(profile.Ueberwachen) == L"1"; }
+
+void AppendWatchNote(LogList& log, std::wstring_view text) {
+  LogRowTexts texts{};
+  texts[0] = L"**********";
+  texts[1] = text;
+  log.AppendTexts(texts);
+}
+
+WatchService::WatchService(WatchOptions options, std::function<void()> wake)
+    : options_(std::move(options)), wake_(std::move(wake)), own_(options_.timing.ownEcho) {}
+
+WatchService::~WatchService() {
+  // The watcher threads end here, before the reports they write into go away.
+  watched_.clear();
+}
+
+void WatchService::Start(std::vector<Profile> profiles, WatchTime now) {
+  for (Profile& profile : profiles) {
+    auto watched = std::make_unique<Watched>();
+    watched->profile = std::move(profile);
+    watched->queue = SettleQueue(options_.timing);
+    watched_.push_back(std::move(watched));
+  }
+  for (std::size_t i = 0; i < watched_.size(); ++i) {
+    Watched& w = *watched_[i];
+    FolderWatchRequest request;
+    request.folder = std::wstring(Trim(w.profile.Quelle));
+    request.subtree = Trim(w.profile.Unterverzeich) == L"1";
+    request.bufferBytes = options_.bufferBytes;
+    std::wstring reason;
+    if (request.folder.empty()) {
+      reason = L"kein Quellordner";
+    } else {
+      w.watch = StartFolderWatch(
+          request, [this, i](std::vector<FolderChange>&& changes) { Receive(i, std::move(changes)); }, &reason);
+    }
+    if (!w.watch) FallBack(w, reason, now);
+  }
+}
+
+void WatchService::FallBack(Watched& w, const std::wstring& reason, WatchTime now) {
+  if (w.fallback) return;
+  const bool wasWatching = w.watch != nullptr;
+  w.watch.reset();
+  w.fallback = true;
+  w.queue.Take();
+  w.nextFallbackRun = now + options_.fallbackInterval;
+  const std::wstring name = L"\u201E" + w.profile.Beschreibung + L"\u201C";
+  const std::wstring why = reason.empty() ? std::wstring() : L" (" + reason + L")";
+  std::wstring note = wasWatching ? L"\u00dcberwachung von " + name + L" beendet" + why
+                                  : L"\u00dcberwachung nicht m\u00f6glich f\u00fcr " + name + why;
+  note += L": das Profil l\u00e4uft stattdessen mit dem Timer " + MinutesText(options_.fallbackInterval) + L".";
+  notes_.push_back(std::move(note));
+}
+
+void WatchService::Receive(std::size_t profile, std::vector<FolderChange>&& changes) {
+  {
+    std::lock_guard<std::mutex> lock(reportsLock_);
+    reports_.push_back({profile, std::move(changes)});
+  }
+  if (!woken_.exchange(true) && wake_) wake_();
+}
+
+void WatchService::Take(std::vector<Report>& reports, WatchTime now) {
+  for (Report& report : reports) {
+    if (report.profile >= watched_.size()) continue;
+    Watched& w = *watched_[report.profile];
+    if (w.fallback) continue;
+    for (FolderChange& change : report.changes) {
+      switch (change.kind) {
+        case FolderChangeKind::Changed:
+          if (!own_.IsEcho(change.path, now, options_.look)) w.queue.Changed(change.path, now);
+          break;
+        case FolderChangeKind::Removed:
+          w.queue.Removed(change.path);
+          break;
+        case FolderChangeKind::Overflow:
+          w.queue.LostChanges(now);
+          break;
+        case FolderChangeKind::Lost:
+          FallBack(w, change.path, now);
+          break;
+      }
+      if (w.fallback) break;
+    }
+  }
+}
+
+std::vector<Profile> WatchService::Due(WatchTime now) {
+  woken_ = false;
+  std::vector<Report> reports;
+  {
+    std::lock_guard<std::mutex> lock(reportsLock_);
+    reports.swap(reports_);
+  }
+  Take(reports, now);
+  own_.Expire(now);
+  std::vector<Profile> due;
+  for (const auto& watched : watched_) {
+    Watched& w = *watched;
+    if (w.fallback) {
+      if (now < w.nextFallbackRun) continue;
+      w.nextFallbackRun = now + options_.fallbackInterval;
+    } else {
+      if (!w.queue.Due(now, options_.look)) continue;
+      w.queue.Take();
+    }
+    due.push_back(w.profile);
+  }
+  return due;
+}
+
+void WatchService::Ran(const LogList& log, std::size_t firstRow, WatchTime now) {
+  // Changes reported during the run are still waiting; taken only now, those of the run's
+  // own files are known for what they are.
+  std::vector<std::wstring> paths;
+  for (std::size_t row = firstRow; row < log.size(); ++row) {
+    if (log.IsFileRow(row)) RowPaths(log, row, &paths);
+  }
+  for (const std::wstring& path : paths) {
+    own_.Add(path, options_.look(path), now);
+    for (const auto& watched : watched_) watched->queue.Forget(path);
+  }
+}
+
+std::vector<std::wstring> WatchService::TakeNotes() { return std::exchange(notes_, {}); }
+
+std::size_t WatchService::watchedCount() const {
+  return static_cast<std::size_t>(
+      std::count_if(watched_.begin(), watched_.end(), [](const auto& w) { return !w->fallback; }));
+}
+
+std::size_t WatchService::fallbackCount() const { return watched_.size() - watchedCount(); }
+
+}  // namespace ablagix

@@ -1,0 +1,28 @@
+#include "fileops/folder_watch.h"
+
+#include "fileops/path_text.h"
+
+namespace ablagix {
+
+void ReportFolderFiles(const std::wstring& folder, bool subtree, std::vector<FolderChange>* out) {
+  // An explicit list of folders still to read: a deep tree costs heap, not call stack.
+  std::vector<std::wstring> pending{folder};
+  DirEntry entry;
+  while (!pending.empty()) {
+    const std::wstring current = std::move(pending.back());
+    pending.pop_back();
+    FolderReader reader;
+    if (!reader.Open(current)) continue;
+    while (reader.NextName(&entry)) {
+      if (entry.name.empty() || entry.name == L"." || entry.name == L".." || entry.isLink || entry.isSpecial) continue;
+      std::wstring path = JoinPath(current, entry.name);
+      if (entry.IsDirectory()) {
+        if (subtree) pending.push_back(std::move(path));
+        continue;
+      }
+      out->push_back({FolderChangeKind::Changed, std::move(path)});
+    }
+  }
+}
+
+}  // namespace ablagix

@@ -1,0 +1,75 @@
+// Watching a folder for new and changed files, and the look at one file that tells whether it
+// is complete. folder_watch_win32.cpp uses ReadDirectoryChangesW with overlapped reads on a
+// thread of its own; folder_watch_posix.cpp uses inotify, with a watch added for every
+// subfolder, also for those made later.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fileops/files.h"
+
+namespace ablagix {
+
+enum class FolderChangeKind {
+  Changed,   // a file was created, written, or renamed to this name
+  Removed,   // a file was deleted or renamed away
+  Overflow,  // the system lost changes (its queue ran full): anything may have changed
+  Lost,      // the watch ended (the folder went away, the network share dropped); `path` is the reason
+};
+
+struct FolderChange {
+  FolderChangeKind kind = FolderChangeKind::Changed;
+  std::wstring path;  // the watched folder joined with the name the system reported
+};
+
+// Receives the changes on the watcher's own thread, in the order the system reported them.
+// A folder that appears in a watched tree (made, or moved in with its files) is reported as
+// the files it holds, so a folder full of photos dropped in at once is not missed.
+using FolderChangeSink = std::function<void(std::vector<FolderChange>&& changes)>;
+
+struct FolderWatchRequest {
+  std::wstring folder;
+  bool subtree = false;  // the subfolders too
+  // The bytes the system may queue between two reads (Windows); a network share takes no more
+  // than 64 KB. Tests make it tiny to provoke an overflow.
+  std::size_t bufferBytes = 64 * 1024;
+};
+
+// A running watch. Destroying it stops the watcher thread; no change arrives after that.
+class FolderWatch {
+ public:
+  virtual ~FolderWatch() = default;
+};
+
+// Starts watching, or returns null with a German `reason` when the folder cannot be watched
+// (missing, no permission, a network share whose server does not report changes, too many
+// subfolders for the system's limit).
+std::unique_ptr<FolderWatch> StartFolderWatch(const FolderWatchRequest& request, FolderChangeSink sink,
+                                              std::wstring* reason);
+
+// Whether FolderWatchRequest::bufferBytes bounds what the system queues (Windows); inotify's
+// queue is a setting of the whole system.
+bool WatchBufferIsOurs();
+
+// What a watcher needs to know of a file to decide whether it is complete.
+struct WatchedFileLook {
+  bool present = false;  // a regular file (no folder, link or device) is there
+  std::uint64_t size = 0;
+  FileTime lastWrite = 0;
+  // Another program holds it open for writing or without sharing it (Windows reports a sharing
+  // violation): a copy into the folder is still under way. Linux cannot tell; there size and
+  // time alone decide.
+  bool inUse = false;
+};
+WatchedFileLook LookAtWatchedFile(const std::wstring& path);
+
+// Every file below `folder` (in its subfolders too when `subtree`), links not followed, as
+// Changed entries appended to `out`.
+void ReportFolderFiles(const std::wstring& folder, bool subtree, std::vector<FolderChange>* out);
+
+}  // namespace ablagix

@@ -1,0 +1,128 @@
+#include "fileops/folder_watch.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "fileops/path_text.h"
+#include "test_support.h"
+
+namespace ablagix {
+namespace {
+
+using std::chrono::milliseconds;
+
+// What a watch reported, collected from its thread.
+class Reports {
+ public:
+  FolderChangeSink Sink(milliseconds slowness = milliseconds(0)) {
+    return [this, slowness](std::vector<FolderChange>&& changes) {
+      // A slow receiver lets the system's queue fill up meanwhile.
+      if (slowness.count() > 0) std::this_thread::sleep_for(slowness);
+      std::lock_guard<std::mutex> lock(lock_);
+      for (FolderChange& c : changes) changes_.push_back(std::move(c));
+    };
+  }
+  std::vector<FolderChange> WaitFor(const std::function<bool(const std::vector<FolderChange>&)>& enough) {
+    // Ten seconds at most: under Wine on a busy machine reports can take a while.
+    for (int i = 0; i < 500; ++i) {
+      {
+        std::lock_guard<std::mutex> lock(lock_);
+        if (enough(changes_)) break;
+      }
+      std::this_thread::sleep_for(milliseconds(20));
+    }
+    std::lock_guard<std::mutex> lock(lock_);
+    return changes_;
+  }
+
+ private:
+  std::mutex lock_;
+  std::vector<FolderChange> changes_;
+};
+
+bool Has(const std::vector<FolderChange>& changes, FolderChangeKind kind, const std::wstring& path) {
+  return std::any_of(changes.begin(), changes.end(),
+                     [&](const FolderChange& c) { return c.kind == kind && SameFolderText(c.path, path); });
+}
+
+TEST(FolderWatch, ReportsNewFilesDeletionsAndTheFilesOfAFolderMovedIn) {
+  test::TempDir dir;
+  ASSERT_TRUE(CreateFolders(dir / L"Eingang"));
+  ASSERT_TRUE(test::WriteBytes(dir / L"Eingang\\alt.txt", "a"));
+  // A folder full of files prepared elsewhere and moved in at once.
+  ASSERT_TRUE(test::WriteBytes(dir / L"Vorbereitet\\Urlaub\\1.jpg", "1"));
+  ASSERT_TRUE(test::WriteBytes(dir / L"Vorbereitet\\Urlaub\\2.jpg", "2"));
+  Reports reports;
+  std::wstring reason;
+  auto watch = StartFolderWatch({dir / L"Eingang", true}, reports.Sink(), &reason);
+  ASSERT_TRUE(watch) << test::U8(reason);
+  ASSERT_TRUE(test::WriteBytes(dir / L"Eingang\\neu.txt", "n"));
+  ASSERT_TRUE(RemoveFile(dir / L"Eingang\\alt.txt"));
+  std::filesystem::rename(std::filesystem::path(dir / L"Vorbereitet\\Urlaub"),
+                          std::filesystem::path(dir / L"Eingang\\Urlaub"));
+  const std::wstring moved1 = dir / L"Eingang\\Urlaub\\1.jpg";
+  const std::wstring moved2 = dir / L"Eingang\\Urlaub\\2.jpg";
+  const auto changes = reports.WaitFor([&](const std::vector<FolderChange>& c) {
+    return Has(c, FolderChangeKind::Changed, moved2) && Has(c, FolderChangeKind::Removed, dir / L"Eingang\\alt.txt");
+  });
+  EXPECT_TRUE(Has(changes, FolderChangeKind::Changed, dir / L"Eingang\\neu.txt"));
+  EXPECT_TRUE(Has(changes, FolderChangeKind::Removed, dir / L"Eingang\\alt.txt"));
+  EXPECT_TRUE(Has(changes, FolderChangeKind::Changed, moved1));
+  EXPECT_TRUE(Has(changes, FolderChangeKind::Changed, moved2));
+
+  // Without subfolders nothing below the folder itself is reported.
+  Reports flat;
+  auto top = StartFolderWatch({dir / L"Eingang", false}, flat.Sink(), &reason);
+  ASSERT_TRUE(top);
+  ASSERT_TRUE(test::WriteBytes(dir / L"Eingang\\Urlaub\\3.jpg", "3"));
+  ASSERT_TRUE(test::WriteBytes(dir / L"Eingang\\oben.txt", "o"));
+  const auto topChanges = flat.WaitFor([&](const std::vector<FolderChange>& c) {
+    return Has(c, FolderChangeKind::Changed, dir / L"Eingang\\oben.txt");
+  });
+  EXPECT_FALSE(Has(topChanges, FolderChangeKind::Changed, dir / L"Eingang\\Urlaub\\3.jpg"));
+}
+
+TEST(FolderWatch, AMissingFolderCannotBeWatchedAndSaysWhy) {
+  test::TempDir dir;
+  Reports reports;
+  std::wstring reason;
+  EXPECT_FALSE(StartFolderWatch({dir / L"fehlt", false}, reports.Sink(), &reason));
+  EXPECT_FALSE(reason.empty());
+}
+
+TEST(FolderWatch, ATinyBufferRunsOverAndSaysSo) {
+  test::TempDir dir;
+  Reports reports;
+  std::wstring reason;
+  FolderWatchRequest request{dir.path(), false, 64};
+  auto watch = StartFolderWatch(request, reports.Sink(milliseconds(200)), &reason);
+  ASSERT_TRUE(watch) << test::U8(reason);
+  if (!WatchBufferIsOurs()) GTEST_SKIP() << "the system's own queue decides here";
+  for (int i = 0; i < 200; ++i) ASSERT_TRUE(test::WriteBytes(dir / (L"datei" + std::to_wstring(i) + L".txt"), "x"));
+  const auto changes = reports.WaitFor([](const std::vector<FolderChange>& c) {
+    return std::any_of(c.begin(), c.end(), [](const FolderChange& x) { return x.kind == FolderChangeKind::Overflow; });
+  });
+  EXPECT_TRUE(Has(changes, FolderChangeKind::Overflow, dir.path()));
+}
+
+TEST(LookAtWatchedFile, SeesSizeAndTimeAndNoFolder) {
+  test::TempDir dir;
+  ASSERT_TRUE(test::WriteBytes(dir / L"a.txt", "12345"));
+  ASSERT_TRUE(test::SetLastWriteTime(dir / L"a.txt", 133000000000000000));
+  const WatchedFileLook look = LookAtWatchedFile(dir / L"a.txt");
+  EXPECT_TRUE(look.present);
+  EXPECT_EQ(look.size, 5u);
+  EXPECT_EQ(look.lastWrite, 133000000000000000);
+  EXPECT_FALSE(look.inUse);
+  EXPECT_FALSE(LookAtWatchedFile(dir.path()).present);
+  EXPECT_FALSE(LookAtWatchedFile(dir / L"b.txt").present);
+}
+
+}  // namespace
+}  // namespace ablagix
