@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/control_ids.h"
+#include "app/escape_poll.h"
 #include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/win_controls.h"
@@ -70,12 +71,6 @@ class WindowCompanionHost : public CompanionHost {
   std::wstring settingsFile_;
 };
 
-bool OwnWindowActive() {
-  DWORD process = 0;
-  HWND front = GetForegroundWindow();
-  return front != nullptr && GetWindowThreadProcessId(front, &process) != 0 && process == GetCurrentProcessId();
-}
-
 // The window's questions while a report is written, and its input: between rows pending
 // messages are handled (a few dozen times a second: the bar moves, the window repaints and
 // answers), and Esc in one of this program's windows ends the export with "Abbruch".
@@ -85,35 +80,12 @@ class ExportUi : public UiPort {
   MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override {
     return ui_.ShowMessage(text, icon, buttons);
   }
-  bool PollForAbort() override {
-    const ULONGLONG now = GetTickCount64();
-    if (now - lastPoll_ < 20) return false;
-    lastPoll_ = now;
-    bool escape = false;
-    if (HIWORD(GetQueueStatus(QS_ALLINPUT)) != 0) {
-      MSG message;
-      while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        if (message.message == WM_QUIT) {
-          PostQuitMessage(static_cast<int>(message.wParam));
-          break;
-        }
-        if (message.message == WM_KEYDOWN && message.wParam == VK_ESCAPE) {
-          escape = true;
-          continue;
-        }
-        if (!preTranslate_(&message)) {
-          TranslateMessage(&message);
-          DispatchMessageW(&message);
-        }
-      }
-    }
-    return escape || ((GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0 && OwnWindowActive());
-  }
+  bool PollForAbort() override { return poll_.EscapePressed(preTranslate_); }
 
  private:
   AppUi& ui_;
   std::function<bool(MSG*)> preTranslate_;
-  ULONGLONG lastPoll_ = 0;
+  EscapePoll poll_{20};
 };
 
 class WindowLogSaveHost : public LogSaveHost {

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "app/control_ids.h"
+#include "app/escape_poll.h"
 #include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/resource_ids.h"
@@ -22,15 +23,6 @@
 #include "profiles/language.h"
 
 namespace ablagix::app {
-namespace {
-
-bool OwnWindowActive() {
-  DWORD process = 0;
-  HWND front = GetForegroundWindow();
-  return front != nullptr && GetWindowThreadProcessId(front, &process) != 0 && process == GetCurrentProcessId();
-}
-
-}  // namespace
 
 // The engine's view of the window during a run: pending messages are handled between files
 // (a few times a second, which keeps the window painted and answering), Esc stops the run,
@@ -48,35 +40,7 @@ class WindowRunHost : public RunHost {
   void Notify(const std::wstring& title, const std::wstring& text) override { window_.ui_.ShowBalloon(title, text); }
   LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
   bool PollForAbort() override {
-    // Asking the system for its queue and the key costs more than handling a small file, so
-    // it is done at most every 25 ms; Esc is held far longer than that.
-    const ULONGLONG now = GetTickCount64();
-    if (now - lastPoll_ < 25) return false;
-    lastPoll_ = now;
-    // Esc counts only when it reaches one of this program's windows, that is while one of them
-    // is active: Esc typed into another program must not stop a run (nor a timed run in the
-    // tray, where no window of ours is active at all).
-    bool escape = false;
-    if (HIWORD(GetQueueStatus(QS_ALLINPUT)) != 0) {
-      MSG message;
-      while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        if (message.message == WM_QUIT) {
-          PostQuitMessage(static_cast<int>(message.wParam));
-          break;
-        }
-        if (message.message == WM_KEYDOWN && message.wParam == VK_ESCAPE) {
-          escape = true;
-          continue;
-        }
-        if (!window_.PreTranslate(&message)) {
-          TranslateMessage(&message);
-          DispatchMessageW(&message);
-        }
-      }
-    }
-    // A key held down since before the last look sends no new message; it still counts while
-    // our window is in front.
-    return escape || ((GetAsyncKeyState(VK_ESCAPE) & 0x8000) != 0 && OwnWindowActive());
+    return poll_.EscapePressed([this](MSG* message) { return window_.PreTranslate(message); });
   }
   // A large copy keeps the window answering, and Esc cancels it (the file then reads
   // "Fehler!" and stays where it was) and stops the run.
@@ -113,7 +77,7 @@ class WindowRunHost : public RunHost {
   bool timerRunning_;
   RunUi ui_;
   FileMetadataSource metadata_;
-  ULONGLONG lastPoll_ = 0;
+  EscapePoll poll_{25};
 };
 
 void MainWindow::BuildRunPage() {

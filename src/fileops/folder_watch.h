@@ -68,6 +68,15 @@ struct WatchedFileLook {
 };
 WatchedFileLook LookAtWatchedFile(const std::wstring& path);
 
+// What a walk through a tree does with a subfolder it meets.
+enum class SubfolderStep { Enter, Skip, Stop };
+
+// Walks the files below `folder` (no links, devices or pipes) and puts them into `out` as
+// changes, unless `out` is null; `subfolder` decides for each subfolder. False when it
+// stopped the walk.
+bool WalkFolderFiles(const std::wstring& folder, const std::function<SubfolderStep(const std::wstring&)>& subfolder,
+                     std::vector<FolderChange>* out);
+
 // Every file below `folder` (in its subfolders too when `subtree`), links not followed, as
 // Changed entries appended to `out`.
 void ReportFolderFiles(const std::wstring& folder, bool subtree, std::vector<FolderChange>* out);

@@ -85,28 +85,14 @@ class InotifyWatch final : public FolderWatch {
  private:
   // Watches every folder below `folder`; with `report`, its files go into `out` as changes.
   bool AddSubfolders(const std::wstring& folder, bool report, std::vector<FolderChange>* out, int* error) {
-    std::vector<std::wstring> pending{folder};
-    DirEntry entry;
-    while (!pending.empty()) {
-      const std::wstring current = std::move(pending.back());
-      pending.pop_back();
-      FolderReader reader;
-      if (!reader.Open(current)) continue;
-      while (reader.NextName(&entry)) {
-        if (entry.name.empty() || entry.name == L"." || entry.name == L".." || entry.isLink || entry.isSpecial) {
-          continue;
-        }
-        std::wstring path = JoinPath(current, entry.name);
-        if (!entry.IsDirectory()) {
-          if (report) out->push_back({FolderChangeKind::Changed, std::move(path)});
-          continue;
-        }
-        if (!AddWatch(path, error)) return false;
-        pending.push_back(std::move(path));
-      }
-    }
-    return true;
+    return WalkFolderFiles(
+        folder,
+        [this, error](const std::wstring& subfolder) {
+          return AddWatch(subfolder, error) ? SubfolderStep::Enter : SubfolderStep::Stop;
+        },
+        report ? out : nullptr);
   }
+
 
   bool AddWatch(const std::wstring& folder, int* error) {
     const int wd = inotify_add_watch(inotify_.get(), NativePath(folder).c_str(), kEvents | IN_DONT_FOLLOW);
