@@ -42,9 +42,9 @@ int main(int argc, char** argv) {
   const std::string command = argv[1];
   const std::wstring dir = FromUtf8(argv[2]);
   if (command == "make-tree") {
-    bench::TreeSpec spec;
-    if (argc > 3) spec.files = std::stoull(argv[3]);
-    bench::GenerateTree(dir, spec);
+    bench::TreeShape plan;
+    if (argc > 3) plan.files = std::stoull(argv[3]);
+    bench::GenerateTree(dir, plan);
     return 0;
   }
   const int rounds = argc > 3 ? std::stoi(argv[3]) : 5;

@@ -320,8 +320,8 @@ bool WriteFile(const std::wstring& path, const std::string& bytes, FileTime last
 
 }  // namespace
 
-std::uint64_t GenerateTree(const std::wstring& root, const TreeSpec& spec) {
-  Random random{spec.seed};
+std::uint64_t GenerateTree(const std::wstring& root, const TreeShape& plan) {
+  Random random{plan.seed};
   std::uint64_t bytes = 0;
   const FileTime now = CurrentFileTime();
   const FileTime tenYears = 10LL * 365 * 86400 * 10000000LL;
@@ -329,17 +329,17 @@ std::uint64_t GenerateTree(const std::wstring& root, const TreeSpec& spec) {
   std::vector<std::wstring> folders{root};
   CreateFolders(root);
   std::uint64_t made = 0;
-  for (size_t f = 0; made < spec.files; ++f) {
+  for (size_t f = 0; made < plan.files; ++f) {
     if (f >= folders.size()) break;
-    for (int k = 0; k < spec.foldersPerLevel &&
-                    folders.size() * static_cast<std::uint64_t>(spec.filesPerFolder) < spec.files;
+    for (int k = 0; k < plan.foldersPerLevel &&
+                    folders.size() * static_cast<std::uint64_t>(plan.filesPerFolder) < plan.files;
          ++k) {
       std::wstring sub = JoinPath(folders[f], L"Ordner " + NumberText(folders.size()) +
                                                   (k % 3 == 0 ? L" \u00e4" : L""));
       folders.push_back(sub);
     }
     CreateFolders(folders[f]);
-    for (int i = 0; i < spec.filesPerFolder && made < spec.files; ++i, ++made) {
+    for (int i = 0; i < plan.filesPerFolder && made < plan.files; ++i, ++made) {
       const std::wstring_view extension = PickKind(random);
       std::wstring name = std::wstring(kStems[random.Below(8)]) + NumberText(made) + L"." + std::wstring(extension);
       const std::string content = Content(random, extension);

@@ -11,7 +11,7 @@
 
 namespace ablagix::bench {
 
-struct TreeSpec {
+struct TreeShape {
   std::uint64_t files = 100000;
   int filesPerFolder = 50;
   int foldersPerLevel = 8;
@@ -23,6 +23,6 @@ struct TreeSpec {
 };
 
 // Returns the number of bytes written; prints progress to stderr.
-std::uint64_t GenerateTree(const std::wstring& root, const TreeSpec& spec);
+std::uint64_t GenerateTree(const std::wstring& root, const TreeShape& plan);
 
 }  // namespace ablagix::bench

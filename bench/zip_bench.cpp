@@ -42,9 +42,9 @@ int main(int argc, char** argv) {
   }
   const std::string command = argv[1];
   if (command == "make-tree") {
-    bench::TreeSpec spec;
-    if (argc > 3) spec.files = std::stoull(argv[3]);
-    bench::GenerateTree(FromUtf8(argv[2]), spec);
+    bench::TreeShape plan;
+    if (argc > 3) plan.files = std::stoull(argv[3]);
+    bench::GenerateTree(FromUtf8(argv[2]), plan);
     return 0;
   }
   if (command == "zip" && argc > 3) {

@@ -46,8 +46,8 @@ bool IdenticalTargetExists(const std::wstring& path, const std::wstring& target)
 }
 
 ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
-                          const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
-  const bool move = Is(spec.aktion, kAktionVerschieben);
+                          const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+  const bool move = Is(plan.aktion, kAktionVerschieben);
   ActionResult result;
   auto folderFailed = [&] {
     result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
@@ -62,7 +62,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     result.resultWord = ResultWord::kUebersprungen;
     return result;
   }
-  const std::wstring_view policy = Trim(spec.kollision);
+  const std::wstring_view policy = Trim(plan.kollision);
   const bool skipTaken = policy == L"2";
   const bool numberTaken = policy.empty() || policy == L"1";
   std::wstring target = named;
@@ -73,7 +73,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     if (known == state.foldersPresent.end()) known = state.foldersPresent.emplace(targetFolder, FolderExists(targetFolder)).first;
     folderPresent = known->second;
   }
-  if (folderPresent && spec.skipIdentical && IdenticalTargetExists(path, named)) {
+  if (folderPresent && plan.skipIdentical && IdenticalTargetExists(path, named)) {
     // Already there: an import run again does nothing, and a moved file stays in place.
     result.resultWord = ResultWord::kUebersprungenIdentisch;
     return result;
@@ -172,9 +172,9 @@ std::wstring ErrorWord(std::wstring_view reason) {
 }
 
 ActionResult TransferFileAs(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
-                            const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
-  if (Is(spec.aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
-  return TransferFile(path, targetFolder, targetName, spec, mode, host, state);
+                            const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+  if (Is(plan.aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
+  return TransferFile(path, targetFolder, targetName, plan, mode, host, state);
 }
 
 std::wstring NumberedName(const std::wstring& target, int number) {
@@ -200,14 +200,14 @@ std::wstring NumberedFreeName(const std::wstring& target, int* number) {
 }
 
 ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFolder,
-                        const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
-  const std::wstring& aktion = spec.aktion;
+                        const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+  const std::wstring& aktion = plan.aktion;
   const bool simulate = mode == RunMode::Simulate;
   ActionResult result;
   if (Is(aktion, kAktionVerschieben) || Is(aktion, kAktionKopieren)) {
     if (Is(aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
-    if (ZipModeOf(spec.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(path, targetFolder, spec, mode, host, state);
-    return TransferFile(path, targetFolder, NamePart(path), spec, mode, host, state);
+    if (ZipModeOf(plan.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(path, targetFolder, plan, mode, host, state);
+    return TransferFile(path, targetFolder, NamePart(path), plan, mode, host, state);
   }
   if (Is(aktion, kAktionLoeschenP) || Is(aktion, kAktionLoeschenX) || Is(aktion, kAktionLoeschenS)) {
     RememberChangedFolder(state, FolderPart(path));

@@ -20,7 +20,7 @@ enum class RunMode { Execute, Simulate };
 
 // The profile values the handling of a file needs. A log row carries the same values, so
 // the checked rows of a log can be handled again later.
-struct ActionSpec {
+struct ActionPlan {
   std::wstring aktion;     // action code, compared ignoring case
   std::wstring kollision;  // "0" overwrite, "1" (or empty) number the new file, "2" skip
   std::wstring zippen;
@@ -75,11 +75,11 @@ struct ActionResult {
 // Handles one file. `targetFolder` is used by move and copy only. Creates the target folder
 // (not in a simulation); never throws; every failure is a result word.
 ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFolder,
-                        const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state);
+                        const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 // A move or copy under another name than the file's own (a sidecar that follows the number
 // its main file got).
 ActionResult TransferFileAs(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
-                            const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state);
+                            const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 
 // "name(n).ext" for `target`; "" beyond (1000).
 std::wstring NumberedName(const std::wstring& target, int number);

@@ -151,15 +151,15 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   }
   if (files.empty() && scanned) AppendNothingFoundRow(log);
 
-  ActionSpec spec{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
-  spec.skipIdentical = Trim(profile.Identisch) == L"1" && ActionNeedsTarget(profile.Aktion);
+  ActionPlan plan{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
+  plan.skipIdentical = Trim(profile.Identisch) == L"1" && ActionNeedsTarget(profile.Aktion);
   const PathVariableContext variables{context.now, host.Metadata()};
   progress.filesTotal = files.size();
   bool stopped = !scanned;
   // "Zippen" 2: the run's files go into one archive, named after the first file's values.
   std::optional<RunArchive> archive;
   const bool oneArchive = ActionNeedsTarget(profile.Aktion) && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
-  if (oneArchive && mode == RunMode::Execute) archive.emplace(spec, host, state);
+  if (oneArchive && mode == RunMode::Execute) archive.emplace(plan, host, state);
   // "Begleitdateien": sidecars go with their main file (moves and copies, not into archives).
   const bool sidecars = Trim(profile.Begleitdateien) == L"1" && ActionNeedsTarget(profile.Aktion) &&
                         ZipModeOf(profile.Zippen) == ZipMode::None;
@@ -210,7 +210,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
         ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
     ActionResult result;
     if (!oneArchive) {
-      result = HandleFile(file.path, targetFolder, spec, mode, host, state);
+      result = HandleFile(file.path, targetFolder, plan, mode, host, state);
     } else if (!archive) {
       result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
                                                                             : ResultWord::kKopierenSimuliert;
@@ -229,7 +229,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
         if (!sidecarsHandled.insert(ToLowerText(path)).second) continue;
         ActionResult follow;
         if (mainMoved) {
-          follow = TransferFileAs(path, targetFolder, SidecarTargetName(sidecar, NamePart(result.targetFile)), spec,
+          follow = TransferFileAs(path, targetFolder, SidecarTargetName(sidecar, NamePart(result.targetFile)), plan,
                                   mode, host, state);
         } else {
           follow.resultWord = ResultWord::kUebersprungen;
@@ -307,16 +307,16 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
     if (!log.IsFileRow(row)) continue;
     const LogRowAction a = log.ActionOf(row);
     const std::wstring path = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
-    const ActionSpec spec{a.aktion, a.kollision, a.zipp, a.zipName};
+    const ActionPlan plan{a.aktion, a.kollision, a.zipp, a.zipName};
     std::wstring word;
     if (ActionNeedsTarget(a.aktion) && ZipModeOf(a.zipp) == ZipMode::OneArchive) {
       const FileFacts facts{path, log.FileSize(row), log.LastWrite(row), log.Creation(row)};
       const std::wstring zipName = ExpandPathVariables(a.zipName, facts, variables);
       auto& archive = archives[{a.zielpfad, zipName}];
-      if (!archive) archive = std::make_unique<RunArchive>(spec, host, state);
+      if (!archive) archive = std::make_unique<RunArchive>(plan, host, state);
       word = archive->Add(path, a.zielpfad, zipName, row);
     } else {
-      word = HandleFile(path, a.zielpfad, spec, RunMode::Execute, host, state).resultWord;
+      word = HandleFile(path, a.zielpfad, plan, RunMode::Execute, host, state).resultWord;
     }
     log.SetResult(row, word);
     ++summary.files;

@@ -32,16 +32,16 @@ ZipCommit CommitFor(std::wstring_view kollision) {
   return ZipCommit::kReplace;
 }
 
-ZipOptions OptionsFor(const ActionSpec& spec, ActionHost& host, bool createExe) {
+ZipOptions OptionsFor(const ActionPlan& plan, ActionHost& host, bool createExe) {
   ZipOptions options;
-  options.commit = CommitFor(spec.kollision);
+  options.commit = CommitFor(plan.kollision);
   // Asked between blocks on this thread: Esc in the window, Ctrl+C on the command line.
   options.cancel = [&host] { return AbortRequested() || !host.CopyProgress(0, 0); };
   if (createExe) options.selfExtractor = &SelfExtractorTexts();
   return options;
 }
 
-bool IsMove(const ActionSpec& spec) { return EqualsNoCase(spec.aktion, kAktionVerschieben); }
+bool IsMove(const ActionPlan& plan) { return EqualsNoCase(plan.aktion, kAktionVerschieben); }
 
 // A moved file goes only once its archive is complete; a read-only one too, since the user
 // asked for it to move. A file that cannot be deleted is in the archive and still here.
@@ -72,16 +72,16 @@ ZipMode ZipModeOf(std::wstring_view zippen) {
 }
 
 ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& targetFolder,
-                                 const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state) {
+                                 const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
   const ZipSettings settings = host.Zip();
-  const bool move = IsMove(spec);
+  const bool move = IsMove(plan);
   ActionResult result;
   if (mode == RunMode::Execute && !EnsureTargetFolder(targetFolder, state).ok()) {
     result.resultWord = FolderFailedWord();
     return result;
   }
   std::wstring archive = JoinPath(targetFolder, NamePart(path)) + (settings.createExe ? L".exe" : L".zip");
-  const ZipCommit commit = CommitFor(spec.kollision);
+  const ZipCommit commit = CommitFor(plan.kollision);
   if (PathExists(archive)) {
     if (commit == ZipCommit::kCreateNew) {
       result.resultWord = ResultWord::kUebersprungen;
@@ -110,7 +110,7 @@ ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& t
                                               archive, commit == ZipCommit::kReplace, FromUtf8(entryName));
   const ZipWriteResult written = ZipOneFile({path, entryName},
                                             JoinPath(targetFolder, NamePart(path)) + (settings.createExe ? L".exe" : L".zip"),
-                                            OptionsFor(spec, host, settings.createExe));
+                                            OptionsFor(plan, host, settings.createExe));
   JournalAfter(state, journaled, written.ok() ? written.path : L"", FromUtf8(entryName));
   if (!written.ok()) {
     result.targetFile.clear();
@@ -134,8 +134,8 @@ struct RunArchive::Batch {
   std::vector<JournalMark> journaled;  // per added file
 };
 
-RunArchive::RunArchive(const ActionSpec& spec, ActionHost& host, RunState& state)
-    : spec_(spec), host_(host), state_(state) {}
+RunArchive::RunArchive(const ActionPlan& plan, ActionHost& host, RunState& state)
+    : plan_(plan), host_(host), state_(state) {}
 
 RunArchive::~RunArchive() = default;
 
@@ -150,12 +150,12 @@ std::wstring RunArchive::Add(const std::wstring& path, const std::wstring& targe
       startFailure_ = ErrorWord(kZipComponentMissing);
     } else {
       const std::wstring archive = JoinPath(targetFolder, zipName) + (settings.createExe ? L".exe" : L".zip");
-      const ZipOptions options = OptionsFor(spec_, host_, settings.createExe);
+      const ZipOptions options = OptionsFor(plan_, host_, settings.createExe);
       if (options.commit == ZipCommit::kCreateNew && PathExists(archive)) {
         startFailure_ = ResultWord::kUebersprungen;
       } else {
         auto batch = std::make_unique<Batch>();
-        batch->move = IsMove(spec_);
+        batch->move = IsMove(plan_);
         batch->folder = targetFolder;
         batch->archive = archive;
         batch->replace = options.commit == ZipCommit::kReplace;

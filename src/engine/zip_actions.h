@@ -26,13 +26,13 @@ inline constexpr std::wstring_view kZipComponentMissing = L"Konnte Zipkomponente
 
 // One archive holding one file, at the target path plus ".zip" (".exe" for a self-extractor).
 ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& targetFolder,
-                                 const ActionSpec& spec, RunMode mode, ActionHost& host, RunState& state);
+                                 const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 
 // One archive for many files: the files are compressed on worker threads while the run goes
 // on, and every row is given its final word when the archive is finished.
 class RunArchive {
  public:
-  RunArchive(const ActionSpec& spec, ActionHost& host, RunState& state);
+  RunArchive(const ActionPlan& plan, ActionHost& host, RunState& state);
   ~RunArchive();
   RunArchive(const RunArchive&) = delete;
   RunArchive& operator=(const RunArchive&) = delete;
@@ -51,7 +51,7 @@ class RunArchive {
 
  private:
   struct Batch;
-  ActionSpec spec_;
+  ActionPlan plan_;
   ActionHost& host_;
   RunState& state_;
   std::unique_ptr<Batch> batch_;

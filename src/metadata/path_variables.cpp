@@ -34,12 +34,12 @@ bool IsNamePiece(std::wstring_view name) { return name.starts_with(L"DateiNameTe
 
 // Characters a to b (counted from 1) of the file name without folder and extension.
 std::wstring NamePiece(std::wstring_view name, const std::wstring& path) {
-  std::wstring_view spec = name.substr(14);
-  size_t dash = spec.find(L'-');
-  size_t close = spec.find(L']');
+  std::wstring_view range = name.substr(14);
+  size_t dash = range.find(L'-');
+  size_t close = range.find(L']');
   if (dash == std::wstring_view::npos || close == std::wstring_view::npos || close < dash) return {};
   std::uint64_t a = 0, b = 0;
-  if (!ParseWholeNumber(spec.substr(0, dash), &a) || !ParseWholeNumber(spec.substr(dash + 1, close - dash - 1), &b)) {
+  if (!ParseWholeNumber(range.substr(0, dash), &a) || !ParseWholeNumber(range.substr(dash + 1, close - dash - 1), &b)) {
     return {};
   }
   std::wstring base = NamePart(path);

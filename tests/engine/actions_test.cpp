@@ -19,8 +19,8 @@ class ActionsTest : public ::testing::Test {
  protected:
   ActionResult Handle(const std::wstring& file, const wchar_t* aktion, const wchar_t* kollision,
                       RunMode mode = RunMode::Execute, const std::wstring& target = L"") {
-    ActionSpec spec{aktion, kollision, L"0", L""};
-    return HandleFile(file, target.empty() ? dir_ / L"Ziel" : target, spec, mode, host_, state_);
+    ActionPlan plan{aktion, kollision, L"0", L""};
+    return HandleFile(file, target.empty() ? dir_ / L"Ziel" : target, plan, mode, host_, state_);
   }
   test::TempDir dir_;
   test::TestRunHost host_;
