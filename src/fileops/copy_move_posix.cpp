@@ -177,11 +177,11 @@ FsStatus NativeFs::Commit(StagedFile& stagedFile, const std::wstring& target, bo
   if (staged.tempPath.empty()) {
     // An anonymous file gets its first name; replacing needs a name of its own first.
     const std::string source = FdPath(staged.fd.get());
-    if (!replace) {
-      if (::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) != 0) {
-        return Errno(FsSide::kTarget);
-      }
-    } else {
+    // Mostly the name is free: then the link alone is the commit, also when replacing would
+    // have been allowed.
+    const bool linked = ::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    if (!linked && (!replace || errno != EEXIST)) return Errno(FsSide::kTarget);
+    if (!linked) {
       staged.tempPath = NativePath(StagingName(FromUtf8(staged.folder)));
       if (::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, staged.tempPath.c_str(), AT_SYMLINK_FOLLOW) != 0) {
         staged.tempPath.clear();
