@@ -24,22 +24,16 @@
 #include <thread>
 #include <vector>
 
+#include "engine/crash_support.h"
+
 namespace {
+
+using namespace crash_test;
 
 constexpr int kFiles = 1000;
 
-// The bytes of file `index`: sizes from 0,5 KB to about 40 KB (several copy blocks for the
-// larger ones), content that tells a cut-off or mixed-up file from the right one.
-std::string MakeContent(int index) {
-  const size_t size = 512 + static_cast<size_t>(index % 37) * 1024 + static_cast<size_t>(index);
-  std::string bytes(size, '\0');
-  std::uint32_t x = 2166136261u ^ static_cast<std::uint32_t>(index);
-  for (char& c : bytes) {
-    x = x * 16777619u + 12345u;
-    c = static_cast<char>(x >> 24);
-  }
-  return bytes;
-}
+// Sizes from 0,5 KB to about 40 KB.
+std::string MakeContent(int index) { return FileBytes(index, 37); }
 
 const std::string& Content(int index) {
   static const std::vector<std::string> contents = [] {
@@ -48,31 +42,6 @@ const std::string& Content(int index) {
     return all;
   }();
   return contents[static_cast<size_t>(index)];
-}
-
-std::string Name(int index) {
-  char name[32];
-  std::snprintf(name, sizeof name, "f%04d.bin", index);
-  return name;
-}
-
-bool ReadAll(const std::string& path, std::string* out) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  out->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return true;
-}
-
-std::vector<std::string> List(const std::string& folder) {
-  std::vector<std::string> names;
-  if (DIR* dir = opendir(folder.c_str())) {
-    while (dirent* e = readdir(dir)) {
-      std::string n = e->d_name;
-      if (n != "." && n != "..") names.push_back(n);
-    }
-    closedir(dir);
-  }
-  return names;
 }
 
 struct Tally {
@@ -114,23 +83,8 @@ Tally Check(const std::string& a, const std::string& b) {
   return t;
 }
 
-dev_t DeviceOf(const std::string& path) {
-  struct stat st {};
-  return ::stat(path.c_str(), &st) == 0 ? st.st_dev : 0;
-}
-
 pid_t Start(const std::string& cli, const std::string& work, const char* profile) {
-  const pid_t pid = fork();
-  if (pid == 0) {
-    std::freopen("/dev/null", "w", stdout);
-    std::freopen("/dev/null", "w", stderr);
-    const std::string profiles = work + "/profile.ini";
-    const std::string config = work + "/config";
-    execl(cli.c_str(), cli.c_str(), "--profiles", profiles.c_str(), "--config-dir", config.c_str(), "run",
-          profile, static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  return pid;
+  return StartCli(cli, work, {"run", profile});
 }
 
 }  // namespace

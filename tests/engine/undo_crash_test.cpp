@@ -23,45 +23,15 @@
 #include <thread>
 #include <vector>
 
+#include "engine/crash_support.h"
+
 namespace {
+
+using namespace crash_test;
 
 constexpr int kFiles = 300;
 
-std::string Content(int index) {
-  const size_t size = 512 + static_cast<size_t>(index % 29) * 1024 + static_cast<size_t>(index);
-  std::string bytes(size, '\0');
-  std::uint32_t x = 2166136261u ^ static_cast<std::uint32_t>(index);
-  for (char& c : bytes) {
-    x = x * 16777619u + 12345u;
-    c = static_cast<char>(x >> 24);
-  }
-  return bytes;
-}
-
-std::string Name(int index) {
-  char name[32];
-  std::snprintf(name, sizeof name, "f%04d.bin", index);
-  return name;
-}
-
-std::vector<std::string> List(const std::string& folder) {
-  std::vector<std::string> names;
-  if (DIR* dir = opendir(folder.c_str())) {
-    while (dirent* e = readdir(dir)) {
-      std::string n = e->d_name;
-      if (n != "." && n != "..") names.push_back(n);
-    }
-    closedir(dir);
-  }
-  return names;
-}
-
-bool ReadAll(const std::string& path, std::string* out) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  out->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return true;
-}
+std::string Content(int index) { return FileBytes(index, 29); }
 
 // Every file back at the source, whole, once; nothing at the target.
 int Problems(const std::string& source, const std::string& target) {
@@ -85,25 +55,8 @@ int Problems(const std::string& source, const std::string& target) {
   return problems;
 }
 
-dev_t DeviceOf(const std::string& path) {
-  struct stat st {};
-  return ::stat(path.c_str(), &st) == 0 ? st.st_dev : 0;
-}
-
 pid_t Start(const std::string& cli, const std::string& work, const std::vector<std::string>& command) {
-  const pid_t pid = fork();
-  if (pid == 0) {
-    std::freopen("/dev/null", "w", stdout);
-    std::freopen("/dev/null", "w", stderr);
-    const std::string profiles = work + "/profile.ini";
-    const std::string config = work + "/config";
-    std::vector<const char*> argv = {cli.c_str(), "--profiles", profiles.c_str(), "--config-dir", config.c_str()};
-    for (const std::string& c : command) argv.push_back(c.c_str());
-    argv.push_back(nullptr);
-    execv(cli.c_str(), const_cast<char* const*>(argv.data()));
-    _exit(127);
-  }
-  return pid;
+  return StartCli(cli, work, command);
 }
 
 int Wait(pid_t pid) {

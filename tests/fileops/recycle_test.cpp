@@ -4,11 +4,11 @@
 
 #include <cmath>
 #include <ctime>
-#include <optional>
 
 #include "base/text.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "fileops/scoped_data_home.h"
 #include "test_support.h"
 
 #ifdef _WIN32
@@ -98,24 +98,7 @@ std::string RealPath(const std::wstring& path) {
   return realpath(ToUtf8(path).c_str(), buffer) ? buffer : "";
 }
 
-// Points XDG_DATA_HOME at a folder of the test for as long as it lives.
-class ScopedDataHome {
- public:
-  explicit ScopedDataHome(const std::wstring& folder) {
-    if (const char* old = getenv("XDG_DATA_HOME")) old_ = old;
-    setenv("XDG_DATA_HOME", ToUtf8(folder).c_str(), 1);
-  }
-  ~ScopedDataHome() {
-    if (old_) {
-      setenv("XDG_DATA_HOME", old_->c_str(), 1);
-    } else {
-      unsetenv("XDG_DATA_HOME");
-    }
-  }
-
- private:
-  std::optional<std::string> old_;
-};
+using test::ScopedDataHome;
 
 // "Path=...\nDeletionDate=YYYY-MM-DDThh:mm:ss\n" after the header; the date within a minute
 // of now, in local time.
