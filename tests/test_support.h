@@ -97,6 +97,18 @@ class RecordingUi : public UiPort {
   std::deque<MessageAnswer> answers;
 };
 
+// A UI port on which Esc is down once `polls` looks for it have passed, as if the user pressed
+// it in the middle of long work.
+class AbortAfter : public UiPort {
+ public:
+  explicit AbortAfter(int polls) : left_(polls) {}
+  MessageAnswer ShowMessage(const std::wstring&, MessageIcon, MessageButtons) override { return MessageAnswer::Ok; }
+  bool PollForAbort() override { return --left_ < 0; }
+
+ private:
+  int left_;
+};
+
 // The file time that shows as `local` on this machine's clock (inverse of FileTimeToLocal).
 FileTime LocalToFileTime(const LocalDateTime& local);
 

@@ -10,6 +10,7 @@
 namespace ablagix {
 namespace {
 
+using test::AbortAfter;
 using test::U8;
 
 std::wstring Decode(const std::string& bytes) { return FromUtf16LeBytes(bytes); }
@@ -90,20 +91,10 @@ TEST(HtmlExport, SummaryColourAndBannerRows) {
 
 // Esc after the second row: what was written stays, a row "Abbruch" follows, and the
 // document still ends whole.
-class EscAfter : public UiPort {
- public:
-  explicit EscAfter(int rows) : left_(rows) {}
-  MessageAnswer ShowMessage(const std::wstring&, MessageIcon, MessageButtons) override { return MessageAnswer::Ok; }
-  bool PollForAbort() override { return --left_ < 0; }
-
- private:
-  int left_;
-};
-
 TEST(HtmlExport, EscEndsTheTableWithAbbruch) {
   LogList log;
   for (int i = 0; i < 5; ++i) AppendStartBanner(log, L"P" + std::to_wstring(i));
-  EscAfter ui(1);
+  AbortAfter ui(1);
   const std::string html = U8(Decode(HtmlExportBytes(log, HtmlExportOptions{}, nullptr, &ui)));
   EXPECT_NE(html.find(">Start P1</a>"), std::string::npos);
   EXPECT_EQ(html.find(">Start P2</a>"), std::string::npos);

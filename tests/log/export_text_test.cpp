@@ -13,6 +13,7 @@
 namespace ablagix {
 namespace {
 
+using test::AbortAfter;
 using test::U8;
 
 std::wstring Decode(const std::string& bytes) { return FromUtf16LeBytes(bytes); }
@@ -119,18 +120,6 @@ TEST(TextExport, FixedWidthPadsNamesAndFoldersToTheLongestText) {
                               " Verschoben Verschieben" + blanks(5) + "Q2\r");
   EXPECT_EQ(text.find(L"999"), std::wstring::npos);
 }
-
-class AbortAfter : public UiPort {
- public:
-  explicit AbortAfter(int polls) : left_(polls) {}
-  MessageAnswer ShowMessage(const std::wstring&, MessageIcon, MessageButtons) override {
-    return MessageAnswer::Ok;
-  }
-  bool PollForAbort() override { return --left_ < 0; }
-
- private:
-  int left_;
-};
 
 TEST(TextExport, EscStopsAfterTheCurrentRowWithAbbruch) {
   LogList log;

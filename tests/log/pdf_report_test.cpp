@@ -7,9 +7,12 @@
 
 #include "base/ui_port.h"
 #include "log/pdf_writer.h"
+#include "test_support.h"
 
 namespace ablagix {
 namespace {
+
+using test::AbortAfter;
 
 std::size_t Count(const std::string& text, const std::string& what) {
   std::size_t n = 0;
@@ -127,20 +130,10 @@ TEST(PdfReport, EveryPageHasHeadersAndItsNumber) {
   EXPECT_NE(report.find("(Datei " + std::to_string(rows - 1) + ".txt) Tj"), std::string::npos);
 }
 
-class EscAfter : public UiPort {
- public:
-  explicit EscAfter(int rows) : left_(rows) {}
-  MessageAnswer ShowMessage(const std::wstring&, MessageIcon, MessageButtons) override { return MessageAnswer::Ok; }
-  bool PollForAbort() override { return --left_ < 0; }
-
- private:
-  int left_;
-};
-
 TEST(PdfReport, EscEndsTheReportWithAbbruch) {
   LogList log;
   for (int i = 0; i < 100; ++i) log.AppendFile(Row(L"Datei " + std::to_wstring(i) + L".txt"));
-  EscAfter ui(3);
+  AbortAfter ui(3);
   const std::string report = PdfReportBytes(log, {L"Dateiliste", {2025, 2, 3, 9, 5, 7}}, nullptr, &ui);
   ExpectConsistentFile(report);
   EXPECT_NE(report.find("(Datei 3.txt) Tj"), std::string::npos);
