@@ -18,6 +18,11 @@ constexpr std::array<char16_t, 32> kCp1252High = {
 
 bool IsSurrogate(char32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
 
+template <typename Emit>
+void EmitNameByte(wchar_t c, Emit emit) {
+  for (wchar_t shown : NameByteText(c)) emit(static_cast<char32_t>(shown));
+}
+
 // Calls `emit(code_point)` for every code point of a wide string, joining UTF-16 surrogate
 // pairs on platforms with a 16-bit wchar_t.
 template <typename Emit>
@@ -34,8 +39,30 @@ void ForEachCodePoint(std::wstring_view text, Emit emit) {
         }
       }
     }
+    if (IsNameByte(text[i])) {
+      EmitNameByte(text[i], emit);
+      continue;
+    }
     if (IsSurrogate(c) || c > 0x10FFFF) c = kReplacement;
     emit(c);
+  }
+}
+
+void AppendUtf8CodePoint(std::string& out, char32_t c) {
+  if (c < 0x80) {
+    out.push_back(static_cast<char>(c));
+  } else if (c < 0x800) {
+    out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+  } else if (c < 0x10000) {
+    out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+  } else {
+    out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+    out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
   }
 }
 
@@ -99,23 +126,143 @@ char32_t DecodeUtf8(std::string_view s, size_t& pos, bool* ok) {
 std::string ToUtf8(std::wstring_view text) {
   std::string out;
   out.reserve(text.size());
-  ForEachCodePoint(text, [&](char32_t c) {
-    if (c < 0x80) {
-      out.push_back(static_cast<char>(c));
-    } else if (c < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    } else if (c < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    } else {
-      out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+  ForEachCodePoint(text, [&](char32_t c) { AppendUtf8CodePoint(out, c); });
+  return out;
+}
+
+std::wstring NameByteText(wchar_t c) {
+  const unsigned char byte = NameByteOf(c);
+  if (byte == '\\') return L"\\";
+  constexpr wchar_t kHex[] = L"0123456789ABCDEF";
+  return {L'\\', L'x', kHex[byte >> 4], kHex[byte & 0xF]};
+}
+
+bool IsNameByte(wchar_t c) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    return false;  // Windows names are UTF-16: a lone surrogate there is the name's own
+  } else {
+    const auto u = static_cast<std::uint32_t>(c);
+    return u == 0xDC5C || (u >= 0xDC80 && u <= 0xDCFF);
+  }
+}
+
+std::wstring FileNameFromBytes(std::string_view bytes) {
+  std::wstring out;
+  out.reserve(bytes.size());
+  size_t pos = 0;
+  bool ok = true;
+  while (pos < bytes.size()) {
+    const unsigned char b = static_cast<unsigned char>(bytes[pos]);
+    if (b == '\\') {
+      out.push_back(static_cast<wchar_t>(0xDC5C));
+      ++pos;
+      continue;
     }
-  });
+    if (b < 0x80) {
+      out.push_back(static_cast<wchar_t>(b));
+      ++pos;
+      continue;
+    }
+    const size_t start = pos;
+    const char32_t c = DecodeUtf8(bytes, pos, &ok);
+    if (ok) {
+      AppendWide(out, c);
+    } else {
+      out.push_back(static_cast<wchar_t>(0xDC00 + static_cast<unsigned char>(bytes[start])));
+    }
+  }
+  return out;
+}
+
+std::string FileNameToBytes(std::wstring_view name) {
+  std::string out;
+  out.reserve(name.size());
+  size_t from = 0;
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (!IsNameByte(name[i])) continue;
+    out += ToUtf8(name.substr(from, i - from));
+    out.push_back(static_cast<char>(NameByteOf(name[i])));
+    from = i + 1;
+  }
+  if (from == 0) return ToUtf8(name);
+  out += ToUtf8(name.substr(from));
+  return out;
+}
+
+std::u16string ToUtf16Exact(std::wstring_view text) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    return std::u16string(text.begin(), text.end());
+  } else {
+    std::u16string out;
+    out.reserve(text.size());
+    for (wchar_t w : text) {
+      auto c = static_cast<char32_t>(w);
+      if (c >= 0x10000 && c <= 0x10FFFF) {
+        c -= 0x10000;
+        out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
+        out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+      } else {
+        out.push_back(static_cast<char16_t>(c > 0x10FFFF ? kReplacement : c));
+      }
+    }
+    return out;
+  }
+}
+
+std::wstring FromUtf16Exact(std::u16string_view units) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    return std::wstring(units.begin(), units.end());
+  } else {
+    std::wstring out;
+    out.reserve(units.size());
+    for (size_t i = 0; i < units.size(); ++i) {
+      char32_t c = units[i];
+      if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF) {
+        c = 0x10000 + ((c - 0xD800) << 10) + (units[i + 1] - 0xDC00);
+        ++i;
+      }
+      out.push_back(static_cast<wchar_t>(c));  // a lone surrogate stays what it was
+    }
+    return out;
+  }
+}
+
+std::string ToUtf8Exact(std::wstring_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    auto c = static_cast<char32_t>(text[i]);
+    if constexpr (sizeof(wchar_t) == 2) {
+      if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+        c = 0x10000 + ((c - 0xD800) << 10) + (static_cast<char32_t>(text[i + 1]) - 0xDC00);
+        ++i;
+      }
+    }
+    if (c > 0x10FFFF) c = kReplacement;
+    AppendUtf8CodePoint(out, c);
+  }
+  return out;
+}
+
+std::wstring FromUtf8Exact(std::string_view bytes) {
+  std::wstring out;
+  out.reserve(bytes.size());
+  size_t pos = 0;
+  bool ok = true;
+  while (pos < bytes.size()) {
+    // A three-byte form of a surrogate is what ToUtf8Exact writes for a lone one.
+    const auto b0 = static_cast<unsigned char>(bytes[pos]);
+    if (b0 == 0xED && pos + 2 < bytes.size()) {
+      const auto b1 = static_cast<unsigned char>(bytes[pos + 1]);
+      const auto b2 = static_cast<unsigned char>(bytes[pos + 2]);
+      if (b1 >= 0xA0 && b1 <= 0xBF && (b2 & 0xC0) == 0x80) {
+        out.push_back(static_cast<wchar_t>(0xD000 | ((b1 & 0x3F) << 6) | (b2 & 0x3F)));
+        pos += 3;
+        continue;
+      }
+    }
+    AppendWide(out, DecodeUtf8(bytes, pos, &ok));
+  }
   return out;
 }
 

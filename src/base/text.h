@@ -12,7 +12,9 @@
 
 namespace ablagix {
 
-// --- UTF conversions. Invalid input never fails: bad sequences become U+FFFD.
+// --- UTF conversions. Invalid input never fails: bad sequences become U+FFFD. On Linux the
+// stand-ins of file names (below) are shown as what they are: U+DC5C as a backslash, a byte
+// that was not UTF-8 as its value ("\xE4").
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view bytes);
 // True when `bytes` is well-formed UTF-8 (overlong forms and surrogates rejected).
@@ -20,6 +22,29 @@ bool IsValidUtf8(std::string_view bytes);
 
 std::u16string ToUtf16(std::wstring_view text);
 std::wstring FromUtf16(std::u16string_view units);
+
+// --- File names that are not text. A Linux file name is any bytes but "/" and NUL, invalid
+// UTF-8 and "\" (which profile paths take as a folder separator) included. Such a name is
+// carried in a wstring without loss: a "\" of the name as U+DC5C, each byte of invalid UTF-8
+// as U+DC00 + byte. Both are lone surrogates, which no valid UTF-8 yields, so the bytes come
+// back exactly; text that is valid UTF-8 is decoded as usual. Windows names are UTF-16 and
+// never need this.
+std::wstring FileNameFromBytes(std::string_view bytes);
+std::string FileNameToBytes(std::wstring_view name);
+// True for the stand-ins above: a "\" inside a name, or a byte that was not UTF-8.
+bool IsNameByte(wchar_t c);
+// The byte a stand-in stands for.
+inline unsigned char NameByteOf(wchar_t c) { return static_cast<unsigned char>(static_cast<std::uint32_t>(c) & 0xFF); }
+// How a stand-in is shown to people: a backslash, or the byte's value ("\xE4").
+std::wstring NameByteText(wchar_t c);
+
+// Conversions that keep every code unit, lone surrogates (and so the stand-ins) included: for
+// texts the program stores and reads back itself (its journal, its log), never for display.
+std::u16string ToUtf16Exact(std::wstring_view text);
+std::wstring FromUtf16Exact(std::u16string_view units);
+// UTF-8 in which a lone surrogate is written like any other code point (three bytes).
+std::string ToUtf8Exact(std::wstring_view text);
+std::wstring FromUtf8Exact(std::string_view bytes);
 
 // UTF-16 little-endian bytes, the form of text files on Windows; `bom` puts FF FE in front.
 std::string ToUtf16LeBytes(std::wstring_view text, bool bom);

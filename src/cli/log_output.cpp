@@ -42,7 +42,7 @@ void PrintLog(const LogList& log, LogFormat format, std::size_t first) {
     for (std::size_t row = first; row < log.size(); ++row) {
       for (int c = 0; c < kLogColumnCount; ++c) {
         if (c) bytes.push_back('\t');
-        log.AppendTextUtf8(row, c, true, bytes);
+        log.AppendTsvCell(row, c, bytes);
       }
       bytes.push_back('\n');
       if (bytes.size() >= (1 << 20) - 4096) {

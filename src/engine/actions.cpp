@@ -31,26 +31,33 @@ bool Is(std::wstring_view aktion, std::wstring_view code) { return EqualsNoCase(
 
 
 // Whether `target`, or one of the numbered names it got before ("a(1).jpg", "a(2).jpg" ...),
-// holds exactly the bytes of `path`. Contents are compared only where the sizes agree.
-bool IdenticalTargetExists(const std::wstring& path, const std::wstring& target) {
-  std::uint64_t size = 0;
-  if (!GetFileSize(path, &size)) return false;
+// holds exactly the bytes of `file`. Contents are compared only where the sizes agree, and
+// only regular files are opened: a pipe under a target name would never answer.
+bool IdenticalTargetExists(const FileRef& file, const std::wstring& target) {
+  FileSystem& fs = ActiveFileSystem();
+  FileInfo source;
+  if (!fs.Inspect(file.path, &source).ok() || source.kind != FileKind::kFile) return false;
   int number = 0;
-  for (std::wstring candidate = target; !candidate.empty();) {
-    std::uint64_t other = 0;
-    if (!GetFileSize(candidate, &other)) return false;  // the first free name ends the search
-    if (other == size && FilesHaveSameContent(path, candidate)) return true;
-    candidate = NumberedName(target, ++number);
+  for (std::wstring candidate = target; !candidate.empty(); candidate = NumberedName(target, ++number)) {
+    FileInfo other;
+    if (!fs.Inspect(candidate, &other).ok()) return false;  // the first free name ends the search
+    if (other.kind != FileKind::kFile || other.version.size != source.version.size) continue;
+    if (FoundFilesHaveSameContent(file, FileRef(candidate, other.id))) return true;
   }
   return false;
 }
 
-ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
+ActionResult TransferFile(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                           const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+  const std::wstring& path = file.path;
   const bool move = Is(plan.aktion, kAktionVerschieben);
   ActionResult result;
   auto folderFailed = [&] {
     result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
+    return result;
+  };
+  auto skipped = [&](std::wstring_view why) {
+    result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(why);
     return result;
   };
   if (mode == RunMode::Execute && !EnsureTargetFolder(targetFolder, state).ok()) return folderFailed();
@@ -62,23 +69,38 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
     result.resultWord = ResultWord::kUebersprungen;
     return result;
   }
-  const std::wstring_view policy = Trim(plan.kollision);
-  const bool skipTaken = policy == L"2";
-  const bool numberTaken = policy.empty() || policy == L"1";
-  std::wstring target = named;
-  int number = 0;
   bool folderPresent = true;
   if (mode == RunMode::Simulate) {
     auto known = state.foldersPresent.find(targetFolder);
     if (known == state.foldersPresent.end()) known = state.foldersPresent.emplace(targetFolder, FolderExists(targetFolder)).first;
     folderPresent = known->second;
   }
-  if (folderPresent && plan.skipIdentical && IdenticalTargetExists(path, named)) {
+  // What is under the target's name is looked at, never opened: a pipe or a device there
+  // would hang the run, and replacing a link would act on what it points at.
+  FileInfo existing;
+  const bool targetTaken = folderPresent && ActiveFileSystem().Inspect(named, &existing).ok();
+  if (targetTaken && (existing.kind == FileKind::kLink || existing.kind == FileKind::kSpecial)) {
+    return skipped(ResultWord::kZielKeineDatei);
+  }
+  if (targetTaken && existing.kind == FileKind::kFile) {
+    // The same file under another spelling of its folder ("src/.", a link to it): copying it
+    // onto itself would gain nothing, and undoing that would remove the only copy.
+    FileInfo source;
+    const FileId sourceId = file.id.known() ? file.id
+                            : ActiveFileSystem().Inspect(path, &source).ok() ? source.id : FileId{};
+    if (sourceId.known() && sourceId == existing.id) return skipped(ResultWord::kZielIstQuelle);
+  }
+  const std::wstring_view policy = Trim(plan.kollision);
+  const bool skipTaken = policy == L"2";
+  const bool numberTaken = policy.empty() || policy == L"1";
+  std::wstring target = named;
+  int number = 0;
+  if (folderPresent && plan.skipIdentical && IdenticalTargetExists(file, named)) {
     // Already there: an import run again does nothing, and a moved file stays in place.
     result.resultWord = ResultWord::kUebersprungenIdentisch;
     return result;
   }
-  if (folderPresent && PathExists(target)) {
+  if (targetTaken) {
     if (skipTaken) {
       result.resultWord = ResultWord::kUebersprungen;
       return result;
@@ -99,7 +121,7 @@ ActionResult TransferFile(const std::wstring& path, const std::wstring& targetFo
   }
 
   TransferRequest request;
-  request.from = path;
+  request.from = file;
   request.to = target;
   request.move = move;
   // Any policy other than numbering and skipping replaces, as "immer überschreiben" says.
@@ -171,10 +193,10 @@ std::wstring ErrorWord(std::wstring_view reason) {
   return word;
 }
 
-ActionResult TransferFileAs(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
+ActionResult TransferFileAs(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                             const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
-  if (Is(plan.aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
-  return TransferFile(path, targetFolder, targetName, plan, mode, host, state);
+  if (Is(plan.aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(file.path));
+  return TransferFile(file, targetFolder, targetName, plan, mode, host, state);
 }
 
 std::wstring NumberedName(const std::wstring& target, int number) {
@@ -199,15 +221,16 @@ std::wstring NumberedFreeName(const std::wstring& target, int* number) {
   return {};
 }
 
-ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFolder,
+ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
                         const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+  const std::wstring& path = file.path;
   const std::wstring& aktion = plan.aktion;
   const bool simulate = mode == RunMode::Simulate;
   ActionResult result;
   if (Is(aktion, kAktionVerschieben) || Is(aktion, kAktionKopieren)) {
     if (Is(aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
-    if (ZipModeOf(plan.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(path, targetFolder, plan, mode, host, state);
-    return TransferFile(path, targetFolder, NamePart(path), plan, mode, host, state);
+    if (ZipModeOf(plan.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(file, targetFolder, plan, mode, host, state);
+    return TransferFile(file, targetFolder, NamePart(path), plan, mode, host, state);
   }
   if (Is(aktion, kAktionLoeschenP) || Is(aktion, kAktionLoeschenX) || Is(aktion, kAktionLoeschenS)) {
     RememberChangedFolder(state, FolderPart(path));
@@ -217,7 +240,7 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
       result.resultWord = ResultWord::kLoeschenPSimuliert;
     } else {
       const JournalMark journaled = JournalBefore(state, JournalAction::kRecycle, path);
-      const FsStatus status = ActiveFileSystem().Recycle(path);
+      const FsStatus status = ActiveFileSystem().Recycle(file);
       JournalAfter(state, journaled, status.ok());
       result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtP) : ErrorWord(FsStatusText(status));
     }
@@ -226,7 +249,7 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
       result.resultWord = ResultWord::kLoeschenXSimuliert;
     } else {
       const JournalMark journaled = JournalBefore(state, JournalAction::kDelete, path);
-      const FsStatus status = DeleteForGood(path, true);
+      const FsStatus status = DeleteForGood(file, true);
       JournalAfter(state, journaled, status.ok());
       result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtX) : ErrorWord(FsStatusText(status));
     }
@@ -236,9 +259,13 @@ ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFold
     } else {
       const auto progress = [&host](const ShredProgress& p) { host.ShredProgress(p); };
       const JournalMark journaled = JournalBefore(state, JournalAction::kShred, path);
-      const ShredResult shred = ShredFile(path, host.ui(), progress, ShredTextsInLanguage());
+      const ShredResult shred = ShredFile(file, host.ui(), progress, ShredTextsInLanguage());
       JournalAfter(state, journaled, shred.Succeeded());
-      result.resultWord = shred.Succeeded() ? std::wstring(ResultWord::kGeloeschtS) : ErrorWord(ShredReasonText(shred));
+      if (shred.outcome == ShredOutcome::NameRemoved) {
+        result.resultWord = ShredReasonText(shred);  // the other names keep the data
+      } else {
+        result.resultWord = shred.Succeeded() ? std::wstring(ResultWord::kGeloeschtS) : ErrorWord(ShredReasonText(shred));
+      }
       // A file that cannot be opened was not touched at all; the user hears why at once,
       // not only from the row.
       if (shred.failure == ShredFailure::CannotOpen || shred.failure == ShredFailure::NotFound) {

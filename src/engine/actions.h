@@ -74,11 +74,12 @@ struct ActionResult {
 
 // Handles one file. `targetFolder` is used by move and copy only. Creates the target folder
 // (not in a simulation); never throws; every failure is a result word.
-ActionResult HandleFile(const std::wstring& path, const std::wstring& targetFolder,
+// `file` carries what the scan saw of it: another file under its name is not handled.
+ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
                         const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 // A move or copy under another name than the file's own (a sidecar that follows the number
 // its main file got).
-ActionResult TransferFileAs(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& targetName,
+ActionResult TransferFileAs(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                             const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 
 // "name(n).ext" for `target`; "" beyond (1000).

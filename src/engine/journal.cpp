@@ -37,8 +37,9 @@ std::uint32_t Crc(std::string_view bytes) {
   return static_cast<std::uint32_t>(crc32(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size())));
 }
 
+// Exactly the text's code units: a name's bytes that are no text must come back as they were.
 void AppendField(std::string& line, std::wstring_view field) {
-  for (char c : ToUtf8(field)) {
+  for (char c : ToUtf8Exact(field)) {
     switch (c) {
       case '%': line += "%25"; break;
       case '\t': line += "%09"; break;
@@ -81,7 +82,7 @@ std::wstring DecodeField(std::string_view text) {
       bytes += text[i];
     }
   }
-  return FromUtf8(bytes);
+  return FromUtf8Exact(bytes);
 }
 
 // The fields of a line whose check holds; false for a damaged one.

@@ -16,6 +16,7 @@
 #include "engine/sidecars.h"
 #include "engine/zip_actions.h"
 #include "fileops/path_text.h"
+#include "fileops/temp_files.h"
 #include "metadata/document_text.h"
 #include "metadata/text_matcher.h"
 #include "metadata/text_search.h"
@@ -40,6 +41,12 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
   }
   if (ActionNeedsTarget(profile.Aktion)) {
     if (Trim(profile.Ziel).empty()) return L"Bitte Zielpfad eingeben!";
+    // A relative target would be put wherever the program happens to run from, and its
+    // undo could not find the files again.
+    if (!IsFullPath(Trim(profile.Ziel))) {
+      return L"Die Bedingung Ziel=" + profile.Ziel +
+             L" ist kein vollst\u00e4ndiger Pfad; das Profil wird nicht ausgef\u00fchrt.";
+    }
     if (!host.Metadata() && NeedsMetadata(profile.Ziel)) {
       return L"Das Zielverzeichnis enth\u00e4lt Metadaten-Variablen, die hier nicht gelesen werden "
              L"k\u00f6nnen; das Profil wird nicht ausgef\u00fchrt.";
@@ -121,7 +128,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   request.folder = std::wstring(Trim(profile.Quelle));
   request.includeSubfolders = Trim(profile.Unterverzeich) == L"1";
   request.blockedFolders = SplitBlockFolder(profile.BlockFolder);
-  if (ActionNeedsTarget(profile.Aktion)) request.ownTarget = OwnTargetPrefix(Trim(profile.Ziel));
+  if (ActionNeedsTarget(profile.Aktion)) request.ownTarget = std::wstring(Trim(profile.Ziel));
   request.acceptName = [&](std::wstring_view name, std::wstring_view extension) {
     return conditions.AcceptsName(name, extension);
   };
@@ -209,13 +216,14 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     const std::wstring targetFolder =
         ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
     ActionResult result;
+    const FileRef found(file.path, file.id, file.folder);
     if (!oneArchive) {
-      result = HandleFile(file.path, targetFolder, plan, mode, host, state);
+      result = HandleFile(found, targetFolder, plan, mode, host, state);
     } else if (!archive) {
       result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
                                                                             : ResultWord::kKopierenSimuliert;
     } else {
-      result.resultWord = archive->Add(file.path, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
+      result.resultWord = archive->Add(found, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
                                        log.size());
     }
     appendRow(file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result);
@@ -229,8 +237,8 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
         if (!sidecarsHandled.insert(ToLowerText(path)).second) continue;
         ActionResult follow;
         if (mainMoved) {
-          follow = TransferFileAs(path, targetFolder, SidecarTargetName(sidecar, NamePart(result.targetFile)), plan,
-                                  mode, host, state);
+          follow = TransferFileAs(FileRef(path, sidecar.entry.id), targetFolder,
+                                  SidecarTargetName(sidecar, NamePart(result.targetFile)), plan, mode, host, state);
         } else {
           follow.resultWord = ResultWord::kUebersprungen;
         }
@@ -270,10 +278,19 @@ std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
   return folder;
 }
 
+// Where this process notes the folders of its temporary files, beside its journals; and what a
+// killed run left behind is removed before a new one starts.
+void CleanUpAfterKilledRuns(const std::wstring& journalFolder) {
+  if (journalFolder.empty()) return;
+  SetTempLedgerFolder(JoinPath(journalFolder, L"Temp"));
+  RemoveLeftoverTempFiles();
+}
+
 RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log) {
   ClearAbort();
   RunSummary summary;
   RunState state;
+  if (mode == RunMode::Execute) CleanUpAfterKilledRuns(host.JournalFolder());
   RunJournal journal(mode == RunMode::Execute ? host.JournalFolder() : L"", kJournalKindRun);
   state.journal = &journal;
   host.SetLogEmptyText(kLogEmptyBusy);
@@ -293,6 +310,7 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
   ClearAbort();
   RunSummary summary;
   RunState state;
+  CleanUpAfterKilledRuns(host.JournalFolder());
   RunJournal journal(host.JournalFolder(), kJournalKindCheckedRows);
   state.journal = &journal;
   // Rows of "Zippen" 2 go into one archive per target folder and archive name, as in the run

@@ -4,7 +4,9 @@
 
 #include "base/abort_flag.h"
 #include "base/text.h"
+#include "engine/target_pattern.h"
 #include "fileops/path_text.h"
+#include "fileops/temp_files.h"
 
 namespace ablagix {
 namespace {
@@ -14,21 +16,25 @@ struct Frame {
   FolderReader reader;
 };
 
-bool IsBlocked(const std::wstring& folder, const ScanRequest& request) {
+bool IsBlocked(const std::wstring& folder, const ScanRequest& request, const TargetFolderPattern& ownTarget) {
   for (const auto& b : request.blockedFolders) {
     if (SameFolderText(folder, b)) return true;
   }
-  return !request.ownTarget.empty() && FolderTextStartsWith(WithTrailingBackslash(folder), request.ownTarget);
+  return ownTarget.Covers(folder);
 }
 
 }  // namespace
 
-void RunFileList::Add(std::wstring_view folder, std::wstring_view name, std::uint64_t size, FileTime lastWrite,
-                      FileTime creation) {
-  if (folders_.empty() || folders_.back() != folder) folders_.emplace_back(folder);
-  const std::u16string units = ToUtf16(name);
+void RunFileList::Add(std::wstring_view folder, FileId folderId, const DirEntry& entry) {
+  if (folders_.empty() || folders_.back().path != folder || folders_.back().id != folderId ||
+      folders_.back().volume != entry.id.volume) {
+    folders_.push_back({std::wstring(folder), folderId, entry.id.volume});
+  }
+  // Exactly the name's code units: a name's bytes that are no text must come back as they were.
+  const std::u16string units = ToUtf16Exact(entry.name);
   records_.push_back({static_cast<std::uint32_t>(folders_.size() - 1), names_.Append(units),
-                      static_cast<std::uint32_t>(units.size()), size, lastWrite, creation});
+                      static_cast<std::uint32_t>(units.size()), entry.size, entry.lastWrite, entry.creation,
+                      entry.id.file});
 }
 
 void RunFileList::clear() {
@@ -39,8 +45,13 @@ void RunFileList::clear() {
 
 RunFile RunFileList::operator[](std::size_t index) const {
   const Record& r = records_[index];
-  return RunFile{JoinPath(folders_[r.folder], FromUtf16(names_.View(r.namePosition, r.nameLength))), r.size,
-                 r.lastWrite, r.creation};
+  const Folder& folder = folders_[r.folder];
+  return RunFile{JoinPath(folder.path, FromUtf16Exact(names_.View(r.namePosition, r.nameLength))),
+                 r.size,
+                 r.lastWrite,
+                 r.creation,
+                 r.file == 0 && folder.volume == 0 ? FileId{} : FileId{folder.volume, r.file},
+                 folder.id};
 }
 
 void RunFileList::Filter(const std::vector<bool>& keep) {
@@ -63,13 +74,17 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
   // An explicit stack instead of recursion: a deep tree costs heap, not call stack, and the
   // order stays the same as a recursive walk (a subfolder is listed when it is met).
   std::vector<std::unique_ptr<Frame>> stack;
-  auto push = [&](std::wstring path) {
+  const TargetFolderPattern ownTarget(request.ownTarget);
+  auto push = [&](std::wstring path, const Frame* parent, const DirEntry* child) {
     auto frame = std::make_unique<Frame>();
     frame->path = std::move(path);
-    // A folder that cannot be listed contributes nothing, without a message.
-    if (frame->reader.Open(frame->path)) stack.push_back(std::move(frame));
+    // A subfolder is opened from the folder that listed it, never through a link put in its
+    // place. A folder that cannot be listed contributes nothing, without a message.
+    const bool opened = parent ? frame->reader.OpenChild(parent->reader, frame->path, *child)
+                               : frame->reader.Open(frame->path);
+    if (opened) stack.push_back(std::move(frame));
   };
-  push(request.folder);
+  push(request.folder, nullptr, nullptr);
 
   DirEntry entry;
   while (!stack.empty()) {
@@ -85,13 +100,15 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
     // Links are never followed (a link to a parent would loop) nor collected; pipes, sockets
     // and devices are no files to handle (opening one can block for ever).
     if (entry.name.empty() || entry.isLink || entry.isSpecial) continue;
+    // Our own files in the making (an archive of a run at work in this folder) are no input.
+    if (IsTempFileName(entry.name)) continue;
     if (entry.IsDirectory()) {
       if (entry.name == L"." || entry.name == L"..") continue;
       ++state->entryCounter;
       if (!request.includeSubfolders) continue;
       std::wstring sub = JoinPath(top.path, entry.name);
-      if (IsBlocked(sub, request)) continue;
-      push(std::move(sub));
+      if (IsBlocked(sub, request, ownTarget)) continue;
+      push(std::move(sub), &top, &entry);
       continue;
     }
     ++state->entryCounter;
@@ -100,7 +117,7 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
     // Size and times are read only now, for names that passed; a file gone meanwhile is left out.
     if (!top.reader.FillDetails(&entry)) continue;
     if (request.accept && !request.accept(ScanEntry{top.path, entry, extension})) continue;
-    files->Add(top.path, entry.name, entry.size, entry.lastWrite, entry.creation);
+    files->Add(top.path, top.reader.Identity(), entry);
   }
   return ScanResult::Completed;
 }

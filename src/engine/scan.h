@@ -34,6 +34,8 @@ struct RunFile {
   std::uint64_t size = 0;
   FileTime lastWrite = 0;
   FileTime creation = 0;
+  FileId id;      // the file's identity when the scan found it
+  FileId folder;  // and its folder's
 };
 
 // The files a scan accepted, in scan order. A run can hold a million of them, so each costs
@@ -41,8 +43,7 @@ struct RunFile {
 // path is put together only when a file is handled.
 class RunFileList {
  public:
-  void Add(std::wstring_view folder, std::wstring_view name, std::uint64_t size, FileTime lastWrite,
-           FileTime creation);
+  void Add(std::wstring_view folder, FileId folderId, const DirEntry& entry);
   std::size_t size() const { return records_.size(); }
   bool empty() const { return records_.empty(); }
   void clear();
@@ -75,8 +76,14 @@ class RunFileList {
     std::uint64_t size;
     FileTime lastWrite;
     FileTime creation;
+    std::uint64_t file;  // the file's number on its folder's volume
   };
-  std::vector<std::wstring> folders_;
+  struct Folder {
+    std::wstring path;
+    FileId id;
+    std::uint64_t volume;  // of the files in it (a folder's files live on its own volume)
+  };
+  std::vector<Folder> folders_;
   CharChunks names_;
   std::vector<Record> records_;
 };
@@ -84,11 +91,12 @@ class RunFileList {
 struct ScanRequest {
   std::wstring folder;
   bool includeSubfolders = false;
-  // Folders left out with their whole subtree; compared whole, ignoring case and a trailing
-  // separator. Only consulted when subfolders are included.
+  // Folders left out with their whole subtree; compared whole, by the file system's case
+  // rule, a trailing separator ignored. Only consulted when subfolders are included.
   std::vector<std::wstring> blockedFolders;
-  // The profile's own target folder (see OwnTargetPrefix): subfolders whose path starts with
-  // it are left out, so a run never reads what it wrote there itself. "" leaves out nothing.
+  // The profile's target folder text, its variables included (see TargetFolderPattern):
+  // subfolders that it can name are left out, so a run never reads what it wrote there
+  // itself. "" leaves out nothing.
   std::wstring ownTarget;
   // Tests on the name, made first; no predicate accepts every name.
   NamePredicate acceptName;

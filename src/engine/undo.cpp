@@ -16,6 +16,7 @@
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
+#include "fileops/temp_files.h"
 #include "zip/zip_reader.h"
 
 namespace ablagix {
@@ -125,6 +126,13 @@ Result MoveBack(const std::wstring& current, const std::wstring& original, RunHo
   return Fail(FsStatusText(outcome.status), current);
 }
 
+// True when both names stand for one file (a link, "." in a path, another spelling).
+bool SameFile(const std::wstring& a, const std::wstring& b) {
+  FileInfo first, second;
+  FileSystem& fs = ActiveFileSystem();
+  return fs.Inspect(a, &first).ok() && fs.Inspect(b, &second).ok() && first.id.known() && first.id == second.id;
+}
+
 // Removes a file the run made; `pathNow` is where the file the row is about stays.
 Result RemoveOwnFile(const std::wstring& path, std::wstring_view word, const std::wstring& pathNow) {
   const FsStatus removed = DeleteForGood(path, true);
@@ -162,10 +170,9 @@ Result ExtractFromArchive(const JournalEntry& e) {
 
   OutputFile out;
   std::wstring temp;
-  const FileTime now = CurrentFileTime();
   for (int i = 0; i < 100 && temp.empty(); ++i) {
-    const std::wstring candidate =
-        JoinPath(FolderPart(e.from), L".ablagix-" + NumberText(static_cast<std::uint64_t>(now) + static_cast<std::uint64_t>(i)) + L".tmp");
+    // Hidden, and removed by the next run should this undo be killed half-way.
+    const std::wstring candidate = TempFilePath(FolderPart(e.from));
     if (out.Create(candidate)) {
       temp = candidate;
     } else if (out.LastError() != AlreadyExistsError()) {
@@ -173,6 +180,8 @@ Result ExtractFromArchive(const JournalEntry& e) {
     }
   }
   if (temp.empty()) return Fail(SystemErrorText(AlreadyExistsError()));
+  // Private while it is written; then the permissions the file had when it was packed.
+  (void)out.SetPermissions(0600);
   std::uint64_t offset = 0;
   std::uint32_t writeError = 0;
   const ZipError read = zip.ReadEntry(*entry, UINT64_MAX, [&](std::string_view piece) {
@@ -195,6 +204,8 @@ Result ExtractFromArchive(const JournalEntry& e) {
     problem = L"Die Datei im Archiv hat nicht die erwartete Gr\u00f6\u00dfe: " + archive;
   } else if (!out.Flush()) {
     problem = SystemErrorText(out.LastError());
+  } else if (const std::uint32_t mode = UnixModeOf(*entry); mode != 0) {
+    (void)out.SetPermissions(mode);
   }
   out.Close();
   if (problem.empty() && e.source) (void)SetFileLastWrite(temp, e.source->lastWrite);
@@ -236,6 +247,8 @@ Result ReverseEntry(const JournalEntry& e, RunHost& host) {
       }
       // Without its original the copy is the only one left.
       if (!atSource) return Kept(L"Das Original fehlt oder wurde ge\u00e4ndert; die Kopie bleibt", e.finalPath);
+      // A "copy" that is the original itself, under another spelling of its folder.
+      if (SameFile(e.finalPath, e.from)) return Kept(L"Kopie und Original sind dieselbe Datei; sie bleibt", e.finalPath);
       return RemoveOwnFile(e.finalPath, UndoWord::kEntfernt, e.from);
     case JournalAction::kRecycle:
       if (atSource) return Done(done ? UndoWord::kZurueckgeholt : UndoWord::kUnveraendert, e.from);

@@ -14,6 +14,9 @@
 namespace ablagix {
 namespace {
 
+// The row of a file that took the place of an entry of the same name ("immer überschreiben").
+const std::wstring kGezipptErsetzt = std::wstring(ResultWord::kGezippt) + L", ersetzt";
+
 const std::vector<SfxText>& SelfExtractorTexts() {
   static const std::vector<SfxText> texts = StandardSfxTexts();
   return texts;
@@ -24,12 +27,21 @@ bool StubAvailable() {
   return SfxStubBytes(&stub);
 }
 
+bool IsMove(const ActionPlan& plan) { return EqualsNoCase(plan.aktion, kAktionVerschieben); }
+
 // What the collision policy makes of an archive name that is taken.
 ZipCommit CommitFor(std::wstring_view kollision) {
   const std::wstring_view policy = Trim(kollision);
   if (policy.empty() || policy == L"1") return ZipCommit::kNumbered;
   if (policy == L"2") return ZipCommit::kCreateNew;
   return ZipCommit::kReplace;
+}
+
+// The same for an archive of one file: an archive that is there may hold the only copy of a
+// file an earlier run moved, so a move never replaces it but takes the next number.
+ZipCommit CommitForOwnArchive(const ActionPlan& plan) {
+  const ZipCommit commit = CommitFor(plan.kollision);
+  return commit == ZipCommit::kReplace && IsMove(plan) ? ZipCommit::kNumbered : commit;
 }
 
 ZipOptions OptionsFor(const ActionPlan& plan, ActionHost& host, bool createExe) {
@@ -41,13 +53,17 @@ ZipOptions OptionsFor(const ActionPlan& plan, ActionHost& host, bool createExe) 
   return options;
 }
 
-bool IsMove(const ActionPlan& plan) { return EqualsNoCase(plan.aktion, kAktionVerschieben); }
-
 // A moved file goes only once its archive is complete; a read-only one too, since the user
-// asked for it to move. A file that cannot be deleted is in the archive and still here.
-std::wstring DeleteZippedSource(const std::wstring& path) {
-  const FsStatus removed = DeleteForGood(path, true);
-  if (removed.ok()) return std::wstring(ResultWord::kGezippt);
+// asked for it to move. It goes only while it is still the file and the version that went into
+// the archive: a file saved anew or grown since it was packed stays, and so does what was
+// written to it. A file that cannot be deleted is in the archive and still here.
+std::wstring DeleteZippedSource(const FileRef& file, const ZipWriteResult& packed, std::wstring_view word) {
+  FileRef read = file;
+  read.id = packed.sourceId;
+  read.versionKnown = true;
+  read.version = packed.sourceVersion;
+  const FsStatus removed = DeleteForGood(read, true);
+  if (removed.ok()) return std::wstring(word);
   return ErrorWord(L"Gezippt, aber die Quelle blieb: " + FsErrorText(removed.error));
 }
 
@@ -71,8 +87,9 @@ ZipMode ZipModeOf(std::wstring_view zippen) {
   return ZipMode::None;
 }
 
-ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& targetFolder,
+ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& targetFolder,
                                  const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+  const std::wstring& path = file.path;
   const ZipSettings settings = host.Zip();
   const bool move = IsMove(plan);
   ActionResult result;
@@ -81,7 +98,7 @@ ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& t
     return result;
   }
   std::wstring archive = JoinPath(targetFolder, NamePart(path)) + (settings.createExe ? L".exe" : L".zip");
-  const ZipCommit commit = CommitFor(plan.kollision);
+  const ZipCommit commit = CommitForOwnArchive(plan);
   if (PathExists(archive)) {
     if (commit == ZipCommit::kCreateNew) {
       result.resultWord = ResultWord::kUebersprungen;
@@ -108,9 +125,11 @@ ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& t
   const std::string entryName = ZipEntryNameForPath(path, settings.keepPath);
   const JournalMark journaled = JournalBefore(state, move ? JournalAction::kZipMove : JournalAction::kZipCopy, path,
                                               archive, commit == ZipCommit::kReplace, FromUtf8(entryName));
-  const ZipWriteResult written = ZipOneFile({path, entryName},
+  ZipOptions options = OptionsFor(plan, host, settings.createExe);
+  options.commit = commit;
+  const ZipWriteResult written = ZipOneFile({path, entryName, 0, file.id, file.folder},
                                             JoinPath(targetFolder, NamePart(path)) + (settings.createExe ? L".exe" : L".zip"),
-                                            OptionsFor(plan, host, settings.createExe));
+                                            options);
   JournalAfter(state, journaled, written.ok() ? written.path : L"", FromUtf8(entryName));
   if (!written.ok()) {
     result.targetFile.clear();
@@ -119,7 +138,7 @@ ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& t
   }
   result.targetFile = written.path;
   RememberChangedFolder(state, targetFolder);
-  result.resultWord = move ? DeleteZippedSource(path) : std::wstring(ResultWord::kGezippt);
+  result.resultWord = move ? DeleteZippedSource(file, written, ResultWord::kGezippt) : std::wstring(ResultWord::kGezippt);
   return result;
 }
 
@@ -139,8 +158,9 @@ RunArchive::RunArchive(const ActionPlan& plan, ActionHost& host, RunState& state
 
 RunArchive::~RunArchive() = default;
 
-std::wstring RunArchive::Add(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& zipName,
+std::wstring RunArchive::Add(const FileRef& file, const std::wstring& targetFolder, const std::wstring& zipName,
                              std::size_t row) {
+  const std::wstring& path = file.path;
   const ZipSettings settings = host_.Zip();
   if (!batch_ && startFailure_.empty()) {
     // The archive is made with the first file: its target folder and its resolved name.
@@ -149,31 +169,45 @@ std::wstring RunArchive::Add(const std::wstring& path, const std::wstring& targe
     } else if (settings.createExe && !StubAvailable()) {
       startFailure_ = ErrorWord(kZipComponentMissing);
     } else {
-      const std::wstring archive = JoinPath(targetFolder, zipName) + (settings.createExe ? L".exe" : L".zip");
-      const ZipOptions options = OptionsFor(plan_, host_, settings.createExe);
-      if (options.commit == ZipCommit::kCreateNew && PathExists(archive)) {
-        startFailure_ = ResultWord::kUebersprungen;
-      } else {
-        auto batch = std::make_unique<Batch>();
-        batch->move = IsMove(plan_);
-        batch->folder = targetFolder;
-        batch->archive = archive;
-        batch->replace = options.commit == ZipCommit::kReplace;
-        const ZipWriteResult started = batch->zip.Begin(archive, options);
-        if (started.ok()) {
-          batch_ = std::move(batch);
+      std::wstring archive = JoinPath(targetFolder, zipName) + (settings.createExe ? L".exe" : L".zip");
+      ZipOptions options = OptionsFor(plan_, host_, settings.createExe);
+      // An archive of that name keeps what it holds and gets the run's files added.
+      options.addToExisting = true;
+      auto batch = std::make_unique<Batch>();
+      batch->move = IsMove(plan_);
+      batch->folder = targetFolder;
+      batch->replace = options.commit == ZipCommit::kReplace;
+      ZipWriteResult started = batch->zip.Begin(archive, options);
+      if (started.code == ZipWriteCode::kNotZip && options.commit == ZipCommit::kNumbered) {
+        // Something that is no archive of ours holds the name: a new one takes the next number.
+        archive = NumberedFreeName(archive);
+        options.addToExisting = false;
+        if (archive.empty()) {
+          started.code = ZipWriteCode::kExists;
         } else {
-          startFailure_ = WordFor(started);
+          started = batch->zip.Begin(archive, options);
         }
+      }
+      batch->archive = archive;
+      if (started.ok()) {
+        batch_ = std::move(batch);
+      } else {
+        startFailure_ = started.code == ZipWriteCode::kNotZip
+                            ? ErrorWord(L"Am Ziel liegt eine Datei dieses Namens, die kein lesbares Archiv ist: " + archive)
+                            : WordFor(started);
       }
     }
   }
   if (!batch_) return startFailure_;
+  // The archive the run adds to may lie in the folder it scans: it is never one of its files.
+  if (file.id.known() && file.id == batch_->zip.ExistingArchive()) {
+    return std::wstring(ResultWord::kUebersprungen) + L": Das Archiv dieses Laufs";
+  }
   const std::string entryName = ZipEntryNameForPath(path, settings.keepPath);
   batch_->journaled.push_back(JournalBefore(state_, batch_->move ? JournalAction::kZipMove : JournalAction::kZipCopy,
                                             path, batch_->archive, batch_->replace, FromUtf8(entryName)));
-  batch_->zip.Add({path, entryName});
-  rows_.emplace_back(row, path);
+  batch_->zip.Add({path, entryName, 0, file.id, file.folder});
+  rows_.emplace_back(row, file);
   // For now; Finish says whether the file really is in the archive.
   return std::wstring(ResultWord::kGezippt);
 }
@@ -183,7 +217,7 @@ std::size_t RunArchive::Finish(LogList& log, bool cancelled) {
   if (cancelled) {
     batch_->zip.Abandon();
     for (const JournalMark& mark : batch_->journaled) JournalAfter(state_, mark, L"");
-    for (const auto& [row, path] : rows_) log.SetResult(row, ErrorWord(L"Abgebrochen"));
+    for (const auto& [row, file] : rows_) log.SetResult(row, ErrorWord(L"Abgebrochen"));
     batch_.reset();
     return rows_.size();
   }
@@ -194,17 +228,21 @@ std::size_t RunArchive::Finish(LogList& log, bool cancelled) {
     RememberChangedFolder(state_, batch_->folder);
   }
   for (std::size_t i = 0; i < rows_.size(); ++i) {
-    const auto& [row, path] = rows_[i];
+    const auto& [row, file] = rows_[i];
     // Noted before a moved file is deleted: from then on the archive is its only copy.
-    const bool inArchive = finished.ok() && batch_->zip.FileResult(i).ok();
+    const ZipWriteResult& packed = batch_->zip.FileResult(i);
+    const bool inArchive = finished.ok() && packed.ok();
     JournalAfter(state_, batch_->journaled[i], inArchive ? finished.path : L"", FromUtf8(batch_->zip.EntryName(i)));
     std::wstring word;
+    const std::wstring zipped = packed.replacedEntry ? kGezipptErsetzt : std::wstring(ResultWord::kGezippt);
     if (!finished.ok()) {
       word = WordFor(finished);
-    } else if (const ZipWriteResult& file = batch_->zip.FileResult(i); !file.ok()) {
-      word = ErrorWord(ZipWriteText(file));
+    } else if (packed.code == ZipWriteCode::kExists) {
+      word = std::wstring(ResultWord::kUebersprungen) + L": Name im Archiv vergeben";
+    } else if (!packed.ok()) {
+      word = ErrorWord(ZipWriteText(packed));
     } else {
-      word = batch_->move ? DeleteZippedSource(path) : std::wstring(ResultWord::kGezippt);
+      word = batch_->move ? DeleteZippedSource(file, packed, zipped) : zipped;
     }
     if (RowKindOf(word) == LogRowKind::Error) ++errors;
     log.SetResult(row, word);

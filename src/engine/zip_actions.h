@@ -25,11 +25,13 @@ ZipMode ZipModeOf(std::wstring_view zippen);
 inline constexpr std::wstring_view kZipComponentMissing = L"Konnte Zipkomponente nicht laden";
 
 // One archive holding one file, at the target path plus ".zip" (".exe" for a self-extractor).
-ActionResult ZipFileToOwnArchive(const std::wstring& path, const std::wstring& targetFolder,
+ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& targetFolder,
                                  const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 
 // One archive for many files: the files are compressed on worker threads while the run goes
-// on, and every row is given its final word when the archive is finished.
+// on, and every row is given its final word when the archive is finished. An archive of the
+// name that is there already keeps its entries and gets the new ones added; an entry of the
+// same name is replaced only under "immer überschreiben" (the row then says so).
 class RunArchive {
  public:
   RunArchive(const ActionPlan& plan, ActionHost& host, RunState& state);
@@ -40,7 +42,7 @@ class RunArchive {
   // Adds a file whose log row is `row`. The archive is started with the first file: its
   // folder is `targetFolder` (made if missing) and its name `zipName` plus ".zip" or ".exe".
   // Returns the row's word until the archive is finished ("Gezippt" for now, or why not).
-  std::wstring Add(const std::wstring& path, const std::wstring& targetFolder, const std::wstring& zipName,
+  std::wstring Add(const FileRef& file, const std::wstring& targetFolder, const std::wstring& zipName,
                    std::size_t row);
   // Writes the archive and gives every row its final word; for a move, deletes the files that
   // are in the archive. With `cancelled` (Esc) the archive is dropped and nothing is deleted.
@@ -57,7 +59,7 @@ class RunArchive {
   std::unique_ptr<Batch> batch_;
   std::wstring startFailure_;  // the word of every row when the archive could not be started
   std::wstring archivePath_;
-  std::vector<std::pair<std::size_t, std::wstring>> rows_;  // row and source of each added file
+  std::vector<std::pair<std::size_t, FileRef>> rows_;  // row and source of each added file
 };
 
 }  // namespace ablagix

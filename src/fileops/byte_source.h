@@ -35,6 +35,7 @@ class MemoryByteSource : public ByteSource {
 class FileByteSource : public ByteSource {
  public:
   [[nodiscard]] bool Open(const std::wstring& path) { return file_.Open(path); }
+  void Close() { file_.Close(); }
   std::uint64_t size() const override { return file_.size(); }
   bool Read(std::uint64_t offset, std::size_t count, std::string* out) override {
     return file_.ReadAt(offset, count, out);

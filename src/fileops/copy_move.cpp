@@ -30,16 +30,21 @@ FsStatus WithFreeName(const TransferRequest& request, std::wstring* to, bool* ta
   }
 }
 
-// Deletes the source of a move. A read-only source is allowed to go (the user asked for it to
-// move), but only its own flag is lifted, and put back if the delete still fails.
-FsStatus RemoveSource(FileSystem& fs, const std::wstring& path) {
+// Deletes the source of a move once its copy is in place. A read-only source is allowed to go
+// (the user asked for it to move), but only its own flag is lifted, and put back if the
+// delete still fails. A source that changed or was swapped since it was copied stays.
+FsStatus RemoveSource(FileSystem& fs, StagedFile& staged, const FileRef& from) {
   std::uint32_t attributes = 0;
-  FsStatus status = fs.RemoveFile(path);
-  if (status.ok()) return status;
+  FsStatus status = fs.RemoveCopiedSource(staged, from);
+  if (status.ok() || status.error == FsError::kChangedMeanwhile || status.error == FsError::kNotTheFoundFile) {
+    status.side = FsSide::kSource;
+    return status;
+  }
+  const std::wstring& path = from.path;
   if (fs.GetAttributes(path, &attributes).ok() && (attributes & kAttrReadOnly)) {
     const std::uint32_t cleared = attributes & ~std::uint32_t{kAttrReadOnly};
     if (fs.SetAttributes(path, cleared == 0 ? std::uint32_t{kAttrNormal} : cleared).ok()) {
-      status = fs.RemoveFile(path);
+      status = fs.RemoveCopiedSource(staged, from);
       if (status.ok()) return status;
       fs.SetAttributes(path, attributes);
     }
@@ -72,12 +77,11 @@ TransferOutcome TransferFile(const TransferRequest& request) {
   const FsStatus committed = WithFreeName(request, &to, &taken, [&](const std::wstring& name) {
     return fs.Commit(*staged, name, request.replace);
   });
-  staged.reset();  // an uncommitted copy goes away here
   if (taken) return Outcome(TransferResult::Taken, committed);
   if (!committed.ok()) return Failed(committed);
   if (!request.move) return Outcome(TransferResult::Done, {}, to);
 
-  const FsStatus removed = RemoveSource(fs, request.from);
+  const FsStatus removed = RemoveSource(fs, *staged, request.from);
   if (!removed.ok()) {
     // The source stays, so the move did not happen: the new copy goes again, unless it
     // replaced a file that is now gone for good (then both copies are better than one).

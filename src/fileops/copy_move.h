@@ -8,7 +8,9 @@
 //   `replace` the name is taken only if it is still free; a taken name asks `nextName` for
 //   another one, so the "(n)" numbering is decided at the moment of writing.
 // - A move is a rename on one volume (again without replacing, unless asked). Across volumes
-//   it is a staged copy, flushed to the disk and named, and only then is the source deleted.
+//   it is a staged copy of the whole file, flushed to the disk and named, and only then is the
+//   source deleted, and only if nothing was written to it since it was read to its end;
+//   otherwise the copy goes again and the source stays (kChangedMeanwhile).
 #pragma once
 
 #include <cstdint>
@@ -20,7 +22,8 @@
 namespace ablagix {
 
 struct TransferRequest {
-  std::wstring from;
+  // The file as it was found; another file under its name is refused (kNotTheFoundFile).
+  FileRef from;
   std::wstring to;
   bool move = false;
   // Replace an existing target ("immer überschreiben"); otherwise a taken name is never replaced.

@@ -18,6 +18,7 @@
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
 #include "fileops/posix_fd.h"
+#include "fileops/posix_found.h"
 
 namespace ablagix::files_internal {
 namespace {
@@ -35,6 +36,12 @@ class PosixStagedFile final : public StagedFile {
   std::string tempPath;  // empty for an anonymous file
   bool durable = false;
   bool committed = false;
+  // The source as it was read: kept open, so deleting it later can prove that it is still
+  // the file and the version that was copied.
+  UniqueFd source;
+  ParentFolder sourceFolder;
+  struct stat sourceState {};
+  std::uint64_t copiedBytes = 0;
 
   ~PosixStagedFile() override {
     if (!committed && !tempPath.empty()) ::unlink(tempPath.c_str());
@@ -64,8 +71,9 @@ bool WriteAll(int fd, const char* data, size_t size) {
 
 // Copies every byte of `in` to `out`: kernel-side where the file systems allow it, else
 // through one reused buffer. Read errors are the source's, write errors the target's.
-FsStatus CopyBytes(int in, int out, std::uint64_t total, const CopyProgress& progress) {
-  std::uint64_t done = 0;
+FsStatus CopyBytes(int in, int out, std::uint64_t total, const CopyProgress& progress, std::uint64_t* copied) {
+  std::uint64_t& done = *copied;
+  done = 0;
   enum class Way { Range, SendFile, Buffer } way = Way::Range;
   for (;;) {
     if (progress && !progress(done, total)) return FsStatus::Fail(FsError::kCancelled);
@@ -113,12 +121,13 @@ FsStatus SyncFolder(const std::string& folder) {
 }
 
 // rename without replacing: atomically where the file system knows the flag, else by a hard
-// link (which refuses a taken name just as well), else by checking first.
-int RenameNoReplace(const char* from, const char* to) {
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+// link (which refuses a taken name just as well), else by checking first. `from` is relative
+// to the folder `fromFolder` (AT_FDCWD for a path).
+int RenameNoReplace(int fromFolder, const char* from, const char* to) {
+  if (::renameat2(fromFolder, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return -1;
-  if (::link(from, to) == 0) {
-    ::unlink(from);
+  if (::linkat(fromFolder, from, AT_FDCWD, to, 0) == 0) {
+    ::unlinkat(fromFolder, from, 0);
     return 0;
   }
   if (errno != EPERM && errno != EOPNOTSUPP && errno != EMLINK) return -1;
@@ -127,23 +136,23 @@ int RenameNoReplace(const char* from, const char* to) {
     errno = EEXIST;
     return -1;
   }
-  return ::rename(from, to);
+  return ::renameat(fromFolder, from, AT_FDCWD, to);
 }
+
+int RenameNoReplace(const char* from, const char* to) { return RenameNoReplace(AT_FDCWD, from, to); }
 
 }  // namespace
 
-FsStatus NativeFs::StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+FsStatus NativeFs::StageCopy(const FileRef& from, const std::wstring& targetFolder, bool durable,
                              const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) {
-  // O_NONBLOCK: a pipe that slipped through must not hang the open; regular files ignore it.
-  UniqueFd in(::open(NativePath(from).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!in) return Errno(FsSide::kSource);
-  struct stat st;
-  if (::fstat(in.get(), &st) != 0) return Errno(FsSide::kSource);
-  if (!S_ISREG(st.st_mode)) return FsStatus::Fail(FsError::kNotRegularFile, FsSide::kSource);
-  ::fcntl(in.get(), F_SETFL, ::fcntl(in.get(), F_GETFL) & ~O_NONBLOCK);
+  // The very file that was found, never a link or a pipe put under its name since.
+  auto file = std::make_unique<PosixStagedFile>();
+  UniqueFd& in = file->source;
+  struct stat& st = file->sourceState;
+  FsStatus opened = OpenFound(from, O_RDONLY, FsSide::kSource, &in, &st, &file->sourceFolder);
+  if (!opened.ok()) return opened;
   ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 
-  auto file = std::make_unique<PosixStagedFile>();
   file->folder = NativePath(targetFolder);
   if (file->folder.empty()) file->folder = ".";
   file->durable = durable;
@@ -161,7 +170,10 @@ FsStatus NativeFs::StageCopy(const std::wstring& from, const std::wstring& targe
       return Errno(FsSide::kTarget);
     }
   }
-  FsStatus status = CopyBytes(in.get(), file->fd.get(), static_cast<std::uint64_t>(st.st_size), progress);
+  // To the end of the file, not to the size it had when it was opened: a file that grows
+  // meanwhile is copied with what was added, or found changed below.
+  FsStatus status = CopyBytes(in.get(), file->fd.get(), static_cast<std::uint64_t>(st.st_size), progress,
+                              &file->copiedBytes);
   if (!status.ok()) return status;
   struct timespec times[2] = {st.st_atim, st.st_mtim};
   ::futimens(file->fd.get(), times);
@@ -182,7 +194,7 @@ FsStatus NativeFs::Commit(StagedFile& stagedFile, const std::wstring& target, bo
     const bool linked = ::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0;
     if (!linked && (!replace || errno != EEXIST)) return Errno(FsSide::kTarget);
     if (!linked) {
-      staged.tempPath = NativePath(StagingName(FromUtf8(staged.folder)));
+      staged.tempPath = NativePath(StagingName(FileNameFromBytes(staged.folder)));
       if (::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, staged.tempPath.c_str(), AT_SYMLINK_FOLLOW) != 0) {
         staged.tempPath.clear();
         return Errno(FsSide::kTarget);
@@ -200,18 +212,45 @@ FsStatus NativeFs::Commit(StagedFile& stagedFile, const std::wstring& target, bo
   return FsStatus::Ok();
 }
 
-FsStatus NativeFs::Rename(const std::wstring& from, const std::wstring& to, bool replace) {
-  const std::string source = NativePath(from);
+FsStatus NativeFs::RemoveCopiedSource(StagedFile& stagedFile, const FileRef& from) {
+  auto& staged = static_cast<PosixStagedFile&>(stagedFile);
+  if (!staged.source) return FsStatus::Fail(FsError::kNotFound, FsSide::kSource);
+  // Everything there is went into the copy: the file still has the size that was read to its
+  // end, and neither its data nor its record changed since it was opened.
+  struct stat now;
+  if (::fstat(staged.source.get(), &now) != 0) return Errno(FsSide::kSource);
+  if (VersionOf(now) != VersionOf(staged.sourceState) ||
+      static_cast<std::uint64_t>(now.st_size) != staged.copiedBytes) {
+    return FsStatus::Fail(FsError::kChangedMeanwhile, FsSide::kSource);
+  }
+  // And its name still stands for it.
+  FileRef copied = from;
+  copied.id = IdOf(now);
+  struct stat named;
+  FsStatus status = StatFound(staged.sourceFolder, copied, FsSide::kSource, &named);
+  if (!status.ok()) return status;
+  if (::unlinkat(staged.sourceFolder.fd(), staged.sourceFolder.name.c_str(), 0) != 0) return Errno(FsSide::kSource);
+  return FsStatus::Ok();
+}
+
+FsStatus NativeFs::Rename(const FileRef& from, const std::wstring& to, bool replace) {
+  ParentFolder parent;
+  FsStatus status = OpenParentOf(from, FsSide::kSource, &parent);
+  struct stat st;
+  if (status.ok()) status = StatFound(parent, from, FsSide::kSource, &st);
+  if (!status.ok()) return status;
   const std::string target = NativePath(to);
-  const int rc = replace ? ::rename(source.c_str(), target.c_str()) : RenameNoReplace(source.c_str(), target.c_str());
+  const char* name = parent.name.c_str();
+  const int rc = replace ? ::renameat(parent.fd(), name, AT_FDCWD, target.c_str())
+                         : RenameNoReplace(parent.fd(), name, target.c_str());
   if (rc == 0) return FsStatus::Ok();
   if (errno == EXDEV) return FsStatus::Fail(FsError::kNotSameVolume);
   // ENOENT may concern either side; whichever is missing says which.
   if (errno == ENOENT) {
     const int error = errno;
-    struct stat st;
     return StatusFromSystemError(static_cast<std::uint32_t>(error),
-                                 ::lstat(source.c_str(), &st) != 0 ? FsSide::kSource : FsSide::kTarget);
+                                 ::fstatat(parent.fd(), name, &st, AT_SYMLINK_NOFOLLOW) != 0 ? FsSide::kSource
+                                                                                             : FsSide::kTarget);
   }
   return Errno(errno == EEXIST ? FsSide::kTarget : FsSide::kUnknown);
 }

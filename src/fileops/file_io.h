@@ -11,6 +11,8 @@
 #include <memory>
 #include <string>
 
+#include "fileops/file_system.h"
+
 namespace ablagix {
 
 // An existing file opened for writing without truncating it. On Windows nobody else may write
@@ -23,9 +25,14 @@ class InPlaceFile {
   InPlaceFile& operator=(const InPlaceFile&) = delete;
 
   // Opens an existing regular file. Refuses symbolic links (and junctions): overwriting
-  // through one would destroy the content of a file elsewhere.
-  [[nodiscard]] bool Open(const std::wstring& path);
+  // through one would destroy the content of a file elsewhere. With the identities of `file`
+  // known, another file under its name is refused too.
+  [[nodiscard]] bool Open(const FileRef& file);
   [[nodiscard]] bool Size(std::uint64_t* size);
+  // How many names the file's data has (hard links); 1 when the system does not say.
+  [[nodiscard]] bool Links(std::uint32_t* links);
+  // The identity of the file that was opened.
+  FileId Identity();
   // Writes all `size` bytes at `offset`; never moves the end of the file unless the write
   // reaches past it.
   [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* data, std::size_t size);
@@ -52,9 +59,16 @@ class ReadOnlyFile {
   ReadOnlyFile(const ReadOnlyFile&) = delete;
   ReadOnlyFile& operator=(const ReadOnlyFile&) = delete;
 
-  // Opens an existing regular file (links are followed, as any reader would).
+  // Opens an existing regular file (links are followed, as any reader would; a pipe is
+  // never waited on).
   [[nodiscard]] bool Open(const std::wstring& path);
+  // Opens the file a scan found: never through a link, and only while its name still stands
+  // for that file (its identities, where known). False with the reason in `status`.
+  [[nodiscard]] bool OpenFound(const FileRef& file, FsStatus* status = nullptr);
   std::uint64_t size() const { return size_; }
+  // The file's size and times now, read from the open file: the same version before and after
+  // reading means nothing was written meanwhile.
+  [[nodiscard]] bool Version(FileVersion* version, FileId* id = nullptr, std::uint32_t* mode = nullptr);
   // Up to `count` bytes from `offset` into `out` (fewer at the end of the file). False on a
   // read error.
   [[nodiscard]] bool ReadAt(std::uint64_t offset, std::size_t count, std::string* out);

@@ -12,6 +12,7 @@
 #include "fileops/file_io.h"
 #include "fileops/files_internal.h"
 #include "fileops/posix_fd.h"
+#include "fileops/posix_found.h"
 
 namespace ablagix {
 namespace {
@@ -29,27 +30,33 @@ struct InPlaceFile::Impl {
 InPlaceFile::InPlaceFile() : impl_(std::make_unique<Impl>()) {}
 InPlaceFile::~InPlaceFile() = default;
 
-bool InPlaceFile::Open(const std::wstring& path) {
+bool InPlaceFile::Open(const FileRef& file) {
   impl_->fd.reset();
-  // O_NOFOLLOW: a link is refused (ELOOP) instead of its target being overwritten.
-  int fd = ::open(NativePath(path).c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
-  if (fd < 0) {
-    lastError_ = Errno();
-    return false;
-  }
-  impl_->fd.reset(fd);
+  // Never through a link (its target would be overwritten), never another file than the one
+  // found; both are checked on what was opened.
   struct stat st;
-  if (::fstat(fd, &st) != 0) {
-    lastError_ = Errno();
-    impl_->fd.reset();
-    return false;
-  }
-  if (!S_ISREG(st.st_mode)) {
-    lastError_ = EINVAL;
+  const FsStatus status = files_internal::OpenFound(file, O_WRONLY, FsSide::kUnknown, &impl_->fd, &st);
+  if (!status.ok()) {
+    lastError_ = status.code != 0 ? status.code : static_cast<std::uint32_t>(status.error == FsError::kNotRegularFile ? EINVAL : ELOOP);
     impl_->fd.reset();
     return false;
   }
   return true;
+}
+
+bool InPlaceFile::Links(std::uint32_t* links) {
+  struct stat st;
+  if (::fstat(impl_->fd.get(), &st) != 0) {
+    lastError_ = Errno();
+    return false;
+  }
+  *links = static_cast<std::uint32_t>(st.st_nlink);
+  return true;
+}
+
+FileId InPlaceFile::Identity() {
+  struct stat st;
+  return ::fstat(impl_->fd.get(), &st) == 0 ? files_internal::IdOf(st) : FileId{};
 }
 
 bool InPlaceFile::Size(std::uint64_t* size) {
@@ -84,14 +91,37 @@ ReadOnlyFile::ReadOnlyFile() : impl_(std::make_unique<Impl>()) {}
 ReadOnlyFile::~ReadOnlyFile() = default;
 
 bool ReadOnlyFile::Open(const std::wstring& path) {
-  impl_->fd.reset(::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC));
+  impl_->fd.reset(::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   size_ = 0;
   struct stat st;
   if (impl_->fd.get() < 0 || ::fstat(impl_->fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
     impl_->fd.reset();
     return false;
   }
+  ::fcntl(impl_->fd.get(), F_SETFL, ::fcntl(impl_->fd.get(), F_GETFL) & ~O_NONBLOCK);
   size_ = static_cast<std::uint64_t>(st.st_size);
+  return true;
+}
+
+bool ReadOnlyFile::OpenFound(const FileRef& file, FsStatus* status) {
+  size_ = 0;
+  struct stat st;
+  const FsStatus opened = files_internal::OpenFound(file, O_RDONLY, FsSide::kSource, &impl_->fd, &st);
+  if (status) *status = opened;
+  if (!opened.ok()) {
+    impl_->fd.reset();
+    return false;
+  }
+  size_ = static_cast<std::uint64_t>(st.st_size);
+  return true;
+}
+
+bool ReadOnlyFile::Version(FileVersion* version, FileId* id, std::uint32_t* mode) {
+  struct stat st;
+  if (impl_->fd.get() < 0 || ::fstat(impl_->fd.get(), &st) != 0) return false;
+  *version = files_internal::VersionOf(st);
+  if (id) *id = files_internal::IdOf(st);
+  if (mode) *mode = static_cast<std::uint32_t>(st.st_mode & 07777);
   return true;
 }
 

@@ -16,6 +16,25 @@ namespace ablagix {
 // Windows FILETIME: 100-nanosecond ticks since 1601-01-01 UTC, on every platform.
 using FileTime = std::int64_t;
 
+// Which file a name stood for when it was looked at: the volume and the file's number on it
+// (device and inode on Linux, volume serial number and file ID on Windows). A name whose
+// identity changed stands for another file now, whatever its size and times say.
+struct FileId {
+  std::uint64_t volume = 0;
+  std::uint64_t file = 0;
+  bool known() const { return volume != 0 || file != 0; }
+  friend bool operator==(const FileId&, const FileId&) = default;
+};
+
+// What a file looked like at one moment. Reading a file whole and finding the same version
+// afterwards is what makes deleting it safe: nothing was written to it in between.
+struct FileVersion {
+  std::uint64_t size = 0;
+  FileTime lastWrite = 0;
+  FileTime changed = 0;  // the last change of its data or its record (ctime, ChangeTime)
+  friend bool operator==(const FileVersion&, const FileVersion&) = default;
+};
+
 // The Windows attribute bits. On Linux they are derived: a symbolic link is a reparse point,
 // a file without write permission is read-only, a name starting with "." is hidden.
 enum : std::uint32_t {
@@ -45,6 +64,8 @@ struct DirEntry {
   bool dataOffline = false;
   // Size, times and the read-only bit are still to be read (FolderReader::FillDetails).
   bool detailsPending = false;
+  // Known with the details (on Windows with the listing).
+  FileId id;
 
   bool IsDirectory() const { return (attributes & kAttrDirectory) != 0; }
   bool IsReparsePoint() const { return (attributes & kAttrReparsePoint) != 0; }
@@ -73,6 +94,11 @@ class FolderReader {
   // scan that rejects most names by their pattern never looks any further at them.
   [[nodiscard]] bool NextName(DirEntry* entry);
   [[nodiscard]] bool FillDetails(DirEntry* entry);
+  // Opens a subfolder that `parent` listed, at `path`, without following a link: a folder
+  // swapped for a link since the listing is refused, so a walk never leaves its tree.
+  [[nodiscard]] bool OpenChild(const FolderReader& parent, const std::wstring& path, const DirEntry& child);
+  // The identity of the folder being listed (unknown where the system does not say).
+  FileId Identity() const;
 
  private:
   std::unique_ptr<FolderListing> listing_;
@@ -97,9 +123,6 @@ bool CreateFolders(const std::wstring& folder);
 [[nodiscard]] bool GetFileSize(const std::wstring& path, std::uint64_t* size);
 [[nodiscard]] bool ReadFileBytes(const std::wstring& path, std::string* bytes);
 bool RemoveFile(const std::wstring& path);
-// True when both files can be read and hold the same bytes (read side by side, stopping at
-// the first difference).
-bool FilesHaveSameContent(const std::wstring& a, const std::wstring& b);
 bool RemoveEmptyFolder(const std::wstring& path);
 // Plain copy for small files such as the profile backup; replaces `to` when it exists.
 bool CopyFileReplacing(const std::wstring& from, const std::wstring& to);

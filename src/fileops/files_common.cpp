@@ -11,6 +11,7 @@
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
 #include "fileops/path_text.h"
+#include "fileops/temp_files.h"
 
 namespace ablagix {
 namespace {
@@ -58,9 +59,7 @@ std::wstring UniqueSuffix() {
 
 std::wstring AtomicTempName(const std::wstring& path) { return path + L".~tmp" + UniqueSuffix(); }
 
-std::wstring StagingName(const std::wstring& folder) {
-  return JoinPath(folder, L".~ablagix" + UniqueSuffix() + L".tmp");
-}
+std::wstring StagingName(const std::wstring& folder) { return TempFilePath(folder); }
 
 }  // namespace files_internal
 
@@ -116,6 +115,13 @@ bool FolderReader::Open(const std::wstring& folder) {
   return listing_ != nullptr;
 }
 
+bool FolderReader::OpenChild(const FolderReader& parent, const std::wstring& path, const DirEntry& child) {
+  listing_ = parent.listing_ ? parent.listing_->OpenChild(path, child, nullptr) : nullptr;
+  return listing_ != nullptr;
+}
+
+FileId FolderReader::Identity() const { return listing_ ? listing_->Identity() : FileId{}; }
+
 bool FolderReader::Next(DirEntry* entry) { return listing_ && listing_->Next(entry, true); }
 bool FolderReader::NextName(DirEntry* entry) { return listing_ && listing_->Next(entry, false); }
 bool FolderReader::FillDetails(DirEntry* entry) {
@@ -153,10 +159,10 @@ bool WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
   return ActiveFileSystem().WriteFileAtomic(path, bytes).ok();
 }
 
-bool FilesHaveSameContent(const std::wstring& a, const std::wstring& b) {
+bool FoundFilesHaveSameContent(const FileRef& a, const FileRef& b) {
   ReadOnlyFile first;
   ReadOnlyFile second;
-  if (!first.Open(a) || !second.Open(b) || first.size() != second.size()) return false;
+  if (!first.OpenFound(a) || !second.OpenFound(b) || first.size() != second.size()) return false;
   constexpr std::size_t kPiece = 1 << 18;
   std::string x, y;
   for (std::uint64_t offset = 0; offset < first.size(); offset += kPiece) {

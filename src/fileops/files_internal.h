@@ -17,8 +17,8 @@ bool AtomicWriteInterrupted(std::size_t written);
 // Name of the temporary file that WriteFileAtomic writes before the rename. Unique per call
 // so two writers never share one.
 std::wstring AtomicTempName(const std::wstring& path);
-// A temporary name inside `folder` for a staged copy: short (so it fits beside any name),
-// unique per call, and starting with "." so it stays out of sight.
+// A temporary name inside `folder` for a staged copy (temp_files.h): short (so it fits beside
+// any name), unique per call, and starting with "." so it stays out of sight.
 std::wstring StagingName(const std::wstring& folder);
 
 // The path as the system calls take it. Windows: "/" made "\", made absolute, and in the
@@ -41,13 +41,15 @@ class NativeFs final : public FileSystem {
   std::unique_ptr<FolderListing> OpenFolder(const std::wstring& folder, FsStatus* status) override;
   FsStatus GetAttributes(const std::wstring& path, std::uint32_t* attributes) override;
   FsStatus SetAttributes(const std::wstring& path, std::uint32_t attributes) override;
+  FsStatus Inspect(const std::wstring& path, FileInfo* info) override;
   FsStatus CreateFolders(const std::wstring& folder) override;
-  FsStatus StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+  FsStatus StageCopy(const FileRef& from, const std::wstring& targetFolder, bool durable,
                      const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) override;
   FsStatus Commit(StagedFile& staged, const std::wstring& target, bool replace) override;
-  FsStatus Rename(const std::wstring& from, const std::wstring& to, bool replace) override;
-  FsStatus RemoveFile(const std::wstring& path) override;
-  FsStatus Recycle(const std::wstring& path) override;
+  FsStatus RemoveCopiedSource(StagedFile& staged, const FileRef& from) override;
+  FsStatus Rename(const FileRef& from, const std::wstring& to, bool replace) override;
+  FsStatus RemoveFile(const FileRef& file) override;
+  FsStatus Recycle(const FileRef& file) override;
   FsStatus WriteFileAtomic(const std::wstring& path, std::string_view bytes) override;
 };
 

@@ -1,8 +1,11 @@
-// POSIX implementation of the file system layer. Names are UTF-8 on disk; "\" in a path
-// separates folders just like "/", so profile paths written on Windows work here too.
+// POSIX implementation of the file system layer. Names on disk are bytes: a name from a listing
+// is carried without loss (base/text.h: FileNameFromBytes), so a "\" or a byte that is not
+// UTF-8 stays part of its name. In the path texts of profiles a "\" separates folders just
+// like "/", so profile paths written on Windows work here too.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
@@ -14,19 +17,37 @@
 #include "base/text.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
+#include "fileops/path_text.h"
 #include "fileops/posix_fd.h"
+#include "fileops/posix_found.h"
 
 namespace ablagix {
 
 namespace files_internal {
 
 std::string NativePath(const std::wstring& path) {
-  std::string out = ToUtf8(path);
-  for (char& c : out) {
-    if (c == '\\') c = '/';
+  // Only a "\" of the path text separates; one that is part of a name (U+DC5C) goes back to
+  // the disk as the byte it was.
+  if (path.find(L'\\') == std::wstring::npos) return FileNameToBytes(path);
+  std::wstring separated = path;
+  for (wchar_t& c : separated) {
+    if (c == L'\\') c = L'/';
   }
-  return out;
+  return FileNameToBytes(separated);
 }
+
+FileId IdOf(const struct stat& st) {
+  return FileId{static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino)};
+}
+
+FileKind KindOf(mode_t mode) {
+  if (S_ISREG(mode)) return FileKind::kFile;
+  if (S_ISDIR(mode)) return FileKind::kFolder;
+  if (S_ISLNK(mode)) return FileKind::kLink;
+  return FileKind::kSpecial;
+}
+
+FsStatus ErrnoStatus(FsSide side) { return StatusFromSystemError(static_cast<std::uint32_t>(errno), side); }
 
 }  // namespace files_internal
 
@@ -42,6 +63,8 @@ constexpr std::int64_t kEpochDifference = 11644473600;  // seconds from 1601 to 
 FileTime ToFileTime(std::int64_t seconds, std::int64_t nanoseconds) {
   return (seconds + kEpochDifference) * kTicksPerSecond + nanoseconds / 100;
 }
+
+std::string NameBytes(std::wstring_view name) { return FileNameToBytes(name); }
 
 std::uint32_t AttributesOf(mode_t mode, std::string_view name) {
   std::uint32_t attributes = 0;
@@ -96,6 +119,7 @@ bool StatNoFollow(int dirFd, const char* name, DirEntry* entry) {
                           : ToFileTime(sx.stx_ctime.tv_sec, sx.stx_ctime.tv_nsec);
     entry->attributes = AttributesOf(sx.stx_mode, name);
     SetKind(sx.stx_mode, entry);
+    entry->id = FileId{static_cast<std::uint64_t>(makedev(sx.stx_dev_major, sx.stx_dev_minor)), sx.stx_ino};
     return true;
   }
   struct stat st;
@@ -105,6 +129,7 @@ bool StatNoFollow(int dirFd, const char* name, DirEntry* entry) {
   entry->creation = ToFileTime(st.st_ctim.tv_sec, st.st_ctim.tv_nsec);
   entry->attributes = AttributesOf(st.st_mode, name);
   SetKind(st.st_mode, entry);
+  entry->id = files_internal::IdOf(st);
   return true;
 }
 
@@ -123,15 +148,30 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
 
 class PosixListing final : public FolderListing {
  public:
-  explicit PosixListing(DIR* dir) : dir_(dir) {}
+  PosixListing(DIR* dir, FileId id) : dir_(dir), id_(id) {}
   ~PosixListing() override { closedir(dir_); }
+
+  // A listing of the folder `fd` (taken over), or null with the reason.
+  static std::unique_ptr<FolderListing> Of(int fd, FsStatus* status) {
+    struct stat st;
+    DIR* dir = fd < 0 || ::fstat(fd, &st) != 0 ? nullptr : fdopendir(fd);
+    if (!dir) {
+      if (status) *status = files_internal::ErrnoStatus(FsSide::kUnknown);
+      if (fd >= 0) ::close(fd);
+      return nullptr;
+    }
+    if (status) *status = FsStatus::Ok();
+    return std::make_unique<PosixListing>(dir, files_internal::IdOf(st));
+  }
 
   bool Next(DirEntry* entry, bool details) override {
     for (;;) {
       errno = 0;
       struct dirent* d = readdir(dir_);
       if (!d) return false;
-      entry->name = FromUtf8(d->d_name);
+      // The name exactly as its bytes are, "\" and bytes that are not UTF-8 included.
+      entry->name = FileNameFromBytes(d->d_name);
+      entry->id = FileId{};
       // The kind comes with the listing; asking the file system about every entry is the
       // slow part of walking a big tree, so it is left for the entries that need it.
       if (!details && KindFromListing(d->d_type, d->d_name, entry)) return true;
@@ -142,11 +182,27 @@ class PosixListing final : public FolderListing {
 
   bool FillDetails(DirEntry* entry) override {
     if (!entry->detailsPending) return true;
-    return StatNoFollow(dirfd(dir_), ToUtf8(entry->name).c_str(), entry);
+    return StatNoFollow(dirfd(dir_), NameBytes(entry->name).c_str(), entry);
   }
+
+  std::unique_ptr<FolderListing> OpenChild(const std::wstring&, const DirEntry& child, FsStatus* status) override {
+    // Relative to this folder and without following a link: a subfolder swapped for a link
+    // to somewhere else since it was listed is not entered.
+    const int fd = ::openat(dirfd(dir_), NameBytes(child.name).c_str(),
+                            O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    std::unique_ptr<FolderListing> listing = Of(fd, status);
+    if (listing && child.id.known() && listing->Identity() != child.id) {
+      if (status) *status = FsStatus::Fail(FsError::kNotTheFoundFile);
+      return nullptr;
+    }
+    return listing;
+  }
+
+  FileId Identity() const override { return id_; }
 
  private:
   DIR* dir_;
+  FileId id_;
 };
 
 }  // namespace
@@ -163,15 +219,18 @@ FsStatus Errno(FsSide side = FsSide::kUnknown) {
 }  // namespace
 
 std::unique_ptr<FolderListing> NativeFs::OpenFolder(const std::wstring& folder, FsStatus* status) {
-  int fd = ::open(NativePath(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  DIR* dir = fd < 0 ? nullptr : fdopendir(fd);
-  if (!dir) {
-    if (status) *status = Errno();
-    if (fd >= 0) ::close(fd);
-    return nullptr;
-  }
-  if (status) *status = FsStatus::Ok();
-  return std::make_unique<PosixListing>(dir);
+  return PosixListing::Of(::open(NativePath(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC), status);
+}
+
+FsStatus NativeFs::Inspect(const std::wstring& path, FileInfo* info) {
+  struct stat st;
+  if (::lstat(NativePath(path).c_str(), &st) != 0) return Errno();
+  info->kind = KindOf(st.st_mode);
+  info->id = IdOf(st);
+  info->version = VersionOf(st);
+  info->links = static_cast<std::uint32_t>(st.st_nlink);
+  info->mode = static_cast<std::uint32_t>(st.st_mode & 07777);
+  return FsStatus::Ok();
 }
 
 FsStatus NativeFs::GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
@@ -191,7 +250,9 @@ FsStatus NativeFs::GetAttributes(const std::wstring& path, std::uint32_t* attrib
 FsStatus NativeFs::SetAttributes(const std::wstring& path, std::uint32_t attributes) {
   std::string native = NativePath(path);
   struct stat st;
-  if (::stat(native.c_str(), &st) != 0) return Errno();
+  if (::lstat(native.c_str(), &st) != 0) return Errno();
+  // chmod would change what a link points at, a file elsewhere.
+  if (S_ISLNK(st.st_mode)) return FsStatus::Fail(FsError::kNotRegularFile);
   mode_t mode = st.st_mode & 07777;
   // Only read-only has a POSIX meaning; it maps to the write permission bits.
   if (attributes & kAttrReadOnly) {
@@ -229,8 +290,14 @@ FsStatus NativeFs::CreateFolders(const std::wstring& folder) {
   return last.ok() ? FsStatus::Fail(FsError::kNotFound, FsSide::kTarget) : last;
 }
 
-FsStatus NativeFs::RemoveFile(const std::wstring& path) {
-  return ::unlink(NativePath(path).c_str()) == 0 ? FsStatus::Ok() : Errno();
+FsStatus NativeFs::RemoveFile(const FileRef& file) {
+  ParentFolder parent;
+  FsStatus status = OpenParentOf(file, FsSide::kUnknown, &parent);
+  struct stat st;
+  if (status.ok()) status = StatFound(parent, file, FsSide::kUnknown, &st);
+  if (!status.ok()) return status;
+  if (S_ISDIR(st.st_mode)) return FsStatus::Fail(FsError::kNotRegularFile);
+  return ::unlinkat(parent.fd(), parent.name.c_str(), 0) == 0 ? FsStatus::Ok() : Errno();
 }
 
 FsStatus NativeFs::WriteFileAtomic(const std::wstring& path, std::string_view bytes) {
@@ -267,22 +334,98 @@ FsStatus NativeFs::WriteFileAtomic(const std::wstring& path, std::string_view by
 
 }  // namespace files_internal
 
+namespace files_internal {
+
+FileVersion VersionOf(const struct stat& st) {
+  return FileVersion{static_cast<std::uint64_t>(st.st_size), ToFileTime(st.st_mtim.tv_sec, st.st_mtim.tv_nsec),
+                     ToFileTime(st.st_ctim.tv_sec, st.st_ctim.tv_nsec)};
+}
+
+namespace {
+
+// The folder handled last on this thread. A run handles the files of one folder one after
+// another, so the folder is opened once for all of them, not once per file.
+struct CachedFolder {
+  std::string path;
+  FileId id;
+  std::shared_ptr<UniqueFd> handle;
+};
+
+thread_local CachedFolder t_folder;
+
+}  // namespace
+
+FsStatus OpenParentOf(const FileRef& ref, FsSide side, ParentFolder* parent) {
+  const std::wstring folderText = FolderPart(ref.path);
+  parent->name = NativePath(NamePart(ref.path));
+  std::string folder = folderText.empty() ? std::string(".") : NativePath(folderText);
+  CachedFolder& cached = t_folder;
+  if (cached.handle && cached.path == folder) {
+    // The very folder that was checked before is taken again by its handle, even if its path
+    // now leads elsewhere; without a known identity the path must still lead to it.
+    struct stat st;
+    if (ref.folder.known() ? cached.id == ref.folder
+                           : ::stat(folder.c_str(), &st) == 0 && IdOf(st) == cached.id) {
+      parent->handle = cached.handle;
+      return FsStatus::Ok();
+    }
+  }
+  auto handle = std::make_shared<UniqueFd>(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  struct stat st;
+  if (!*handle || ::fstat(handle->get(), &st) != 0) return ErrnoStatus(side);
+  if (ref.folder.known() && IdOf(st) != ref.folder) return FsStatus::Fail(FsError::kNotTheFoundFile, side);
+  cached = CachedFolder{std::move(folder), IdOf(st), handle};
+  parent->handle = std::move(handle);
+  return FsStatus::Ok();
+}
+
+FsStatus StatFound(const ParentFolder& parent, const FileRef& ref, FsSide side, struct stat* st) {
+  if (::fstatat(parent.fd(), parent.name.c_str(), st, AT_SYMLINK_NOFOLLOW) != 0) return ErrnoStatus(side);
+  if (ref.id.known() && IdOf(*st) != ref.id) return FsStatus::Fail(FsError::kNotTheFoundFile, side);
+  if (ref.versionKnown && VersionOf(*st) != ref.version) return FsStatus::Fail(FsError::kChangedMeanwhile, side);
+  return FsStatus::Ok();
+}
+
+FsStatus OpenFound(const FileRef& ref, int flags, FsSide side, UniqueFd* fd, struct stat* st, ParentFolder* parent) {
+  ParentFolder own;
+  ParentFolder& folder = parent ? *parent : own;
+  FsStatus status = OpenParentOf(ref, side, &folder);
+  if (!status.ok()) return status;
+  // Looked at first: a pipe or a device under the name is never opened.
+  status = StatFound(folder, ref, side, st);
+  if (!status.ok()) return status;
+  if (!S_ISREG(st->st_mode)) return FsStatus::Fail(FsError::kNotRegularFile, side);
+  // O_NOFOLLOW and O_NONBLOCK: a name swapped for a link or a pipe since the look above is
+  // refused or at least never waited on.
+  fd->reset(::openat(folder.fd(), folder.name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!*fd) return errno == ELOOP ? FsStatus::Fail(FsError::kNotTheFoundFile, side) : ErrnoStatus(side);
+  struct stat opened;
+  if (::fstat(fd->get(), &opened) != 0) return ErrnoStatus(side);
+  if (!S_ISREG(opened.st_mode)) return FsStatus::Fail(FsError::kNotRegularFile, side);
+  if (IdOf(opened) != IdOf(*st)) return FsStatus::Fail(FsError::kNotTheFoundFile, side);
+  ::fcntl(fd->get(), F_SETFL, ::fcntl(fd->get(), F_GETFL) & ~O_NONBLOCK);
+  *st = opened;
+  return FsStatus::Ok();
+}
+
+}  // namespace files_internal
+
 bool IsFullPath(std::wstring_view path) { return !path.empty() && path.front() == L'/'; }
 
 bool GetFileSize(const std::wstring& path, std::uint64_t* size) {
-  UniqueFd fd(::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC));
-  if (!fd) return false;
+  // Not opened: opening a pipe would wait for a writer for ever.
   struct stat st;
-  if (::fstat(fd.get(), &st) != 0) return false;
+  if (::stat(NativePath(path).c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
   *size = static_cast<std::uint64_t>(st.st_size);
   return true;
 }
 
 bool ReadFileBytes(const std::wstring& path, std::string* bytes) {
-  UniqueFd fd(::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC));
+  UniqueFd fd(::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!fd) return false;
   struct stat st;
-  if (::fstat(fd.get(), &st) != 0 || S_ISDIR(st.st_mode)) return false;
+  if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+  ::fcntl(fd.get(), F_SETFL, ::fcntl(fd.get(), F_GETFL) & ~O_NONBLOCK);
   bytes->clear();
   char buffer[1 << 16];
   for (;;) {

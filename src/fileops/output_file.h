@@ -31,6 +31,11 @@ class OutputFile {
   [[nodiscard]] bool SetSize(std::uint64_t size);
   // Pushes the written bytes to the disk, past the system's cache.
   [[nodiscard]] bool Flush();
+  // Sets the POSIX permission bits (`mode` & 07777); nothing to do on Windows.
+  [[nodiscard]] bool SetPermissions(std::uint32_t mode);
+  // The permission bits the file was created with (the process's umask applied); 0666 on
+  // Windows.
+  std::uint32_t CreatedPermissions() const;
   void Close();
   bool isOpen() const;
 

@@ -26,6 +26,7 @@ constexpr std::int64_t kEpochDifference = 11644473600;  // seconds from 1601 to 
 
 struct OutputFile::Impl {
   UniqueFd fd;
+  std::uint32_t created = 0600;
 };
 
 OutputFile::OutputFile() : impl_(std::make_unique<Impl>()) {}
@@ -37,8 +38,20 @@ bool OutputFile::Create(const std::wstring& path) {
     lastError_ = Errno();
     return false;
   }
+  struct stat st;
+  impl_->created = ::fstat(impl_->fd.get(), &st) == 0 ? static_cast<std::uint32_t>(st.st_mode & 07777) : 0600;
   return true;
 }
+
+bool OutputFile::SetPermissions(std::uint32_t mode) {
+  if (::fchmod(impl_->fd.get(), static_cast<mode_t>(mode & 07777)) != 0) {
+    lastError_ = Errno();
+    return false;
+  }
+  return true;
+}
+
+std::uint32_t OutputFile::CreatedPermissions() const { return impl_->created; }
 
 bool OutputFile::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
   return WriteAllAt(impl_->fd.get(), offset, data, size, ENOSPC, &lastError_);

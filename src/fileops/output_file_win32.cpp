@@ -53,6 +53,9 @@ bool OutputFile::Flush() {
   return true;
 }
 
+bool OutputFile::SetPermissions(std::uint32_t) { return true; }
+std::uint32_t OutputFile::CreatedPermissions() const { return 0666; }
+
 void OutputFile::Close() { impl_->file.reset(); }
 bool OutputFile::isOpen() const { return static_cast<bool>(impl_->file); }
 

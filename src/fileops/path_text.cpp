@@ -7,8 +7,10 @@ namespace {
 
 #ifdef _WIN32
 constexpr wchar_t kNativeSeparator = L'\\';
+constexpr bool kNamesIgnoreCase = true;
 #else
 constexpr wchar_t kNativeSeparator = L'/';
+constexpr bool kNamesIgnoreCase = false;
 #endif
 
 wchar_t SeparatorUsedBy(std::wstring_view path) {
@@ -69,13 +71,17 @@ std::wstring LongPathForm(std::wstring_view path) {
   return L"\\\\?\\" + std::wstring(path);
 }
 
+bool FileNamesIgnoreCase() { return kNamesIgnoreCase; }
+
+bool SameNameChar(wchar_t a, wchar_t b) { return a == b || (kNamesIgnoreCase && FoldCase(a) == FoldCase(b)); }
+
 bool SameFolderText(std::wstring_view a, std::wstring_view b) {
   a = WithoutTrailingSeparator(a);
   b = WithoutTrailingSeparator(b);
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i) {
     if (IsPathSeparator(a[i]) && IsPathSeparator(b[i])) continue;
-    if (a[i] != b[i] && FoldCase(a[i]) != FoldCase(b[i])) return false;
+    if (!SameNameChar(a[i], b[i])) return false;
   }
   return true;
 }
@@ -84,7 +90,7 @@ bool FolderTextStartsWith(std::wstring_view path, std::wstring_view prefix) {
   if (prefix.size() > path.size()) return false;
   for (size_t i = 0; i < prefix.size(); ++i) {
     if (IsPathSeparator(path[i]) && IsPathSeparator(prefix[i])) continue;
-    if (path[i] != prefix[i] && FoldCase(path[i]) != FoldCase(prefix[i])) return false;
+    if (!SameNameChar(path[i], prefix[i])) return false;
   }
   return true;
 }

@@ -33,8 +33,14 @@ std::wstring JoinPath(std::wstring_view folder, std::wstring_view name);
 // A path that already has the "\\?\" form is returned unchanged.
 std::wstring LongPathForm(std::wstring_view path);
 
-// True when both texts name the same folder: compared whole, ignoring case, "\" and "/"
-// alike, one trailing separator on either side ignored.
+// Whether this system's file names ignore case: Windows does ("Fotos" and "fotos" are one
+// folder), Linux does not (they are two).
+bool FileNamesIgnoreCase();
+// One character of two names equal by that rule.
+bool SameNameChar(wchar_t a, wchar_t b);
+
+// True when both texts name the same folder: compared whole by the file system's case rule,
+// "\" and "/" alike, one trailing separator on either side ignored.
 bool SameFolderText(std::wstring_view a, std::wstring_view b);
 // True when `path` begins with `prefix`, compared as SameFolderText compares.
 bool FolderTextStartsWith(std::wstring_view path, std::wstring_view prefix);

@@ -39,7 +39,7 @@ bool MoveToRecycleBin(const std::wstring& path);
 // `clearReadOnly` is set; then the flag is removed first (and put back if the delete fails).
 bool DeletePermanently(const std::wstring& path, bool clearReadOnly);
 // The same, saying why it failed.
-FsStatus DeleteForGood(const std::wstring& path, bool clearReadOnly);
+FsStatus DeleteForGood(const FileRef& file, bool clearReadOnly);
 
 //--- Taking a file out of the recycle bin again
 

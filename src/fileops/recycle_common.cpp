@@ -6,7 +6,16 @@
 namespace ablagix {
 
 namespace files_internal {
-FsStatus NativeFs::Recycle(const std::wstring& path) {
+FsStatus NativeFs::Recycle(const FileRef& file) {
+  const std::wstring& path = file.path;
+  // The bin is the shell's (or the trash standard's) and takes a path; the name is checked
+  // right before, so a file swapped in meanwhile is not the one that goes.
+  FileInfo info;
+  if (file.id.known()) {
+    const FsStatus looked = Inspect(path, &info);
+    if (!looked.ok()) return FsStatus{looked.error, FsSide::kSource, looked.code};
+    if (info.id != file.id) return FsStatus::Fail(FsError::kNotTheFoundFile, FsSide::kSource);
+  }
   ShellDeleteOptions options;
   options.recycle = true;
   if (DeleteThroughShell(path, options)) return FsStatus::Ok();
@@ -17,8 +26,20 @@ FsStatus NativeFs::Recycle(const std::wstring& path) {
 
 bool MoveToRecycleBin(const std::wstring& path) { return ActiveFileSystem().Recycle(path).ok(); }
 
-FsStatus DeleteForGood(const std::wstring& path, bool clearReadOnly) {
+FsStatus DeleteForGood(const FileRef& found, bool clearReadOnly) {
+  const std::wstring& path = found.path;
   FileSystem& fs = ActiveFileSystem();
+  FileRef file = found;
+  if (found.versionKnown) {
+    // Compared before the read-only flag is lifted, which changes the file's record itself.
+    FileInfo info;
+    FsStatus looked = fs.Inspect(path, &info);
+    if (!looked.ok()) return looked;
+    if (found.id.known() && info.id != found.id) return FsStatus::Fail(FsError::kNotTheFoundFile, FsSide::kSource);
+    if (info.version != found.version) return FsStatus::Fail(FsError::kChangedMeanwhile, FsSide::kSource);
+    file.id = info.id;
+    file.versionKnown = false;
+  }
   std::uint32_t attributes = 0;
   FsStatus status = fs.GetAttributes(path, &attributes);
   if (!status.ok()) return status;
@@ -32,7 +53,8 @@ FsStatus DeleteForGood(const std::wstring& path, bool clearReadOnly) {
     status = fs.SetAttributes(path, cleared == 0 ? std::uint32_t{kAttrNormal} : cleared);
     if (!status.ok()) return status;
   }
-  status = fs.RemoveFile(path);
+  // The version is checked once more at the delete itself, unless lifting the flag changed it.
+  status = fs.RemoveFile(readOnly ? file : found);
   if (!status.ok() && readOnly) fs.SetAttributes(path, attributes);
   return status;
 }

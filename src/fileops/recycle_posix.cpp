@@ -22,6 +22,7 @@
 #include <string>
 
 #include "base/text.h"
+#include "fileops/files_internal.h"
 #include "fileops/recycle.h"
 #include "fileops/recycle_internal.h"
 
@@ -32,13 +33,7 @@ constexpr std::string_view kInfoSuffix = ".trashinfo";
 // Gives up on finding a free trash name after this many taken ones.
 constexpr int kNameAttempts = 10000;
 
-std::string NativePath(const std::wstring& path) {
-  std::string out = ToUtf8(path);
-  for (char& c : out) {
-    if (c == '\\') c = '/';
-  }
-  return out;
-}
+using files_internal::NativePath;
 
 std::string ParentOf(const std::string& path) {
   size_t slash = path.find_last_of('/');
@@ -296,7 +291,7 @@ std::vector<BinLocation> BinLocationsFor(const std::wstring& path) {
 
   if (const std::string dataHome = DataHome(); !dataHome.empty()) {
     const std::string homeTrash = Child(dataHome, "Trash");
-    if (IsFolder(homeTrash)) bins.push_back({BinLocation::Kind::kTrash, FromUtf8(homeTrash), file, {}});
+    if (IsFolder(homeTrash)) bins.push_back({BinLocation::Kind::kTrash, FileNameFromBytes(homeTrash), file, {}});
   }
   dev_t device;
   if (DeviceOfNearest(folder, &device)) {
@@ -304,7 +299,7 @@ std::vector<BinLocation> BinLocationsFor(const std::wstring& path) {
     const std::string relative = file.size() > top.size() ? file.substr(top == "/" ? 1 : top.size() + 1) : file;
     const std::string uid = std::to_string(getuid());
     for (const std::string& trash : {Child(Child(top, ".Trash"), uid), Child(top, ".Trash-" + uid)}) {
-      if (IsOwnRealFolder(trash)) bins.push_back({BinLocation::Kind::kTrash, FromUtf8(trash), relative, {}});
+      if (IsOwnRealFolder(trash)) bins.push_back({BinLocation::Kind::kTrash, FileNameFromBytes(trash), relative, {}});
     }
   }
   return bins;

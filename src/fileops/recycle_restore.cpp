@@ -101,14 +101,14 @@ bool FindInTrash(const BinLocation& bin, const RecycledFile& file, Found* found)
   bool any = false;
   DirEntry entry;
   while (reader.NextName(&entry)) {
-    const std::string name = ToUtf8(entry.name);
+    const std::string name = FileNameToBytes(entry.name);
     if (name.size() <= kInfoSuffix.size() || !name.ends_with(kInfoSuffix)) continue;
     const std::wstring record = JoinPath(infoFolder, entry.name);
     std::string bytes;
     TrashInfoRecord info;
     if (!ReadRecord(record, &bytes) || !ParseTrashInfo(bytes, &info)) continue;
     if (info.path != bin.recordedPath || info.deletedAt < from || to < info.deletedAt) continue;
-    const std::wstring data = JoinPath(filesFolder, FromUtf8(name.substr(0, name.size() - kInfoSuffix.size())));
+    const std::wstring data = JoinPath(filesFolder, FileNameFromBytes(name.substr(0, name.size() - kInfoSuffix.size())));
     if (!DataMatches(data, file)) continue;
     if (!any || latest < info.deletedAt) {
       latest = info.deletedAt;

@@ -86,6 +86,7 @@ bool MayShredReadOnly(const std::wstring& path, UiPort& ui, const std::wstring& 
 std::wstring ShredReasonText(const ShredResult& result) {
   switch (result.outcome) {
     case ShredOutcome::Shredded: return L"";
+    case ShredOutcome::NameRemoved: return std::wstring(kShredNameOnly);
     case ShredOutcome::SkippedReadOnly: return L"Schreibgesch\u00fctzt, nicht geschreddert";
     case ShredOutcome::Aborted: return L"Abgebrochen";
     case ShredOutcome::Failed: break;
@@ -111,15 +112,33 @@ std::wstring RandomName(std::size_t length) {
   return name;
 }
 
-ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress,
+ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& progress,
                       const ShredTexts& texts) {
+  const std::wstring& path = found.path;
+  FileSystem& fs = ActiveFileSystem();
+  FileInfo info;
+  if (const FsStatus looked = fs.Inspect(path, &info); !looked.ok()) {
+    return Failure(ShredFailure::NotFound, L"Datei nicht gefunden", looked.code, {});
+  }
+  if (info.kind == FileKind::kFolder) return Failure(ShredFailure::NotAFile, L"Ist ein Ordner", 0, path);
+  // Overwriting through a link would destroy the content of a file elsewhere.
+  if (info.kind != FileKind::kFile) return Failure(ShredFailure::NotAFile, L"Ist eine Verknüpfung", 0, path);
+  if (found.id.known() && info.id != found.id) {
+    return Failure(ShredFailure::NotAFile, FsErrorText(FsError::kNotTheFoundFile), 0, path);
+  }
+  FileRef target = found;
+  target.id = info.id;
+  if (info.links > 1) {
+    // Another name (a backup made of hard links, a deduplicated copy) holds the same data:
+    // destroying the data would destroy that file. Only the name that was asked for goes.
+    const FsStatus removed = fs.RemoveFile(target);
+    if (!removed.ok()) return Failure(ShredFailure::Deleting, L"Löschen fehlgeschlagen", removed.code, path);
+    return Outcome(ShredOutcome::NameRemoved);
+  }
   std::uint32_t attributes = 0;
   if (!GetAttributes(path, &attributes)) {
     return Failure(ShredFailure::NotFound, L"Datei nicht gefunden", LastSystemError(), {});
   }
-  if (attributes & kAttrDirectory) return Failure(ShredFailure::NotAFile, L"Ist ein Ordner", 0, path);
-  // Overwriting through a link would destroy the content of a file elsewhere.
-  if (IsSymbolicLink(path)) return Failure(ShredFailure::NotAFile, L"Ist eine Verknüpfung", 0, path);
   if ((attributes & kAttrReadOnly) && !MayShredReadOnly(path, ui, texts.readOnlyQuestion)) {
     return Outcome(ShredOutcome::SkippedReadOnly, path);
   }
@@ -127,10 +146,17 @@ ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressF
   // Archive only: read-only would refuse the writes, hidden and system the delete.
   SetAttributes(path, kAttrArchive);
   InPlaceFile file;
-  if (!file.Open(path)) {
+  if (!file.Open(target)) {
     std::uint32_t error = file.LastError();
     SetAttributes(path, attributes);  // untouched, so it keeps what it had
     return Failure(ShredFailure::CannotOpen, L"Datei lässt sich nicht öffnen", error, path);
+  }
+  std::uint32_t links = 1;
+  if (file.Links(&links) && links > 1) {
+    // A name added since the look above: leave the data to it.
+    file.Close();
+    SetAttributes(path, attributes);
+    return Failure(ShredFailure::CannotOpen, L"Datei hat weitere Namen bekommen", 0, path);
   }
   std::uint64_t length = 0;
   if (!file.Size(&length)) {
@@ -202,22 +228,25 @@ ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressF
 
   // The old name would otherwise survive in the folder's records; a random one takes its place.
   // A taken name is never replaced: that file is not ours to destroy.
+  // Both steps only while the names stand for the file that was overwritten.
   const std::wstring folder = FolderPart(path);
   std::wstring renamed;
-  std::uint32_t error = 0;
+  FsStatus status;
   for (int attempt = 0; attempt < kRenameAttempts && renamed.empty(); ++attempt) {
     std::wstring candidate = folder + RandomName(6);
-    if (RenameNoReplace(path, candidate, &error)) {
+    status = fs.Rename(target, candidate, false);
+    if (status.ok()) {
       renamed = std::move(candidate);
-    } else if (!IsAlreadyExistsError(error)) {
+    } else if (status.error != FsError::kExists) {
       break;
     }
   }
-  if (renamed.empty()) return Failure(ShredFailure::Renaming, L"Umbenennen fehlgeschlagen", error, path);
+  if (renamed.empty()) return Failure(ShredFailure::Renaming, L"Umbenennen fehlgeschlagen", status.code, path);
 
-  if (!RemoveFile(renamed)) {
-    return Failure(ShredFailure::Deleting, L"Löschen fehlgeschlagen", LastSystemError(), renamed);
-  }
+  FileRef shredded = target;
+  shredded.path = renamed;
+  status = fs.RemoveFile(shredded);
+  if (!status.ok()) return Failure(ShredFailure::Deleting, L"Löschen fehlgeschlagen", status.code, renamed);
   return Outcome(ShredOutcome::Shredded);
 }
 

@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "base/ui_port.h"
+#include "fileops/file_system.h"
 
 namespace ablagix {
 
@@ -23,6 +24,9 @@ inline constexpr int kShredPasses = 4;
 
 enum class ShredOutcome {
   Shredded,         // overwritten, renamed and deleted
+  // The data has other names too (hard links): overwriting it would destroy what those names
+  // hold, so only this name was removed and the data was left as it is.
+  NameRemoved,
   SkippedReadOnly,  // read-only and the question was cancelled; the file is untouched
   Aborted,          // Esc or the abort flag; the file stays, partly overwritten, under its name
   Failed,           // see `failure` and `reason`
@@ -62,7 +66,8 @@ struct ShredResult {
   // random name when only the final delete failed. Empty when the file is gone.
   std::wstring leftOver;
 
-  bool Succeeded() const { return outcome == ShredOutcome::Shredded; }
+  // The name is gone as asked (shredded, or only the name of data that has others).
+  bool Succeeded() const { return outcome == ShredOutcome::Shredded || outcome == ShredOutcome::NameRemoved; }
 };
 
 struct ShredProgress {
@@ -80,8 +85,12 @@ using ShredProgressFn = std::function<void(const ShredProgress&)>;
 // unless "all" was answered before; its attributes are then reset to "archive" only. Between
 // blocks `ui.PollForAbort()` and the process-wide abort flag are checked; Esc also sets the
 // flag, so the caller's file loop stops as well. Failures are only returned, never shown.
-ShredResult ShredFile(const std::wstring& path, UiPort& ui, const ShredProgressFn& progress = {},
+ShredResult ShredFile(const FileRef& file, UiPort& ui, const ShredProgressFn& progress = {},
                       const ShredTexts& texts = {});
+
+// What the row says when only the name of hard-linked data was removed.
+inline constexpr std::wstring_view kShredNameOnly =
+    L"Nur der Name entfernt: die Daten haben weitere Namen und wurden nicht geschreddert";
 
 // The reason for a log row when `result` did not succeed: "Abgebrochen", "Schreibgeschützt,
 // nicht geschreddert", "Löschen fehlgeschlagen (Zugriff verweigert)".

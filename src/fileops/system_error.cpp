@@ -22,6 +22,8 @@ std::wstring FsErrorText(FsError error) {
     case FsError::kInvalidName: return L"Ung\u00fcltiger Name";
     case FsError::kNoMemory: return L"Nicht gen\u00fcgend Arbeitsspeicher";
     case FsError::kNetwork: return L"Netzwerkpfad nicht erreichbar";
+    case FsError::kNotTheFoundFile: return L"Datei wurde seit der Suche durch eine andere ersetzt";
+    case FsError::kChangedMeanwhile: return L"Datei wurde w\u00e4hrend der Bearbeitung ge\u00e4ndert";
     case FsError::kOther: break;
   }
   return L"Systemfehler";

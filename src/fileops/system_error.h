@@ -26,6 +26,12 @@ enum class FsError : std::uint8_t {
   kInvalidName,
   kNoMemory,
   kNetwork,         // the network path went away
+  // The name no longer stands for the file that was found: it was swapped for another file or
+  // a link meanwhile (the file's identity differs), so nothing is done to it.
+  kNotTheFoundFile,
+  // The file was written to while it was being handled: what went elsewhere is not all there
+  // is, so the source stays.
+  kChangedMeanwhile,
   kOther,
 };
 

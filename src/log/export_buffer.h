@@ -10,6 +10,8 @@
 #include <string_view>
 #include <utility>
 
+#include "base/text.h"
+
 namespace ablagix {
 
 class Utf16LeBuffer {
@@ -18,7 +20,10 @@ class Utf16LeBuffer {
 
   void Append(wchar_t c) {
     auto u = static_cast<std::uint32_t>(c);
-    if (u >= 0x10000 && u <= 0x10FFFF) {  // only where wchar_t is 32 bits wide
+    if (IsNameByte(c)) {
+      // A Linux name's byte that is no text: a report shows it as "\xE4", never as a broken unit.
+      for (wchar_t shown : NameByteText(c)) Unit(static_cast<std::uint32_t>(shown));
+    } else if (u >= 0x10000 && u <= 0x10FFFF) {  // only where wchar_t is 32 bits wide
       u -= 0x10000;
       Unit(0xD800 + (u >> 10));
       Unit(0xDC00 + (u & 0x3FF));
@@ -35,7 +40,7 @@ class Utf16LeBuffer {
     char* out = bytes_.data() + at;
     for (std::size_t i = 0; i < text.size(); ++i) {
       const auto u = static_cast<std::uint32_t>(text[i]);
-      if (u > 0xFFFF) {  // outside the BMP, only where wchar_t is 32 bits wide
+      if (u > 0xFFFF || IsNameByte(text[i])) {  // outside the BMP or a name's byte: Linux only
         bytes_.resize(at + 2 * i);
         for (wchar_t c : text.substr(i)) Append(c);
         return;

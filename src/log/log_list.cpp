@@ -278,7 +278,7 @@ LogSortKind SortKindForColumn(int column) {
 //--- Storing
 
 void LogList::StoreName(std::wstring_view name, LogRow* row) {
-  std::u16string units = ToUtf16(name);
+  std::u16string units = ToUtf16Exact(name);
   // No file system gives names this long; a longer text is cut rather than refused.
   std::size_t length = std::min<std::size_t>(units.size(), LogRow::kMaxNameLength);
   row->namePosition_ = names_.Append(std::u16string_view(units).substr(0, length));
@@ -339,24 +339,43 @@ std::u16string_view LogList::PooledText(const LogRow& row, LogColumn column) con
 
 std::wstring LogList::Text(std::size_t row, int column) const {
   const LogRow& r = rows_[row];
-  if (column == kNameColumn) return FromUtf16(NameOf(r));
+  if (column == kNameColumn) return FromUtf16Exact(NameOf(r));
   if (int cell = NumberCellOf(column); cell >= 0) {
     std::uint64_t value = r.numberCells_[cell];
-    if (!r.holdsNumber(cell)) return FromUtf16(pool_.View(static_cast<TextPool::Id>(value)));
+    if (!r.holdsNumber(cell)) return FromUtf16Exact(pool_.View(static_cast<TextPool::Id>(value)));
     if (cell == kSizeCell) return FormatLogSize(value);
     return FormatLogTime(static_cast<FileTime>(value));
   }
-  if (int cell = PooledCellOf(column); cell >= 0) return FromUtf16(pool_.View(r.pooled_[cell]));
+  if (int cell = PooledCellOf(column); cell >= 0) return FromUtf16Exact(pool_.View(r.pooled_[cell]));
   return std::wstring();
 }
 
 namespace {
 
-void AppendUtf8(std::u16string_view units, bool tabsAsBlanks, std::string& out) {
+void AppendTsvUtf8(std::u16string_view units, std::string& out) {
   for (std::size_t i = 0; i < units.size(); ++i) {
     std::uint32_t c = units[i];
     if (c < 0x80) {
-      out.push_back(tabsAsBlanks && c == '\t' ? ' ' : static_cast<char>(c));
+      switch (c) {
+        case '\\': out += "\\\\"; break;
+        case '\t': out += "\\t"; break;
+        case '\n': out += "\\n"; break;
+        case '\r': out += "\\r"; break;
+        default: out.push_back(static_cast<char>(c));
+      }
+      continue;
+    }
+    if (IsNameByte(static_cast<wchar_t>(c))) {
+      // The name's own byte, so that a script can act on the file it names.
+      const unsigned char byte = NameByteOf(static_cast<wchar_t>(c));
+      if (byte == '\\') {
+        out += "\\\\";
+      } else {
+        constexpr char kHex[] = "0123456789abcdef";
+        out += "\\x";
+        out.push_back(kHex[byte >> 4]);
+        out.push_back(kHex[byte & 0xF]);
+      }
       continue;
     }
     if (c >= 0xD800 && c < 0xDC00 && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000) {
@@ -380,16 +399,16 @@ void AppendUtf8(std::u16string_view units, bool tabsAsBlanks, std::string& out) 
 
 }  // namespace
 
-void LogList::AppendTextUtf8(std::size_t row, int column, bool tabsAsBlanks, std::string& out) const {
+void LogList::AppendTsvCell(std::size_t row, int column, std::string& out) const {
   const LogRow& r = rows_[row];
-  if (column == kNameColumn) return AppendUtf8(NameOf(r), tabsAsBlanks, out);
+  if (column == kNameColumn) return AppendTsvUtf8(NameOf(r), out);
   if (int cell = NumberCellOf(column); cell >= 0) {
     const std::uint64_t value = r.numberCells_[cell];
-    if (!r.holdsNumber(cell)) return AppendUtf8(pool_.View(static_cast<TextPool::Id>(value)), tabsAsBlanks, out);
+    if (!r.holdsNumber(cell)) return AppendTsvUtf8(pool_.View(static_cast<TextPool::Id>(value)), out);
     if (cell == kSizeCell) return AppendLogSizeUtf8(out, value);
     return AppendLogTimeUtf8(out, static_cast<FileTime>(value));
   }
-  if (int cell = PooledCellOf(column); cell >= 0) AppendUtf8(pool_.View(r.pooled_[cell]), tabsAsBlanks, out);
+  if (int cell = PooledCellOf(column); cell >= 0) AppendTsvUtf8(pool_.View(r.pooled_[cell]), out);
 }
 
 std::uint64_t LogList::FileSize(std::size_t row) const {
@@ -425,9 +444,9 @@ std::vector<std::size_t> LogList::CheckedRows() const {
 
 LogRowAction LogList::ActionOf(std::size_t row) const {
   const LogRow& r = rows_[row];
-  auto text = [&](LogColumn column) { return FromUtf16(PooledText(r, column)); };
+  auto text = [&](LogColumn column) { return FromUtf16Exact(PooledText(r, column)); };
   LogRowAction action;
-  action.datei = FromUtf16(NameOf(r));
+  action.datei = FromUtf16Exact(NameOf(r));
   action.pfad = text(LogColumn::Pfad);
   action.zielpfad = text(LogColumn::Zielpfad);
   action.aktion = text(LogColumn::Aktion);

@@ -125,9 +125,11 @@ class LogList {
   std::wstring Text(std::size_t row, LogColumn column) const {
     return Text(row, static_cast<int>(column));
   }
-  // The same text appended to `out` as UTF-8, without a string of its own: for writers of
-  // long logs. With `tabsAsBlanks` a tab in the text becomes a blank (tab-separated output).
-  void AppendTextUtf8(std::size_t row, int column, bool tabsAsBlanks, std::string& out) const;
+  // The same text appended to `out` as one cell of tab-separated UTF-8, without a string of
+  // its own: for writers of long logs. A cell never breaks its line or column, and a script
+  // gets every name back exactly: a backslash is written "\\", tab, line feed and carriage
+  // return "\t", "\n", "\r", and a byte of a Linux name that is not UTF-8 "\xE4".
+  void AppendTsvCell(std::size_t row, int column, std::string& out) const;
 
   bool Checked(std::size_t row) const { return rows_[row].checked(); }
   void SetChecked(std::size_t row, bool checked) { rows_[row].setFlag(LogRow::kChecked, checked); }

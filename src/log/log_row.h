@@ -85,6 +85,11 @@ struct ResultWord {
   // Appended directly to "Übersprungen" when the target folder could not be made; it starts
   // with its own blank.
   static constexpr std::wstring_view kZielpfadNichtErstellt = L" Konnte Zielpfad nicht erstellen";
+  // Appended to "Übersprungen" when a link, a pipe or a device holds the target's name: such a
+  // thing is never opened nor replaced.
+  static constexpr std::wstring_view kZielKeineDatei = L": Am Ziel liegt keine normale Datei";
+  // Appended to "Übersprungen" when the target is the file itself under another spelling.
+  static constexpr std::wstring_view kZielIstQuelle = L": Das Ziel ist die Datei selbst";
 };
 
 enum class LogRowKind { Normal, Error, Skipped };

@@ -77,7 +77,7 @@ TextPool::Id TextPool::Intern(std::u16string_view text) {
 
 TextPool::Id TextPool::Intern(std::wstring_view text) {
   if (text.empty()) return kEmpty;
-  return Intern(std::u16string_view(ToUtf16(text)));
+  return Intern(std::u16string_view(ToUtf16Exact(text)));
 }
 
 std::u16string_view TextPool::View(Id id) const {

@@ -8,7 +8,6 @@
 namespace ablagix {
 namespace {
 
-constexpr std::wstring_view kUnknown = L"Unbekannt";
 
 std::wstring TwoDigits(int n) {
   wchar_t buffer[8];
@@ -71,8 +70,9 @@ bool IsMetadataName(std::wstring_view name) {
 // Makes a resolved value usable as one folder or file name.
 std::wstring Safe(std::wstring value) {
   for (auto& c : value) {
+    // A "\\" from a Linux name counts as what it is, a character Windows names cannot hold.
     if (c < 0x20 || c == L':' || c == L'\\' || c == L'/' || c == L'*' || c == L'?' || c == L'"' ||
-        c == L'<' || c == L'>' || c == L'|') {
+        c == L'<' || c == L'>' || c == L'|' || (IsNameByte(c) && NameByteOf(c) == '\\')) {
       c = L'_';
     }
   }
@@ -107,7 +107,7 @@ std::wstring ResolvePathVariable(std::wstring_view fullName, const FileFacts& fi
     value = context.metadata->Value(file.path, fullName, pathMode);
     if (name == L"Umkreissuche") return value;  // a distance: neither "Unbekannt" nor ":" steps
   }
-  if (value.empty()) value = kUnknown;
+  if (value.empty()) value = kUnknownValue;
   for (auto& c : value) {
     if (c == L':') c = L'_';
   }
@@ -130,6 +130,21 @@ std::wstring ExpandPathVariables(std::wstring_view text, const FileFacts& file,
     pos = close + 1;
   }
   return out;
+}
+
+ValueShape ShapeOfPathVariable(std::wstring_view name) {
+  if (IsNamePiece(name)) return ValueShape::kAny;
+  name = name.substr(0, name.find(L'*'));
+  for (std::wstring_view prefix : {std::wstring_view(L"DateGA"), std::wstring_view(L"DateEA")}) {
+    if (!IsDateName(name, prefix)) continue;
+    const std::wstring_view suffix = name.substr(prefix.size());
+    if (suffix == L"YYYY") return ValueShape::kYear;
+    return suffix == L"YYYYMM" ? ValueShape::kYearMonth : ValueShape::kYearMonthDay;
+  }
+  if (name == L"Curdate") return ValueShape::kYearMonthDay;
+  if (name == L"FileSizeMB") return ValueShape::kMegabytes;
+  if (name == L"FileSizeKB") return ValueShape::kKilobytes;
+  return ValueShape::kAny;
 }
 
 bool NeedsMetadata(std::wstring_view text) {

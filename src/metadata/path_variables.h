@@ -51,4 +51,19 @@ std::wstring ResolvePathVariable(std::wstring_view name, const FileFacts& file,
 // True when a token in `text` names a metadata value (Exif, audio, document, version).
 bool NeedsMetadata(std::wstring_view text);
 
+// What the values of a token look like, so that the folders a target can name are told from
+// folders that happen to lie beside them ("2024" can be "%DateGAYYYY%", "Urlaub" cannot).
+enum class ValueShape {
+  kAny,           // anything that makes a name (names, extensions, metadata)
+  kYear,          // "2024"
+  kYearMonth,     // "2024_05"
+  kYearMonthDay,  // "2024_05_17"
+  kMegabytes,     // "12Mb"
+  kKilobytes,     // "12Kb"
+};
+// The shape of token `name` (without the "%"). Any token can also give "Unbekannt".
+ValueShape ShapeOfPathVariable(std::wstring_view name);
+// The text of a value that is not known.
+inline constexpr std::wstring_view kUnknownValue = L"Unbekannt";
+
 }  // namespace ablagix

@@ -70,6 +70,15 @@ struct ZipEntry {
   bool isDirectory() const { return !name.empty() && name.back() == '/'; }
 };
 
+// The Unix permission bits an entry of a regular file carries (made on a Unix system), 0 when
+// it carries none.
+inline std::uint32_t UnixModeOf(const ZipEntry& entry) {
+  if ((entry.versionMadeBy >> 8) != 3) return 0;
+  const std::uint32_t mode = entry.externalAttributes >> 16;
+  const std::uint32_t type = mode & 0170000;
+  return type == 0100000 || type == 0 ? mode & 07777 : 0;
+}
+
 class ZipReader {
  public:
   explicit ZipReader(ByteSource& source) : source_(source) {}

@@ -16,7 +16,9 @@
 #include "fileops/byte_source.h"
 #include "fileops/file_io.h"
 #include "fileops/output_file.h"
+#include "fileops/file_system.h"
 #include "fileops/path_text.h"
+#include "fileops/temp_files.h"
 #include "zip/zip_format.h"
 #include "zip/zip_reader.h"
 
@@ -29,7 +31,12 @@ constexpr std::uint32_t kDescriptorSignature = 0x08074b50;
 constexpr std::uint16_t kTimestampExtraId = 0x5455;
 constexpr std::uint16_t kDescriptorFlag = 1u << 3;
 constexpr std::uint16_t kMadeBy = 63;  // format version 6.3, FAT attributes (what Windows expects)
+// The same version with Unix attributes: the permission bits in the upper half, so that a
+// private file stays private when it is unpacked.
+constexpr std::uint16_t kMadeByUnix = (3 << 8) | 63;
 constexpr std::uint32_t kArchiveAttribute = 0x20;
+constexpr std::uint32_t kReadOnlyAttribute = 0x01;
+constexpr std::uint32_t kRegularFileMode = 0100000;
 constexpr std::uint64_t kMax32 = 0xFFFFFFFF;
 constexpr std::uint64_t kMaxEntries16 = 0xFFFF;
 constexpr std::size_t kBlock = 1 << 20;
@@ -55,7 +62,12 @@ std::uint32_t Crc(std::uint32_t crc, std::string_view bytes) {
       crc32(crc, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size())));
 }
 
-ZipWriteResult Fail(ZipWriteCode code, std::uint32_t systemError = 0) { return {code, systemError, {}}; }
+ZipWriteResult Fail(ZipWriteCode code, std::uint32_t systemError = 0) {
+  ZipWriteResult r;
+  r.code = code;
+  r.systemError = systemError;
+  return r;
+}
 
 // The file time as DOS date and time fields (local time, two-second steps, 1980..2107).
 void DosTime(FileTime time, std::uint16_t* dosTime, std::uint16_t* dosDate) {
@@ -157,18 +169,27 @@ class ArchiveOut {
 
   ZipWriteResult Create(const std::wstring& target) {
     target_ = target;
-    // Beside the target, so the final rename stays on one volume; never ending in .zip or
-    // .exe, so an abandoned one is not taken for an archive.
-    static std::atomic<unsigned> counter{0};
+    // Beside the target, so the final rename stays on one volume; hidden and never ending in
+    // .zip or .exe, so that nobody takes one for an archive, and a later run removes one that
+    // a killed run left.
     for (int attempt = 0; attempt < 100; ++attempt) {
-      const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-      temp_ = target + L".~" + NumberText(static_cast<std::uint64_t>(ticks) % 1000000u) + L"-" +
-              NumberText(counter++) + L".tmp";
-      if (file_.Create(temp_)) return {};
+      temp_ = TempFilePath(FolderPart(target));
+      if (file_.Create(temp_)) {
+        // Private while it is written; Close gives it the permissions its files allow.
+        created_ = file_.CreatedPermissions();
+        (void)file_.SetPermissions(created_ & 0600);
+        return {};
+      }
       if (!IsAlreadyExistsError(file_.LastError())) break;
     }
     temp_.clear();
     return Fail(ZipWriteCode::kCreateFailed, file_.LastError());
+  }
+
+  // A file with these permission bits goes into the archive: the archive may be read by no
+  // one who could not read that file.
+  void NoteMember(std::uint32_t mode) {
+    if (mode != 0) memberMask_ &= mode;
   }
 
   std::uint64_t position() const { return position_; }
@@ -210,6 +231,7 @@ class ArchiveOut {
   bool Close() {
     if (!FlushBuffer()) return false;
     if (end_ > position_ && !file_.SetSize(position_)) return SetError(ZipWriteCode::kWriteFailed, file_.LastError());
+    (void)file_.SetPermissions(created_ & memberMask_ & 0666);
     if (!file_.Flush()) return SetError(ZipWriteCode::kWriteFailed, file_.LastError());
     file_.Close();
     return true;
@@ -241,6 +263,26 @@ class ArchiveOut {
     temp_.clear();
     ZipWriteResult done;
     done.path = target;
+    return done;
+  }
+
+  // Puts the closed file in the place of the archive it was made from, but only while that
+  // one is still there unchanged: another run may have added its own entries meanwhile.
+  ZipWriteResult CommitOver(const FileId& id, const FileVersion& version) {
+    FileInfo now;
+    if (!ActiveFileSystem().Inspect(target_, &now).ok() || now.kind != FileKind::kFile || now.id != id ||
+        now.version != version) {
+      Discard();
+      return Fail(ZipWriteCode::kArchiveChanged);
+    }
+    std::uint32_t code = 0;
+    if (!RenameReplacing(temp_, target_, &code)) {
+      Discard();
+      return Fail(ZipWriteCode::kRenameFailed, code);
+    }
+    temp_.clear();
+    ZipWriteResult done;
+    done.path = target_;
     return done;
   }
 
@@ -279,6 +321,8 @@ class ArchiveOut {
   OutputFile file_;
   std::wstring target_;
   std::wstring temp_;
+  std::uint32_t created_ = 0600;
+  std::uint32_t memberMask_ = 07777;
   std::string buffer_;
   std::uint64_t position_ = 0;
   std::uint64_t end_ = 0;
@@ -440,12 +484,22 @@ struct ArchiveStart {
   }
 
   ZipWriteResult Finish(ZipCommit commit) {
-    if (!zip.WriteDirectory(comment) || !out.Close()) {
-      ZipWriteResult error = out.error();
-      out.Discard();
-      return error;
-    }
+    if (!WriteEnd()) return out.error();
     return out.Commit(commit);
+  }
+
+  // Finishes an archive made from the one at the target: in its place if it is unchanged.
+  ZipWriteResult FinishOver(const FileId& id, const FileVersion& version) {
+    if (!WriteEnd()) return out.error();
+    return out.CommitOver(id, version);
+  }
+
+ private:
+  // The directory and the end records; on failure the temporary file goes (out.error() says why).
+  bool WriteEnd() {
+    if (zip.WriteDirectory(comment) && out.Close()) return true;
+    out.Discard();
+    return false;
   }
 };
 
@@ -457,6 +511,7 @@ struct PreparedEntry {
   std::uint16_t method = 0;
   std::uint32_t crc = 0;
   FileTime lastWrite = 0;
+  std::uint32_t mode = 0;  // POSIX permission bits, 0 where there are none
   std::string data;  // as stored in the archive
 };
 
@@ -468,19 +523,43 @@ void FillRecord(const ZipSource& source, const PreparedEntry& entry, CentralReco
   record->compressedSize = entry.data.size();
   DosTime(entry.lastWrite, &record->dosTime, &record->dosDate);
   record->extra = TimestampExtra(entry.lastWrite);
+  if (entry.mode != 0) {
+    record->madeBy = kMadeByUnix;
+    record->attributes = ((kRegularFileMode | entry.mode) << 16) | kArchiveAttribute |
+                         ((entry.mode & 0222) == 0 ? kReadOnlyAttribute : 0);
+  }
+}
+
+// The found file opened for reading, never through a link nor another file under its name,
+// with the version it has before a byte is read.
+ZipWriteResult OpenSource(const ZipSource& source, ReadOnlyFile* file, PreparedEntry* entry) {
+  FsStatus status;
+  if (!file->OpenFound(FileRef(source.path, source.id, source.folder), &status)) {
+    return status.error == FsError::kNotTheFoundFile ? Fail(ZipWriteCode::kNotTheFoundFile)
+                                                     : Fail(ZipWriteCode::kReadFailed, status.code);
+  }
+  ZipWriteResult opened;
+  if (!file->Version(&opened.sourceVersion, &opened.sourceId, &entry->mode)) {
+    return Fail(ZipWriteCode::kReadFailed, LastSystemError());
+  }
+  entry->lastWrite = source.lastWrite ? source.lastWrite : opened.sourceVersion.lastWrite;
+  entry->size = file->size();
+  return opened;
+}
+
+// After the whole file was read: what went into the archive is all there is only when the
+// file is still the version it was before the first byte.
+bool UnchangedSinceOpened(ReadOnlyFile& file, const ZipWriteResult& opened) {
+  FileVersion now;
+  return file.Version(&now) && now == opened.sourceVersion && now.size == file.size();
 }
 
 // Reads a small file whole and compresses it in memory; `stop` is looked at between blocks.
 void PrepareInMemory(const ZipSource& source, Deflater* deflater, const std::atomic<bool>& stop,
                      PreparedEntry* entry) {
   ReadOnlyFile file;
-  if (!file.Open(source.path)) {
-    entry->result = Fail(ZipWriteCode::kReadFailed, LastSystemError());
-    return;
-  }
-  entry->lastWrite = source.lastWrite;
-  if (entry->lastWrite == 0 && !GetLastWriteTime(source.path, &entry->lastWrite)) entry->lastWrite = 0;
-  entry->size = file.size();
+  entry->result = OpenSource(source, &file, entry);
+  if (!entry->result.ok()) return;
   if (entry->size > kInMemoryLimit) {
     entry->stream = true;
     return;
@@ -490,7 +569,7 @@ void PrepareInMemory(const ZipSource& source, Deflater* deflater, const std::ato
     entry->result = Fail(ZipWriteCode::kReadFailed, LastSystemError());
     return;
   }
-  if (raw.size() != entry->size) {
+  if (raw.size() != entry->size || !UnchangedSinceOpened(file, entry->result)) {
     entry->result = Fail(ZipWriteCode::kFileChanged);
     return;
   }
@@ -529,8 +608,9 @@ ZipWriteResult WritePrepared(ZipStructure& zip, ArchiveOut& out, const ZipSource
   zip.WriteLocalHeader(record, false);
   out.Write(entry.data);
   if (out.failed()) return out.error();
+  out.NoteMember(entry.mode);
   zip.records().push_back(std::move(record));
-  return {};
+  return entry.result;
 }
 
 // Asks the caller's cancel function at most every few milliseconds.
@@ -560,11 +640,9 @@ class CancelPoll {
 ZipWriteResult StreamEntry(ZipStructure& zip, ArchiveOut& out, const ZipSource& source, int level,
                            CancelPoll& cancel) {
   ReadOnlyFile file;
-  if (!file.Open(source.path)) return Fail(ZipWriteCode::kReadFailed, LastSystemError());
   PreparedEntry entry;
-  entry.lastWrite = source.lastWrite;
-  if (entry.lastWrite == 0 && !GetLastWriteTime(source.path, &entry.lastWrite)) entry.lastWrite = 0;
-  entry.size = file.size();
+  const ZipWriteResult opened = OpenSource(source, &file, &entry);
+  if (!opened.ok()) return opened;
   const bool zip64 = entry.size >= kMax32;
 
   std::string block;
@@ -624,9 +702,11 @@ ZipWriteResult StreamEntry(ZipStructure& zip, ArchiveOut& out, const ZipSource& 
     if (again != crc) return Fail(ZipWriteCode::kFileChanged);
     record.compressedSize = entry.size;
   }
+  if (!UnchangedSinceOpened(file, opened)) return Fail(ZipWriteCode::kFileChanged);
   if (!zip.PatchLocalHeader(record, zip64)) return out.error();
+  out.NoteMember(entry.mode);
   zip.records().push_back(std::move(record));
-  return {};
+  return opened;
 }
 
 }  // namespace
@@ -644,6 +724,9 @@ std::wstring ZipWriteText(const ZipWriteResult& result) {
       return result.systemError ? SystemErrorText(result.systemError) : L"Archiv konnte nicht geschrieben werden";
     case ZipWriteCode::kReadFailed: return L"Datei konnte nicht gelesen werden" + system;
     case ZipWriteCode::kFileChanged: return L"Datei wurde w\u00e4hrend des Packens ge\u00e4ndert";
+    case ZipWriteCode::kNotTheFoundFile: return FsErrorText(FsError::kNotTheFoundFile);
+    case ZipWriteCode::kArchiveChanged:
+      return L"Das Archiv wurde w\u00e4hrend des Laufs von einem anderen Programm ge\u00e4ndert";
     case ZipWriteCode::kRenameFailed: return L"Archiv konnte nicht umbenannt werden" + system;
     case ZipWriteCode::kNoStub: return L"Konnte Zipkomponente nicht laden";
     case ZipWriteCode::kNotZip: return L"Kein lesbares Zip-Archiv";
@@ -664,6 +747,64 @@ bool IsCompressedFormat(std::wstring_view fileName) {
   const std::wstring lower = ToLowerText(extension);
   return std::find(kPacked.begin(), kPacked.end(), lower) != kPacked.end();
 }
+
+//--- Entries of another archive
+
+namespace {
+
+// Copies entry `e` of the archive in `file` (read ahead through `source`) into `archive` as it
+// is: the local header, the data and a data descriptor behind it; only its position changes,
+// which the new directory records.
+ZipWriteResult CopyEntry(FileByteSource& file, ReadAheadByteSource& source, const ZipEntry& e, ArchiveStart& archive) {
+  std::string bytes;
+  if (!source.Read(e.localHeaderOffset, 30, &bytes) || bytes.size() != 30 || LoadLe32(bytes, 0) != kLocalSignature) {
+    return Fail(ZipWriteCode::kNotZip);
+  }
+  std::uint64_t length = 30 + LoadLe16(bytes, 26) + LoadLe16(bytes, 28) + e.compressedSize;
+  if (e.flags & kDescriptorFlag) {
+    std::string signature;
+    const bool marked = source.Read(e.localHeaderOffset + length, 4, &signature) && signature.size() == 4 &&
+                        LoadLe32(signature, 0) == kDescriptorSignature;
+    length += (marked ? 4 : 0) + 4 + (e.zip64 ? 16 : 8);
+  }
+  if (e.localHeaderOffset + length > file.size()) return Fail(ZipWriteCode::kNotZip);
+  CentralRecord record;
+  record.name = e.rawName;
+  record.madeBy = e.versionMadeBy;
+  record.flags = e.flags;
+  record.method = e.method;
+  record.dosTime = e.dosTime;
+  record.dosDate = e.dosDate;
+  record.crc = e.crc32;
+  record.compressedSize = e.compressedSize;
+  record.size = e.uncompressedSize;
+  record.attributes = e.externalAttributes;
+  record.extra = WithoutZip64(e.extra);
+  record.comment = e.comment;
+  record.offset = archive.out.position();
+  for (std::uint64_t done = 0; done < length && !archive.out.failed();) {
+    const std::size_t piece = static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, length - done));
+    if (!file.Read(e.localHeaderOffset + done, piece, &bytes) || bytes.size() != piece) {
+      return Fail(ZipWriteCode::kReadFailed, LastSystemError());
+    }
+    archive.out.Write(bytes);
+    done += piece;
+  }
+  if (archive.out.failed()) return archive.out.error();
+  // The entry keeps what it was allowed: a private file makes the whole archive private.
+  archive.out.NoteMember(UnixModeOf(e));
+  archive.zip.records().push_back(std::move(record));
+  return {};
+}
+
+ZipLimits GenerousLimits() {
+  ZipLimits limits;
+  limits.maxEntries = 10'000'000;
+  limits.maxCentralDirectoryBytes = 4ull << 30;
+  return limits;
+}
+
+}  // namespace
 
 //--- One file
 
@@ -691,7 +832,10 @@ ZipWriteResult ZipOneFile(const ZipSource& file, const std::wstring& archivePath
     archive.out.Discard();
     return r;
   }
-  return archive.Finish(options.commit);
+  ZipWriteResult finished = archive.Finish(options.commit);
+  finished.sourceId = r.sourceId;
+  finished.sourceVersion = r.sourceVersion;
+  return finished;
 }
 
 //--- Many files
@@ -703,7 +847,37 @@ struct Job {
   PreparedEntry entry;
   bool ready = false;
   bool written = false;
+  bool replaces = false;  // takes the place of an entry of the archive that was there
 };
+
+// The archive found under the run archive's name: its entries go into the new one.
+struct FoundArchive {
+  FileByteSource file;
+  std::unique_ptr<ReadAheadByteSource> source;
+  std::unique_ptr<ZipReader> reader;
+  FileId id;
+  FileVersion version;
+  std::vector<bool> keep;                                // per entry
+  std::unordered_map<std::wstring, std::size_t> byName;  // case-folded name -> entry
+};
+
+// Reads the directory of the archive at `path` (found as `info`); kNotZip when it is no
+// archive this program can add to (a link, another kind of file, a damaged archive).
+ZipWriteResult OpenFoundArchive(const std::wstring& path, const FileInfo& info, std::unique_ptr<FoundArchive>* out) {
+  auto found = std::make_unique<FoundArchive>();
+  if (info.kind != FileKind::kFile) return Fail(ZipWriteCode::kNotZip);
+  if (!found->file.Open(path)) return Fail(ZipWriteCode::kReadFailed, LastSystemError());
+  found->source = std::make_unique<ReadAheadByteSource>(found->file, 1 << 16);
+  found->reader = std::make_unique<ZipReader>(found->file);
+  if (found->reader->Open(GenerousLimits()) != ZipError::kNone) return Fail(ZipWriteCode::kNotZip);
+  found->id = info.id;
+  found->version = info.version;
+  const std::vector<ZipEntry>& entries = found->reader->entries();
+  found->keep.assign(entries.size(), true);
+  for (std::size_t i = 0; i < entries.size(); ++i) found->byName.emplace(ToLowerText(FromUtf8(entries[i].name)), i);
+  *out = std::move(found);
+  return {};
+}
 
 // "a.txt" gives "a(1).txt": the numbering of the collision rules, on the last component.
 std::string NumberedName(std::string_view name, unsigned n) {
@@ -735,6 +909,8 @@ struct ZipBatch::State {
   std::vector<std::thread> workers;
 
   std::unordered_set<std::wstring> names;  // case-folded, for numbering duplicates
+  std::unique_ptr<FoundArchive> existing;
+  FileId existingId;
   ZipWriteResult archiveError;
   std::vector<ZipWriteResult> results;
   bool begun = false;
@@ -842,6 +1018,17 @@ ZipWriteResult ZipBatch::Begin(const std::wstring& archivePath, const ZipOptions
   State& s = *state_;
   s.options = options;
   s.cancel = std::make_unique<CancelPoll>(s.options.cancel);
+  FileInfo found;
+  if (options.addToExisting && ActiveFileSystem().Inspect(archivePath, &found).ok()) {
+    // Its entries may be the only copies of files an earlier run moved: they all go into the
+    // new archive, which takes its place only at the end.
+    if (ZipWriteResult r = OpenFoundArchive(archivePath, found, &s.existing); !r.ok()) {
+      state_.reset();
+      return r;
+    }
+    for (const auto& [name, index] : s.existing->byName) s.names.insert(name);
+    s.existingId = s.existing->id;
+  }
   if (ZipWriteResult r = s.archive.Begin(archivePath, options.selfExtractor); !r.ok()) {
     s.archive.out.Discard();
     state_.reset();
@@ -859,7 +1046,19 @@ std::size_t ZipBatch::Add(ZipSource file) {
   State& s = *state_;
   // Names are numbered here, on the caller's thread, so the order of adding decides.
   const std::wstring folded = ToLowerText(FromUtf8(file.entryName));
-  if (!s.names.insert(folded).second) {
+  bool replaces = false;
+  bool leftOut = false;
+  if (s.existing) {
+    if (auto old = s.existing->byName.find(folded); old != s.existing->byName.end() && s.existing->keep[old->second]) {
+      if (s.options.commit == ZipCommit::kReplace) {
+        s.existing->keep[old->second] = false;  // the new file takes its name
+        replaces = true;
+      } else if (s.options.commit == ZipCommit::kCreateNew) {
+        leftOut = true;  // the name is taken: the file is skipped, the entry stays
+      }
+    }
+  }
+  if (!replaces && !leftOut && !s.names.insert(folded).second) {
     for (unsigned n = 1;; ++n) {
       std::string numbered = NumberedName(file.entryName, n);
       if (s.names.insert(ToLowerText(FromUtf8(numbered))).second) {
@@ -874,10 +1073,14 @@ std::size_t ZipBatch::Add(ZipSource file) {
     index = s.jobs.size();
     auto job = std::make_unique<Job>();
     job->source = std::move(file);
-    // Nothing is read once the archive has failed or was not begun.
+    job->replaces = replaces;
+    // Nothing is read once the archive has failed or was not begun, nor for a name taken.
     if (!s.begun || s.finished || !s.archiveError.ok()) {
       job->ready = true;
       job->entry.result = s.begun ? s.archiveError : Fail(ZipWriteCode::kNotStarted);
+    } else if (leftOut) {
+      job->ready = true;
+      job->entry.result = Fail(ZipWriteCode::kExists);
     }
     s.jobs.push_back(std::move(job));
   }
@@ -898,8 +1101,28 @@ ZipWriteResult ZipBatch::Finish() {
   s.StopWorkers();
   s.finished = true;
   ZipWriteResult result = s.archiveError;
+  if (result.ok() && s.existing) {
+    // The earlier entries that kept their names, after the new ones.
+    FoundArchive& old = *s.existing;
+    const std::vector<ZipEntry>& entries = old.reader->entries();
+    for (std::size_t i = 0; i < entries.size() && result.ok(); ++i) {
+      if (old.keep[i]) result = CopyEntry(old.file, *old.source, entries[i], s.archive);
+    }
+  }
+  // Closed before the new archive takes its place (Windows renames nothing over an open file).
+  const std::unique_ptr<FoundArchive> found = std::move(s.existing);
+  const FileId foundId = found ? found->id : FileId{};
+  const FileVersion foundVersion = found ? found->version : FileVersion{};
+  if (found) {
+    found->reader.reset();
+    found->source.reset();
+    found->file.Close();
+  }
   if (result.ok()) {
-    result = s.archive.Finish(s.options.commit);
+    // A new archive never replaces one that appeared under its name meanwhile.
+    const ZipCommit commit =
+        s.options.addToExisting && s.options.commit == ZipCommit::kReplace ? ZipCommit::kCreateNew : s.options.commit;
+    result = found ? s.archive.FinishOver(foundId, foundVersion) : s.archive.Finish(commit);
   } else {
     s.archive.out.Discard();
   }
@@ -911,6 +1134,7 @@ ZipWriteResult ZipBatch::Finish() {
       s.results.push_back(Fail(ZipWriteCode::kCancelled));
     } else {
       s.results.push_back(job->entry.result);
+      s.results.back().replacedEntry = job->replaces && job->written;
     }
   }
   s.archiveError = result;
@@ -932,6 +1156,10 @@ const ZipWriteResult& ZipBatch::FileResult(std::size_t index) const {
 
 std::size_t ZipBatch::fileCount() const { return state_ ? state_->jobs.size() : 0; }
 
+FileId ZipBatch::ExistingArchive() const {
+  return state_ ? state_->existingId : FileId{};
+}
+
 const std::string& ZipBatch::EntryName(std::size_t index) const {
   static const std::string kNone;
   if (!state_ || index >= state_->jobs.size()) return kNone;
@@ -946,59 +1174,18 @@ ZipWriteResult WriteSelfExtractorFromZip(const std::wstring& zipPath, const std:
   if (!file.Open(zipPath)) return Fail(ZipWriteCode::kReadFailed, LastSystemError());
   ReadAheadByteSource source(file, 1 << 16);
   ZipReader reader(file);
-  ZipLimits limits;
-  limits.maxEntries = 10'000'000;
-  limits.maxCentralDirectoryBytes = 4ull << 30;
-  if (reader.Open(limits) != ZipError::kNone) return Fail(ZipWriteCode::kNotZip);
+  if (reader.Open(GenerousLimits()) != ZipError::kNone) return Fail(ZipWriteCode::kNotZip);
 
   ArchiveStart archive;
   if (ZipWriteResult r = archive.Begin(exePath, &texts); !r.ok()) {
     archive.out.Discard();
     return r;
   }
-  std::string bytes;
   for (const ZipEntry& e : reader.entries()) {
-    // The local header, the data and a data descriptor behind it are copied as they are;
-    // only their position changes, which the new directory records.
-    if (!source.Read(e.localHeaderOffset, 30, &bytes) || bytes.size() != 30 || LoadLe32(bytes, 0) != kLocalSignature) {
+    if (ZipWriteResult r = CopyEntry(file, source, e, archive); !r.ok()) {
       archive.out.Discard();
-      return Fail(ZipWriteCode::kNotZip);
+      return r;
     }
-    std::uint64_t length = 30 + LoadLe16(bytes, 26) + LoadLe16(bytes, 28) + e.compressedSize;
-    if (e.flags & kDescriptorFlag) {
-      std::string signature;
-      const bool marked = source.Read(e.localHeaderOffset + length, 4, &signature) && signature.size() == 4 &&
-                          LoadLe32(signature, 0) == kDescriptorSignature;
-      length += (marked ? 4 : 0) + 4 + (e.zip64 ? 16 : 8);
-    }
-    if (e.localHeaderOffset + length > file.size()) {
-      archive.out.Discard();
-      return Fail(ZipWriteCode::kNotZip);
-    }
-    CentralRecord record;
-    record.name = e.rawName;
-    record.madeBy = e.versionMadeBy;
-    record.flags = e.flags;
-    record.method = e.method;
-    record.dosTime = e.dosTime;
-    record.dosDate = e.dosDate;
-    record.crc = e.crc32;
-    record.compressedSize = e.compressedSize;
-    record.size = e.uncompressedSize;
-    record.attributes = e.externalAttributes;
-    record.extra = WithoutZip64(e.extra);
-    record.comment = e.comment;
-    record.offset = archive.out.position();
-    for (std::uint64_t done = 0; done < length && !archive.out.failed();) {
-      const std::size_t piece = static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, length - done));
-      if (!file.Read(e.localHeaderOffset + done, piece, &bytes) || bytes.size() != piece) {
-        archive.out.Discard();
-        return Fail(ZipWriteCode::kReadFailed, LastSystemError());
-      }
-      archive.out.Write(bytes);
-      done += piece;
-    }
-    archive.zip.records().push_back(std::move(record));
   }
   return archive.Finish(commit);
 }

@@ -43,7 +43,9 @@ enum class ZipWriteCode {
   kCreateFailed,  // the temporary file beside the target could not be created
   kWriteFailed,   // writing the archive failed (full disk, ...)
   kReadFailed,    // a file could not be opened or read
-  kFileChanged,   // a file became shorter while it was read
+  kFileChanged,   // a file was written to while it was read (it grew, shrank or changed)
+  kNotTheFoundFile,  // the name no longer stands for the file that was found
+  kArchiveChanged,   // the archive that entries were added to was changed by someone else meanwhile
   kRenameFailed,  // the finished archive could not be put under its name
   kNoStub,        // a self-extractor was asked for, but this build has none
   kNotZip,        // the archive to turn into a self-extractor cannot be read
@@ -54,6 +56,12 @@ struct ZipWriteResult {
   ZipWriteCode code = ZipWriteCode::kOk;
   std::uint32_t systemError = 0;  // where the system gave one
   std::wstring path;              // the archive's final path, once it is in place
+  // For a file that went in: the file and its version as they were read, whole. Deleting the
+  // file (a move) is right only while it is still that file in that version.
+  FileId sourceId;
+  FileVersion sourceVersion;
+  // For a file of a run archive that took the place of an entry of the same name.
+  bool replacedEntry = false;
   bool ok() const { return code == ZipWriteCode::kOk; }
 };
 
@@ -70,6 +78,12 @@ enum class ZipCommit {
 
 struct ZipOptions {
   ZipCommit commit = ZipCommit::kCreateNew;
+  // ZipBatch: an archive of the name that exists already keeps its entries and gets the new
+  // ones added (it may hold the only copies of files an earlier run moved). An entry of the
+  // same name is replaced only with kReplace; with kNumbered the new one is numbered, with
+  // kCreateNew the file is left out (kExists). The archive is put back in its place only if
+  // nobody changed it meanwhile (kArchiveChanged otherwise).
+  bool addToExisting = false;
   int level = 6;  // zlib's levels 1..9
   // Asked between blocks, on the calling thread only; true cancels the archive.
   std::function<bool()> cancel;
@@ -80,9 +94,16 @@ struct ZipOptions {
 };
 
 struct ZipSource {
+  ZipSource() = default;
+  ZipSource(std::wstring p, std::string name, FileTime time = 0, FileId file = {}, FileId parent = {})
+      : path(std::move(p)), entryName(std::move(name)), lastWrite(time), id(file), folder(parent) {}
+
   std::wstring path;
   std::string entryName;  // UTF-8, "/" between folders (ZipEntryNameForPath)
   FileTime lastWrite = 0;  // 0: taken from the file
+  // What the scan saw: another file under the name is not packed (kNotTheFoundFile).
+  FileId id;
+  FileId folder;
 };
 
 // One archive holding one file.
@@ -114,6 +135,8 @@ class ZipBatch {
   std::size_t fileCount() const;
   // The entry name file `index` got (after numbering).
   const std::string& EntryName(std::size_t index) const;
+  // The archive that Begin found under the name and adds to; unknown when it began a new one.
+  FileId ExistingArchive() const;
 
  private:
   struct State;

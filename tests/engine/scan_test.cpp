@@ -9,6 +9,7 @@
 #include "base/abort_flag.h"
 #include "base/environment.h"
 #include "base/text.h"
+#include "engine/target_pattern.h"
 #include "fileops/path_text.h"
 #include "test_support.h"
 
@@ -95,12 +96,17 @@ TEST_F(ScanTest, WithoutSubfoldersFoldersAreCountedButNotEntered) {
 
 TEST_F(ScanTest, BlockedFoldersLeaveOutTheirWholeSubtree) {
   ScanRequest r = Request(true);
-  // Whole paths only, any case, with or without trailing separator; a bare name blocks nothing.
-  r.blockedFolders = SplitBlockFolder(ToLowerText(dir_ / L"ALT") + L"\\;Sub2;" + dir_.path() +
-                                      L"\\Sub\\Tief\\;");
-  ASSERT_EQ(r.blockedFolders.size(), 3u);
+  // Whole paths only, with or without trailing separator; a bare name blocks nothing. Case
+  // counts where the file system counts it: on Linux "alt" is another folder than "Alt".
+  r.blockedFolders = SplitBlockFolder(dir_ / L"Alt" + L"\\;Sub2;" + dir_.path() + L"\\Sub\\Tief\\;" +
+                                      dir_.path() + L"\\SUB2;");
+  ASSERT_EQ(r.blockedFolders.size(), 4u);
   Run(r);
-  EXPECT_EQ(RelativeSet(), (std::set<std::wstring>{L"a.txt", L"b.jpg", L"Sub\\c.txt", L"Sub2\\g.txt"}));
+  if (FileNamesIgnoreCase()) {
+    EXPECT_EQ(RelativeSet(), (std::set<std::wstring>{L"a.txt", L"b.jpg", L"Sub\\c.txt"}));
+  } else {
+    EXPECT_EQ(RelativeSet(), (std::set<std::wstring>{L"a.txt", L"b.jpg", L"Sub\\c.txt", L"Sub2\\g.txt"}));
+  }
 }
 
 TEST_F(ScanTest, ThePredicateSeesEveryFileAndDecides) {
@@ -152,18 +158,41 @@ TEST_F(ScanTest, OnlyRegularFilesAreCollected) {
 #endif
 }
 
-TEST_F(ScanTest, TheProfilesOwnTargetInsideTheSourceIsLeftOut) {
+TEST_F(ScanTest, OnlyTheFoldersTheTargetCanNameAreLeftOut) {
   ScanRequest r = Request(true);
-  r.ownTarget = OwnTargetPrefix(dir_ / L"Sub\\Tief");
+  r.ownTarget = dir_ / L"Sub\\Tief";
   ASSERT_EQ(Run(r), ScanResult::Completed);
   EXPECT_EQ(RelativeSet().count(L"Sub\\Tief\\d.txt"), 0u);
   EXPECT_EQ(files_.size(), 6u);
-  r.ownTarget = OwnTargetPrefix(dir_ / L"A%Jahr%");  // "Alt" begins with "A": left out
+  // Sorting in place by year: the year folders it makes are left out, the folders of the
+  // user beside them are not (all of them once were, and their files were never handled).
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"2024\\h.txt", "x"));
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"Unbekannt\\i.txt", "x"));
+  r.ownTarget = dir_.path() + L"\\%DateGAYYYY%";
   Run(r);
-  EXPECT_EQ(files_.size(), 5u);
-  EXPECT_EQ(OwnTargetPrefix(L"D:\\Fotos\\Jahr_%Jahr%\\%Monat%"), L"D:\\Fotos\\Jahr_");
-  EXPECT_EQ(OwnTargetPrefix(L"D:\\Fotos"), L"D:\\Fotos\\");
-  EXPECT_EQ(OwnTargetPrefix(L"%Curdate%"), L"");
+  EXPECT_EQ(RelativeSet(), (std::set<std::wstring>{L"a.txt", L"b.jpg", L"Sub\\c.txt", L"Sub\\Tief\\d.txt",
+                                                   L"Alt\\e.txt", L"Alt\\Innen\\f.txt", L"Sub2\\g.txt"}));
+  r.ownTarget = dir_.path() + L"\\A%Model%";  // a camera can be called anything: "Alt" may be one
+  Run(r);
+  EXPECT_EQ(RelativeSet().count(L"Alt\\e.txt"), 0u);
+  EXPECT_EQ(RelativeSet().count(L"2024\\h.txt"), 1u);
+}
+
+TEST(TargetFolderPattern, CoversTheFoldersItsValuesCanNameAndWhatLiesBelowThem) {
+  const TargetFolderPattern years(L"D:\\Fotos\\%DateGAYYYY%\\Monat_%DateEAYYYYMM%");
+  EXPECT_TRUE(years.Covers(L"D:\\Fotos\\2024"));
+  EXPECT_TRUE(years.Covers(L"D:\\Fotos\\2024\\Monat_2024_05\\tiefer"));
+  EXPECT_TRUE(years.Covers(L"D:/Fotos/Unbekannt/"));
+  EXPECT_FALSE(years.Covers(L"D:\\Fotos"));  // holds the target, is not one
+  EXPECT_FALSE(years.Covers(L"D:\\Fotos\\Urlaub"));
+  EXPECT_FALSE(years.Covers(L"D:\\Fotos\\20245"));
+  EXPECT_FALSE(years.Covers(L"D:\\Fotos\\2024\\Monat_2024"));
+  EXPECT_FALSE(years.Covers(L"E:\\Fotos\\2024"));
+  EXPECT_TRUE(TargetFolderPattern(L"/a/%FileSizeMB%_%Ext%").Covers(L"/a/12Mb_jpg"));
+  EXPECT_FALSE(TargetFolderPattern(L"/a/%FileSizeMB%_%Ext%").Covers(L"/a/zwoelfMb_jpg"));
+  EXPECT_TRUE(TargetFolderPattern(L"/a/./b").Covers(L"/a/b/c"));
+  EXPECT_FALSE(TargetFolderPattern(L"").Covers(L"/a"));
+  EXPECT_EQ(TargetFolderPattern(L"/a/Fotos").Covers(L"/a/fotos"), FileNamesIgnoreCase());
 }
 
 TEST_F(ScanTest, AnUnreadableFolderContributesNothingAndTheScanGoesOn) {

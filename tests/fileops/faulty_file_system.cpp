@@ -42,12 +42,35 @@ FsFault* FaultyFileSystem::Strike(FsOp op, const std::wstring& path) {
   return nullptr;
 }
 
-std::unique_ptr<FolderListing> FaultyFileSystem::OpenFolder(const std::wstring& folder, FsStatus* status) {
+// A real listing whose subfolders open through the faults as well (kOpenFolder).
+class FaultyListing final : public FolderListing {
+ public:
+  FaultyListing(FaultyFileSystem& fs, std::unique_ptr<FolderListing> real) : fs_(fs), real_(std::move(real)) {}
+  bool Next(DirEntry* entry, bool details) override { return real_->Next(entry, details); }
+  bool FillDetails(DirEntry* entry) override { return real_->FillDetails(entry); }
+  std::unique_ptr<FolderListing> OpenChild(const std::wstring& path, const DirEntry& child, FsStatus* status) override {
+    return fs_.Wrap(path, status, [&] { return real_->OpenChild(path, child, status); });
+  }
+  FileId Identity() const override { return real_->Identity(); }
+
+ private:
+  FaultyFileSystem& fs_;
+  std::unique_ptr<FolderListing> real_;
+};
+
+std::unique_ptr<FolderListing> FaultyFileSystem::Wrap(const std::wstring& folder, FsStatus* status,
+                                                      const std::function<std::unique_ptr<FolderListing>()>& open) {
   if (FsFault* f = Strike(FsOp::kOpenFolder, folder)) {
     if (status) *status = f->status;
     return nullptr;
   }
-  return real_.OpenFolder(folder, status);
+  std::unique_ptr<FolderListing> real = open();
+  if (!real) return nullptr;
+  return std::make_unique<FaultyListing>(*this, std::move(real));
+}
+
+std::unique_ptr<FolderListing> FaultyFileSystem::OpenFolder(const std::wstring& folder, FsStatus* status) {
+  return Wrap(folder, status, [&] { return real_.OpenFolder(folder, status); });
 }
 
 FsStatus FaultyFileSystem::GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
@@ -65,9 +88,14 @@ FsStatus FaultyFileSystem::CreateFolders(const std::wstring& folder) {
   return real_.CreateFolders(folder);
 }
 
-FsStatus FaultyFileSystem::StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+FsStatus FaultyFileSystem::Inspect(const std::wstring& path, FileInfo* info) {
+  if (FsFault* f = Strike(FsOp::kInspect, path)) return f->status;
+  return real_.Inspect(path, info);
+}
+
+FsStatus FaultyFileSystem::StageCopy(const FileRef& from, const std::wstring& targetFolder, bool durable,
                                      const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) {
-  FsFault* f = Strike(FsOp::kStageCopy, from);
+  FsFault* f = Strike(FsOp::kStageCopy, from.path);
   if (!f) return real_.StageCopy(from, targetFolder, durable, progress, staged);
   if (f->afterBytes == 0) return f->status;
   // The real copy runs until the limit and is stopped there, as the full disk would stop it;
@@ -87,19 +115,26 @@ FsStatus FaultyFileSystem::Commit(StagedFile& staged, const std::wstring& target
   return real_.Commit(staged, target, replace);
 }
 
-FsStatus FaultyFileSystem::Rename(const std::wstring& from, const std::wstring& to, bool replace) {
-  if (FsFault* f = Strike(FsOp::kRename, from)) return f->status;
+// Deleting a copied source counts as deleting a file: a test that makes deleting fail makes
+// this fail too.
+FsStatus FaultyFileSystem::RemoveCopiedSource(StagedFile& staged, const FileRef& from) {
+  if (FsFault* f = Strike(FsOp::kRemoveFile, from.path)) return f->status;
+  return real_.RemoveCopiedSource(staged, from);
+}
+
+FsStatus FaultyFileSystem::Rename(const FileRef& from, const std::wstring& to, bool replace) {
+  if (FsFault* f = Strike(FsOp::kRename, from.path)) return f->status;
   return real_.Rename(from, to, replace);
 }
 
-FsStatus FaultyFileSystem::RemoveFile(const std::wstring& path) {
-  if (FsFault* f = Strike(FsOp::kRemoveFile, path)) return f->status;
-  return real_.RemoveFile(path);
+FsStatus FaultyFileSystem::RemoveFile(const FileRef& file) {
+  if (FsFault* f = Strike(FsOp::kRemoveFile, file.path)) return f->status;
+  return real_.RemoveFile(file);
 }
 
-FsStatus FaultyFileSystem::Recycle(const std::wstring& path) {
-  if (FsFault* f = Strike(FsOp::kRecycle, path)) return f->status;
-  return real_.Recycle(path);
+FsStatus FaultyFileSystem::Recycle(const FileRef& file) {
+  if (FsFault* f = Strike(FsOp::kRecycle, file.path)) return f->status;
+  return real_.Recycle(file);
 }
 
 FsStatus FaultyFileSystem::WriteFileAtomic(const std::wstring& path, std::string_view bytes) {

@@ -27,6 +27,7 @@ enum class FsOp {
   kRemoveFile,
   kRecycle,
   kWriteFileAtomic,
+  kInspect,
 };
 
 struct FsFault {
@@ -62,13 +63,20 @@ class FaultyFileSystem final : public FileSystem {
   FsStatus GetAttributes(const std::wstring& path, std::uint32_t* attributes) override;
   FsStatus SetAttributes(const std::wstring& path, std::uint32_t attributes) override;
   FsStatus CreateFolders(const std::wstring& folder) override;
-  FsStatus StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+  FsStatus Inspect(const std::wstring& path, FileInfo* info) override;
+  FsStatus StageCopy(const FileRef& from, const std::wstring& targetFolder, bool durable,
                      const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) override;
   FsStatus Commit(StagedFile& staged, const std::wstring& target, bool replace) override;
-  FsStatus Rename(const std::wstring& from, const std::wstring& to, bool replace) override;
-  FsStatus RemoveFile(const std::wstring& path) override;
-  FsStatus Recycle(const std::wstring& path) override;
+  FsStatus RemoveCopiedSource(StagedFile& staged, const FileRef& from) override;
+  FsStatus Rename(const FileRef& from, const std::wstring& to, bool replace) override;
+  FsStatus RemoveFile(const FileRef& file) override;
+  FsStatus Recycle(const FileRef& file) override;
   FsStatus WriteFileAtomic(const std::wstring& path, std::string_view bytes) override;
+
+  // A folder listing, opened by `open` unless a kOpenFolder fault strikes `folder`; its
+  // subfolders go through the faults too.
+  std::unique_ptr<FolderListing> Wrap(const std::wstring& folder, FsStatus* status,
+                                      const std::function<std::unique_ptr<FolderListing>()>& open);
 
  private:
   // The fault that strikes this call, or null.
@@ -76,7 +84,7 @@ class FaultyFileSystem final : public FileSystem {
 
   FileSystem& real_;
   std::vector<std::unique_ptr<FsFault>> faults_;
-  int calls_[10] = {};
+  int calls_[11] = {};
 };
 
 }  // namespace ablagix::test

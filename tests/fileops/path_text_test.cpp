@@ -35,8 +35,13 @@ TEST(PathText, LongPathFormHandlesUncAndPrefixedPaths) {
   EXPECT_EQ(LongPathForm(L"\\\\?\\C:\\a.txt"), L"\\\\?\\C:\\a.txt");
 }
 
-TEST(PathText, SameFolderComparesWholeIgnoringCaseAndTrailingSeparator) {
-  EXPECT_TRUE(SameFolderText(L"C:\\Daten\\\u00c4lter", L"c:\\daten\\\u00e4lter\\"));
+// Case counts as the file system counts it: "Fotos" and "fotos" are one folder on Windows and
+// two on Linux, where a copy from one to the other is a real copy, not the file onto itself.
+TEST(PathText, SameFolderComparesWholeByTheSystemsCaseRuleAndIgnoresATrailingSeparator) {
+  EXPECT_EQ(SameFolderText(L"C:\\Daten\\\u00c4lter", L"c:\\daten\\\u00e4lter\\"), FileNamesIgnoreCase());
+  EXPECT_EQ(SameFolderText(L"/x/Fotos", L"/x/fotos"), FileNamesIgnoreCase());
+  EXPECT_EQ(FolderTextStartsWith(L"/x/Fotos/Alt", L"/x/fotos/"), FileNamesIgnoreCase());
+  EXPECT_TRUE(SameFolderText(L"C:\\Daten\\\u00c4lter", L"C:\\Daten\\\u00c4lter\\"));
   EXPECT_TRUE(SameFolderText(L"/srv/daten/", L"/srv/daten"));
   EXPECT_TRUE(SameFolderText(L"C:/Daten", L"C:\\Daten"));
   EXPECT_FALSE(SameFolderText(L"C:\\Daten", L"C:\\Daten\\Alt"));
