@@ -1,6 +1,8 @@
 #include "sfx/sfx_extract.h"
 
 #include <algorithm>
+#include <optional>
+#include <set>
 
 #include "base/byte_order.h"
 #include "base/text.h"
@@ -102,6 +104,237 @@ std::wstring ReaderErrorText(ZipError error, DWORD writeError) {
   return std::wstring(ZipErrorText(error));
 }
 
+// Every file this program makes starts with this and is hidden until it is complete, so an
+// unfinished entry can never be taken for the real file.
+constexpr wchar_t kTemporaryPrefix[] = L".~ablagix-";
+// "name(1).ext" up to "name(1000).ext"; beyond that the entry fails rather than replace one.
+constexpr unsigned kMaxNumber = 1000;
+
+bool IsTakenError(DWORD error) { return error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS; }
+
+std::wstring WithBackslashes(std::wstring text) {
+  std::replace(text.begin(), text.end(), L'/', L'\\');
+  return text;
+}
+
+// A new hidden file in `folder` that nobody else has, created without replacing anything.
+DWORD CreateTemporary(const std::wstring& folder, HANDLE* file, std::wstring* path) {
+  static unsigned serial = 0;
+  for (int attempt = 0; attempt < 1000; ++attempt) {
+    *path = folder + L"\\" + kTemporaryPrefix + NumberText(GetCurrentProcessId()) + L"-" + NumberText(serial++) +
+            L".tmp";
+    *file = CreateFileW(path->c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_HIDDEN, nullptr);
+    if (*file != INVALID_HANDLE_VALUE) return 0;
+    const DWORD error = GetLastError();
+    if (!IsTakenError(error)) return error;
+  }
+  return ERROR_FILE_EXISTS;
+}
+
+// How a complete entry gets its name.
+enum class Placing {
+  kFreeName,  // nothing had it; should something take it meanwhile, numbered
+  kReplace,   // renamed over the existing file, as the person chose
+  kNumbered,  // "name(1).ext" and on
+};
+
+class Extraction {
+ public:
+  Extraction(ZipReader& reader, const std::wstring& base, const ExtractCallbacks& callbacks, ExtractReport& report)
+      : reader_(reader), base_(base), callbacks_(callbacks), report_(report) {
+    for (const ZipEntry& e : reader.entries()) total_ += e.uncompressedSize;
+  }
+
+  // False once the extraction is cancelled.
+  bool Entry(const ZipEntry& entry);
+  void Finish() {
+    if (callbacks_.progress) callbacks_.progress(total_, total_);
+  }
+
+ private:
+  void Fail(const std::wstring& shown, const std::wstring& reason, const ZipEntry& entry, bool counted = false) {
+    report_.failed.push_back(shown + L": " + reason);
+    if (!counted) done_ += entry.uncompressedSize;
+  }
+  bool IsOurs(const std::wstring& path) const { return made_.count(ToLowerText(path)) != 0; }
+  std::optional<Placing> PlacingFor(const std::wstring& target, const std::wstring& relative, const ZipEntry& entry);
+  std::wstring Place(const std::wstring& temporary, const std::wstring& folder, const std::wstring& name,
+                     Placing placing, std::wstring* placedName);
+
+  ZipReader& reader_;
+  const std::wstring& base_;
+  const ExtractCallbacks& callbacks_;
+  ExtractReport& report_;
+  std::uint64_t total_ = 0;
+  std::uint64_t done_ = 0;
+  // The files this run has made, folded: a second entry of the same name, or one that differs
+  // only in case, must not replace the first.
+  std::set<std::wstring> made_;
+  std::optional<TakenChoice> always_;
+};
+
+// Nothing when the person cancelled.
+std::optional<Placing> Extraction::PlacingFor(const std::wstring& target, const std::wstring& relative,
+                                              const ZipEntry& entry) {
+  if (IsOurs(target)) return Placing::kNumbered;
+  WIN32_FILE_ATTRIBUTE_DATA existing{};
+  if (!GetFileAttributesExW(target.c_str(), GetFileExInfoStandard, &existing)) return Placing::kFreeName;
+  // A folder cannot be replaced by a file; the file goes beside it.
+  if (existing.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return Placing::kNumbered;
+  TakenChoice choice = TakenChoice::kKeepBoth;
+  if (always_) {
+    choice = *always_;
+  } else if (callbacks_.askTaken) {
+    TakenName taken;
+    taken.name = relative;
+    taken.existingSize = (static_cast<std::uint64_t>(existing.nFileSizeHigh) << 32) | existing.nFileSizeLow;
+    taken.existingTime = existing.ftLastWriteTime;
+    taken.newSize = entry.uncompressedSize;
+    taken.newTime = EntryTime(entry);
+    const TakenAnswer answer = callbacks_.askTaken(taken);
+    choice = answer.choice;
+    if (answer.forAll) always_ = choice;
+  }
+  switch (choice) {
+    case TakenChoice::kReplace: return Placing::kReplace;
+    case TakenChoice::kKeepBoth: return Placing::kNumbered;
+    case TakenChoice::kCancel: break;
+  }
+  return std::nullopt;
+}
+
+// Renames the complete temporary file to its name; empty, or why that failed.
+std::wstring Extraction::Place(const std::wstring& temporary, const std::wstring& folder, const std::wstring& name,
+                               Placing placing, std::wstring* placedName) {
+  *placedName = name;
+  const std::wstring target = folder + L"\\" + name;
+  if (placing == Placing::kReplace) {
+    // The old file stays whole until this rename; there is no moment without either file.
+    if (MoveFileExW(temporary.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+      return L"";
+    }
+    return SystemErrorText(GetLastError());
+  }
+  if (placing == Placing::kFreeName) {
+    if (MoveFileExW(temporary.c_str(), target.c_str(), 0)) return L"";
+    const DWORD error = GetLastError();
+    if (!IsTakenError(error)) return SystemErrorText(error);
+  }
+  // Without MOVEFILE_REPLACE_EXISTING the rename itself refuses a taken name, so a file that
+  // appears between the look and the rename is never replaced either.
+  for (unsigned n = 1; n <= kMaxNumber; ++n) {
+    const std::wstring numbered = NumberedName(name, n);
+    const std::wstring candidate = folder + L"\\" + numbered;
+    if (IsOurs(candidate) || GetFileAttributesW(candidate.c_str()) != INVALID_FILE_ATTRIBUTES) continue;
+    if (MoveFileExW(temporary.c_str(), candidate.c_str(), 0)) {
+      *placedName = numbered;
+      return L"";
+    }
+    const DWORD error = GetLastError();
+    if (!IsTakenError(error)) return SystemErrorText(error);
+  }
+  return L"Alle Namen bis \u201E" + NumberedName(name, kMaxNumber) + L"\u201C sind vergeben";
+}
+
+bool Extraction::Entry(const ZipEntry& entry) {
+  const std::wstring shown = FromUtf8(entry.name);
+  std::vector<std::wstring> parts;
+  bool renamed = false;
+  if (!SafeExtractParts(entry.name, &parts, &renamed)) {
+    report_.refused.push_back(shown);
+    done_ += entry.uncompressedSize;
+    return true;
+  }
+  // The folders first; below the chosen folder each must be a real folder.
+  std::wstring folder = base_;
+  std::wstring relativeFolder;
+  const std::size_t folders = entry.isDirectory() ? parts.size() : parts.size() - 1;
+  for (std::size_t i = 0; i < folders; ++i) {
+    folder += L"\\" + parts[i];
+    relativeFolder += parts[i] + L"\\";
+    std::wstring error;
+    if (!EnsureFolder(folder, &error)) {
+      Fail(shown, error, entry);
+      return true;
+    }
+  }
+  if (entry.isDirectory()) {
+    if (renamed) report_.renamed.push_back(WithBackslashes(shown) + L" \u2192 " + relativeFolder);
+    return true;
+  }
+  const std::wstring& name = parts.back();
+  const std::wstring target = folder + L"\\" + name;
+  const std::optional<Placing> placing = PlacingFor(target, relativeFolder + name, entry);
+  if (!placing) {
+    report_.cancelled = true;
+    return false;
+  }
+
+  HANDLE file = INVALID_HANDLE_VALUE;
+  std::wstring temporary;
+  if (const DWORD error = CreateTemporary(folder, &file, &temporary)) {
+    Fail(shown, SystemErrorText(error), entry);
+    return true;
+  }
+  DWORD writeError = 0;
+  const std::uint64_t doneBefore = done_;
+  const ZipError read = reader_.ReadEntry(entry, UINT64_MAX, [&](std::string_view piece) {
+    DWORD written = 0;
+    if (!WriteFile(file, piece.data(), static_cast<DWORD>(piece.size()), &written, nullptr) ||
+        written != piece.size()) {
+      writeError = GetLastError() ? GetLastError() : DiskFullError();
+      return false;
+    }
+    done_ += piece.size();
+    if (callbacks_.progress && !callbacks_.progress(done_, total_)) {
+      report_.cancelled = true;
+      return false;
+    }
+    return true;
+  });
+  bool shownAsFile = false;
+  if (read == ZipError::kNone) {
+    // Its time, and no longer hidden, before it gets its name.
+    const FILETIME time = EntryTime(entry);
+    FILE_BASIC_INFO basic{};
+    basic.LastWriteTime.QuadPart = static_cast<LONGLONG>((static_cast<std::uint64_t>(time.dwHighDateTime) << 32) |
+                                                         time.dwLowDateTime);
+    basic.FileAttributes = FILE_ATTRIBUTE_ARCHIVE;
+    shownAsFile = SetFileInformationByHandle(file, FileBasicInfo, &basic, sizeof basic);
+    if (!shownAsFile) SetFileTime(file, nullptr, nullptr, &time);
+    // A replaced file is gone after the rename, so the new one must be on the disk by then.
+    if (*placing == Placing::kReplace && !FlushFileBuffers(file)) writeError = GetLastError();
+  }
+  CloseHandle(file);
+  if (read != ZipError::kNone || writeError) {
+    // Only the file this entry made goes; whatever had the name before was never touched.
+    DeleteFileW(temporary.c_str());
+    if (report_.cancelled) return false;
+    done_ = doneBefore;
+    Fail(shown, ReaderErrorText(read, writeError), entry);
+    return true;
+  }
+  std::wstring placedName;
+  const std::wstring placeError = Place(temporary, folder, name, *placing, &placedName);
+  if (!placeError.empty()) {
+    DeleteFileW(temporary.c_str());
+    Fail(shown, placeError, entry, true);
+    return true;
+  }
+  const std::wstring placed = folder + L"\\" + placedName;
+  if (!shownAsFile) SetFileAttributesW(placed.c_str(), FILE_ATTRIBUTE_ARCHIVE);
+  made_.insert(ToLowerText(placed));
+  ++report_.files;
+  if (*placing == Placing::kReplace) ++report_.replaced;
+  const std::wstring change = WithBackslashes(shown) + L" \u2192 " + relativeFolder + placedName;
+  if (renamed) {
+    report_.renamed.push_back(change);
+  } else if (placedName != name) {
+    report_.numbered.push_back(change);
+  }
+  return true;
+}
+
 }  // namespace
 
 HandleSource::HandleSource(HANDLE file) : file_(file) {
@@ -127,8 +360,7 @@ bool HandleSource::Read(std::uint64_t offset, std::size_t count, std::string* ou
   return true;
 }
 
-ExtractReport ExtractArchive(ByteSource& archive, const std::wstring& folder,
-                             const std::function<bool(std::uint64_t, std::uint64_t)>& progress) {
+ExtractReport ExtractArchive(ByteSource& archive, const std::wstring& folder, const ExtractCallbacks& callbacks) {
   ExtractReport report;
   ReadAheadByteSource buffered(archive, 1 << 16);
   ZipReader reader(buffered);
@@ -144,77 +376,11 @@ ExtractReport ExtractArchive(ByteSource& archive, const std::wstring& folder,
     if (report.folderError.empty()) report.folderError = L"Zielordner kann nicht angelegt werden";
     return report;
   }
-
-  std::uint64_t total = 0;
-  std::uint64_t done = 0;
-  for (const ZipEntry& e : reader.entries()) total += e.uncompressedSize;
-  std::vector<std::wstring> parts;
+  Extraction extraction(reader, base, callbacks, report);
   for (const ZipEntry& entry : reader.entries()) {
-    const std::wstring shownName = FromUtf8(entry.name);
-    if (!SafeExtractParts(entry.name, &parts)) {
-      report.refused.push_back(shownName);
-      done += entry.uncompressedSize;
-      continue;
-    }
-    std::wstring path = base;
-    std::wstring error;
-    const std::size_t folders = entry.isDirectory() ? parts.size() : parts.size() - 1;
-    bool good = true;
-    for (std::size_t i = 0; i < parts.size() && good; ++i) {
-      path += L'\\';
-      path += parts[i];
-      if (i < folders) good = EnsureFolder(path, &error);
-    }
-    if (good && !entry.isDirectory()) {
-      const DWORD attributes = GetFileAttributesW(path.c_str());
-      if (attributes != INVALID_FILE_ATTRIBUTES &&
-          (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT))) {
-        error = L"Name ist durch einen Ordner oder eine Verkn\u00fcpfung belegt";
-        good = false;
-      }
-    }
-    if (!good) {
-      report.failed.push_back(shownName + L": " + error);
-      done += entry.uncompressedSize;
-      continue;
-    }
-    if (entry.isDirectory()) continue;
-
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-      report.failed.push_back(shownName + L": " + SystemErrorText(GetLastError()));
-      done += entry.uncompressedSize;
-      continue;
-    }
-    DWORD writeError = 0;
-    const ZipError e = reader.ReadEntry(entry, UINT64_MAX, [&](std::string_view piece) {
-      DWORD written = 0;
-      if (!WriteFile(file, piece.data(), static_cast<DWORD>(piece.size()), &written, nullptr) ||
-          written != piece.size()) {
-        writeError = GetLastError() ? GetLastError() : DiskFullError();
-        return false;
-      }
-      done += piece.size();
-      if (progress && !progress(done, total)) {
-        report.cancelled = true;
-        return false;
-      }
-      return true;
-    });
-    if (e == ZipError::kNone) {
-      const FILETIME time = EntryTime(entry);
-      SetFileTime(file, nullptr, nullptr, &time);
-      CloseHandle(file);
-      ++report.files;
-      continue;
-    }
-    // Nothing half-written stays behind.
-    CloseHandle(file);
-    DeleteFileW(path.c_str());
-    if (report.cancelled) return report;
-    report.failed.push_back(shownName + L": " + ReaderErrorText(e, writeError));
+    if (!extraction.Entry(entry)) return report;
   }
-  if (progress) progress(total, total);
+  extraction.Finish();
   return report;
 }
 
@@ -223,23 +389,39 @@ std::wstring ReportText(const ExtractReport& report) {
   if (!report.folderError.empty()) {
     return L"Der Zielordner konnte nicht angelegt werden: " + report.folderError;
   }
-  if (report.cancelled) return L"Das Entpacken wurde abgebrochen.";
   std::wstring text;
-  auto list = [&text](const std::vector<std::wstring>& names) {
+  if (report.cancelled) {
+    text = L"Das Entpacken wurde abgebrochen.";
+    if (report.files) text += L" Die bis dahin entpackten Dateien bleiben im Zielordner.";
+  }
+  auto section = [&text](const wchar_t* heading, const std::vector<std::wstring>& names) {
+    if (names.empty()) return;
+    if (!text.empty()) text += L"\n\n";
+    text += heading;
     const std::size_t shown = std::min<std::size_t>(names.size(), 10);
     for (std::size_t i = 0; i < shown; ++i) text += L"\n  " + names[i];
     if (names.size() > shown) text += L"\n  ... und " + NumberText(names.size() - shown) + L" weitere";
   };
-  if (!report.refused.empty()) {
-    text += L"Diese Eintr\u00e4ge wurden nicht entpackt, weil ihr Name aus dem Zielordner hinausf\u00fchrt:";
-    list(report.refused);
-  }
-  if (!report.failed.empty()) {
-    if (!text.empty()) text += L"\n\n";
-    text += L"Diese Dateien konnten nicht entpackt werden:";
-    list(report.failed);
-  }
+  section(L"Diese Dateien konnten nicht entpackt werden; vorhandene Dateien gleichen Namens sind unver\u00e4ndert:",
+          report.failed);
+  section(L"Diese Eintr\u00e4ge wurden nicht entpackt, weil ihr Name aus dem Zielordner hinausf\u00fchrt:",
+          report.refused);
+  section(L"Diese Dateien wurden umbenannt, weil Windows ihren Namen nicht zul\u00e4sst:", report.renamed);
+  section(L"Diese Dateien wurden nummeriert, weil ihr Name im Zielordner schon vergeben war:", report.numbered);
   return text;
+}
+
+std::wstring NumberedName(const std::wstring& name, unsigned n) {
+  const std::size_t dot = name.rfind(L'.');
+  const std::size_t cut = dot != std::wstring::npos && dot > 0 ? dot : name.size();
+  return name.substr(0, cut) + L"(" + NumberText(n) + L")" + name.substr(cut);
+}
+
+int ExitCode(const ExtractReport& report) {
+  if (report.archiveBroken) return 2;
+  if (!report.folderError.empty()) return 3;
+  if (report.cancelled) return 4;
+  return report.ok() ? 0 : 1;
 }
 
 }  // namespace ablagix::sfx

@@ -3,8 +3,9 @@
 //   Archiv.exe                      a window asks for the target folder
 //   Archiv.exe /S /D=C:\Ziel Ordner  no window; /D= comes last and may hold blanks
 //
-// Exit codes: 0 all extracted; 1 some entries refused or not written; 2 the archive is damaged
-// or missing; 3 the target folder cannot be created; 4 cancelled.
+// Silently nothing is ever replaced: an entry whose name is taken is stored numbered
+// ("Bericht(1).docx"). Exit codes: 0 all extracted; 1 some entries refused or not written; 2 the
+// archive is damaged or missing; 3 the target folder cannot be created; 4 cancelled.
 #include <windows.h>
 #include <objbase.h>
 
@@ -59,13 +60,6 @@ std::wstring OwnPath() {
   return path;
 }
 
-int ExitCodeOf(const sfx::ExtractReport& report) {
-  if (report.archiveBroken) return 2;
-  if (!report.folderError.empty()) return 3;
-  if (report.cancelled) return 4;
-  return report.ok() ? 0 : 1;
-}
-
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
@@ -80,7 +74,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
   const bool readable = file != INVALID_HANDLE_VALUE && ReadSfxTexts(source, &texts);
   if (args.silent) {
     if (!readable) return 2;
-    return ExitCodeOf(sfx::ExtractArchive(source, args.folder.empty() ? ownFolder : args.folder, nullptr));
+    return sfx::ExitCode(sfx::ExtractArchive(source, args.folder.empty() ? ownFolder : args.folder, {}));
   }
   if (!readable) {
     const std::vector<SfxText> fallback = StandardSfxTexts();

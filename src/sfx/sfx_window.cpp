@@ -7,6 +7,7 @@
 #include <atomic>
 
 #include "sfx/sfx_extract.h"
+#include "sfx/sfx_question.h"
 
 namespace ablagix::sfx {
 namespace {
@@ -21,6 +22,7 @@ enum : int {
 };
 constexpr UINT kProgressMessage = WM_APP + 1;  // wParam: per mille
 constexpr UINT kDoneMessage = WM_APP + 2;
+constexpr UINT kAskMessage = WM_APP + 3;  // lParam: Question*, answered before SendMessage returns
 
 // Layout in 96-dpi units, scaled to the screen.
 constexpr int kClientWidth = 500;
@@ -47,6 +49,12 @@ struct Window {
 
   std::wstring Text(const char* name) const { return SfxTextValue(texts, name, L""); }
   int Scale(int v) const { return MulDiv(v, dpi, 96); }
+};
+
+// Asked by the worker, answered by the window's thread, which owns every dialog.
+struct Question {
+  const TakenName* taken = nullptr;
+  TakenAnswer answer;
 };
 
 HWND Control(Window& w, const wchar_t* cls, const std::wstring& text, DWORD style, int id) {
@@ -121,14 +129,22 @@ void SetBusy(Window& w, bool busy) {
 DWORD WINAPI ExtractThread(void* param) {
   Window& w = *static_cast<Window*>(param);
   int lastShown = -1;
-  w.report = ExtractArchive(*w.archive, w.folder, [&w, &lastShown](std::uint64_t done, std::uint64_t total) {
+  ExtractCallbacks callbacks;
+  callbacks.progress = [&w, &lastShown](std::uint64_t done, std::uint64_t total) {
     const int permille = total ? static_cast<int>(done * 1000 / total) : 1000;
     if (permille != lastShown) {
       lastShown = permille;
       PostMessageW(w.hwnd, kProgressMessage, static_cast<WPARAM>(permille), 0);
     }
     return !w.cancel.load();
-  });
+  };
+  callbacks.askTaken = [&w](const TakenName& taken) {
+    Question question;
+    question.taken = &taken;
+    SendMessageW(w.hwnd, kAskMessage, 0, reinterpret_cast<LPARAM>(&question));
+    return question.answer;
+  };
+  w.report = ExtractArchive(*w.archive, w.folder, callbacks);
   PostMessageW(w.hwnd, kDoneMessage, 0, 0);
   return 0;
 }
@@ -176,15 +192,17 @@ void FinishExtraction(Window& w) {
   SetBusy(w, false);
   SendDlgItemMessageW(w.hwnd, kIdProgress, PBM_SETPOS, 1000, 0);
   SetDlgItemTextW(w.hwnd, kIdStatus, w.Text("ProgressCaption").c_str());
-  w.exitCode = w.report.ok() ? 0 : 1;
+  w.exitCode = ExitCode(w.report);
   if (w.closeWhenDone) {
     DestroyWindow(w.hwnd);
     return;
   }
   const std::wstring problems = ReportText(w.report);
   if (!problems.empty()) {
+    // Renamed, numbered or cancelled by the person: news, not a warning.
+    const bool news = w.report.failed.empty() && w.report.refused.empty();
     MessageBoxW(w.hwnd, problems.c_str(), w.Text("Title").c_str(),
-                MB_OK | (w.report.cancelled ? MB_ICONINFORMATION : MB_ICONWARNING));
+                MB_OK | (news ? MB_ICONINFORMATION : MB_ICONWARNING));
   }
 }
 
@@ -213,6 +231,15 @@ LRESULT CALLBACK WindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
     case kDoneMessage:
       FinishExtraction(*w);
       return 0;
+    case kAskMessage: {
+      auto* question = reinterpret_cast<Question*>(lParam);
+      if (w->cancel) {
+        question->answer.choice = TakenChoice::kCancel;
+      } else {
+        question->answer = AskAboutTakenName(hwnd, QuestionLook{w->font, w->dpi, w->Text("Title")}, *question->taken);
+      }
+      return 0;
+    }
     case WM_CLOSE:
       if (w && w->worker) {
         // Closing while extracting cancels; the window goes once the worker has stopped.

@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Checks the archives that zip_fixtures wrote with programs that are not ours: `unzip -t`,
 `7z t`, and Python's zipfile, which must read every entry back byte for byte as the manifest
-says, with the entries in the manifest's order. ZIP64 must be used exactly where it is needed.
+says, with the entries in the manifest's order. `unzip -Z1`, `7z l` and Python's zipfile must
+list exactly the entry names we wrote. ZIP64 must be used exactly where it is needed.
 
     check_archives.py FOLDER
 """
+import os
 import shutil
 import struct
 import subprocess
@@ -19,6 +21,16 @@ def run(command):
     result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     if result.returncode != 0:
         sys.exit(f"FAILED: {' '.join(map(str, command))}\n{result.stdout.decode(errors='replace')[-2000:]}")
+
+
+def listed(command, prefix=""):
+    """The entry names a program lists, one a line, read as UTF-8 whatever the locale."""
+    env = dict(os.environ, LC_ALL="C.UTF-8")
+    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=env)
+    if result.returncode != 0:
+        sys.exit(f"FAILED: {' '.join(map(str, command))}\n{result.stdout.decode(errors='replace')[-2000:]}")
+    lines = result.stdout.decode("utf-8", errors="surrogateescape").splitlines()
+    return [line[len(prefix):] for line in lines if line.startswith(prefix)]
 
 
 def same_bytes(archive, info, source):
@@ -66,11 +78,15 @@ def main():
         path = folder / archive_name
         run(["unzip", "-tqq", path])
         run(["7z", "t", "-bd", "-tzip", path])
+        names = [name for name, _ in expected]
+        if listed(["unzip", "-Z1", path]) != names:
+            sys.exit(f"FAILED: {archive_name}: unzip -Z1 lists other names than we wrote")
+        if listed(["7z", "l", "-slt", "-ba", "-tzip", path], "Path = ") != names:
+            sys.exit(f"FAILED: {archive_name}: 7z lists other names than we wrote")
         with zipfile.ZipFile(path) as archive:
             infos = archive.infolist()
-            names = [info.filename for info in infos]
-            if names != [name for name, _ in expected]:
-                sys.exit(f"FAILED: {archive_name}: entry names or order differ")
+            if [info.filename for info in infos] != names:
+                sys.exit(f"FAILED: {archive_name}: Python's zipfile lists other names or another order")
             for info, (name, source) in zip(infos, expected):
                 if not info.flag_bits & 0x800:
                     sys.exit(f"FAILED: {archive_name}: {name} lacks the UTF-8 flag")

@@ -204,7 +204,8 @@ TEST(SfxProgram, HostileNamesAreRefusedAndNothingLandsOutsideTheFolder) {
   TempDir dir;
   test::ZipMaker maker;
   for (const char* name : {"../draussen.txt", "gut/../../auch_draussen.txt", "..\\zurueck.txt", "/absolut.txt",
-                           "\\wurzel.txt", "C:/laufwerk.txt", "C:relativ.txt", "//server/share/unc.txt"}) {
+                           "\\wurzel.txt", "C:/laufwerk.txt", "C:relativ.txt", "//server/share/unc.txt",
+                           "gut/datei.txt:strom"}) {
     maker.Add(name, "b\xc3\xb6se");
   }
   maker.Add("gut/ok.txt", "gut", true);
@@ -225,6 +226,111 @@ TEST(SfxProgram, HostileNamesAreRefusedAndNothingLandsOutsideTheFolder) {
   cut.resize(cut.size() - 30);
   ASSERT_TRUE(WriteBytes(dir / L"kaputt.exe", cut));
   EXPECT_EQ(RunProgram(dir / L"kaputt.exe", L"/S /D=" + (dir / L"k")), 2);
+}
+
+// A self-extractor of these entries, written to `exe`.
+void WriteSelfExtractor(const std::wstring& exe, const test::ZipMaker& maker) {
+  std::string_view stub;
+  ASSERT_TRUE(SfxStubBytes(&stub));
+  ASSERT_TRUE(WriteBytes(exe, SelfExtractorAround(maker, stub)));
+}
+
+bool IsHidden(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_HIDDEN);
+}
+
+TEST(SfxProgram, AFailedEntryLeavesTheFileOfItsNameAsItWasAndNothingBehind) {
+  TempDir dir;
+  test::ZipMaker maker;
+  maker.Add("a-first.txt", "erste Datei");
+  maker.Add("Bericht.docx", "neuer Bericht, dessen Daten besch\xc3\xa4" "digt sind");
+  maker.Add("neu-kaputt.txt", "auch diese Daten sind besch\xc3\xa4" "digt");
+  maker.Add("z-last.txt", "letzte Datei", true);
+  std::string_view stub;
+  ASSERT_TRUE(SfxStubBytes(&stub));
+  std::string exe = SelfExtractorAround(maker, stub);
+  // One byte of each damaged entry's stored data flipped: their CRC no longer fits.
+  for (const char* data : {"neuer Bericht", "auch diese Daten"}) {
+    const std::size_t at = exe.find(data);
+    ASSERT_NE(at, std::string::npos);
+    exe[at + 3] ^= 0x20;
+  }
+  ASSERT_TRUE(WriteBytes(dir / L"crc.exe", exe));
+  const std::wstring target = dir / L"Ablage";
+  ASSERT_TRUE(WriteBytes(target + L"\\Bericht.docx", "precious original report"));
+
+  // Silently and with a window's answer alike the old file must survive; silently there is
+  // nobody to ask, and the new file would have been numbered.
+  EXPECT_EQ(RunProgram(dir / L"crc.exe", L"/S /D=" + target), 1);
+  EXPECT_EQ(ReadBytes(target + L"\\Bericht.docx"), "precious original report");
+  EXPECT_EQ(ReadBytes(target + L"\\a-first.txt"), "erste Datei");
+  EXPECT_EQ(ReadBytes(target + L"\\z-last.txt"), "letzte Datei");
+  // No numbered copy of the damaged data, no half-written file, no temporary file.
+  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"a-first.txt", L"Bericht.docx", L"z-last.txt"}));
+  for (const wchar_t* name : {L"a-first.txt", L"z-last.txt"}) EXPECT_FALSE(IsHidden(target + L"\\" + name));
+}
+
+TEST(SfxProgram, SilentlyATakenNameIsNumberedNeverReplaced) {
+  TempDir dir;
+  test::ZipMaker maker;
+  maker.Add("foto.jpg", "neues Foto");
+  maker.Add("dup.txt", "klein");
+  maker.Add("DUP.TXT", "GROSS");
+  maker.Add("Ordner/a.txt", "a");
+  maker.Add("ordner/A.txt", "A", true);
+  maker.Add(".profile", "neu");
+  WriteSelfExtractor(dir / L"Archiv.exe", maker);
+  const std::wstring target = dir / L"Ziel";
+  ASSERT_TRUE(WriteBytes(target + L"\\foto.jpg", "altes Foto"));
+  ASSERT_TRUE(WriteBytes(target + L"\\foto(1).jpg", "noch ein altes Foto"));
+  ASSERT_TRUE(WriteBytes(target + L"\\.profile", "alt"));
+
+  EXPECT_EQ(RunProgram(dir / L"Archiv.exe", L"/S /D=" + target), 0);
+  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"foto.jpg", L"foto(1).jpg", L"foto(2).jpg", L"dup.txt",
+                                                     L"DUP(1).TXT", L"Ordner", L".profile", L".profile(1)"}));
+  EXPECT_EQ(ReadBytes(target + L"\\foto.jpg"), "altes Foto");
+  EXPECT_EQ(ReadBytes(target + L"\\foto(1).jpg"), "noch ein altes Foto");
+  EXPECT_EQ(ReadBytes(target + L"\\foto(2).jpg"), "neues Foto");
+  // Names that differ only in case are two files, as they were two entries.
+  EXPECT_EQ(ReadBytes(target + L"\\dup.txt"), "klein");
+  EXPECT_EQ(ReadBytes(target + L"\\DUP(1).TXT"), "GROSS");
+  EXPECT_EQ(Listing(target + L"\\Ordner"), (std::set<std::wstring>{L"a.txt", L"A(1).txt"}));
+  EXPECT_EQ(ReadBytes(target + L"\\Ordner\\A(1).txt"), "A");
+  EXPECT_EQ(ReadBytes(target + L"\\.profile"), "alt");
+  EXPECT_EQ(ReadBytes(target + L"\\.profile(1)"), "neu");
+  EXPECT_FALSE(IsHidden(target + L"\\foto(2).jpg"));
+
+  // A second run over its own result adds numbered files and changes none.
+  EXPECT_EQ(RunProgram(dir / L"Archiv.exe", L"/S /D=" + target), 0);
+  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"foto.jpg", L"foto(1).jpg", L"foto(2).jpg", L"foto(3).jpg",
+                                                     L"dup.txt", L"DUP(1).TXT", L"dup(2).txt", L"DUP(3).TXT",
+                                                     L"Ordner", L".profile", L".profile(1)", L".profile(2)"}));
+  EXPECT_EQ(ReadBytes(target + L"\\foto(3).jpg"), "neues Foto");
+  EXPECT_EQ(ReadBytes(target + L"\\dup(2).txt"), "klein");
+  EXPECT_EQ(ReadBytes(target + L"\\DUP(3).TXT"), "GROSS");
+  EXPECT_EQ(ReadBytes(target + L"\\dup.txt"), "klein");
+  EXPECT_EQ(ReadBytes(target + L"\\DUP(1).TXT"), "GROSS");
+  EXPECT_EQ(Listing(target + L"\\Ordner"), (std::set<std::wstring>{L"a.txt", L"A(1).txt", L"a(2).txt", L"A(3).txt"}));
+}
+
+TEST(SfxProgram, NamesWindowsCannotStoreArriveUnderASafeName) {
+  TempDir dir;
+  test::ZipMaker maker;
+  const char* names[] = {"CON", "aux.txt", "COM1.log", "nul/innen.txt", "trail.", "trailsp ", "frage?.txt",
+                         "zeichen<>|\"*.txt", "steuer\x01zeichen.txt", "normal.txt"};
+  for (const char* name : names) maker.Add(name, std::string("Inhalt von ") + name);
+  WriteSelfExtractor(dir / L"Archiv.exe", maker);
+  const std::wstring target = dir / L"Ziel";
+
+  EXPECT_EQ(RunProgram(dir / L"Archiv.exe", L"/S /D=" + target), 0);
+  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"CON_", L"aux_.txt", L"COM1_.log", L"nul_", L"trail_",
+                                                     L"trailsp_", L"frage_.txt", L"zeichen_____.txt",
+                                                     L"steuer_zeichen.txt", L"normal.txt"}));
+  EXPECT_EQ(ReadBytes(target + L"\\CON_"), "Inhalt von CON");
+  EXPECT_EQ(ReadBytes(target + L"\\aux_.txt"), "Inhalt von aux.txt");
+  EXPECT_EQ(ReadBytes(target + L"\\nul_\\innen.txt"), "Inhalt von nul/innen.txt");
+  EXPECT_EQ(ReadBytes(target + L"\\trail_"), "Inhalt von trail.");
 }
 
 #endif

@@ -1,7 +1,8 @@
 // Writes archives with our writer for other programs to check (check_archives.py: unzip, 7z and
 // Python's zipfile), together with a manifest of what each entry must hold.
 //
-//   zip_fixtures FOLDER          names with umlauts and emoji, an empty file, a self-extractor
+//   zip_fixtures FOLDER          names with umlauts and emoji, an empty file, a self-extractor,
+//                                entry names made from file names that Windows cannot store
 //   zip_fixtures FOLDER large    also a 4.5 GB sparse file (ZIP64 by size) and 70,000 entries
 //                                (ZIP64 by count)
 //
@@ -15,6 +16,7 @@
 #include "fileops/files.h"
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"
+#include "zip/zip_names.h"
 #include "zip/zip_reader.h"
 #include "zip/zip_writer.h"
 
@@ -100,6 +102,16 @@ int main(int argc, char** argv) {
   sfx.selfExtractor = &texts;
   std::string_view stub;
   if (SfxStubBytes(&stub)) ok = ok && WriteBatch(L"selbst.exe", small, sfx);
+  // File names as ablagix-cli meets them on Linux (a byte that is not UTF-8 as U+DC00 + byte, a
+  // backslash inside the name as U+DC5C): every reader must list the entries as we named them.
+  std::vector<Entry> odd;
+  for (const wchar_t* path :
+       {L"/daten/src/...", L"/daten/C:evil.txt", L"/daten/file.txt:stream", L"/daten/2025-01-01T12:30:00.log",
+        L"/daten/ trail. ", L"/daten/\xDCE4.txt", L"/daten/a\xDC5C" L"b.txt", L"/daten/aux.txt",
+        L"/da*ten/M\u00e4rz \U0001F600?.txt"}) {
+    odd.push_back({small[1].source, ZipEntryNameForPath(path, true)});
+  }
+  ok = ok && WriteBatch(L"namen.zip", odd);
 
   if (large) {
     // 4.5 GiB of zeros that take no disk room: one entry beyond 4 GiB.

@@ -313,14 +313,14 @@ TEST(ZipEntryNames, KeepFoldersButNeverARootOrAnEscape) {
 TEST(ZipEntryNames, ExtractionRefusesEveryWayOutOfTheFolder) {
   std::vector<std::wstring> parts;
   for (const char* bad : {"../x", "a/../../x", "..\\x", "/etc/passwd", "\\x", "C:/x", "C:x", "//server/share/x",
-                          "\\\\?\\C:\\x", "a/ .. /x", "a/.../x", "a/b:stream", "", "./", "a/\x01"}) {
+                          "\\\\?\\C:\\x", "a/ .. /x", "a/.../x", "a/b:stream", "", "./"}) {
     EXPECT_FALSE(SafeExtractParts(bad, &parts)) << bad;
     EXPECT_TRUE(parts.empty());
   }
   ASSERT_TRUE(SafeExtractParts("Ordner/./Unter//M\xc3\xa4rz.txt", &parts));
   EXPECT_EQ(parts, (std::vector<std::wstring>{L"Ordner", L"Unter", L"M\u00e4rz.txt"}));
   ASSERT_TRUE(SafeExtractParts("a..b/c.", &parts));
-  EXPECT_EQ(parts, (std::vector<std::wstring>{L"a..b", L"c."}));
+  EXPECT_EQ(parts, (std::vector<std::wstring>{L"a..b", L"c_"}));
 }
 
 TEST(ZipWriter, CompressedFormatsAreKnownByExtension) {
