@@ -44,6 +44,23 @@ std::vector<std::string> TargetNames(const std::string& rel) {
 
 bool IsTemporary(const std::string& rel) { return StartsWith(Leaf(rel), ".~ablagix"); }
 
+// Whether a name with "\" and "/" both taken as separators goes above its start.
+bool ClimbsOutOnWindows(const std::string& rel) {
+  int depth = 0;
+  size_t start = 0;
+  for (;;) {
+    const size_t end = rel.find_first_of("/\\", start);
+    const std::string part = rel.substr(start, end == std::string::npos ? std::string::npos : end - start);
+    if (part == "..") {
+      if (--depth < 0) return true;
+    } else if (!part.empty() && part != ".") {
+      ++depth;
+    }
+    if (end == std::string::npos) return false;
+    start = end + 1;
+  }
+}
+
 class Checker {
  public:
   explicit Checker(const Observation& o) : o_(o), plan_(*o.plan), world_(*o.world) {}
@@ -313,6 +330,10 @@ class Checker {
       start = slash + 1;
     }
     const auto it = o_.source0.find(rel);
+    if (it == o_.source0.end() && ClimbsOutOnWindows(rel)) {
+      Add("row-outside", "a row names " + Printable(rel) + ", which was not in the source and, read as a Windows path, leaves it");
+      return {};
+    }
     if (it == o_.source0.end()) {
       Add("row-unknown", "a row names " + Printable(rel) + ", which was not in the source (result \"" + Printable(row.Result()) + "\")");
       return {};
