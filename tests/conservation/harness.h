@@ -163,6 +163,13 @@ struct Mutation {
   std::set<std::string> seen;  // every content the file had on the way
 };
 
+// Kinds: lost (a content is nowhere the user can find it), bystander (a file outside source,
+// target and trash changed), exposure (bytes from outside the source, or a link, reached a
+// target), target-overwritten (a file that was in the target before was replaced against the
+// policy), special-touched (a link or FIFO in the source was acted on), row-mismatch,
+// row-missing, row-duplicate, row-unknown, row-outside, row-unreadable (the log and the disk
+// disagree), litter (something half-done or unnamed was left), multiplied (a move left a
+// content more often than before), hang, crash, sanitizer, harness (the world could not be made).
 struct Violation {
   std::string kind;
   std::string text;
