@@ -16,6 +16,7 @@
 #include "engine/sidecars.h"
 #include "engine/zip_actions.h"
 #include "fileops/path_text.h"
+#include "fileops/run_lock.h"
 #include "fileops/temp_files.h"
 #include "metadata/document_text.h"
 #include "metadata/text_matcher.h"
@@ -118,6 +119,18 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   if (!problem.empty()) {
     AppendMessageRow(log, problem);
     summary.refused.push_back(profile.Beschreibung + L": " + problem);
+    AppendEndBanner(log, profile.Beschreibung);
+    return true;
+  }
+
+  // Another process at work on the same folder (the window's timer, a watching command line)
+  // would race this run for every file; this run waits for its next turn instead.
+  FolderRunLock folderLock;
+  const std::wstring journalFolder = mode == RunMode::Execute ? host.JournalFolder() : L"";
+  if (!journalFolder.empty() && !folderLock.TryLock(JoinPath(journalFolder, L"Sperren"), std::wstring(Trim(profile.Quelle)))) {
+    AppendMessageRow(log, kSourceFolderBusy);
+    summary.refused.push_back(profile.Beschreibung + L": " + std::wstring(kSourceFolderBusy));
+    ++summary.errors;
     AppendEndBanner(log, profile.Beschreibung);
     return true;
   }

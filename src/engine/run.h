@@ -23,6 +23,11 @@ inline constexpr std::wstring_view kLogEmptyDone = L"Keine Dateien gefunden!";
 inline constexpr std::wstring_view kLogEmptyTimerStopped = L"Timer gestoppt, warte auf Befehle...";
 inline constexpr std::wstring_view kLogEmptyTimerStarted = L"Timer gestartet, Intervall l\u00e4uft...";
 
+// The row of a profile whose source folder another Ablagix process is working on.
+inline constexpr std::wstring_view kSourceFolderBusy =
+    L"Fehler! Der Quellordner wird gerade von einem anderen Ablagix-Lauf bearbeitet; das Profil wird diesmal "
+    L"nicht ausgef\u00fchrt.";
+
 struct RunProgress {
   std::wstring_view profile;
   std::uint64_t entriesSeen = 0;  // while scanning

@@ -30,26 +30,11 @@ FsStatus WithFreeName(const TransferRequest& request, std::wstring* to, bool* ta
   }
 }
 
-// Deletes the source of a move once its copy is in place. A read-only source is allowed to go
-// (the user asked for it to move), but only its own flag is lifted, and put back if the
-// delete still fails. A source that changed or was swapped since it was copied stays.
+// Deletes the source of a move once its copy is in place, a read-only one too (the user asked
+// for it to move). A source that changed or was swapped since it was copied stays.
 FsStatus RemoveSource(FileSystem& fs, StagedFile& staged, const FileRef& from) {
-  std::uint32_t attributes = 0;
   FsStatus status = fs.RemoveCopiedSource(staged, from);
-  if (status.ok() || status.error == FsError::kChangedMeanwhile || status.error == FsError::kNotTheFoundFile) {
-    status.side = FsSide::kSource;
-    return status;
-  }
-  const std::wstring& path = from.path;
-  if (fs.GetAttributes(path, &attributes).ok() && (attributes & kAttrReadOnly)) {
-    const std::uint32_t cleared = attributes & ~std::uint32_t{kAttrReadOnly};
-    if (fs.SetAttributes(path, cleared == 0 ? std::uint32_t{kAttrNormal} : cleared).ok()) {
-      status = fs.RemoveCopiedSource(staged, from);
-      if (status.ok()) return status;
-      fs.SetAttributes(path, attributes);
-    }
-  }
-  status.side = FsSide::kSource;
+  if (!status.ok()) status.side = FsSide::kSource;
   return status;
 }
 

@@ -9,6 +9,7 @@
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_found.h"
 #include "fileops/win32_handle.h"
 
 namespace ablagix::files_internal {
@@ -43,6 +44,10 @@ class Win32StagedFile final : public StagedFile {
  public:
   std::wstring tempPath;  // in API form
   bool committed = false;
+  // The source, held open while it is copied: nobody may write to it, rename or delete it
+  // meanwhile, so the copy is of the very file and version that was checked.
+  UniqueFile source;
+  FileInfo sourceInfo;
 
   ~Win32StagedFile() override {
     if (!committed && !tempPath.empty()) ForceDelete(tempPath);
@@ -77,10 +82,16 @@ BOOL MoveReplacing(const std::wstring& from, const std::wstring& to, DWORD flags
 
 }  // namespace
 
-FsStatus NativeFs::StageCopy(const std::wstring& from, const std::wstring& targetFolder, bool durable,
+FsStatus NativeFs::StageCopy(const FileRef& from, const std::wstring& targetFolder, bool durable,
                              const CopyProgress& progress, std::unique_ptr<StagedFile>* staged) {
-  const std::wstring source = ApiPath(from);
+  const std::wstring source = ApiPath(from.path);
   auto file = std::make_unique<Win32StagedFile>();
+  // Shared for reading only: the system's copy below reads it, nobody writes or renames it.
+  if (FsStatus opened = OpenFoundFile(from, GENERIC_READ, FILE_SHARE_READ, 0, FsSide::kSource, &file->source,
+                                      &file->sourceInfo);
+      !opened.ok()) {
+    return opened;
+  }
   const std::wstring temp = ApiPath(StagingName(targetFolder));
   // Asked up front and at the end as well: not every CopyFileExW calls the progress routine.
   if (progress && !progress(0, 0)) return FsStatus::Fail(FsError::kCancelled);
@@ -130,9 +141,36 @@ FsStatus NativeFs::Commit(StagedFile& stagedFile, const std::wstring& target, bo
   return FsStatus::Ok();
 }
 
-FsStatus NativeFs::Rename(const std::wstring& from, const std::wstring& to, bool replace) {
-  const std::wstring source = ApiPath(from);
+FsStatus NativeFs::RemoveCopiedSource(StagedFile& stagedFile, const FileRef& from) {
+  auto& staged = static_cast<Win32StagedFile&>(stagedFile);
+  if (!staged.source) return FsStatus::Fail(FsError::kNotFound, FsSide::kSource);
+  // Nobody could write to it while it was held; the hold ends now, and what is deleted must
+  // still be that file in that version.
+  staged.source.reset();
+  FileRef copied = from;
+  copied.id = staged.sourceInfo.id;
+  copied.versionKnown = true;
+  copied.version = staged.sourceInfo.version;
+  UniqueFile handle;
+  FileInfo info;
+  FsStatus status = OpenFoundFile(copied, DELETE | FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                  0, FsSide::kSource, &handle, &info);
+  if (!status.ok()) return status;
+  // A read-only source may go too (the user asked for it to move).
+  return DeleteByHandle(handle.get(), info, FsSide::kSource);
+}
+
+FsStatus NativeFs::Rename(const FileRef& from, const std::wstring& to, bool replace) {
+  const std::wstring source = ApiPath(from.path);
   const std::wstring target = ApiPath(to);
+  if (from.id.known()) {
+    // Right before the rename: the name must still stand for the file that was found.
+    UniqueFile probe;
+    FileInfo info;
+    FsStatus found = OpenFoundFile(from, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, 0,
+                                   FsSide::kSource, &probe, &info);
+    if (!found.ok()) return found;
+  }
   // No copy-allowed flag: across volumes the caller stages a copy, which never harms a file
   // that is already there.
   const BOOL moved = replace ? MoveReplacing(source, target, 0) : MoveFileExW(source.c_str(), target.c_str(), 0);

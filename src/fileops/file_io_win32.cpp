@@ -7,6 +7,7 @@
 #include "fileops/file_io.h"
 #include "fileops/files_internal.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_found.h"
 #include "fileops/win32_handle.h"
 
 namespace ablagix {
@@ -39,27 +40,37 @@ struct InPlaceFile::Impl {
 InPlaceFile::InPlaceFile() : impl_(std::make_unique<Impl>()) {}
 InPlaceFile::~InPlaceFile() = default;
 
-bool InPlaceFile::Open(const std::wstring& path) {
+bool InPlaceFile::Open(const FileRef& file) {
   impl_->file.reset();
-  const std::wstring api = ApiPath(path);
-  if (IsLink(api)) {
-    lastError_ = ERROR_CANT_ACCESS_FILE;
-    return false;
-  }
   // Others may still read (they would only see bytes that are being destroyed anyway), but
-  // nobody may write or delete while the passes run.
-  impl_->file.reset(CreateFileW(api.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!impl_->file) {
-    lastError_ = GetLastError();
-    return false;
-  }
-  if (GetFileType(impl_->file.get()) != FILE_TYPE_DISK) {
-    lastError_ = ERROR_INVALID_PARAMETER;
+  // nobody may write or delete while the passes run. Never through a link, never another
+  // file than the one found.
+  FileInfo info;
+  const FsStatus status =
+      files_internal::OpenFoundFile(file, GENERIC_WRITE, FILE_SHARE_READ, 0, FsSide::kUnknown, &impl_->file, &info);
+  if (!status.ok()) {
+    lastError_ = status.code != 0 ? status.code
+                 : status.error == FsError::kNotRegularFile ? static_cast<std::uint32_t>(ERROR_INVALID_PARAMETER)
+                                                            : static_cast<std::uint32_t>(ERROR_CANT_ACCESS_FILE);
     impl_->file.reset();
     return false;
   }
   return true;
+}
+
+bool InPlaceFile::Links(std::uint32_t* links) {
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!GetFileInformationByHandle(impl_->file.get(), &info)) {
+    lastError_ = GetLastError();
+    return false;
+  }
+  *links = info.nNumberOfLinks;
+  return true;
+}
+
+FileId InPlaceFile::Identity() {
+  FileInfo info;
+  return files_internal::DescribeHandle(impl_->file.get(), FsSide::kUnknown, &info).ok() ? info.id : FileId{};
 }
 
 bool InPlaceFile::Size(std::uint64_t* size) {
@@ -104,6 +115,30 @@ bool ReadOnlyFile::Open(const std::wstring& path) {
     return false;
   }
   size_ = static_cast<std::uint64_t>(li.QuadPart);
+  return true;
+}
+
+bool ReadOnlyFile::OpenFound(const FileRef& file, FsStatus* status) {
+  size_ = 0;
+  FileInfo info;
+  const FsStatus opened =
+      files_internal::OpenFoundFile(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    FILE_FLAG_RANDOM_ACCESS, FsSide::kSource, &impl_->file, &info);
+  if (status) *status = opened;
+  if (!opened.ok()) {
+    impl_->file.reset();
+    return false;
+  }
+  size_ = info.version.size;
+  return true;
+}
+
+bool ReadOnlyFile::Version(FileVersion* version, FileId* id, std::uint32_t* mode) {
+  FileInfo info;
+  if (!impl_->file || !files_internal::DescribeHandle(impl_->file.get(), FsSide::kSource, &info).ok()) return false;
+  *version = info.version;
+  if (id) *id = info.id;
+  if (mode) *mode = 0;
   return true;
 }
 

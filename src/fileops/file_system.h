@@ -112,6 +112,8 @@ class FileSystem {
   // `replace` a taken name fails with kExists, atomically where the system allows it.
   virtual FsStatus Rename(const FileRef& from, const std::wstring& to, bool replace) = 0;
 
+  // Removes the name, a read-only one too (callers that must refuse those check first); a
+  // read-only flag lifted to do so is put back for the data's other names.
   virtual FsStatus RemoveFile(const FileRef& file) = 0;
   // To the recycle bin (Windows) or the freedesktop.org trash (Linux); never deletes for good.
   virtual FsStatus Recycle(const FileRef& file) = 0;

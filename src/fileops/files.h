@@ -32,7 +32,12 @@ struct FileVersion {
   std::uint64_t size = 0;
   FileTime lastWrite = 0;
   FileTime changed = 0;  // the last change of its data or its record (ctime, ChangeTime)
-  friend bool operator==(const FileVersion&, const FileVersion&) = default;
+  std::uint32_t links = 1;  // names of the data (hard links)
+  // The same version: size and last write equal, and the record unchanged too, unless a name
+  // of the data was added or removed (which changes the record of every name, the data not).
+  friend bool operator==(const FileVersion& a, const FileVersion& b) {
+    return a.size == b.size && a.lastWrite == b.lastWrite && (a.changed == b.changed || a.links != b.links);
+  }
 };
 
 // The Windows attribute bits. On Linux they are derived: a symbolic link is a reparse point,

@@ -338,7 +338,7 @@ namespace files_internal {
 
 FileVersion VersionOf(const struct stat& st) {
   return FileVersion{static_cast<std::uint64_t>(st.st_size), ToFileTime(st.st_mtim.tv_sec, st.st_mtim.tv_nsec),
-                     ToFileTime(st.st_ctim.tv_sec, st.st_ctim.tv_nsec)};
+                     ToFileTime(st.st_ctim.tv_sec, st.st_ctim.tv_nsec), static_cast<std::uint32_t>(st.st_nlink)};
 }
 
 namespace {

@@ -3,10 +3,13 @@
 // where the process is not long-path aware.
 #include <windows.h>
 
+#include <vector>
+
 #include "base/text.h"
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_found.h"
 #include "fileops/win32_handle.h"
 
 namespace ablagix {
@@ -23,6 +26,10 @@ FileTime ToFileTime(const FILETIME& ft) {
 namespace files_internal {
 
 std::wstring FullPathText(const std::wstring& path) {
+  // A full path is made plain as text only: the system's normalisation would strip a trailing
+  // dot or blank from a name, or take "CON" for a device, and so act on another file than the
+  // one the listing named.
+  if (IsFullPath(path)) return NormalizedFullPath(path);
   std::wstring p = path;
   for (auto& c : p) {
     if (c == L'/') c = L'\\';
@@ -39,6 +46,12 @@ std::wstring FullPathText(const std::wstring& path) {
 std::wstring ApiPath(const std::wstring& path) {
   if (path.starts_with(L"\\\\?\\")) return path;
   return LongPathForm(FullPathText(path));
+}
+
+FileTime FileTimeOf(const FILETIME& ft) { return ToFileTime(ft); }
+
+bool IsNameSurrogate(DWORD attributes, DWORD reparseTag) {
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag == 0 || (reparseTag & 0x20000000u));
 }
 
 }  // namespace files_internal
@@ -58,55 +71,104 @@ bool WriteAll(HANDLE file, const char* data, std::size_t size) {
   return true;
 }
 
-// A symbolic link, junction or mount point names another place; the reparse tag says so by
-// its name-surrogate bit. Cloud placeholders, deduplicated and compressed files carry tags
-// without it: they hold their own data and are walked like any other entry.
-// A listing that names no tag (some emulations of the system do not) is taken for a link:
-// not following an unknown reparse point is the safe side.
-bool IsNameSurrogate(DWORD attributes, DWORD reparseTag) {
-  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag == 0 || (reparseTag & 0x20000000u));
-}
+using files_internal::IsNameSurrogate;
 
 constexpr DWORD kDataNotLocal = FILE_ATTRIBUTE_OFFLINE | 0x00040000u /* RECALL_ON_OPEN */ |
                                 0x00400000u /* RECALL_ON_DATA_ACCESS */;
 
+FsStatus LastError(FsSide side = FsSide::kUnknown) { return StatusFromSystemError(GetLastError(), side); }
+
+FileId IdOf(const BY_HANDLE_FILE_INFORMATION& info) {
+  return FileId{info.dwVolumeSerialNumber,
+                (static_cast<std::uint64_t>(info.nFileIndexHigh) << 32) | info.nFileIndexLow};
+}
+
+// Lists a folder through its own handle, with every entry's file ID, so that what is acted
+// on later can be compared with what was listed.
 class Win32Listing final : public FolderListing {
  public:
-  Win32Listing(UniqueFind find, const WIN32_FIND_DATAW& first)
-      : find_(std::move(find)), data_(first), havePending_(true) {}
+  Win32Listing(UniqueFile folder, FileId id) : folder_(std::move(folder)), id_(id), buffer_(64 * 1024) {}
+
+  // A listing of the folder at the long-path form `api`, or null with the reason. The folder
+  // itself may be reached through a link (the user named it); `child` (a subfolder of a
+  // listing) must be no link and, where its identity is known, the folder that was listed.
+  static std::unique_ptr<FolderListing> Open(const std::wstring& api, const DirEntry* child, FsStatus* status) {
+    const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (child ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
+    UniqueFile folder(CreateFileW(api.c_str(), FILE_LIST_DIRECTORY | FILE_READ_ATTRIBUTES,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                  flags, nullptr));
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!folder || !GetFileInformationByHandle(folder.get(), &info)) {
+      if (status) *status = LastError();
+      return nullptr;
+    }
+    if (!(info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
+      if (status) *status = FsStatus::Fail(FsError::kNotRegularFile);
+      return nullptr;
+    }
+    if (child) {
+      FILE_ATTRIBUTE_TAG_INFO tag{};
+      const bool tagged = GetFileInformationByHandleEx(folder.get(), FileAttributeTagInfo, &tag, sizeof tag);
+      if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) &&
+          (!tagged || IsNameSurrogate(tag.FileAttributes, tag.ReparseTag))) {
+        if (status) *status = FsStatus::Fail(FsError::kNotTheFoundFile);
+        return nullptr;
+      }
+      if (child->id.known() && child->id != IdOf(info)) {
+        if (status) *status = FsStatus::Fail(FsError::kNotTheFoundFile);
+        return nullptr;
+      }
+    }
+    if (status) *status = FsStatus::Ok();
+    return std::make_unique<Win32Listing>(std::move(folder), IdOf(info));
+  }
 
   // The listing itself has everything: nothing is ever pending.
   bool FillDetails(DirEntry*) override { return true; }
 
   bool Next(DirEntry* entry, bool) override {
-    if (!find_) return false;
-    if (!havePending_ && !FindNextFileW(find_.get(), &data_)) {
-      find_.reset();
-      return false;
+    if (at_ == nullptr) {
+      if (done_) return false;
+      // Large pieces of the folder at a time, as a big folder lists fastest.
+      if (!GetFileInformationByHandleEx(folder_.get(), first_ ? FileIdBothDirectoryRestartInfo : FileIdBothDirectoryInfo,
+                                        buffer_.data(), static_cast<DWORD>(buffer_.size()))) {
+        done_ = true;
+        return false;
+      }
+      first_ = false;
+      at_ = buffer_.data();
     }
-    havePending_ = false;
-    const WIN32_FIND_DATAW& d = data_;
-    // The name is taken by its length inside the fixed 260-character field, never beyond it.
-    size_t length = wcsnlen(d.cFileName, MAX_PATH);
-    entry->name.assign(d.cFileName, length);
-    entry->size = (static_cast<std::uint64_t>(d.nFileSizeHigh) << 32) | d.nFileSizeLow;
-    entry->lastWrite = ToFileTime(d.ftLastWriteTime);
-    entry->creation = ToFileTime(d.ftCreationTime);
-    entry->attributes = d.dwFileAttributes;
-    entry->isLink = IsNameSurrogate(d.dwFileAttributes, d.dwReserved0);
-    entry->isSpecial = (d.dwFileAttributes & FILE_ATTRIBUTE_DEVICE) != 0;
-    entry->dataOffline = (d.dwFileAttributes & kDataNotLocal) != 0;
+    const auto* d = reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(at_);
+    at_ = d->NextEntryOffset ? at_ + d->NextEntryOffset : nullptr;
+    entry->name.assign(d->FileName, d->FileNameLength / sizeof(wchar_t));
+    entry->size = static_cast<std::uint64_t>(d->EndOfFile.QuadPart);
+    entry->lastWrite = static_cast<FileTime>(d->LastWriteTime.QuadPart);
+    entry->creation = static_cast<FileTime>(d->CreationTime.QuadPart);
+    entry->attributes = d->FileAttributes;
+    // For a reparse point the field of the extended attributes' size holds its tag.
+    entry->isLink = IsNameSurrogate(d->FileAttributes, d->EaSize);
+    entry->isSpecial = (d->FileAttributes & FILE_ATTRIBUTE_DEVICE) != 0;
+    entry->dataOffline = (d->FileAttributes & kDataNotLocal) != 0;
     entry->detailsPending = false;
+    const auto number = static_cast<std::uint64_t>(d->FileId.QuadPart);
+    entry->id = number ? FileId{id_.volume, number} : FileId{};
     return true;
   }
 
- private:
-  UniqueFind find_;
-  WIN32_FIND_DATAW data_;
-  bool havePending_;
-};
+  std::unique_ptr<FolderListing> OpenChild(const std::wstring& path, const DirEntry& child, FsStatus* status) override {
+    return Open(files_internal::ApiPath(path), &child, status);
+  }
 
-FsStatus LastError(FsSide side = FsSide::kUnknown) { return StatusFromSystemError(GetLastError(), side); }
+  FileId Identity() const override { return id_; }
+
+ private:
+  UniqueFile folder_;
+  FileId id_;
+  std::vector<char> buffer_;
+  const char* at_ = nullptr;
+  bool first_ = true;
+  bool done_ = false;
+};
 
 }  // namespace
 
@@ -114,18 +176,7 @@ FsStatus LastError(FsSide side = FsSide::kUnknown) { return StatusFromSystemErro
 namespace files_internal {
 
 std::unique_ptr<FolderListing> NativeFs::OpenFolder(const std::wstring& folder, FsStatus* status) {
-  std::wstring pattern = WithTrailingBackslash(ApiPath(folder)) + L"*";
-  WIN32_FIND_DATAW data{};
-  // Basic info skips the short 8.3 name, large fetch asks for bigger directory buffers:
-  // both make listing big folders noticeably faster.
-  UniqueFind find(FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &data, FindExSearchNameMatch,
-                                   nullptr, FIND_FIRST_EX_LARGE_FETCH));
-  if (!find) {
-    if (status) *status = LastError();
-    return nullptr;
-  }
-  if (status) *status = FsStatus::Ok();
-  return std::make_unique<Win32Listing>(std::move(find), data);
+  return Win32Listing::Open(ApiPath(folder), nullptr, status);
 }
 
 FsStatus NativeFs::GetAttributes(const std::wstring& path, std::uint32_t* attributes) {
@@ -137,8 +188,61 @@ FsStatus NativeFs::GetAttributes(const std::wstring& path, std::uint32_t* attrib
 
 FsStatus NativeFs::SetAttributes(const std::wstring& path, std::uint32_t attributes) {
   if (SetFileAttributesW(ApiPath(path).c_str(), attributes)) return FsStatus::Ok();
-  if (SetFileAttributesW(path.c_str(), attributes)) return FsStatus::Ok();
+  // Only a relative path is tried as given; a full one would be normalised into another name.
+  if (!IsFullPath(path) && SetFileAttributesW(path.c_str(), attributes)) return FsStatus::Ok();
   return LastError();
+}
+
+FsStatus DescribeHandle(HANDLE file, FsSide side, FileInfo* info) {
+  BY_HANDLE_FILE_INFORMATION about{};
+  FILE_BASIC_INFO basic{};
+  if (!GetFileInformationByHandle(file, &about) ||
+      !GetFileInformationByHandleEx(file, FileBasicInfo, &basic, sizeof basic)) {
+    return LastError(side);
+  }
+  FILE_ATTRIBUTE_TAG_INFO tag{};
+  const bool tagged = GetFileInformationByHandleEx(file, FileAttributeTagInfo, &tag, sizeof tag);
+  if ((about.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) &&
+      (!tagged || IsNameSurrogate(tag.FileAttributes, tag.ReparseTag))) {
+    info->kind = FileKind::kLink;
+  } else if (about.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+    info->kind = FileKind::kFolder;
+  } else if (GetFileType(file) != FILE_TYPE_DISK || (about.dwFileAttributes & FILE_ATTRIBUTE_DEVICE)) {
+    info->kind = FileKind::kSpecial;
+  } else {
+    info->kind = FileKind::kFile;
+  }
+  info->id = IdOf(about);
+  info->version.size = (static_cast<std::uint64_t>(about.nFileSizeHigh) << 32) | about.nFileSizeLow;
+  info->version.lastWrite = ToFileTime(about.ftLastWriteTime);
+  info->version.changed = static_cast<FileTime>(basic.ChangeTime.QuadPart);
+  info->links = about.nNumberOfLinks;
+  info->version.links = about.nNumberOfLinks;
+  info->mode = 0;
+  return FsStatus::Ok();
+}
+
+FsStatus OpenFoundFile(const FileRef& ref, DWORD access, DWORD share, DWORD flags, FsSide side, UniqueFile* file,
+                       FileInfo* info) {
+  // The reparse point itself, not what it names: a link is looked at, never followed.
+  file->reset(CreateFileW(ApiPath(ref.path).c_str(), access | FILE_READ_ATTRIBUTES, share, nullptr, OPEN_EXISTING,
+                          flags | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  if (!*file) return LastError(side);
+  FsStatus status = DescribeHandle(file->get(), side, info);
+  if (!status.ok()) return status;
+  if (info->kind == FileKind::kLink) return FsStatus::Fail(FsError::kNotTheFoundFile, side);
+  if (info->kind != FileKind::kFile) return FsStatus::Fail(FsError::kNotRegularFile, side);
+  if (ref.id.known() && info->id != ref.id) return FsStatus::Fail(FsError::kNotTheFoundFile, side);
+  if (ref.versionKnown && info->version != ref.version) return FsStatus::Fail(FsError::kChangedMeanwhile, side);
+  return FsStatus::Ok();
+}
+
+FsStatus NativeFs::Inspect(const std::wstring& path, FileInfo* info) {
+  UniqueFile file(CreateFileW(ApiPath(path).c_str(), FILE_READ_ATTRIBUTES,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                              FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  if (!file) return LastError();
+  return DescribeHandle(file.get(), FsSide::kUnknown, info);
 }
 
 FsStatus NativeFs::CreateFolders(const std::wstring& folder) {
@@ -172,8 +276,41 @@ FsStatus NativeFs::CreateFolders(const std::wstring& folder) {
   return last.ok() ? FsStatus::Fail(FsError::kNotFound, FsSide::kTarget) : last;
 }
 
-FsStatus NativeFs::RemoveFile(const std::wstring& path) {
-  return DeleteFileW(ApiPath(path).c_str()) ? FsStatus::Ok() : LastError();
+FsStatus NativeFs::RemoveFile(const FileRef& file) {
+  // Deleted through the handle that was checked, so exactly that file goes (a link as itself).
+  UniqueFile handle(CreateFileW(ApiPath(file.path).c_str(), DELETE | FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  if (!handle) return LastError();
+  FileInfo info;
+  FsStatus status = DescribeHandle(handle.get(), FsSide::kUnknown, &info);
+  if (!status.ok()) return status;
+  if (info.kind == FileKind::kFolder) return FsStatus::Fail(FsError::kNotRegularFile);
+  if (file.id.known() && info.id != file.id) return FsStatus::Fail(FsError::kNotTheFoundFile);
+  if (file.versionKnown && info.version != file.version) return FsStatus::Fail(FsError::kChangedMeanwhile);
+  return DeleteByHandle(handle.get(), info, FsSide::kUnknown);
+}
+
+FsStatus DeleteByHandle(HANDLE file, const FileInfo& info, FsSide side) {
+  FILE_DISPOSITION_INFO dispose{};
+  dispose.DeleteFile = TRUE;
+  if (SetFileInformationByHandle(file, FileDispositionInfo, &dispose, sizeof dispose)) return FsStatus::Ok();
+  const FsStatus refused = LastError(side);
+  FILE_BASIC_INFO basic{};
+  if (!GetFileInformationByHandleEx(file, FileBasicInfo, &basic, sizeof basic) ||
+      !(basic.FileAttributes & FILE_ATTRIBUTE_READONLY)) {
+    return refused;
+  }
+  // A read-only file: its flag is lifted on this very handle for the delete.
+  const FILE_BASIC_INFO kept = basic;
+  basic.FileAttributes &= ~DWORD{FILE_ATTRIBUTE_READONLY};
+  if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
+  if (!SetFileInformationByHandle(file, FileBasicInfo, &basic, sizeof basic)) return refused;
+  const bool deleted = SetFileInformationByHandle(file, FileDispositionInfo, &dispose, sizeof dispose);
+  const FsStatus status = deleted ? FsStatus::Ok() : LastError(side);
+  // The flag belongs to the data: other names of it keep it, and so does a file not deleted.
+  if (info.links > 1 || !deleted) SetFileInformationByHandle(file, FileBasicInfo, &kept, sizeof kept);
+  return status;
 }
 
 FsStatus NativeFs::WriteFileAtomic(const std::wstring& path, std::string_view bytes) {

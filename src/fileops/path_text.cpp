@@ -1,5 +1,8 @@
 #include "fileops/path_text.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "base/text.h"
 
 namespace ablagix {
@@ -69,6 +72,50 @@ std::wstring LongPathForm(std::wstring_view path) {
   if (path.starts_with(L"\\\\?\\")) return std::wstring(path);
   if (path.starts_with(L"\\\\")) return L"\\\\?\\UNC\\" + std::wstring(path.substr(2));
   return L"\\\\?\\" + std::wstring(path);
+}
+
+std::wstring NormalizedFullPath(std::wstring_view path) {
+  if (path.starts_with(L"\\\\?\\")) return std::wstring(path);
+  std::wstring root;
+  std::wstring_view rest;
+  const bool unc = path.size() > 2 && IsPathSeparator(path[0]) && IsPathSeparator(path[1]);
+  if (path.size() >= 3 && path[1] == L':' && IsPathSeparator(path[2])) {
+    root = std::wstring(path.substr(0, 2)) + L"\\";
+    rest = path.substr(3);
+  } else if (unc) {
+    // "\\server\share\": both names belong to the root and are never climbed out of.
+    std::size_t end = 2;
+    root = L"\\\\";
+    for (int names = 0; names < 2; ++names) {
+      std::size_t next = end;
+      while (next < path.size() && !IsPathSeparator(path[next])) ++next;
+      root.append(path.substr(end, next - end)).append(L"\\");
+      end = std::min(next + 1, path.size());
+    }
+    rest = path.substr(end);
+  } else {
+    return std::wstring(path);
+  }
+  std::vector<std::wstring_view> names;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i <= rest.size(); ++i) {
+    if (i < rest.size() && !IsPathSeparator(rest[i])) continue;
+    const std::wstring_view name = rest.substr(start, i - start);
+    start = i + 1;
+    if (name.empty() || name == L".") continue;
+    if (name == L"..") {
+      if (!names.empty()) names.pop_back();
+      continue;
+    }
+    names.push_back(name);
+  }
+  std::wstring out = root;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i) out += L'\\';
+    out += names[i];
+  }
+  if (!names.empty() && EndsWithSeparator(path)) out += L'\\';
+  return out;
 }
 
 bool FileNamesIgnoreCase() { return kNamesIgnoreCase; }

@@ -33,6 +33,12 @@ std::wstring JoinPath(std::wstring_view folder, std::wstring_view name);
 // A path that already has the "\\?\" form is returned unchanged.
 std::wstring LongPathForm(std::wstring_view path);
 
+// A Windows full path ("C:\..." or "\\server\share\...") made plain as text: "/" becomes "\",
+// doubled separators one, "." and ".." steps are resolved. Nothing else about a name changes: a
+// name that ends in a dot or a blank, or is called "CON", keeps it, where the system's own
+// normalisation would make it another file's name. Other paths are returned unchanged.
+std::wstring NormalizedFullPath(std::wstring_view path);
+
 // Whether this system's file names ignore case: Windows does ("Fotos" and "fotos" are one
 // folder), Linux does not (they are two).
 bool FileNamesIgnoreCase();

@@ -26,37 +26,17 @@ FsStatus NativeFs::Recycle(const FileRef& file) {
 
 bool MoveToRecycleBin(const std::wstring& path) { return ActiveFileSystem().Recycle(path).ok(); }
 
-FsStatus DeleteForGood(const FileRef& found, bool clearReadOnly) {
-  const std::wstring& path = found.path;
+FsStatus DeleteForGood(const FileRef& file, bool clearReadOnly) {
   FileSystem& fs = ActiveFileSystem();
-  FileRef file = found;
-  if (found.versionKnown) {
-    // Compared before the read-only flag is lifted, which changes the file's record itself.
-    FileInfo info;
-    FsStatus looked = fs.Inspect(path, &info);
-    if (!looked.ok()) return looked;
-    if (found.id.known() && info.id != found.id) return FsStatus::Fail(FsError::kNotTheFoundFile, FsSide::kSource);
-    if (info.version != found.version) return FsStatus::Fail(FsError::kChangedMeanwhile, FsSide::kSource);
-    file.id = info.id;
-    file.versionKnown = false;
-  }
   std::uint32_t attributes = 0;
-  FsStatus status = fs.GetAttributes(path, &attributes);
+  FsStatus status = fs.GetAttributes(file.path, &attributes);
   if (!status.ok()) return status;
   if (attributes & kAttrDirectory) return FsStatus::Fail(FsError::kNotRegularFile);
   // Linux would unlink a write-protected file without a word; it is refused here as on
-  // Windows, so a profile behaves the same on both.
-  const bool readOnly = (attributes & kAttrReadOnly) != 0;
-  if (readOnly) {
-    if (!clearReadOnly) return FsStatus::Fail(FsError::kAccessDenied);
-    std::uint32_t cleared = attributes & ~std::uint32_t{kAttrReadOnly};
-    status = fs.SetAttributes(path, cleared == 0 ? std::uint32_t{kAttrNormal} : cleared);
-    if (!status.ok()) return status;
-  }
-  // The version is checked once more at the delete itself, unless lifting the flag changed it.
-  status = fs.RemoveFile(readOnly ? file : found);
-  if (!status.ok() && readOnly) fs.SetAttributes(path, attributes);
-  return status;
+  // Windows, so a profile behaves the same on both. Allowed, it goes without its flag being
+  // touched by path: the flag belongs to the data, which other names (hard links) may share.
+  if ((attributes & kAttrReadOnly) && !clearReadOnly) return FsStatus::Fail(FsError::kAccessDenied);
+  return fs.RemoveFile(file);
 }
 
 bool DeletePermanently(const std::wstring& path, bool clearReadOnly) {

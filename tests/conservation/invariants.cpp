@@ -44,6 +44,9 @@ std::vector<std::string> TargetNames(const std::string& rel) {
 
 bool IsTemporary(const std::string& rel) { return StartsWith(Leaf(rel), ".~ablagix"); }
 
+// A shred of a name whose data has other names: only the name goes, the data stays with them.
+constexpr const char* kNameOnly = "Nur der Name entfernt";
+
 // Whether a name with "\" and "/" both taken as separators goes above its start.
 bool ClimbsOutOnWindows(const std::string& rel) {
   int depth = 0;
@@ -110,9 +113,10 @@ class Checker {
   }
 
   // Every content now where the user can find it: source, target, trash, the mutator's stash,
-  // and inside the archives among them.
+  // the user's other files (where a hard link keeps the data of a name that went), and inside
+  // the archives among them.
   void CountFound() {
-    for (const Tree* tree : {&o_.source1, &o_.target1, &o_.trash1, &o_.stash1}) {
+    for (const Tree* tree : {&o_.source1, &o_.target1, &o_.trash1, &o_.stash1, &o_.bystanders1}) {
       for (const auto& [rel, e] : *tree) {
         if (e.type == 'f') ++found_[e.hash];
       }
@@ -194,7 +198,10 @@ class Checker {
     for (const Row& row : o_.rows) {
       if (row.banner || !row.readable) continue;
       const std::string& result = row.Result();
-      if (!StartsWith(result, "Gel\xc3\xb6scht X") && !StartsWith(result, "Gel\xc3\xb6scht S")) continue;
+      if (!StartsWith(result, "Gel\xc3\xb6scht X") && !StartsWith(result, "Gel\xc3\xb6scht S") &&
+          !StartsWith(result, kNameOnly)) {
+        continue;
+      }
       const std::string path = row.SourcePath();
       if (StartsWith(path, world_.source + "/")) deleted.insert(path.substr(world_.source.size() + 1));
     }
@@ -425,7 +432,7 @@ class Checker {
       } else if (StartsWith(result, "Gel\xc3\xb6scht P")) {
         if (stillThere) wrong = "the source still holds it";
         if (!TrashHolds(hash)) wrong += std::string(wrong.empty() ? "" : "; ") + "the trash does not hold it";
-      } else if (StartsWith(result, "Gel\xc3\xb6scht")) {
+      } else if (StartsWith(result, "Gel\xc3\xb6scht") || StartsWith(result, kNameOnly)) {
         if (stillThere) wrong = "the source still holds it";
       } else if (StartsWith(result, "\xc3\x9c" "bersprungen") || StartsWith(result, "Fehler!") || StartsWith(result, "Benachrichtigt") ||
                  StartsWith(result, "Simuliert") || StartsWith(result, "simuliert")) {
@@ -515,8 +522,10 @@ class Checker {
       ++before[e.hash];
       nameOf.emplace(e.hash, rel);
     }
-    for (const auto& [rel, e] : o_.target0) {
-      if (e.type == 'f') ++before[e.hash];
+    for (const Tree* tree : {&o_.target0, &o_.bystanders0}) {
+      for (const auto& [rel, e] : *tree) {
+        if (e.type == 'f') ++before[e.hash];
+      }
     }
     for (const auto& [hash, count] : before) {
       const auto it = found_.find(hash);
