@@ -291,14 +291,6 @@ std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
   return folder;
 }
 
-// Where this process notes the folders of its temporary files, beside its journals; and what a
-// killed run left behind is removed before a new one starts.
-void CleanUpAfterKilledRuns(const std::wstring& journalFolder) {
-  if (journalFolder.empty()) return;
-  SetTempLedgerFolder(JoinPath(journalFolder, L"Temp"));
-  RemoveLeftoverTempFiles();
-}
-
 RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log) {
   ClearAbort();
   RunSummary summary;

@@ -518,6 +518,8 @@ std::optional<JournalSummary> LatestJournal(const SettingsFolders& folders) {
 
 UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log) {
   ClearAbort();
+  // A file half taken out of an archive by an undo that was killed goes first.
+  CleanUpAfterKilledRuns(FolderPart(journalPath));
   UndoSummary summary;
   const std::wstring banner = std::wstring(kUndoAktion) + L" " + StemOf(journalPath);
   AppendStartBanner(log, banner);

@@ -130,4 +130,10 @@ std::size_t RemoveLeftoverTempFiles() {
   return removed;
 }
 
+void CleanUpAfterKilledRuns(const std::wstring& journalFolder) {
+  if (journalFolder.empty()) return;
+  SetTempLedgerFolder(JoinPath(journalFolder, L"Temp"));
+  RemoveLeftoverTempFiles();
+}
+
 }  // namespace ablagix

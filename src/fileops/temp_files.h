@@ -25,5 +25,8 @@ void SetTempLedgerFolder(const std::wstring& folder);
 // Removes the temporary files of processes that ended without removing them, and their
 // ledgers. Returns how many files were removed.
 std::size_t RemoveLeftoverTempFiles();
+// What a run or an undo does first: its ledger beside the journals in `journalFolder` (a
+// folder "Temp" there), and what a killed one left behind removed. "" does nothing.
+void CleanUpAfterKilledRuns(const std::wstring& journalFolder);
 
 }  // namespace ablagix

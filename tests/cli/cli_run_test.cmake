@@ -61,6 +61,28 @@ file(WRITE ${root}/config/AblagixSetting.ini "[AblagixForm]\r\nDokumenttextAus=1
 run_cli(0 out run --simulate Texte --format tsv --config-dir ${native_config})
 expect("Keine Datei(en) gefunden" "${out}")
 
+# A cell that holds a tab, a line break or a backslash stays one cell of its one line, so a
+# script reads every column where it belongs. (Such names exist on Linux only.)
+if(NOT EMULATOR)
+  file(WRITE "${root}/Namen/tab\tGelöscht X\there.txt" "t")
+  file(WRITE "${root}/Namen/neue\nzeile.txt" "n")
+  file(WRITE "${root}/Namen/rück\\strich.txt" "b")
+  file(APPEND ${root}/profile.ini
+    "[Namen]\r\nQuelle=${native_root}/Namen\r\nFilter=Alles\r\nAktion=LöschenX\r\n")
+  run_cli(0 out run --simulate Namen --format tsv)
+  expect("tab\\tGelöscht X\\there.txt\t" "${out}")
+  expect("neue\\nzeile.txt\t" "${out}")
+  expect("rück\\\\strich.txt\t" "${out}")
+  string(REPLACE "\n" ";" lines "${out}")
+  foreach(line IN LISTS lines)
+    string(REGEX REPLACE "[^\t]" "" tabs "${line}")
+    string(LENGTH "${tabs}" columns)
+    if(line AND NOT columns EQUAL 13)
+      message(FATAL_ERROR "a tab-separated row does not have its 14 columns: ${line}\n${out}")
+    endif()
+  endforeach()
+endif()
+
 run_cli(0 out run Rechnungen)
 expect("Verschoben" "${out}")
 if(NOT EXISTS "${root}/Ablage/pdf/Rechnung März.pdf" OR NOT EXISTS "${root}/Ablage/pdf/Rechnung 2.pdf"
