@@ -207,6 +207,7 @@ Result ExtractFromArchive(const JournalEntry& e) {
   } else if (const std::uint32_t mode = UnixModeOf(*entry); mode != 0) {
     (void)out.SetPermissions(mode);
   }
+  if (problem.empty()) out.Unhide();
   out.Close();
   if (problem.empty() && e.source) (void)SetFileLastWrite(temp, e.source->lastWrite);
   Result r = problem.empty() ? PlaceAtFreeName(e.from, [&](const std::wstring& target) {

@@ -302,7 +302,7 @@ FsStatus DeleteByHandle(HANDLE file, const FileInfo& info, FsSide side) {
     return refused;
   }
   // A read-only file: its flag is lifted on this very handle for the delete.
-  const FILE_BASIC_INFO kept = basic;
+  FILE_BASIC_INFO kept = basic;
   basic.FileAttributes &= ~DWORD{FILE_ATTRIBUTE_READONLY};
   if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
   if (!SetFileInformationByHandle(file, FileBasicInfo, &basic, sizeof basic)) return refused;

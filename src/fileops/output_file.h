@@ -23,8 +23,11 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // Creates the file; fails with the "exists" error when the name is taken.
+  // Creates the file; fails with the "exists" error when the name is taken. A temporary name of
+  // the program's (temp_files.h) is hidden on Windows too, until Unhide.
   [[nodiscard]] bool Create(const std::wstring& path);
+  // Takes the hidden attribute away again, for the moment the file gets its final name.
+  bool Unhide();
   // Writes all bytes at `offset`, growing the file when the write reaches past its end.
   [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* data, std::size_t size);
   // Cuts the file (or extends it with zeros) to `size` bytes.

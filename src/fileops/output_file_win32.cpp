@@ -7,6 +7,8 @@
 #include "base/text.h"
 #include "fileops/files_internal.h"
 #include "fileops/output_file.h"
+#include "fileops/path_text.h"
+#include "fileops/temp_files.h"
 #include "fileops/win32_handle.h"
 
 namespace ablagix {
@@ -21,9 +23,11 @@ OutputFile::OutputFile() : impl_(std::make_unique<Impl>()) {}
 OutputFile::~OutputFile() = default;
 
 bool OutputFile::Create(const std::wstring& path) {
-  // Readers may look at the growing file; nobody else may write or delete it meanwhile.
-  impl_->file.reset(CreateFileW(ApiPath(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
-                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  // Readers may look at the growing file; nobody else may write or delete it meanwhile. One of
+  // the program's temporary files stays out of sight until it is finished.
+  const DWORD attributes = IsTempFileName(NamePart(path)) ? FILE_ATTRIBUTE_HIDDEN : FILE_ATTRIBUTE_NORMAL;
+  impl_->file.reset(CreateFileW(ApiPath(path).c_str(), GENERIC_WRITE | FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr,
+                                CREATE_NEW, attributes | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
   if (!impl_->file) {
     lastError_ = GetLastError();
     return false;
@@ -54,6 +58,15 @@ bool OutputFile::Flush() {
 }
 
 bool OutputFile::SetPermissions(std::uint32_t) { return true; }
+
+bool OutputFile::Unhide() {
+  FILE_BASIC_INFO basic{};
+  if (!GetFileInformationByHandleEx(impl_->file.get(), FileBasicInfo, &basic, sizeof basic)) return false;
+  if (!(basic.FileAttributes & FILE_ATTRIBUTE_HIDDEN)) return true;
+  basic.FileAttributes &= ~DWORD{FILE_ATTRIBUTE_HIDDEN};
+  if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
+  return SetFileInformationByHandle(impl_->file.get(), FileBasicInfo, &basic, sizeof basic) != 0;
+}
 std::uint32_t OutputFile::CreatedPermissions() const { return 0666; }
 
 void OutputFile::Close() { impl_->file.reset(); }

@@ -232,6 +232,7 @@ class ArchiveOut {
     if (!FlushBuffer()) return false;
     if (end_ > position_ && !file_.SetSize(position_)) return SetError(ZipWriteCode::kWriteFailed, file_.LastError());
     (void)file_.SetPermissions(created_ & memberMask_ & 0666);
+    file_.Unhide();  // renamed next: the finished archive is seen under its name
     if (!file_.Flush()) return SetError(ZipWriteCode::kWriteFailed, file_.LastError());
     file_.Close();
     return true;
