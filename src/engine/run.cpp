@@ -65,8 +65,8 @@ class TextCondition : public FileContentTest {
     options_.documents = documents ? &documents_ : nullptr;
     options_.stopRequested = std::move(stop);
   }
-  bool Accepts(const std::wstring& path, const DirEntry&) override {
-    return SearchTextInFile(path, query_, options_) > 0;
+  bool Accepts(const std::wstring& path, const DirEntry& entry) override {
+    return SearchTextInFile(FileRef(path, entry.id), query_, options_) > 0;
   }
 
  private:

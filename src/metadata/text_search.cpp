@@ -83,13 +83,19 @@ std::wstring Decode(Encoding encoding, std::string* pending) {
   return text;
 }
 
+// A file the scan found is read only while its name still stands for it, never through a link
+// put in its place; a path alone is read as any reader would.
+bool OpenForSearch(const FileRef& file, ReadOnlyFile* reader) {
+  return file.id.known() ? reader->OpenFound(file) : reader->Open(file.path);
+}
+
 // Words with characters that decoded text shows only for damaged or cut byte sequences are
 // searched the slow way: each block decoded into text, the end of the previous block's text
 // in front, because where those characters appear depends on where the blocks are cut.
-int SearchDecodedBlocks(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options) {
+int SearchDecodedBlocks(const FileRef& path, const TextQuery& query, const TextSearchOptions& options) {
   const SearchTerms& terms = query.terms();
   ReadOnlyFile file;
-  if (!file.Open(path)) return 0;
+  if (!OpenForSearch(path, &file)) return 0;
   std::vector<bool> found(terms.terms.size(), false);
   Encoding encoding = Encoding::kWindows1252;
   std::string pending;
@@ -114,9 +120,9 @@ int SearchDecodedBlocks(const std::wstring& path, const TextQuery& query, const 
 }
 
 // Everything else is searched in the bytes, in large reads into one buffer per thread.
-int SearchBytes(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options) {
+int SearchBytes(const FileRef& path, const TextQuery& query, const TextSearchOptions& options) {
   ReadOnlyFile file;
-  if (!file.Open(path)) return 0;
+  if (!OpenForSearch(path, &file)) return 0;
   thread_local std::string buffer;
   const std::uint64_t size = file.size();
   std::optional<TextScan> scan;
@@ -175,6 +181,11 @@ int SearchTextInFile(const std::wstring& path, const SearchTerms& terms, const T
 }
 
 int SearchTextInFile(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options) {
+  return SearchTextInFile(FileRef(path), query, options);
+}
+
+int SearchTextInFile(const FileRef& file, const TextQuery& query, const TextSearchOptions& options) {
+  const std::wstring& path = file.path;
   const std::wstring extension = ToLowerText(ExtensionOf(NamePart(path)));
   if (Listed(kNeverSearched, extension)) return 0;
   if (options.documents && Listed(kDocumentExtensions, extension) && options.documents->Reads(path)) {
@@ -184,7 +195,7 @@ int SearchTextInFile(const std::wstring& path, const TextQuery& query, const Tex
   }
   const SearchTerms& terms = query.terms();
   if (terms.whole.empty() || terms.terms.empty()) return 0;
-  return query.bytewise() ? SearchBytes(path, query, options) : SearchDecodedBlocks(path, query, options);
+  return query.bytewise() ? SearchBytes(file, query, options) : SearchDecodedBlocks(file, query, options);
 }
 
 bool DocumentTextSource::Meets(const std::wstring& path, const TextQuery& query) {

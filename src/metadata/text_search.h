@@ -16,6 +16,8 @@
 #include <string_view>
 #include <vector>
 
+#include "fileops/file_system.h"
+
 namespace ablagix {
 
 struct SearchTerms {
@@ -64,6 +66,8 @@ int SearchTextInFile(const std::wstring& path, const SearchTerms& terms, const T
 // The same with terms prepared once for many files (see text_matcher.h). Safe to call from
 // several threads at once, for different files, with one query and one document source.
 int SearchTextInFile(const std::wstring& path, const TextQuery& query, const TextSearchOptions& options);
+// The same for a file a scan found: read only while its name still stands for it.
+int SearchTextInFile(const FileRef& file, const TextQuery& query, const TextSearchOptions& options);
 
 // Whether `text` meets the condition, marking found terms in `found` (one flag per term).
 bool TermsFound(std::wstring_view text, const SearchTerms& terms, bool caseSensitive, std::vector<bool>* found);
