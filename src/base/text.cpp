@@ -190,22 +190,37 @@ std::string FileNameToBytes(std::wstring_view name) {
 }
 
 std::u16string ToUtf16Exact(std::wstring_view text) {
+  std::u16string out;
+  ToUtf16Exact(text, &out);
+  return out;
+}
+
+void ToUtf16Exact(std::wstring_view text, std::u16string* out) {
   if constexpr (sizeof(wchar_t) == 2) {
-    return std::u16string(text.begin(), text.end());
+    out->assign(text.begin(), text.end());
   } else {
-    std::u16string out;
-    out.reserve(text.size());
-    for (wchar_t w : text) {
-      auto c = static_cast<char32_t>(w);
+    // Names and paths are nearly always in the basic plane: one unit per character, written
+    // straight into place; the rare character beyond it takes the slower way from there on.
+    out->resize(text.size());
+    char16_t* units = out->data();
+    std::size_t i = 0;
+    for (; i < text.size(); ++i) {
+      const auto c = static_cast<char32_t>(text[i]);
+      if (c >= 0x10000) break;
+      units[i] = static_cast<char16_t>(c);  // a lone surrogate stays what it was
+    }
+    if (i == text.size()) return;
+    out->resize(i);
+    for (; i < text.size(); ++i) {
+      auto c = static_cast<char32_t>(text[i]);
       if (c >= 0x10000 && c <= 0x10FFFF) {
         c -= 0x10000;
-        out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
-        out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+        out->push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
+        out->push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
       } else {
-        out.push_back(static_cast<char16_t>(c > 0x10FFFF ? kReplacement : c));
+        out->push_back(static_cast<char16_t>(c > 0x10FFFF ? kReplacement : c));
       }
     }
-    return out;
   }
 }
 

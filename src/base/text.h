@@ -41,6 +41,8 @@ std::wstring NameByteText(wchar_t c);
 // Conversions that keep every code unit, lone surrogates (and so the stand-ins) included: for
 // texts the program stores and reads back itself (its journal, its log), never for display.
 std::u16string ToUtf16Exact(std::wstring_view text);
+// The same into `out`, whose memory is reused: for code that converts a text per file.
+void ToUtf16Exact(std::wstring_view text, std::u16string* out);
 std::wstring FromUtf16Exact(std::u16string_view units);
 // UTF-8 in which a lone surrogate is written like any other code point (three bytes).
 std::string ToUtf8Exact(std::wstring_view text);

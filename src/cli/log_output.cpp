@@ -39,10 +39,11 @@ void PrintLog(const LogList& log, LogFormat format, std::size_t first) {
     // of a million rows prints as fast as find prints its lines.
     std::string bytes;
     bytes.reserve(1 << 20);
+    TsvCellCache cache;
     for (std::size_t row = first; row < log.size(); ++row) {
       for (int c = 0; c < kLogColumnCount; ++c) {
         if (c) bytes.push_back('\t');
-        log.AppendTsvCell(row, c, bytes);
+        log.AppendTsvCell(row, c, bytes, &cache);
       }
       bytes.push_back('\n');
       if (bytes.size() >= (1 << 20) - 4096) {

@@ -31,7 +31,8 @@ void RunFileList::Add(std::wstring_view folder, FileId folderId, const DirEntry&
     folders_.push_back({std::wstring(folder), folderId, entry.id.volume});
   }
   // Exactly the name's code units: a name's bytes that are no text must come back as they were.
-  const std::u16string units = ToUtf16Exact(entry.name);
+  thread_local std::u16string units;
+  ToUtf16Exact(entry.name, &units);
   records_.push_back({static_cast<std::uint32_t>(folders_.size() - 1), names_.Append(units),
                       static_cast<std::uint32_t>(units.size()), entry.size, entry.lastWrite, entry.creation,
                       entry.id.file});

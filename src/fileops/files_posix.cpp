@@ -171,6 +171,8 @@ class PosixListing final : public FolderListing {
       if (!d) return false;
       // The name exactly as its bytes are, "\" and bytes that are not UTF-8 included.
       entry->name = FileNameFromBytes(d->d_name);
+      lastName_.assign(d->d_name);
+      lastDecoded_.assign(entry->name);
       entry->id = FileId{};
       // The kind comes with the listing; asking the file system about every entry is the
       // slow part of walking a big tree, so it is left for the entries that need it.
@@ -182,6 +184,8 @@ class PosixListing final : public FolderListing {
 
   bool FillDetails(DirEntry* entry) override {
     if (!entry->detailsPending) return true;
+    // Nearly always the entry just listed, whose bytes are at hand.
+    if (entry->name == lastDecoded_) return StatNoFollow(dirfd(dir_), lastName_.c_str(), entry);
     return StatNoFollow(dirfd(dir_), NameBytes(entry->name).c_str(), entry);
   }
 
@@ -203,6 +207,8 @@ class PosixListing final : public FolderListing {
  private:
   DIR* dir_;
   FileId id_;
+  std::string lastName_;      // the bytes of the name Next gave last
+  std::wstring lastDecoded_;  // and that name as Next gave it
 };
 
 }  // namespace

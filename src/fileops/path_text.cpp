@@ -16,13 +16,19 @@ constexpr wchar_t kNativeSeparator = L'/';
 constexpr bool kNamesIgnoreCase = false;
 #endif
 
+// These run several times for every file of a run.
 wchar_t SeparatorUsedBy(std::wstring_view path) {
   if (path.find(L'\\') != std::wstring_view::npos) return L'\\';
   if (path.find(L'/') != std::wstring_view::npos) return L'/';
   return kNativeSeparator;
 }
 
-size_t LastSeparator(std::wstring_view path) { return path.find_last_of(L"\\/"); }
+size_t LastSeparator(std::wstring_view path) {
+  for (size_t i = path.size(); i > 0; --i) {
+    if (path[i - 1] == L'\\' || path[i - 1] == L'/') return i - 1;
+  }
+  return std::wstring_view::npos;
+}
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include "log/log_list.h"
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 #include <utility>
 
@@ -278,7 +279,8 @@ LogSortKind SortKindForColumn(int column) {
 //--- Storing
 
 void LogList::StoreName(std::wstring_view name, LogRow* row) {
-  std::u16string units = ToUtf16Exact(name);
+  thread_local std::u16string units;
+  ToUtf16Exact(name, &units);
   // No file system gives names this long; a longer text is cut rather than refused.
   std::size_t length = std::min<std::size_t>(units.size(), LogRow::kMaxNameLength);
   row->namePosition_ = names_.Append(std::u16string_view(units).substr(0, length));
@@ -299,7 +301,11 @@ std::size_t LogList::AppendFile(const LogFileFields& fields) {
       fields.pfad,      fields.zielpfad, fields.ergebnis,  fields.aktion, fields.zipp,
       fields.kollision, fields.zipName,  fields.metadaten, fields.quell2, fields.ziel2};
   for (int cell = 0; cell < LogRow::kPooledCells; ++cell) {
-    row.pooled_[cell] = pool_.Intern(pooled[cell]);
+    if (pooled[cell] != lastTexts_[cell]) {
+      lastIds_[cell] = pool_.Intern(pooled[cell]);
+      lastTexts_[cell].assign(pooled[cell]);
+    }
+    row.pooled_[cell] = lastIds_[cell];
   }
   rows_.push_back(row);
   return rows_.size() - 1;
@@ -325,6 +331,8 @@ void LogList::Clear() {
   rows_.shrink_to_fit();
   names_.Clear();
   pool_.Clear();
+  for (std::wstring& text : lastTexts_) text.clear();
+  lastIds_.fill(TextPool::kEmpty);
 }
 
 //--- Reading
@@ -352,18 +360,35 @@ std::wstring LogList::Text(std::size_t row, int column) const {
 
 namespace {
 
+// The ASCII characters a tab-separated cell holds as they are.
+constexpr std::array<bool, 128> kPlainAscii = [] {
+  std::array<bool, 128> plain{};
+  for (int c = 0; c < 128; ++c) plain[c] = c != '\\' && c != '\t' && c != '\n' && c != '\r';
+  return plain;
+}();
+
 void AppendTsvUtf8(std::u16string_view units, std::string& out) {
-  for (std::size_t i = 0; i < units.size(); ++i) {
+  std::size_t i = 0;
+  while (i < units.size()) {
+    // Plain ASCII, the bulk of every path, is copied as a run.
+    std::size_t run = i;
+    while (run < units.size() && units[run] < 0x80 && kPlainAscii[units[run]]) ++run;
+    if (run > i) {
+      const std::size_t at = out.size();
+      out.resize(at + (run - i));
+      char* to = out.data() + at;
+      for (std::size_t k = i; k < run; ++k) *to++ = static_cast<char>(units[k]);
+      i = run;
+      if (i == units.size()) break;
+    }
     std::uint32_t c = units[i];
-    if (c < 0x80) {
-      switch (c) {
-        case '\\': out += "\\\\"; break;
-        case '\t': out += "\\t"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        default: out.push_back(static_cast<char>(c));
-      }
-      continue;
+    ++i;
+    switch (c) {
+      case '\\': out += "\\\\"; continue;
+      case '\t': out += "\\t"; continue;
+      case '\n': out += "\\n"; continue;
+      case '\r': out += "\\r"; continue;
+      default: break;
     }
     if (IsNameByte(static_cast<wchar_t>(c))) {
       // The name's own byte, so that a script can act on the file it names.
@@ -378,8 +403,8 @@ void AppendTsvUtf8(std::u16string_view units, std::string& out) {
       }
       continue;
     }
-    if (c >= 0xD800 && c < 0xDC00 && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
+    if (c >= 0xD800 && c < 0xDC00 && i < units.size() && units[i] >= 0xDC00 && units[i] < 0xE000) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (units[i++] - 0xDC00);
     } else if (c >= 0xD800 && c < 0xE000) {
       c = 0xFFFD;  // a lone half of a pair
     }
@@ -399,16 +424,28 @@ void AppendTsvUtf8(std::u16string_view units, std::string& out) {
 
 }  // namespace
 
-void LogList::AppendTsvCell(std::size_t row, int column, std::string& out) const {
+void LogList::AppendTsvCell(std::size_t row, int column, std::string& out, TsvCellCache* cache) const {
   const LogRow& r = rows_[row];
   if (column == kNameColumn) return AppendTsvUtf8(NameOf(r), out);
+  auto pooled = [&](TextPool::Id id) {
+    if (!cache) return AppendTsvUtf8(pool_.View(id), out);
+    if (cache->known_.size() <= id) {
+      cache->known_.resize(pool_.size(), 0);
+      cache->texts_.resize(pool_.size());
+    }
+    if (!cache->known_[id]) {
+      AppendTsvUtf8(pool_.View(id), cache->texts_[id]);
+      cache->known_[id] = 1;
+    }
+    out += cache->texts_[id];
+  };
   if (int cell = NumberCellOf(column); cell >= 0) {
     const std::uint64_t value = r.numberCells_[cell];
-    if (!r.holdsNumber(cell)) return AppendTsvUtf8(pool_.View(static_cast<TextPool::Id>(value)), out);
+    if (!r.holdsNumber(cell)) return pooled(static_cast<TextPool::Id>(value));
     if (cell == kSizeCell) return AppendLogSizeUtf8(out, value);
     return AppendLogTimeUtf8(out, static_cast<FileTime>(value));
   }
-  if (int cell = PooledCellOf(column); cell >= 0) AppendTsvUtf8(pool_.View(r.pooled_[cell]), out);
+  if (int cell = PooledCellOf(column); cell >= 0) pooled(r.pooled_[cell]);
 }
 
 std::uint64_t LogList::FileSize(std::size_t row) const {

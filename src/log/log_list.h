@@ -108,6 +108,14 @@ struct LogRowAction {
 
 //--- The list
 
+// The tab-separated form of a log's shared texts, kept while one writer goes through its rows.
+class TsvCellCache {
+ private:
+  friend class LogList;
+  std::vector<std::string> texts_;  // by text id; valid where known_ is set
+  std::vector<char> known_;
+};
+
 class LogList {
  public:
   std::size_t size() const { return rows_.size(); }
@@ -129,7 +137,9 @@ class LogList {
   // its own: for writers of long logs. A cell never breaks its line or column, and a script
   // gets every name back exactly: a backslash is written "\\", tab, line feed and carriage
   // return "\t", "\n", "\r", and a byte of a Linux name that is not UTF-8 "\xE4".
-  void AppendTsvCell(std::size_t row, int column, std::string& out) const;
+  // `cache` (optional, for one writer of many rows) keeps the written form of the texts that
+  // repeat from row to row (folders, actions, results), so each is converted once.
+  void AppendTsvCell(std::size_t row, int column, std::string& out, TsvCellCache* cache = nullptr) const;
 
   bool Checked(std::size_t row) const { return rows_[row].checked(); }
   void SetChecked(std::size_t row, bool checked) { rows_[row].setFlag(LogRow::kChecked, checked); }
@@ -171,6 +181,10 @@ class LogList {
   std::deque<LogRow> rows_;
   CharChunks names_;
   TextPool pool_;
+  // The text each pooled cell of the last file row held, and its id: a run writes the same
+  // folder, action and target row after row, which then costs a comparison, not a look-up.
+  std::array<std::wstring, LogRow::kPooledCells> lastTexts_;
+  std::array<TextPool::Id, LogRow::kPooledCells> lastIds_{};
   int sortedColumn_ = -1;
   bool descending_ = true;  // so that the first click sorts ascending
 };

@@ -77,7 +77,9 @@ TextPool::Id TextPool::Intern(std::u16string_view text) {
 
 TextPool::Id TextPool::Intern(std::wstring_view text) {
   if (text.empty()) return kEmpty;
-  return Intern(std::u16string_view(ToUtf16Exact(text)));
+  thread_local std::u16string units;
+  ToUtf16Exact(text, &units);
+  return Intern(std::u16string_view(units));
 }
 
 std::u16string_view TextPool::View(Id id) const {
