@@ -48,22 +48,39 @@ void ForEachCodePoint(std::wstring_view text, Emit emit) {
   }
 }
 
-void AppendUtf8CodePoint(std::string& out, char32_t c) {
-  if (c < 0x80) {
-    out.push_back(static_cast<char>(c));
-  } else if (c < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else if (c < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+// The leading ASCII of `text` into `out` (room made for all of it), straight; returns how many
+// characters that was. Paths and names are mostly ASCII, and this is the cheap way for them.
+std::size_t CopyAscii(std::wstring_view text, std::string* out) {
+  out->resize(text.size());
+  char* to = out->data();
+  std::size_t i = 0;
+  for (; i < text.size(); ++i) {
+    const auto c = static_cast<std::uint32_t>(text[i]);
+    if (c >= 0x80) break;
+    to[i] = static_cast<char>(c);
   }
+  out->resize(i);
+  return i;
+}
+
+// Writes `c` as UTF-8 at `to` and returns the position after it.
+char* PutUtf8(char* to, char32_t c) {
+  if (c < 0x80) {
+    *to++ = static_cast<char>(c);
+  } else if (c < 0x800) {
+    *to++ = static_cast<char>(0xC0 | (c >> 6));
+    *to++ = static_cast<char>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    *to++ = static_cast<char>(0xE0 | (c >> 12));
+    *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *to++ = static_cast<char>(0x80 | (c & 0x3F));
+  } else {
+    *to++ = static_cast<char>(0xF0 | (c >> 18));
+    *to++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *to++ = static_cast<char>(0x80 | (c & 0x3F));
+  }
+  return to;
 }
 
 void AppendWide(std::wstring& out, char32_t c) {
@@ -125,8 +142,13 @@ char32_t DecodeUtf8(std::string_view s, size_t& pos, bool* ok) {
 
 std::string ToUtf8(std::wstring_view text) {
   std::string out;
-  out.reserve(text.size());
-  ForEachCodePoint(text, [&](char32_t c) { AppendUtf8CodePoint(out, c); });
+  const std::size_t ascii = CopyAscii(text, &out);
+  if (ascii == text.size()) return out;
+  // Room for the most a character can take (four bytes, or "\xE4" for a name's byte).
+  out.resize(ascii + 4 * (text.size() - ascii));
+  char* to = out.data() + ascii;
+  ForEachCodePoint(text.substr(ascii), [&](char32_t c) { to = PutUtf8(to, c); });
+  out.resize(static_cast<std::size_t>(to - out.data()));
   return out;
 }
 
@@ -175,18 +197,25 @@ std::wstring FileNameFromBytes(std::string_view bytes) {
 }
 
 std::string FileNameToBytes(std::wstring_view name) {
-  std::string out;
-  out.reserve(name.size());
-  size_t from = 0;
-  for (size_t i = 0; i < name.size(); ++i) {
-    if (!IsNameByte(name[i])) continue;
-    out += ToUtf8(name.substr(from, i - from));
-    out.push_back(static_cast<char>(NameByteOf(name[i])));
-    from = i + 1;
+  if constexpr (sizeof(wchar_t) == 2) {
+    return ToUtf8(name);
+  } else {
+    std::string out;
+    const std::size_t ascii = CopyAscii(name, &out);
+    if (ascii == name.size()) return out;
+    out.resize(ascii + 4 * (name.size() - ascii));
+    char* to = out.data() + ascii;
+    for (std::size_t i = ascii; i < name.size(); ++i) {
+      const auto c = static_cast<char32_t>(name[i]);
+      if (IsNameByte(name[i])) {
+        *to++ = static_cast<char>(NameByteOf(name[i]));
+      } else {
+        to = PutUtf8(to, IsSurrogate(c) || c > 0x10FFFF ? kReplacement : c);
+      }
+    }
+    out.resize(static_cast<std::size_t>(to - out.data()));
+    return out;
   }
-  if (from == 0) return ToUtf8(name);
-  out += ToUtf8(name.substr(from));
-  return out;
 }
 
 std::u16string ToUtf16Exact(std::wstring_view text) {
@@ -244,8 +273,12 @@ std::wstring FromUtf16Exact(std::u16string_view units) {
 
 std::string ToUtf8Exact(std::wstring_view text) {
   std::string out;
-  out.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
+  std::size_t i = CopyAscii(text, &out);
+  if (i == text.size()) return out;
+  const std::size_t ascii = i;
+  out.resize(ascii + 4 * (text.size() - ascii));
+  char* to = out.data() + ascii;
+  for (; i < text.size(); ++i) {
     auto c = static_cast<char32_t>(text[i]);
     if constexpr (sizeof(wchar_t) == 2) {
       if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
@@ -254,8 +287,9 @@ std::string ToUtf8Exact(std::wstring_view text) {
       }
     }
     if (c > 0x10FFFF) c = kReplacement;
-    AppendUtf8CodePoint(out, c);
+    to = PutUtf8(to, c);
   }
+  out.resize(static_cast<std::size_t>(to - out.data()));
   return out;
 }
 
@@ -510,6 +544,16 @@ bool IsDecimalNumber(std::wstring_view text) {
   return digits(text.substr(0, separator)) && digits(text.substr(separator + 1));
 }
 
-std::wstring NumberText(std::uint64_t value) { return std::to_wstring(value); }
+std::wstring NumberText(std::uint64_t value) {
+  // Digit by digit from the end: the library's formatting goes through a wide printf, which
+  // costs more than the rest of a journal line.
+  wchar_t digits[20];
+  std::size_t at = sizeof digits / sizeof digits[0];
+  do {
+    digits[--at] = static_cast<wchar_t>(L'0' + value % 10);
+    value /= 10;
+  } while (value != 0);
+  return std::wstring(digits + at, digits + sizeof digits / sizeof digits[0]);
+}
 
 }  // namespace ablagix

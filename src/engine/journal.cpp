@@ -39,15 +39,16 @@ std::uint32_t Crc(std::string_view bytes) {
 
 // Exactly the text's code units: a name's bytes that are no text must come back as they were.
 void AppendField(std::string& line, std::wstring_view field) {
-  for (char c : ToUtf8Exact(field)) {
-    switch (c) {
-      case '%': line += "%25"; break;
-      case '\t': line += "%09"; break;
-      case '\n': line += "%0A"; break;
-      case '\r': line += "%0D"; break;
-      default: line += c;
-    }
+  const std::string bytes = ToUtf8Exact(field);
+  std::size_t from = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const char c = bytes[i];
+    if (c != '%' && c != '\t' && c != '\n' && c != '\r') continue;
+    line.append(bytes, from, i - from);
+    line += c == '%' ? "%25" : c == '\t' ? "%09" : c == '\n' ? "%0A" : "%0D";
+    from = i + 1;
   }
+  line.append(bytes, from, std::string::npos);
 }
 
 // The fields joined by tabs, the check, the end of the line.
@@ -109,7 +110,9 @@ bool DecodeLine(std::string_view line, std::vector<std::wstring>* fields) {
   return true;
 }
 
-std::wstring TimeText(FileTime time) { return std::to_wstring(time); }
+std::wstring TimeText(FileTime time) {
+  return time < 0 ? L"-" + NumberText(static_cast<std::uint64_t>(-time)) : NumberText(static_cast<std::uint64_t>(time));
+}
 
 bool ParseTime(const std::wstring& text, FileTime* time) {
   std::uint64_t value = 0;
@@ -189,7 +192,7 @@ bool RunJournal::EnsureOpen() {
   }
   if (path_.empty()) return false;
   broken_ = false;
-  Write({kHeader, std::to_wstring(kJournalVersion)});
+  Write({kHeader, NumberText(kJournalVersion)});
   Write({kBeginn, TimeText(now), FormatLogTime(now), kind_});
   return !broken_;
 }
@@ -216,8 +219,8 @@ JournalMark RunJournal::Before(JournalAction action, const std::wstring& from, c
   const std::uint64_t number = nextEntry_++;
   FileStamp source;
   const bool known = ReadFileStamp(from, &source);
-  Write({kVorhaben, std::to_wstring(number), JournalActionText(action), from, to,
-         known ? std::to_wstring(source.size) : L"", known ? TimeText(source.lastWrite) : L"",
+  Write({kVorhaben, NumberText(number), JournalActionText(action), from, to,
+         known ? NumberText(source.size) : L"", known ? TimeText(source.lastWrite) : L"",
          TimeText(CurrentFileTime()), replaces ? kErsetzt : L"", entryName});
   if (broken_) return {};
   return {number};
@@ -226,12 +229,12 @@ JournalMark RunJournal::Before(JournalAction action, const std::wstring& from, c
 void RunJournal::After(JournalMark mark, bool done, const std::wstring& finalPath, std::wstring_view entryName) {
   if (mark.entry == 0 || broken_) return;
   if (!done) {
-    Write({kFehlgeschlagen, std::to_wstring(mark.entry)});
+    Write({kFehlgeschlagen, NumberText(mark.entry)});
     return;
   }
   FileStamp written;
   const bool known = !finalPath.empty() && ReadFileStamp(finalPath, &written);
-  Write({kErledigt, std::to_wstring(mark.entry), finalPath, known ? std::to_wstring(written.size) : L"",
+  Write({kErledigt, NumberText(mark.entry), finalPath, known ? NumberText(written.size) : L"",
          known ? TimeText(written.lastWrite) : L"", TimeText(CurrentFileTime()), entryName});
 }
 
@@ -391,7 +394,7 @@ bool JournalAppender::Write(std::initializer_list<std::wstring_view> fields) {
 }
 
 bool JournalAppender::UndoneEntry(std::uint64_t number, std::wstring_view word, std::wstring_view pathNow) {
-  return Write({kZurueck, std::to_wstring(number), word, pathNow});
+  return Write({kZurueck, NumberText(number), word, pathNow});
 }
 
 bool JournalAppender::UndoneRun(FileTime when) { return Write({kRueckgaengig, TimeText(when)}) && file_.Flush(); }

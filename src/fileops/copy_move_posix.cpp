@@ -25,6 +25,7 @@ namespace {
 
 // Kernel copies take big steps (fewer calls) but still let a cancel through every few MB.
 constexpr size_t kKernelChunk = 8 << 20;
+constexpr off_t kBigFile = 1 << 20;
 constexpr size_t kBufferSize = 1 << 20;
 
 FsStatus Errno(FsSide side) { return StatusFromSystemError(static_cast<std::uint32_t>(errno), side); }
@@ -71,10 +72,14 @@ bool WriteAll(int fd, const char* data, size_t size) {
 
 // Copies every byte of `in` to `out`: kernel-side where the file systems allow it, else
 // through one reused buffer. Read errors are the source's, write errors the target's.
-FsStatus CopyBytes(int in, int out, std::uint64_t total, const CopyProgress& progress, std::uint64_t* copied) {
+// copy_file_range refuses two file systems that cannot share data blocks. `rangeRefused` says
+// so before (the next files between the same two places then go by sendfile at once) and
+// receives it after.
+FsStatus CopyBytes(int in, int out, std::uint64_t total, const CopyProgress& progress, std::uint64_t* copied,
+                   bool* rangeRefused) {
   std::uint64_t& done = *copied;
   done = 0;
-  enum class Way { Range, SendFile, Buffer } way = Way::Range;
+  enum class Way { Range, SendFile, Buffer } way = *rangeRefused ? Way::SendFile : Way::Range;
   for (;;) {
     if (progress && !progress(done, total)) return FsStatus::Fail(FsError::kCancelled);
     ssize_t n = -1;
@@ -82,6 +87,7 @@ FsStatus CopyBytes(int in, int out, std::uint64_t total, const CopyProgress& pro
       n = way == Way::Range ? ::copy_file_range(in, nullptr, out, nullptr, kKernelChunk, 0)
                             : ::sendfile(out, in, nullptr, kKernelChunk);
       if (n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
+        if (way == Way::Range && errno == EXDEV) *rangeRefused = true;
         way = way == Way::Range ? Way::SendFile : Way::Buffer;
         continue;
       }
@@ -151,7 +157,8 @@ FsStatus NativeFs::StageCopy(const FileRef& from, const std::wstring& targetFold
   struct stat& st = file->sourceState;
   FsStatus opened = OpenFound(from, O_RDONLY, FsSide::kSource, &in, &st, &file->sourceFolder);
   if (!opened.ok()) return opened;
-  ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+  // Read-ahead pays off for large files only; for the many small ones it is a call too many.
+  if (st.st_size >= kBigFile) ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 
   file->folder = NativePath(targetFolder);
   if (file->folder.empty()) file->folder = ".";
@@ -172,8 +179,16 @@ FsStatus NativeFs::StageCopy(const FileRef& from, const std::wstring& targetFold
   }
   // To the end of the file, not to the size it had when it was opened: a file that grows
   // meanwhile is copied with what was added, or found changed below.
+  // Between the same volume and target folder as the file before: the same way of copying.
+  struct RangeRefusal {
+    dev_t from = 0;
+    std::string to;
+    bool refused = false;
+  };
+  thread_local RangeRefusal last;
+  if (last.from != st.st_dev || last.to != file->folder) last = RangeRefusal{st.st_dev, file->folder, false};
   FsStatus status = CopyBytes(in.get(), file->fd.get(), static_cast<std::uint64_t>(st.st_size), progress,
-                              &file->copiedBytes);
+                              &file->copiedBytes, &last.refused);
   if (!status.ok()) return status;
   struct timespec times[2] = {st.st_atim, st.st_mtim};
   ::futimens(file->fd.get(), times);

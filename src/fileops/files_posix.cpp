@@ -409,7 +409,7 @@ FsStatus OpenFound(const FileRef& ref, int flags, FsSide side, UniqueFd* fd, str
   if (::fstat(fd->get(), &opened) != 0) return ErrnoStatus(side);
   if (!S_ISREG(opened.st_mode)) return FsStatus::Fail(FsError::kNotRegularFile, side);
   if (IdOf(opened) != IdOf(*st)) return FsStatus::Fail(FsError::kNotTheFoundFile, side);
-  ::fcntl(fd->get(), F_SETFL, ::fcntl(fd->get(), F_GETFL) & ~O_NONBLOCK);
+  // O_NONBLOCK stays: a regular file ignores it, and taking it off would cost two calls a file.
   *st = opened;
   return FsStatus::Ok();
 }

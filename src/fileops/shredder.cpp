@@ -241,6 +241,11 @@ ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& p
       break;
     }
   }
+  // The name went, or now stands for another file, while the passes ran: the found file's
+  // data is destroyed all the same, and whatever holds the name now is not this run's to touch.
+  if (renamed.empty() && (status.error == FsError::kNotTheFoundFile || status.error == FsError::kNotFound)) {
+    return Outcome(ShredOutcome::Shredded);
+  }
   if (renamed.empty()) return Failure(ShredFailure::Renaming, L"Umbenennen fehlgeschlagen", status.code, path);
 
   FileRef shredded = target;
