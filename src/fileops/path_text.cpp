@@ -124,6 +124,28 @@ std::wstring NormalizedFullPath(std::wstring_view path) {
   return out;
 }
 
+namespace {
+bool IsAsciiLetter(wchar_t c, wchar_t upper) { return c == upper || c == upper + (L'a' - L'A'); }
+}  // namespace
+
+bool IsWindowsDeviceName(std::wstring_view stem) {
+  while (!stem.empty() && stem.back() == L' ') stem.remove_suffix(1);
+  for (std::wstring_view device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"}) {
+    if (EqualsNoCase(stem, device)) return true;
+  }
+  if (stem.size() != 4) return false;
+  const bool com = IsAsciiLetter(stem[0], L'C') && IsAsciiLetter(stem[1], L'O') && IsAsciiLetter(stem[2], L'M');
+  const bool lpt = IsAsciiLetter(stem[0], L'L') && IsAsciiLetter(stem[1], L'P') && IsAsciiLetter(stem[2], L'T');
+  const wchar_t n = stem[3];
+  return (com || lpt) && ((n >= L'0' && n <= L'9') || n == 0xB9 || n == 0xB2 || n == 0xB3);
+}
+
+bool WindowsRewritesName(std::wstring_view name) {
+  if (name.empty() || name == L"." || name == L"..") return false;
+  if (name.back() == L'.' || name.back() == L' ') return true;
+  return IsWindowsDeviceName(name.substr(0, name.find(L'.')));
+}
+
 bool FileNamesIgnoreCase() { return kNamesIgnoreCase; }
 
 bool SameNameChar(wchar_t a, wchar_t b) { return a == b || (kNamesIgnoreCase && FoldCase(a) == FoldCase(b)); }

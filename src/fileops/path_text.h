@@ -39,6 +39,14 @@ std::wstring LongPathForm(std::wstring_view path);
 // normalisation would make it another file's name. Other paths are returned unchanged.
 std::wstring NormalizedFullPath(std::wstring_view path);
 
+// Names that Windows takes for a device in every folder, with or without an extension ("CON",
+// "nul", "COM1", "aux" of "aux.txt"); `stem` is the name up to its first ".".
+bool IsWindowsDeviceName(std::wstring_view stem);
+// True for a name that Windows's own path handling turns into another one: a trailing dot or
+// blank goes, a device name becomes the device. Such a name reaches the file only through the
+// "\\?\" form, never through the shell.
+bool WindowsRewritesName(std::wstring_view name);
+
 // Whether this system's file names ignore case: Windows does ("Fotos" and "fotos" are one
 // folder), Linux does not (they are two).
 bool FileNamesIgnoreCase();

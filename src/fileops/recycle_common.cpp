@@ -1,6 +1,7 @@
 // The platform-independent part of deleting: the engine's recycle call and deleting for good.
 #include "fileops/files.h"
 #include "fileops/files_internal.h"
+#include "fileops/path_text.h"
 #include "fileops/recycle.h"
 
 namespace ablagix {
@@ -19,6 +20,7 @@ FsStatus NativeFs::Recycle(const FileRef& file) {
   ShellDeleteOptions options;
   options.recycle = true;
   if (DeleteThroughShell(path, options)) return FsStatus::Ok();
+  if (FileNamesIgnoreCase() && WindowsRewritesName(NamePart(path))) return FsStatus::Fail(FsError::kInvalidName, FsSide::kSource);
   // The shell and the trash give no reason worth more than this.
   return PathExists(path) ? FsStatus::Fail(FsError::kOther) : FsStatus::Fail(FsError::kNotFound, FsSide::kSource);
 }

@@ -111,6 +111,9 @@ std::vector<BinLocation> BinLocationsFor(const std::wstring& path) {
 bool DeleteThroughShell(const std::wstring& path, const ShellDeleteOptions& options,
                         bool* userAborted) {
   if (userAborted) *userAborted = false;
+  // The shell reads a path as Windows normalises it: "trail." would send "trail", another
+  // file, away. Such a name is refused; the caller says why.
+  if (WindowsRewritesName(NamePart(path))) return false;
   // pFrom is a list of paths, each ended by a zero, the list by a second zero.
   std::wstring from = ShellPath(path);
   from.push_back(L'\0');

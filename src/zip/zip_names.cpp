@@ -1,5 +1,7 @@
 #include "zip/zip_names.h"
 
+#include "fileops/path_text.h"
+
 #include "base/text.h"
 
 namespace ablagix {
@@ -11,8 +13,6 @@ constexpr char32_t kNameBackslash = 0xDC5C;
 bool IsSeparator(wchar_t c) { return c == L'\\' || c == L'/'; }
 
 bool IsDriveLetter(wchar_t c) { return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z'); }
-
-bool IsAsciiLetter(wchar_t c, wchar_t upper) { return c == upper || c == upper + (L'a' - L'A'); }
 
 // C0, DEL and C1: invisible, and C0 is refused by Windows outright.
 bool IsControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); }
@@ -72,19 +72,6 @@ bool IsDotsOnly(std::wstring_view part) {
   return part.empty();
 }
 
-// Names that Windows takes for a device in every folder, with or without an extension.
-bool IsDeviceName(std::wstring_view stem) {
-  while (!stem.empty() && stem.back() == L' ') stem.remove_suffix(1);
-  for (std::wstring_view device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"}) {
-    if (EqualsNoCase(stem, device)) return true;
-  }
-  if (stem.size() != 4) return false;
-  const bool com = IsAsciiLetter(stem[0], L'C') && IsAsciiLetter(stem[1], L'O') && IsAsciiLetter(stem[2], L'M');
-  const bool lpt = IsAsciiLetter(stem[0], L'L') && IsAsciiLetter(stem[1], L'P') && IsAsciiLetter(stem[2], L'T');
-  const wchar_t n = stem[3];
-  return (com || lpt) && ((n >= L'0' && n <= L'9') || n == 0xB9 || n == 0xB2 || n == 0xB3);
-}
-
 // Appends one code point, joined again from a surrogate pair where wchar_t is 16 bits wide.
 void Append(std::wstring& out, char32_t c) {
   if (sizeof(wchar_t) == 2 && c >= 0x10000) {
@@ -117,7 +104,7 @@ std::wstring SafeEntryComponent(std::wstring_view name) {
   if (IsDotsOnly(out)) return L"_";
   if (out.back() == L'.' || out.back() == L' ') out.back() = L'_';
   const std::size_t stemEnd = out.find(L'.');
-  if (IsDeviceName(std::wstring_view(out).substr(0, stemEnd))) {
+  if (IsWindowsDeviceName(std::wstring_view(out).substr(0, stemEnd))) {
     std::size_t at = stemEnd == std::wstring::npos ? out.size() : stemEnd;
     while (at > 0 && out[at - 1] == L' ') --at;
     out.insert(at, 1, L'_');

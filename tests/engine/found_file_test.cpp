@@ -451,6 +451,15 @@ TEST_F(FoundFileTest, ANameEndingInADotOrBlankIsActedOnByItsOwnName) {
   EXPECT_EQ(ResultOf(L"blank "), ResultWord::kVerschoben);
   EXPECT_TRUE(LiteralExists(dir_ / L"Ziel\\blank "));
   EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\blank"), "precious no-blank");
+  // The recycle bin is the shell's, which knows only the normalised name: refused, not another
+  // file sent away.
+  ASSERT_TRUE(MakeLiteral(dir_ / L"Quelle\\trail.", "dot-file junk"));
+  p.Filename = L"trail.";
+  p.Aktion = L"L\u00f6schenP";
+  Run(p);
+  EXPECT_TRUE(ResultOf(L"trail.").starts_with(L"Fehler!")) << test::U8(ResultOf(L"trail."));
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\trail"), "precious no-dot");
+  EXPECT_TRUE(LiteralExists(dir_ / L"Quelle\\trail."));
 }
 
 #endif  // _WIN32

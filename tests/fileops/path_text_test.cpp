@@ -35,6 +35,23 @@ TEST(PathText, LongPathFormHandlesUncAndPrefixedPaths) {
   EXPECT_EQ(LongPathForm(L"\\\\?\\C:\\a.txt"), L"\\\\?\\C:\\a.txt");
 }
 
+// A listed name reaches the system as it is: only "/" and the "." and ".." steps are made
+// plain; a trailing dot or blank and a device's name stay, as they are the file's own.
+TEST(PathText, NormalizedFullPathChangesTheStepsNeverTheNames) {
+  EXPECT_EQ(NormalizedFullPath(L"C:\\W\\src\\trail."), L"C:\\W\\src\\trail.");
+  EXPECT_EQ(NormalizedFullPath(L"C:/W//src/./a/../blank "), L"C:\\W\\src\\blank ");
+  EXPECT_EQ(NormalizedFullPath(L"C:\\..\\..\\CON"), L"C:\\CON");
+  EXPECT_EQ(NormalizedFullPath(L"\\\\server\\share\\..\\x\\"), L"\\\\server\\share\\x\\");
+  EXPECT_EQ(NormalizedFullPath(L"\\\\?\\C:\\a\\..\\b."), L"\\\\?\\C:\\a\\..\\b.");
+  EXPECT_EQ(NormalizedFullPath(L"relativ\\a."), L"relativ\\a.");
+  EXPECT_TRUE(WindowsRewritesName(L"trail."));
+  EXPECT_TRUE(WindowsRewritesName(L"blank "));
+  EXPECT_TRUE(WindowsRewritesName(L"aux.txt"));
+  EXPECT_TRUE(WindowsRewritesName(L"com1"));
+  EXPECT_FALSE(WindowsRewritesName(L"computer.txt"));
+  EXPECT_FALSE(WindowsRewritesName(L".profile"));
+}
+
 // Case counts as the file system counts it: "Fotos" and "fotos" are one folder on Windows and
 // two on Linux, where a copy from one to the other is a real copy, not the file onto itself.
 TEST(PathText, SameFolderComparesWholeByTheSystemsCaseRuleAndIgnoresATrailingSeparator) {
