@@ -5,7 +5,9 @@
 #include <chrono>
 
 #include "base/text.h"
+#include "fileops/byte_source.h"
 #include "fileops/path_text.h"
+#include "zip/zip_reader.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -260,5 +262,18 @@ UnreadableFolder::~UnreadableFolder() {
 }
 
 #endif
+
+std::map<std::string, std::string> ZipEntries(const std::wstring& archive) {
+  std::map<std::string, std::string> out;
+  const std::string bytes = ReadBytes(archive);
+  MemoryByteSource source(bytes);
+  ZipReader zip(source);
+  if (zip.Open() != ZipError::kNone) return out;
+  for (const ZipEntry& e : zip.entries()) {
+    std::string data;
+    if (zip.ReadEntry(e, 1 << 26, &data) == ZipError::kNone) out[e.name] = data;
+  }
+  return out;
+}
 
 }  // namespace ablagix::test

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include <deque>
+#include <map>
 #include <vector>
 
 #include "base/ui_port.h"
@@ -108,6 +109,10 @@ class AbortAfter : public UiPort {
  private:
   int left_;
 };
+
+// The entries of a zip archive (a .zip or a self-extracting .exe) with their contents; empty
+// when it cannot be read.
+std::map<std::string, std::string> ZipEntries(const std::wstring& archive);
 
 // The file time that shows as `local` on this machine's clock (inverse of FileTimeToLocal).
 FileTime LocalToFileTime(const LocalDateTime& local);

@@ -83,6 +83,28 @@ char* PutUtf8(char* to, char32_t c) {
   return to;
 }
 
+// UTF-16 to wide text: pairs joined where wchar_t is 32 bits wide; a lone surrogate is kept
+// as it is (`keepLone`, for the program's own texts) or becomes U+FFFD.
+std::wstring WideFromUtf16(std::u16string_view units, bool keepLone) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    return std::wstring(units.begin(), units.end());
+  } else {
+    std::wstring out;
+    out.reserve(units.size());
+    for (size_t i = 0; i < units.size(); ++i) {
+      char32_t c = units[i];
+      if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF) {
+        c = 0x10000 + ((c - 0xD800) << 10) + (units[i + 1] - 0xDC00);
+        ++i;
+      } else if (!keepLone && IsSurrogate(c)) {
+        c = kReplacement;
+      }
+      out.push_back(static_cast<wchar_t>(c));
+    }
+    return out;
+  }
+}
+
 void AppendWide(std::wstring& out, char32_t c) {
   if constexpr (sizeof(wchar_t) == 2) {
     if (c >= 0x10000) {
@@ -253,23 +275,7 @@ void ToUtf16Exact(std::wstring_view text, std::u16string* out) {
   }
 }
 
-std::wstring FromUtf16Exact(std::u16string_view units) {
-  if constexpr (sizeof(wchar_t) == 2) {
-    return std::wstring(units.begin(), units.end());
-  } else {
-    std::wstring out;
-    out.reserve(units.size());
-    for (size_t i = 0; i < units.size(); ++i) {
-      char32_t c = units[i];
-      if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (units[i + 1] - 0xDC00);
-        ++i;
-      }
-      out.push_back(static_cast<wchar_t>(c));  // a lone surrogate stays what it was
-    }
-    return out;
-  }
-}
+std::wstring FromUtf16Exact(std::u16string_view units) { return WideFromUtf16(units, true); }
 
 std::string ToUtf8Exact(std::wstring_view text) {
   std::string out;
@@ -353,26 +359,7 @@ std::u16string ToUtf16(std::wstring_view text) {
   }
 }
 
-std::wstring FromUtf16(std::u16string_view units) {
-  if constexpr (sizeof(wchar_t) == 2) {
-    return std::wstring(units.begin(), units.end());
-  } else {
-    std::wstring out;
-    out.reserve(units.size());
-    for (size_t i = 0; i < units.size(); ++i) {
-      char32_t c = units[i];
-      if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units.size() && units[i + 1] >= 0xDC00 &&
-          units[i + 1] <= 0xDFFF) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (units[i + 1] - 0xDC00);
-        ++i;
-      } else if (IsSurrogate(c)) {
-        c = kReplacement;
-      }
-      out.push_back(static_cast<wchar_t>(c));
-    }
-    return out;
-  }
-}
+std::wstring FromUtf16(std::u16string_view units) { return WideFromUtf16(units, false); }
 
 std::string ToUtf16LeBytes(std::wstring_view text, bool bom) {
   const std::u16string units = ToUtf16(text);

@@ -25,6 +25,9 @@ class FolderRunLock {
   [[nodiscard]] bool TryLock(const std::wstring& lockFolder, const std::wstring& folder);
 
  private:
+  // Takes the lock file at `path` (made if missing); false when another process holds it.
+  bool TryLockFile(const std::wstring& path);
+
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };

@@ -1,9 +1,6 @@
 #include <windows.h>
 
-#include "base/text.h"
-#include "fileops/file_system.h"
 #include "fileops/files_internal.h"
-#include "fileops/path_text.h"
 #include "fileops/run_lock.h"
 #include "fileops/win32_handle.h"
 
@@ -16,14 +13,10 @@ struct FolderRunLock::Impl {
 FolderRunLock::FolderRunLock() : impl_(std::make_unique<Impl>()) {}
 FolderRunLock::~FolderRunLock() = default;
 
-bool FolderRunLock::TryLock(const std::wstring& lockFolder, const std::wstring& folder) {
-  FileInfo info;
-  if (lockFolder.empty() || !ActiveFileSystem().Inspect(folder, &info).ok() || !info.id.known()) return true;
-  CreateFolders(lockFolder);
-  const std::wstring name = NumberText(info.id.volume) + L"-" + NumberText(info.id.file) + L".lock";
+bool FolderRunLock::TryLockFile(const std::wstring& path) {
   // Shared with nobody: a second opener is refused while this handle lives.
-  impl_->file.reset(CreateFileW(files_internal::ApiPath(JoinPath(lockFolder, name)).c_str(), GENERIC_READ | GENERIC_WRITE,
-                                0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  impl_->file.reset(CreateFileW(files_internal::ApiPath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (impl_->file) return true;
   const DWORD error = GetLastError();
   // Only another holder stops the run; a lock folder that cannot be written only loses the guard.

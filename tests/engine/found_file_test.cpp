@@ -17,6 +17,7 @@
 #include "fileops/byte_source.h"
 #include "fileops/faulty_file_system.h"
 #include "fileops/path_text.h"
+#include "fileops/run_lock.h"
 #include "log/log_row.h"
 #include "test_support.h"
 #include "zip/zip_reader.h"
@@ -37,18 +38,13 @@ namespace {
 using test::ReadBytes;
 using test::WriteBytes;
 
-std::map<std::string, std::string> Entries(const std::wstring& archive) {
-  std::map<std::string, std::string> out;
-  const std::string bytes = ReadBytes(archive);
-  MemoryByteSource source(bytes);
-  ZipReader zip(source);
-  if (zip.Open() != ZipError::kNone) return out;
-  for (const ZipEntry& e : zip.entries()) {
-    std::string data;
-    if (zip.ReadEntry(e, 1 << 26, &data) == ZipError::kNone) out[e.name] = data;
-  }
-  return out;
-}
+
+// A run host whose journals go into a folder of the test, so that its runs can be undone.
+class JournaledHost : public test::TestRunHost {
+ public:
+  std::wstring JournalFolder() override { return folder; }
+  std::wstring folder;
+};
 
 class FoundFileTest : public ::testing::Test {
  protected:
@@ -235,13 +231,6 @@ TEST_F(FoundFileTest, ShreddingANameOfHardLinkedDataLeavesTheOtherNamesWhole) {
   EXPECT_EQ(ResultOf(L"alone.txt"), ResultWord::kGeloeschtS);
 }
 
-// A run host whose journals go into a folder of the test, so that its runs can be undone.
-class JournaledHost : public test::TestRunHost {
- public:
-  std::wstring JournalFolder() override { return folder; }
-  std::wstring folder;
-};
-
 TEST_F(FoundFileTest, ArchivesAndUndoKeepAPrivateFilePrivate) {
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\id_key", "secret key"));
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\run.sh", "script"));
@@ -302,7 +291,7 @@ TEST_F(FoundFileTest, AZipMoveKeepsASourceThatWasWrittenToWhileItWasPacked) {
     EXPECT_NE(big.find(L"ge\u00e4ndert"), std::wstring::npos) << test::U8(big);
     EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\big.log"), withAppend);
   } else {
-    EXPECT_EQ(Entries(dir_ / L"Ziel\\big.log.zip")["big.log"], withAppend);
+    EXPECT_EQ(test::ZipEntries(dir_ / L"Ziel\\big.log.zip")["big.log"], withAppend);
   }
 
   // One archive for the run: files saved anew after they were read stay with their new content;
@@ -323,7 +312,7 @@ TEST_F(FoundFileTest, AZipMoveKeepsASourceThatWasWrittenToWhileItWasPacked) {
   p.Filename = L"?.log";
   Run(p);
   testing_hooks::SetZipWriteFailure(nullptr);
-  const auto archived = Entries(dir_ / L"Ziel\\Archiv.zip");
+  const auto archived = test::ZipEntries(dir_ / L"Ziel\\Archiv.zip");
   int kept = 0;
   for (const wchar_t* name : {L"b.log", L"c.log"}) {
     const std::wstring path = dir_ / (std::wstring(L"Quelle\\") + name);
@@ -352,7 +341,7 @@ TEST_F(FoundFileTest, ARunArchiveKeepsWhatEarlierRunsMovedIntoIt) {
   // "immer überschreiben" replaces the entry of the same name, and says so; the others stay.
   EXPECT_EQ(ResultOf(L"mon1.txt"), L"Gezippt, ersetzt");
   EXPECT_EQ(ResultOf(L"tue.txt"), L"Gezippt");
-  EXPECT_EQ(Entries(dir_ / L"Ziel\\Archiv.zip"),
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Ziel\\Archiv.zip"),
             (std::map<std::string, std::string>{{"mon1.txt", "monday again"},
                                                 {"mon2.txt", "monday 2"},
                                                 {"mon3.txt", "monday 3"},
@@ -365,7 +354,7 @@ TEST_F(FoundFileTest, ARunArchiveKeepsWhatEarlierRunsMovedIntoIt) {
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\thu.txt", "thursday"));
   Run(p);
   EXPECT_TRUE(ResultOf(L"Archiv.zip").starts_with(ResultWord::kUebersprungen)) << test::U8(ResultOf(L"Archiv.zip"));
-  EXPECT_EQ(Entries(dir_ / L"Quelle\\Archiv.zip"),
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Quelle\\Archiv.zip"),
             (std::map<std::string, std::string>{{"wed.txt", "wednesday"}, {"thu.txt", "thursday"}}));
 
   // One archive per file: a move never replaces an archive that may hold an earlier move's file.
@@ -375,8 +364,26 @@ TEST_F(FoundFileTest, ARunArchiveKeepsWhatEarlierRunsMovedIntoIt) {
   Run(p);
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\fri.txt", "friday 2"));
   Run(p);
-  EXPECT_EQ(Entries(dir_ / L"Ziel\\fri.txt.zip")["fri.txt"], "friday 1");
-  EXPECT_EQ(Entries(dir_ / L"Ziel\\fri.txt(1).zip")["fri.txt"], "friday 2");
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Ziel\\fri.txt.zip")["fri.txt"], "friday 1");
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Ziel\\fri.txt(1).zip")["fri.txt"], "friday 2");
+}
+
+TEST_F(FoundFileTest, ASecondRunOnTheSameSourceFolderWaitsForItsTurn) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\a.txt", "a"));
+  JournaledHost host;
+  host.folder = dir_ / L"Journal";
+  // Another process at work on the folder, reached here by another spelling of it.
+  FolderRunLock other;
+  ASSERT_TRUE(other.TryLock(host.folder + L"\\Sperren", dir_.path() + L"\\Quelle\\."));
+  const RunSummary busy = RunProfiles({Make(dir_ / L"Quelle", L"Verschieben")}, RunMode::Execute, host, log_);
+  EXPECT_EQ(busy.errors, 1u);
+  ASSERT_EQ(busy.refused.size(), 1u);
+  EXPECT_NE(busy.refused[0].find(L"anderen Ablagix-Lauf"), std::wstring::npos);
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\a.txt"), "a");
+  // A simulation changes nothing and is never held up.
+  log_.Clear();
+  RunProfiles({Make(dir_ / L"Quelle", L"Verschieben")}, RunMode::Simulate, host, log_);
+  EXPECT_EQ(Results(), std::vector<std::wstring>{std::wstring(ResultWord::kVerschobenSimuliert)});
 }
 
 TEST_F(FoundFileTest, ATargetThatIsNoFullPathIsRefusedLikeASource) {

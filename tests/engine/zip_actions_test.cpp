@@ -26,19 +26,6 @@ namespace {
 using test::ReadBytes;
 using test::WriteBytes;
 
-// The entries of an archive (a .zip or a self-extracting .exe) with their contents.
-std::map<std::string, std::string> Entries(const std::wstring& archive) {
-  std::map<std::string, std::string> out;
-  const std::string bytes = ReadBytes(archive);
-  MemoryByteSource source(bytes);
-  ZipReader zip(source);
-  if (zip.Open() != ZipError::kNone) return out;
-  for (const ZipEntry& e : zip.entries()) {
-    std::string data;
-    if (zip.ReadEntry(e, 1 << 26, &data) == ZipError::kNone) out[e.name] = data;
-  }
-  return out;
-}
 
 class ZipActionsTest : public ::testing::Test {
  protected:
@@ -81,11 +68,11 @@ TEST_F(ZipActionsTest, OneArchivePerFileFollowsTheCollisionPolicy) {
   RunSummary s = Run(Make(L"Kopieren", L"1"));
   EXPECT_EQ(s.errors, 0u);
   EXPECT_EQ(Results(), (std::multiset<std::wstring>{L"Gezippt", L"Gezippt", L"Gezippt"}));
-  auto brief = Entries(dir_ / L"Ablage\\Brief März.txt.zip");
+  auto brief = test::ZipEntries(dir_ / L"Ablage\\Brief März.txt.zip");
   ASSERT_EQ(brief.size(), 1u);
   EXPECT_EQ(brief["Brief März.txt"], "Lieber Hans");
-  EXPECT_EQ(Entries(dir_ / L"Ablage\\leer.txt.zip")["leer.txt"], "");
-  EXPECT_EQ(Entries(dir_ / L"Ablage\\foto.jpg.zip")["foto.jpg"], std::string(5000, 'j'));
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Ablage\\leer.txt.zip")["leer.txt"], "");
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Ablage\\foto.jpg.zip")["foto.jpg"], std::string(5000, 'j'));
   EXPECT_EQ(ReadBytes(dir_ / L"Eingang\\Brief März.txt"), "Lieber Hans");  // copied, not moved
 
   // A second run numbers the archives; "überspringen" leaves them alone.
@@ -109,7 +96,7 @@ TEST_F(ZipActionsTest, AMoveDeletesTheSourceOnlyAfterItsArchiveIsComplete) {
   EXPECT_FALSE(FileExists(dir_ / L"Eingang\\Brief März.txt"));
   EXPECT_FALSE(FileExists(dir_ / L"Eingang\\leer.txt"));  // read-only: cleared, then deleted
   // With the whole path the entry carries the folders, never a drive or a leading separator.
-  const auto entries = Entries(dir_ / L"Ablage\\foto.jpg.zip");
+  const auto entries = test::ZipEntries(dir_ / L"Ablage\\foto.jpg.zip");
   ASSERT_EQ(entries.size(), 1u);
   const std::string name = entries.begin()->first;
   EXPECT_TRUE(name.ends_with("/Eingang/Unter/foto.jpg")) << name;
@@ -139,7 +126,7 @@ TEST_F(ZipActionsTest, OneArchiveForTheRunHoldsEveryAcceptedFile) {
     }
   }
   ASSERT_FALSE(archive.empty());
-  const auto entries = Entries(archive);
+  const auto entries = test::ZipEntries(archive);
   EXPECT_EQ(entries.size(), 3u);
   EXPECT_EQ(entries.at("Brief März.txt"), "Lieber Hans");
   EXPECT_FALSE(FileExists(dir_ / L"Eingang\\Brief März.txt"));  // moved: gone once the archive is in place
@@ -167,7 +154,7 @@ TEST_F(ZipActionsTest, OneArchiveForTheRunHoldsEveryAcceptedFile) {
     }
   }
   if (FileExists(dir_ / L"Ablage\\Zwei.zip")) {
-    EXPECT_EQ(Entries(dir_ / L"Ablage\\Zwei.zip").count("a.txt"), 1u);
+    EXPECT_EQ(test::ZipEntries(dir_ / L"Ablage\\Zwei.zip").count("a.txt"), 1u);
   }
 
   // Esc while the archive is written: no archive, every file still there.
@@ -187,7 +174,7 @@ TEST_F(ZipActionsTest, SelfExtractorsAndOtherZipValues) {
   Run(Make(L"Kopieren", L"1"));
   EXPECT_TRUE(FileExists(dir_ / L"Ablage\\leer.txt.exe"));
   EXPECT_FALSE(FileExists(dir_ / L"Ablage\\leer.txt.zip"));  // no .zip beside the .exe
-  EXPECT_EQ(Entries(dir_ / L"Ablage\\Brief März.txt.exe")["Brief März.txt"], "Lieber Hans");
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Ablage\\Brief März.txt.exe")["Brief März.txt"], "Lieber Hans");
   const std::string exe = ReadBytes(dir_ / L"Ablage\\leer.txt.exe");
   EXPECT_EQ(exe.substr(0, 2), "MZ");
   MemoryByteSource source(exe);
@@ -219,7 +206,7 @@ TEST_F(ZipActionsTest, CheckedRowsGoIntoTheirArchivesAgain) {
   RunSummary s = RunCheckedRows(log_, host_);
   EXPECT_EQ(s.errors, 0u);
   EXPECT_EQ(Results(), (std::multiset<std::wstring>{L"Gezippt", L"Gezippt", L"Gezippt"}));
-  EXPECT_EQ(Entries(dir_ / L"Ablage\\Nochmal.zip").size(), 3u);
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Ablage\\Nochmal.zip").size(), 3u);
 }
 
 }  // namespace
