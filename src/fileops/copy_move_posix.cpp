@@ -147,6 +147,18 @@ int RenameNoReplace(int fromFolder, const char* from, const char* to) {
 
 int RenameNoReplace(const char* from, const char* to) { return RenameNoReplace(AT_FDCWD, from, to); }
 
+// The same back into a folder: `from` is a path, `to` a name in the folder `toFolder`.
+int RenameNoReplace(int fromFolder, const char* from, int toFolder, const char* to) {
+  if (::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return -1;
+  struct stat st;
+  if (::fstatat(toFolder, to, &st, AT_SYMLINK_NOFOLLOW) == 0) {
+    errno = EEXIST;
+    return -1;
+  }
+  return ::renameat(fromFolder, from, toFolder, to);
+}
+
 }  // namespace
 
 FsStatus NativeFs::StageCopy(const FileRef& from, const std::wstring& targetFolder, bool durable,
@@ -256,9 +268,36 @@ FsStatus NativeFs::Rename(const FileRef& from, const std::wstring& to, bool repl
   if (!status.ok()) return status;
   const std::string target = NativePath(to);
   const char* name = parent.name.c_str();
+  struct stat existing;
+  const bool fileAtTarget = ::lstat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode);
+  if (replace && from.id.known() && fileAtTarget) {
+    // Replacing a file goes by exchanging the two names: should the name have been swapped
+    // for something else in the instant before, the exchange is undone and the file that was
+    // at the target is still there.
+    if (::renameat2(parent.fd(), name, AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) {
+      struct stat moved;
+      if (::lstat(target.c_str(), &moved) != 0 || IdOf(moved) != from.id) {
+        ::renameat2(parent.fd(), name, AT_FDCWD, target.c_str(), RENAME_EXCHANGE);
+        return FsStatus::Fail(FsError::kNotTheFoundFile, FsSide::kSource);
+      }
+      // The replaced file now has the source's name; it goes, as "immer überschreiben" asked.
+      ::unlinkat(parent.fd(), name, 0);
+      return FsStatus::Ok();
+    }
+    // No exchange on this file system: a plain rename, checked afterwards.
+  }
+  // Nothing to replace: taken without replacing, so nothing that appears meanwhile is lost.
+  if (replace && from.id.known() && !fileAtTarget) replace = false;
   const int rc = replace ? ::renameat(parent.fd(), name, AT_FDCWD, target.c_str())
                          : RenameNoReplace(parent.fd(), name, target.c_str());
-  if (rc == 0) return FsStatus::Ok();
+  if (rc == 0) {
+    // A rename takes whatever the name holds at that instant. Should that no longer be the
+    // file that was checked a moment ago (swapped for a link in between), it goes back.
+    struct stat moved;
+    if (!from.id.known() || (::lstat(target.c_str(), &moved) == 0 && IdOf(moved) == from.id)) return FsStatus::Ok();
+    RenameNoReplace(AT_FDCWD, target.c_str(), parent.fd(), name);
+    return FsStatus::Fail(FsError::kNotTheFoundFile, FsSide::kSource);
+  }
   if (errno == EXDEV) return FsStatus::Fail(FsError::kNotSameVolume);
   // ENOENT may concern either side; whichever is missing says which.
   if (errno == ENOENT) {

@@ -3,7 +3,9 @@
 // system's own copy keeps the times, attributes and alternate streams.
 #include <windows.h>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "fileops/copy_move.h"
 #include "fileops/files.h"
@@ -60,6 +62,19 @@ FsSide FailedCopySide(const std::wstring& source) {
   UniqueFile probe(CreateFileW(source.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   return probe ? FsSide::kTarget : FsSide::kSource;
+}
+
+// Renames the open file `file` (opened with DELETE access) to `target` (long-path form).
+bool RenameByHandle(HANDLE file, const std::wstring& target, bool replace) {
+  // The system wants the name in its own form: "\??\C:\..." or "\??\UNC\...".
+  const std::wstring name = L"\\??\\" + target.substr(4);
+  std::vector<char> buffer(sizeof(FILE_RENAME_INFO) + name.size() * sizeof(wchar_t));
+  auto* info = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
+  info->ReplaceIfExists = replace ? TRUE : FALSE;
+  info->RootDirectory = nullptr;
+  info->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
+  std::copy(name.begin(), name.end(), info->FileName);
+  return SetFileInformationByHandle(file, FileRenameInfo, info, static_cast<DWORD>(buffer.size())) != 0;
 }
 
 // MoveFileExW with a read-only file in the way of a replace: its flag is lifted for the
@@ -164,17 +179,31 @@ FsStatus NativeFs::Rename(const FileRef& from, const std::wstring& to, bool repl
   const std::wstring source = ApiPath(from.path);
   const std::wstring target = ApiPath(to);
   if (from.id.known()) {
-    // Right before the rename: the name must still stand for the file that was found.
-    UniqueFile probe;
+    // The file that was found is renamed through its own checked handle, so nothing swapped
+    // in under its name meanwhile can be taken in its place.
+    UniqueFile file;
     FileInfo info;
-    FsStatus found = OpenFoundFile(from, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, 0,
-                                   FsSide::kSource, &probe, &info);
+    FsStatus found = OpenFoundFile(from, DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, 0,
+                                   FsSide::kSource, &file, &info);
     if (!found.ok()) return found;
+    if (RenameByHandle(file.get(), target, replace)) return FsStatus::Ok();
+    const DWORD error = GetLastError();
+    if (error == ERROR_NOT_SAME_DEVICE) return FsStatus::Fail(FsError::kNotSameVolume);
+    if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) return StatusFromSystemError(error, FsSide::kTarget);
+    // Other refusals (a read-only file in the way, a system that does not rename by handle)
+    // go the usual way below, checked afterwards.
   }
   // No copy-allowed flag: across volumes the caller stages a copy, which never harms a file
   // that is already there.
   const BOOL moved = replace ? MoveReplacing(source, target, 0) : MoveFileExW(source.c_str(), target.c_str(), 0);
-  if (moved) return FsStatus::Ok();
+  if (moved) {
+    // What was renamed must be the file that was checked a moment ago; anything swapped in
+    // between goes back where it was.
+    FileInfo info;
+    if (!from.id.known() || (Inspect(to, &info).ok() && info.id == from.id)) return FsStatus::Ok();
+    MoveFileExW(target.c_str(), source.c_str(), 0);
+    return FsStatus::Fail(FsError::kNotTheFoundFile, FsSide::kSource);
+  }
   const DWORD error = GetLastError();
   if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
     return StatusFromSystemError(
