@@ -82,6 +82,13 @@ void AppendMessageRow(LogList& log, std::wstring_view text) {
   log.AppendTexts(texts);
 }
 
+// The name at the end of a path, as a piece of it.
+std::wstring_view NameView(std::wstring_view path) {
+  std::size_t at = path.size();
+  while (at > 0 && !IsPathSeparator(path[at - 1])) --at;
+  return path.substr(at);
+}
+
 bool StopRequested(RunHost& host) {
   if (AbortRequested()) return true;
   if (host.PollForAbort()) {
@@ -187,13 +194,13 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   SidecarFinder sidecarFinder;
   std::unordered_set<std::wstring> sidecarsHandled;
 
-  auto appendRow = [&](const std::wstring& path, std::uint64_t size, FileTime lastWrite, FileTime creation,
+  auto appendRow = [&](std::wstring_view path, std::uint64_t size, FileTime lastWrite, FileTime creation,
                        const std::wstring& targetFolder, const std::wstring& metadaten, const ActionResult& result) {
     LogFileFields row;
-    const std::wstring name = NamePart(path);
-    const std::wstring folder = FolderPart(path);
+    // Pieces of the path, not copies: this runs for every file of a run.
+    const std::wstring_view name = NameView(path);
     row.datei = name;
-    row.pfad = folder;
+    row.pfad = path.substr(0, path.size() - name.size());
     row.size = size;
     row.lastWrite = lastWrite;
     row.creation = creation;
@@ -206,7 +213,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     row.metadaten = metadaten;
     // The second columns carry only what the others do not already say, so a long log
     // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
-    const bool renamed = !result.targetFile.empty() && NamePart(result.targetFile) != name;
+    const bool renamed = !result.targetFile.empty() && NameView(result.targetFile) != name;
     row.quell2 = L"";
     row.ziel2 = renamed ? std::wstring_view(result.targetFile) : std::wstring_view();
     log.AppendFile(row);

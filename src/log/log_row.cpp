@@ -84,18 +84,26 @@ void AppendSize(String& out, std::uint64_t bytes) {
 template <typename String>
 void AppendDateTime(String& out, const LocalDateTime& time) {
   using Char = typename String::value_type;
-  AppendTwoDigits(out, time.day);
-  out.push_back(static_cast<Char>('.'));
-  AppendTwoDigits(out, time.month);
-  out.push_back(static_cast<Char>('.'));
-  AppendTwoDigits(out, time.year / 100);
-  AppendTwoDigits(out, time.year);
-  out.push_back(static_cast<Char>(' '));
-  AppendTwoDigits(out, time.hour);
-  out.push_back(static_cast<Char>(':'));
-  AppendTwoDigits(out, time.minute);
-  out.push_back(static_cast<Char>(':'));
-  AppendTwoDigits(out, time.second);
+  // "dd.mm.yyyy hh:nn:ss" filled in place and appended at once: two of these are written for
+  // every row of a log.
+  Char text[19];
+  auto two = [&](int at, int value) {
+    text[at] = static_cast<Char>('0' + (value / 10) % 10);
+    text[at + 1] = static_cast<Char>('0' + value % 10);
+  };
+  two(0, time.day);
+  text[2] = static_cast<Char>('.');
+  two(3, time.month);
+  text[5] = static_cast<Char>('.');
+  two(6, time.year / 100);
+  two(8, time.year);
+  text[10] = static_cast<Char>(' ');
+  two(11, time.hour);
+  text[13] = static_cast<Char>(':');
+  two(14, time.minute);
+  text[16] = static_cast<Char>(':');
+  two(17, time.second);
+  out.append(text, 19);
 }
 
 }  // namespace
