@@ -100,7 +100,7 @@ bool StopRequested(RunHost& host) {
 
 // Runs one profile; false when the run was stopped.
 bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList& log,
-                   RunState& state, RunSummary& summary) {
+                   RunState& state, RunSummary& summary, const std::vector<std::wstring>* onlyFiles) {
   AppendStartBanner(log, profile.Beschreibung);
   if (state.journal) state.journal->BeginProfile(profile.Beschreibung);
   std::wstring problem = ReasonNotRunnable(profile, host);
@@ -169,7 +169,8 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     }
     return host.PollForAbort();
   };
-  bool scanned = ScanFolder(request, &files, &scanState) == ScanResult::Completed;
+  bool scanned = (onlyFiles ? ScanGivenFiles(request, *onlyFiles, &files, &scanState)
+                            : ScanFolder(request, &files, &scanState)) == ScanResult::Completed;
   if (conditions.NeedsContent()) {
     scanned = contents.Wait([&] { return host.PollForAbort(); }) && scanned;
     std::vector<bool> keep(files.size());
@@ -298,7 +299,8 @@ std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
   return folder;
 }
 
-RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log) {
+RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log,
+                       const std::vector<std::wstring>* onlyFiles) {
   ClearAbort();
   RunSummary summary;
   RunState state;
@@ -307,7 +309,7 @@ RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHo
   state.journal = &journal;
   host.SetLogEmptyText(kLogEmptyBusy);
   for (const Profile& profile : profiles) {
-    if (AbortRequested() || !RunOneProfile(profile, mode, host, log, state, summary)) {
+    if (AbortRequested() || !RunOneProfile(profile, mode, host, log, state, summary, onlyFiles)) {
       summary.aborted = true;
       break;
     }

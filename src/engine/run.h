@@ -65,8 +65,11 @@ struct RunSummary {
   std::vector<std::wstring> refused;
 };
 
-// Runs `profiles` in the given order. Clears the abort flag first.
-RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log);
+// Runs `profiles` in the given order. Clears the abort flag first. With `onlyFiles`, each
+// profile handles just those of the files that its walk would have met and its conditions
+// accept (the files a watch saw arrive), instead of walking its whole source.
+RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log,
+                       const std::vector<std::wstring>* onlyFiles = nullptr);
 
 // "Ausführen nur bei angehakten Dateien": repeats each checked row's action for its file,
 // from the values the row carries, and writes the new result into the row.

@@ -1,10 +1,12 @@
 #include "engine/scan.h"
 
 #include <memory>
+#include <unordered_set>
 
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "engine/target_pattern.h"
+#include "fileops/file_system.h"
 #include "fileops/path_text.h"
 #include "fileops/temp_files.h"
 
@@ -21,6 +23,26 @@ bool IsBlocked(const std::wstring& folder, const ScanRequest& request, const Tar
     if (SameFolderText(folder, b)) return true;
   }
   return ownTarget.Covers(folder);
+}
+
+// The name and details tests of a file whose details are at hand.
+bool Accepts(const ScanRequest& request, std::wstring_view folder, const DirEntry& entry) {
+  const std::wstring_view extension = ExtensionOf(entry.name);
+  if (request.acceptName && !request.acceptName(entry.name, extension)) return false;
+  return !request.accept || request.accept(ScanEntry{folder, entry, extension});
+}
+
+DirEntry EntryOf(std::wstring name, const FileInfo& info) {
+  DirEntry entry;
+  entry.name = std::move(name);
+  entry.size = info.version.size;
+  entry.lastWrite = info.version.lastWrite;
+  entry.creation = info.creation;
+  entry.attributes = info.attributes;
+  entry.isLink = info.kind == FileKind::kLink;
+  entry.isSpecial = info.kind == FileKind::kSpecial;
+  entry.id = info.id;
+  return entry;
 }
 
 }  // namespace
@@ -113,12 +135,56 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
       continue;
     }
     ++state->entryCounter;
-    const std::wstring_view extension = ExtensionOf(entry.name);
-    if (request.acceptName && !request.acceptName(entry.name, extension)) continue;
+    if (request.acceptName && !request.acceptName(entry.name, ExtensionOf(entry.name))) continue;
     // Size and times are read only now, for names that passed; a file gone meanwhile is left out.
     if (!top.reader.FillDetails(&entry)) continue;
-    if (request.accept && !request.accept(ScanEntry{top.path, entry, extension})) continue;
+    if (!Accepts(request, top.path, entry)) continue;
     files->Add(top.path, top.reader.Identity(), entry);
+  }
+  return ScanResult::Completed;
+}
+
+ScanResult ScanGivenFiles(const ScanRequest& request, const std::vector<std::wstring>& paths, RunFileList* files,
+                          ScanState* state) {
+  FileSystem& fs = ActiveFileSystem();
+  const TargetFolderPattern ownTarget(request.ownTarget);
+  const std::wstring root = WithTrailingBackslash(request.folder);
+  std::unordered_set<std::wstring> seen;
+  for (const std::wstring& path : paths) {
+    if (AbortRequested() || (request.poll && request.poll())) {
+      RequestAbort();
+      return ScanResult::Aborted;
+    }
+    if (!seen.insert(path).second) continue;
+    if (path.size() <= root.size() || !FolderTextStartsWith(path, root)) continue;
+    const std::wstring name = NamePart(path);
+    const std::wstring folder(WithoutTrailingSeparator(FolderPart(path)));
+    if (name.empty() || IsTempFileName(name)) continue;
+    // Every folder on the way down from the source must be one the walk enters.
+    bool reachable = true;
+    for (std::size_t at = root.size(); reachable;) {
+      const std::size_t next = path.find_first_of(L"\\/", at);
+      if (next == std::wstring::npos) break;
+      if (!request.includeSubfolders) {
+        reachable = false;
+        break;
+      }
+      const std::wstring sub = path.substr(0, next);
+      const std::wstring_view step = std::wstring_view(path).substr(at, next - at);
+      FileInfo info;
+      // "." and ".." are no folders a walk enters: a path through them may lead anywhere.
+      reachable = step != L"." && step != L".." && !step.empty() && fs.Inspect(sub, &info).ok() &&
+                  info.kind == FileKind::kFolder && !IsBlocked(sub, request, ownTarget);
+      at = next + 1;
+    }
+    if (!reachable) continue;
+    FileInfo info;
+    if (!fs.Inspect(path, &info).ok() || info.kind != FileKind::kFile) continue;
+    ++state->entryCounter;
+    const DirEntry entry = EntryOf(name, info);
+    if (!Accepts(request, folder, entry)) continue;
+    FileInfo folderInfo;
+    files->Add(folder, fs.Inspect(folder, &folderInfo).ok() ? folderInfo.id : FileId{}, entry);
   }
   return ScanResult::Completed;
 }

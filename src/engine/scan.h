@@ -118,6 +118,14 @@ enum class ScanResult { Completed, Aborted };
 // the process-wide abort flag is set or `poll` reports Esc (then the flag is set too).
 ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState* state);
 
+// The same tests for files named one by one (those a watch saw arrive, those dropped on the
+// window) instead of a walk: each must be a regular file that the walk of `request` would
+// have met (in its folder, in a subfolder only when subfolders are included, never in a
+// blocked folder, one its own target can name, or behind a link) and pass the predicates.
+// Files named twice count once.
+ScanResult ScanGivenFiles(const ScanRequest& request, const std::vector<std::wstring>& paths, RunFileList* files,
+                          ScanState* state);
+
 // The excluded folders as stored under "BlockFolder": every path closed by ";".
 std::vector<std::wstring> SplitBlockFolder(std::wstring_view value);
 

@@ -56,6 +56,8 @@ struct FileInfo {
   FileVersion version;
   std::uint32_t links = 1;  // names of the same data (hard links)
   std::uint32_t mode = 0;   // POSIX permission bits; 0 on Windows
+  FileTime creation = 0;    // where the system keeps it; else the change time
+  std::uint32_t attributes = 0;  // the Windows attribute bits (derived on Linux)
 };
 
 class FolderListing {

@@ -229,13 +229,21 @@ std::unique_ptr<FolderListing> NativeFs::OpenFolder(const std::wstring& folder, 
 }
 
 FsStatus NativeFs::Inspect(const std::wstring& path, FileInfo* info) {
+  const std::string native = NativePath(path);
   struct stat st;
-  if (::lstat(NativePath(path).c_str(), &st) != 0) return Errno();
+  if (::lstat(native.c_str(), &st) != 0) return Errno();
   info->kind = KindOf(st.st_mode);
   info->id = IdOf(st);
   info->version = VersionOf(st);
   info->links = static_cast<std::uint32_t>(st.st_nlink);
   info->mode = static_cast<std::uint32_t>(st.st_mode & 07777);
+  const std::size_t slash = native.find_last_of('/');
+  info->attributes = AttributesOf(st.st_mode, slash == std::string::npos ? native : native.substr(slash + 1));
+  info->creation = info->version.changed;
+  struct statx sx;
+  if (::statx(AT_FDCWD, native.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BTIME, &sx) == 0 && (sx.stx_mask & STATX_BTIME)) {
+    info->creation = ToFileTime(sx.stx_btime.tv_sec, sx.stx_btime.tv_nsec);
+  }
   return FsStatus::Ok();
 }
 

@@ -218,6 +218,8 @@ FsStatus DescribeHandle(HANDLE file, FsSide side, FileInfo* info) {
   info->version.changed = static_cast<FileTime>(basic.ChangeTime.QuadPart);
   info->links = about.nNumberOfLinks;
   info->version.links = about.nNumberOfLinks;
+  info->creation = ToFileTime(about.ftCreationTime);
+  info->attributes = about.dwFileAttributes;
   info->mode = 0;
   return FsStatus::Ok();
 }

@@ -178,6 +178,27 @@ TEST_F(ScanTest, OnlyTheFoldersTheTargetCanNameAreLeftOut) {
   EXPECT_EQ(RelativeSet().count(L"2024\\h.txt"), 1u);
 }
 
+TEST_F(ScanTest, FilesNamedOneByOneAreTakenOnlyWhereTheWalkWouldHaveMetThem) {
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"..\\draussen.txt", "x"));
+  ScanRequest r = Request(true);
+  r.blockedFolders = {dir_ / L"Alt"};
+  const std::vector<std::wstring> paths = {dir_ / L"a.txt",          dir_ / L"Sub\\Tief\\d.txt",
+                                           dir_ / L"Alt\\e.txt",     dir_ / L"a.txt",
+                                           dir_ / L"fehlt.txt",      dir_ / L"Sub",
+                                           dir_.path() + L"\\..\\draussen.txt"};
+  files_.clear();
+  ASSERT_EQ(ScanGivenFiles(r, paths, &files_, &state_), ScanResult::Completed);
+  EXPECT_EQ(RelativeSet(), (std::set<std::wstring>{L"a.txt", L"Sub\\Tief\\d.txt"}));
+  // Without subfolders only the folder itself; the predicates decide as in a walk.
+  r.includeSubfolders = false;
+  r.acceptName = [](std::wstring_view name, std::wstring_view) { return name != L"b.jpg"; };
+  files_.clear();
+  ScanGivenFiles(r, {dir_ / L"a.txt", dir_ / L"b.jpg", dir_ / L"Sub\\c.txt"}, &files_, &state_);
+  EXPECT_EQ(RelativeSet(), (std::set<std::wstring>{L"a.txt"}));
+  ASSERT_EQ(files_.size(), 1u);
+  EXPECT_TRUE(files_[0].id.known());
+}
+
 TEST(TargetFolderPattern, CoversTheFoldersItsValuesCanNameAndWhatLiesBelowThem) {
   const TargetFolderPattern years(L"D:\\Fotos\\%DateGAYYYY%\\Monat_%DateEAYYYYMM%");
   EXPECT_TRUE(years.Covers(L"D:\\Fotos\\2024"));
