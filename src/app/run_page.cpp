@@ -57,6 +57,7 @@ class WindowRunHost : public RunHost {
   MetadataSource* Metadata() override { return &metadata_; }
   ZipSettings Zip() const override { return {window_.settings_.AXZipHolePath, window_.settings_.AXCreateEXE}; }
   bool ExtractDocumentText() const override { return !window_.settings_.DokumenttextAus; }
+  int JournalDays() override { return window_.settings_.JournalTage; }
 
  private:
   // The window's questions, and the same input handling for the shredder's block loop as

@@ -63,6 +63,7 @@ CliRunHost::CliRunHost(SettingsFolders folders, bool assumeYes)
   const AppSettings settings = ReadAppSettings(folders_.SettingsFilePath);
   zip_ = {settings.AXZipHolePath, settings.AXCreateEXE};
   extractDocumentText_ = !settings.DokumenttextAus;
+  journalDays_ = settings.JournalTage;
 }
 
 void CliRunHost::Notify(const std::wstring& title, const std::wstring& text) {

@@ -40,6 +40,7 @@ class CliRunHost : public RunHost {
   ZipSettings Zip() const override { return zip_; }
   unsigned ContentThreads() override { return contentThreads_; }
   std::wstring JournalFolder() override;
+  int JournalDays() override { return journalDays_; }
   // Threads that test file contents at once; 1 tests them on the run's own thread.
   void SetContentThreads(unsigned threads) { contentThreads_ = threads <= 1 ? 0 : threads; }
   bool ExtractDocumentText() const override { return extractDocumentText_; }
@@ -53,6 +54,7 @@ class CliRunHost : public RunHost {
   ZipSettings zip_;
   unsigned contentThreads_ = ContentPool::DefaultThreads();
   bool extractDocumentText_ = true;
+  int journalDays_ = kDefaultJournalDays;
   bool timerRunning_ = false;
   bool progressShown_ = false;
   bool progressToTerminal_ = false;

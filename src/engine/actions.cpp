@@ -53,7 +53,9 @@ ActionResult TransferFile(const FileRef& file, const std::wstring& targetFolder,
   const bool move = Is(plan.aktion, kAktionVerschieben);
   ActionResult result;
   auto folderFailed = [&] {
-    result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
+    result.resultWord = JournalRefused(state) ? JournalRefusedWord()
+                                              : std::wstring(ResultWord::kUebersprungen) +
+                                                    std::wstring(ResultWord::kZielpfadNichtErstellt);
     return result;
   };
   auto skipped = [&](std::wstring_view why) {
@@ -134,6 +136,11 @@ ActionResult TransferFile(const FileRef& file, const std::wstring& targetFolder,
   // was quicker) is never overwritten: the next number is taken, or the file is skipped.
   if (numberTaken) request.nextName = [&] { return NumberedFreeName(named, &number); };
   const JournalMark journaled = JournalBefore(state, move ? JournalAction::kMove : JournalAction::kCopy, path, target, request.replace);
+  if (journaled.refused) {
+    result.targetFile.clear();
+    result.resultWord = JournalRefusedWord();
+    return result;
+  }
   TransferOutcome outcome = TransferFile(request);
   if (outcome.result == TransferResult::Failed && outcome.status.error == FsError::kNotFound &&
       outcome.status.side != FsSide::kSource && !FolderExists(targetFolder)) {
@@ -179,6 +186,20 @@ void RememberChangedFolder(RunState& state, std::wstring_view folder) {
 
 FsStatus EnsureTargetFolder(const std::wstring& folder, RunState& state) {
   if (state.knownFolders.contains(folder)) return FsStatus::Ok();
+  if (state.journal && state.journal->active()) {
+    // The levels that are missing, outermost first, written down before they are made, so
+    // that the undo can take away again what is left of them empty.
+    std::vector<std::wstring> missing;
+    for (std::wstring level(WithoutTrailingSeparator(folder)); !level.empty() && !FolderExists(level);) {
+      missing.push_back(level);
+      std::wstring parent(WithoutTrailingSeparator(FolderPart(level)));
+      if (parent.size() >= level.size()) break;
+      level = std::move(parent);
+    }
+    for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
+      if (!state.journal->FolderMade(*it)) return FsStatus::Fail(FsError::kOther, FsSide::kTarget);
+    }
+  }
   FsStatus status = ActiveFileSystem().CreateFolders(folder);
   if (status.ok()) state.knownFolders.insert(folder);
   return status;
@@ -240,6 +261,7 @@ ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
       result.resultWord = ResultWord::kLoeschenPSimuliert;
     } else {
       const JournalMark journaled = JournalBefore(state, JournalAction::kRecycle, path);
+      if (journaled.refused) return {JournalRefusedWord(), {}};
       const FsStatus status = ActiveFileSystem().Recycle(file);
       JournalAfter(state, journaled, status.ok());
       result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtP) : ErrorWord(FsStatusText(status));
@@ -249,6 +271,7 @@ ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
       result.resultWord = ResultWord::kLoeschenXSimuliert;
     } else {
       const JournalMark journaled = JournalBefore(state, JournalAction::kDelete, path);
+      if (journaled.refused) return {JournalRefusedWord(), {}};
       const FsStatus status = DeleteForGood(file, true);
       JournalAfter(state, journaled, status.ok());
       result.resultWord = status.ok() ? std::wstring(ResultWord::kGeloeschtX) : ErrorWord(FsStatusText(status));
@@ -259,6 +282,7 @@ ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
     } else {
       const auto progress = [&host](const ShredProgress& p) { host.ShredProgress(p); };
       const JournalMark journaled = JournalBefore(state, JournalAction::kShred, path);
+      if (journaled.refused) return {JournalRefusedWord(), {}};
       const ShredResult shred = ShredFile(file, host.ui(), progress, ShredTextsInLanguage());
       JournalAfter(state, journaled, shred.Succeeded());
       if (shred.outcome == ShredOutcome::NameRemoved) {

@@ -2,12 +2,17 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <chrono>
+#include <random>
+#include <thread>
 #include <cstdio>
 #include <unordered_map>
 
+#include "base/sha256.h"
 #include "base/text.h"
 #include "engine/actions.h"
+#include "fileops/file_system.h"
 #include "fileops/path_text.h"
 #include "fileops/system_error.h"
 #include "log/log_row.h"
@@ -25,6 +30,11 @@ constexpr std::wstring_view kEnde = L"Ende";
 constexpr std::wstring_view kZurueck = L"Zur\u00fcck";
 constexpr std::wstring_view kRueckgaengig = L"R\u00fcckg\u00e4ngig";
 constexpr std::wstring_view kErsetzt = L"ersetzt";
+constexpr std::wstring_view kWurzel = L"Wurzel";
+constexpr std::wstring_view kOrdner = L"Ordner";
+constexpr std::wstring_view kKeyFile = L".schluessel";
+constexpr std::size_t kKeyBytes = 32;
+constexpr std::size_t kSealBytes = 16;  // the seal: the first 16 bytes of the HMAC, in hex
 
 constexpr std::int64_t kTicksPerSecond = 10000000;
 constexpr std::int64_t kTicksPerMillisecond = 10000;
@@ -51,8 +61,9 @@ void AppendField(std::string& line, std::wstring_view field) {
   line.append(bytes, from, std::string::npos);
 }
 
-// The fields joined by tabs, the check, the end of the line.
-std::string EncodeLine(std::initializer_list<std::wstring_view> fields) {
+// The fields joined by tabs, the seal, the check, the end of the line. The seal covers the
+// run's start too, so a line never passes in another journal.
+std::string EncodeLine(std::initializer_list<std::wstring_view> fields, std::string_view key, std::wstring_view started) {
   std::string line;
   bool first = true;
   for (std::wstring_view field : fields) {
@@ -60,6 +71,8 @@ std::string EncodeLine(std::initializer_list<std::wstring_view> fields) {
     first = false;
     AppendField(line, field);
   }
+  line += '\t';
+  line += HexOf(HmacSha256(key, ToUtf8(started) + "\n" + line), kSealBytes);
   char check[16];
   std::snprintf(check, sizeof check, "\t%08x\n", static_cast<unsigned>(Crc(line)));
   return line + check;
@@ -86,19 +99,29 @@ std::wstring DecodeField(std::string_view text) {
   return FromUtf8Exact(bytes);
 }
 
-// The fields of a line whose check holds; false for a damaged one.
-bool DecodeLine(std::string_view line, std::vector<std::wstring>* fields) {
+enum class LineCheck { kGood, kDamaged, kUnsealed };
+
+// The fields of a line whose check and seal hold. A line whose check fails is damaged (a cut, a
+// crash); one whose seal does not hold was not written by this installation for this run.
+LineCheck DecodeLine(std::string_view line, std::string_view key, std::string_view started,
+                     std::vector<std::wstring>* fields) {
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   const std::size_t tab = line.rfind('\t');
-  if (tab == std::string_view::npos || line.size() - tab != 9) return false;
+  if (tab == std::string_view::npos || line.size() - tab != 9) return LineCheck::kDamaged;
   unsigned check = 0;
   for (char c : line.substr(tab + 1)) {
     const int v = HexValue(c);
-    if (v < 0) return false;
+    if (v < 0) return LineCheck::kDamaged;
     check = check * 16 + static_cast<unsigned>(v);
   }
-  const std::string_view content = line.substr(0, tab);
-  if (Crc(content) != check) return false;
+  const std::string_view sealed = line.substr(0, tab + 1);
+  if (Crc(line.substr(0, tab)) != check) return LineCheck::kDamaged;
+  const std::size_t sealTab = sealed.size() >= kSealBytes * 2 + 2 ? sealed.size() - kSealBytes * 2 - 2 : std::string_view::npos;
+  if (sealTab == std::string_view::npos || sealed[sealTab] != '\t') return LineCheck::kUnsealed;
+  const std::string_view content = sealed.substr(0, sealTab);
+  const std::string expected =
+      HexOf(HmacSha256(key, std::string(started) + "\n" + std::string(content) + "\t"), kSealBytes);
+  if (key.empty() || sealed.substr(sealTab + 1, kSealBytes * 2) != expected) return LineCheck::kUnsealed;
   fields->clear();
   std::size_t start = 0;
   for (;;) {
@@ -107,7 +130,23 @@ bool DecodeLine(std::string_view line, std::vector<std::wstring>* fields) {
     if (end == std::string_view::npos) break;
     start = end + 1;
   }
-  return true;
+  return LineCheck::kGood;
+}
+
+// The start a journal's "Beginn" line names, read without checking the seal (the seal of
+// every line is checked against it afterwards).
+std::string StartOf(std::string_view bytes) {
+  for (std::size_t at = 0; at < bytes.size();) {
+    const std::size_t end = bytes.find('\n', at);
+    const std::string_view line = bytes.substr(at, end == std::string_view::npos ? end : end - at);
+    if (line.starts_with("Beginn\t")) {
+      const std::size_t tab = line.find('\t', 7);
+      return std::string(line.substr(7, tab == std::string_view::npos ? tab : tab - 7));
+    }
+    if (end == std::string_view::npos) break;
+    at = end + 1;
+  }
+  return {};
 }
 
 std::wstring TimeText(FileTime time) {
@@ -162,20 +201,57 @@ std::wstring JournalFolderIn(const SettingsFolders& folders) {
 
 std::wstring DefaultJournalFolder() { return JournalFolderIn(CurrentSettingsFolders()); }
 
+std::string JournalKey(const std::wstring& journalFolder) {
+  if (journalFolder.empty()) return {};
+  const std::wstring path = JoinPath(journalFolder, kKeyFile);
+  std::string key;
+  for (int attempt = 0; attempt < 50; ++attempt) {
+    if (ReadFileBytes(path, &key) && key.size() == kKeyBytes) return key;
+    if (!key.empty() && key.size() != kKeyBytes && attempt > 10) return {};  // damaged: never guessed
+    if (!FileExists(path)) {
+      CreateFolders(journalFolder);
+      std::random_device random;
+      std::string fresh;
+      while (fresh.size() < kKeyBytes) {
+        const unsigned value = random();
+        for (int i = 0; i < 4 && fresh.size() < kKeyBytes; ++i) fresh.push_back(static_cast<char>(value >> (8 * i)));
+      }
+      AppendFile file;
+      // Only one process makes it; another one that raced it reads the first one's key.
+      if (file.Create(path) && file.Append(fresh) && file.Flush()) return fresh;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return {};
+}
+
 //--- RunJournal
 
 RunJournal::RunJournal(std::wstring folder, std::wstring_view kind) : folder_(std::move(folder)), kind_(kind) {}
 
 RunJournal::~RunJournal() { Finish(); }
 
-void RunJournal::BeginProfile(std::wstring_view name) { pendingProfile_ = name; }
+void RunJournal::BeginProfile(std::wstring_view name, const std::vector<std::wstring>& roots) {
+  pendingProfile_ = name;
+  AddRoots(roots);
+}
+
+void RunJournal::AddRoots(const std::vector<std::wstring>& roots) {
+  for (const std::wstring& root : roots) {
+    if (!root.empty() && knownRoots_.insert(root).second) pendingRoots_.push_back(root);
+  }
+}
 
 bool RunJournal::EnsureOpen() {
   if (!path_.empty() || broken_ || folder_.empty()) return !path_.empty() && !broken_;
   broken_ = true;  // until the file is there
   if (!CreateFolders(folder_)) {
-    problem_ = L"Konnte den Journalordner nicht anlegen: " + folder_ +
-               L"; dieser Lauf l\u00e4sst sich nicht r\u00fcckg\u00e4ngig machen.";
+    problem_ = L"Konnte den Journalordner nicht anlegen: " + folder_;
+    return false;
+  }
+  key_ = JournalKey(folder_);
+  if (key_.empty()) {
+    problem_ = L"Konnte den Schl\u00fcssel der Journale nicht lesen oder anlegen: " + JoinPath(folder_, kKeyFile);
     return false;
   }
   const FileTime now = CurrentFileTime();
@@ -185,45 +261,60 @@ bool RunJournal::EnsureOpen() {
     if (file_.Create(candidate)) {
       path_ = candidate;
     } else if (file_.LastError() != AlreadyExistsError()) {
-      problem_ = L"Konnte das Journal nicht anlegen (" + SystemErrorText(file_.LastError()) +
-                 L"): " + candidate + L"; dieser Lauf l\u00e4sst sich nicht r\u00fcckg\u00e4ngig machen.";
+      problem_ = L"Konnte das Journal nicht anlegen (" + SystemErrorText(file_.LastError()) + L"): " + candidate;
       return false;
     }
   }
   if (path_.empty()) return false;
   broken_ = false;
+  started_ = TimeText(now);
   Write({kHeader, NumberText(kJournalVersion)});
-  Write({kBeginn, TimeText(now), FormatLogTime(now), kind_});
+  Write({kBeginn, started_, FormatLogTime(now), kind_});
   return !broken_;
 }
 
 void RunJournal::Write(std::initializer_list<std::wstring_view> fields) {
   if (broken_) return;
-  const std::string line = EncodeLine(fields);
-  if (!file_.WriteAt(offset_, line.data(), line.size())) {
+  if (!file_.Append(EncodeLine(fields, key_, started_))) {
     problem_ = L"Das Journal konnte nicht weitergeschrieben werden (" + SystemErrorText(file_.LastError()) +
-               L"): " + path_ + L"; dieser Lauf l\u00e4sst sich nur zum Teil r\u00fcckg\u00e4ngig machen.";
+               L"): " + path_;
     broken_ = true;
-    return;
   }
-  offset_ += line.size();
 }
 
-JournalMark RunJournal::Before(JournalAction action, const std::wstring& from, const std::wstring& to, bool replaces,
-                               std::wstring_view entryName) {
-  if (!EnsureOpen()) return {};
+void RunJournal::WritePending() {
   if (!pendingProfile_.empty()) {
     Write({kProfil, pendingProfile_});
     pendingProfile_.clear();
   }
+  for (const std::wstring& root : pendingRoots_) {
+    Write({kWurzel, root});
+  }
+  pendingRoots_.clear();
+}
+
+bool RunJournal::FolderMade(const std::wstring& folder) {
+  if (folder_.empty()) return true;
+  if (!EnsureOpen()) return false;
+  WritePending();
+  Write({kOrdner, folder});
+  return !broken_;
+}
+
+JournalMark RunJournal::Before(JournalAction action, const std::wstring& from, const std::wstring& to, bool replaces,
+                               std::wstring_view entryName) {
+  if (folder_.empty()) return {};
+  if (!EnsureOpen()) return {0, true};
+  WritePending();
   const std::uint64_t number = nextEntry_++;
   FileStamp source;
   const bool known = ReadFileStamp(from, &source);
   Write({kVorhaben, NumberText(number), JournalActionText(action), from, to,
          known ? NumberText(source.size) : L"", known ? TimeText(source.lastWrite) : L"",
          TimeText(CurrentFileTime()), replaces ? kErsetzt : L"", entryName});
-  if (broken_) return {};
-  return {number};
+  // Not written down, not done: the caller leaves the file as it is.
+  if (broken_) return {0, true};
+  return {number, false};
 }
 
 void RunJournal::After(JournalMark mark, bool done, const std::wstring& finalPath, std::wstring_view entryName) {
@@ -232,10 +323,13 @@ void RunJournal::After(JournalMark mark, bool done, const std::wstring& finalPat
     Write({kFehlgeschlagen, NumberText(mark.entry)});
     return;
   }
-  FileStamp written;
-  const bool known = !finalPath.empty() && ReadFileStamp(finalPath, &written);
-  Write({kErledigt, NumberText(mark.entry), finalPath, known ? NumberText(written.size) : L"",
-         known ? TimeText(written.lastWrite) : L"", TimeText(CurrentFileTime()), entryName});
+  FileInfo written;
+  const bool known = !finalPath.empty() && ActiveFileSystem().Inspect(finalPath, &written).ok() &&
+                     written.kind == FileKind::kFile;
+  Write({kErledigt, NumberText(mark.entry), finalPath, known ? NumberText(written.version.size) : L"",
+         known ? TimeText(written.version.lastWrite) : L"", TimeText(CurrentFileTime()), entryName,
+         known ? TimeText(written.version.changed) : L"",
+         known ? NumberText(written.id.volume) + L":" + NumberText(written.id.file) : L""});
 }
 
 void RunJournal::Finish() {
@@ -266,16 +360,66 @@ void JournalAfter(RunState& state, JournalMark mark, bool done) {
   if (state.journal) state.journal->After(mark, done, L"", L"");
 }
 
+std::wstring JournalRefusedWord() {
+  return ErrorWord(L"Journal: Die \u00c4nderung lie\u00df sich nicht festhalten; die Datei bleibt unver\u00e4ndert");
+}
+
+bool JournalRefused(const RunState& state) { return state.journal && !state.journal->problem().empty(); }
+
 //--- Reading
 
-bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstring* error) {
+namespace {
+
+// The steps of `path` behind `prefix`: none may be "." or "..", or the text below a root could
+// name a place above it.
+bool PlainStepsBelow(std::wstring_view path, std::size_t from) {
+  for (std::size_t at = from; at <= path.size();) {
+    std::size_t next = at;
+    while (next < path.size() && !IsPathSeparator(path[next])) ++next;
+    const std::wstring_view step = path.substr(at, next - at);
+    if (step == L"." || step == L"..") return false;
+    at = next + 1;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool PathWithinRoots(std::wstring_view path, const std::vector<std::wstring>& roots, bool rootItself) {
+  for (const std::wstring& root : roots) {
+    const std::wstring prefix = WithTrailingBackslash(root);
+    if (rootItself && SameFolderText(path, prefix)) return true;
+    if (path.size() > prefix.size() && FolderTextStartsWith(path, prefix) && PlainStepsBelow(path, prefix.size())) {
+      return true;
+    }
+  }
+  return false;
+}
+
+namespace {
+
+// A folder the run may have made: in one of its folders, or on the way to one (a target
+// "D:\Neu\Ablage" whose "D:\Neu" was not there either).
+bool FolderOfRun(std::wstring_view folder, const std::vector<std::wstring>& roots) {
+  if (PathWithinRoots(folder, roots, true)) return true;
+  const std::wstring prefix = WithTrailingBackslash(folder);
+  return PlainStepsBelow(folder, 0) && std::any_of(roots.begin(), roots.end(), [&](const std::wstring& root) {
+           return root.size() > prefix.size() && FolderTextStartsWith(root, prefix);
+         });
+}
+
+}  // namespace
+
+bool ReadJournal(const std::wstring& path, std::string_view key, JournalContents* contents, std::wstring* error) {
   std::string bytes;
   if (!ReadFileBytes(path, &bytes)) {
     *error = L"Konnte das Journal nicht lesen: " + path;
     return false;
   }
   *contents = {};
+  const std::string started = StartOf(bytes);
   std::unordered_map<std::uint64_t, std::size_t> byNumber;
+  std::vector<std::wstring> roots;
   std::wstring profile;
   bool header = false;
   bool anyLine = false;
@@ -290,9 +434,16 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
     }
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end + 1);
+    if (!header && !anyLine && line.starts_with("Ablagix-Journal\t1\t")) {
+      *error = L"Das Journal stammt von einer \u00e4lteren Ablagix-Version ohne Siegel und wird nicht "
+               L"r\u00fcckg\u00e4ngig gemacht: " + path;
+      return false;
+    }
     anyLine = true;
-    if (!DecodeLine(line, &f)) {
-      if (!line.empty()) ++contents->damagedLines;
+    const LineCheck check = DecodeLine(line, key, started, &f);
+    if (check != LineCheck::kGood) {
+      if (check == LineCheck::kUnsealed) ++contents->unsealedLines;
+      if (check == LineCheck::kDamaged && !line.empty()) ++contents->damagedLines;
       continue;
     }
     const std::wstring& kind = f[0];
@@ -315,6 +466,10 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
     } else if (kind == kProfil && f.size() >= 2) {
       profile = f[1];
       contents->profiles.push_back(profile);
+    } else if (kind == kWurzel && f.size() >= 2 && !f[1].empty()) {
+      roots.push_back(f[1]);
+    } else if (kind == kOrdner && f.size() >= 2 && FolderOfRun(f[1], roots)) {
+      contents->folders.push_back(f[1]);
     } else if (kind == kVorhaben && numbered && f.size() >= 10 && !byNumber.contains(number)) {
       const std::optional<JournalAction> action = ParseAction(f[2]);
       if (!action) continue;
@@ -328,6 +483,8 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
       ParseTime(f[7], &e.startedAt);
       e.replaces = f[8] == kErsetzt;
       e.entryName = f[9];
+      // Only what lies in the folders its run worked in: nothing else is this run's to touch.
+      e.outsideRoots = !PathWithinRoots(e.from, roots) || (!e.to.empty() && !PathWithinRoots(e.to, roots));
       byNumber[number] = contents->entries.size();
       contents->entries.push_back(std::move(e));
     } else if ((kind == kErledigt && f.size() >= 7) || kind == kFehlgeschlagen) {
@@ -343,6 +500,16 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
       e.written = ParseStamp(f[3], f[4]);
       ParseTime(f[5], &e.doneAt);
       e.finalEntryName = f[6];
+      if (f.size() >= 9) {
+        ParseTime(f[7], &e.writtenChanged);
+        const std::size_t colon = f[8].find(L':');
+        std::uint64_t volume = 0, file = 0;
+        if (colon != std::wstring::npos && ParseWholeNumber(std::wstring_view(f[8]).substr(0, colon), &volume) &&
+            ParseWholeNumber(std::wstring_view(f[8]).substr(colon + 1), &file)) {
+          e.writtenId = FileId{volume, file};
+        }
+      }
+      if (!e.finalPath.empty() && !PathWithinRoots(e.finalPath, roots)) e.outsideRoots = true;
     } else if (kind == kZurueck && numbered && f.size() >= 4) {
       if (auto it = byNumber.find(number); it != byNumber.end()) {
         contents->entries[it->second].undoWord = f[2];
@@ -358,39 +525,55 @@ bool ReadJournal(const std::wstring& path, JournalContents* contents, std::wstri
   // A run killed while it made its journal leaves it empty or with its first line cut: it
   // recorded nothing, so there is nothing to undo.
   if (!header && anyLine) {
-    *error = L"Keine Journaldatei von Ablagix: " + path;
+    *error = contents->unsealedLines > 0
+                 ? L"Das Journal tr\u00e4gt nicht das Siegel dieser Installation und wird nicht "
+                   L"r\u00fcckg\u00e4ngig gemacht: " + path
+                 : L"Keine Journaldatei von Ablagix: " + path;
     return false;
   }
   return true;
 }
 
+bool ReadJournalStart(const std::wstring& path, std::string_view key, FileTime* started) {
+  ReadOnlyFile file;
+  std::string head;
+  if (!file.Open(path) || !file.ReadAt(0, 4096, &head)) return false;
+  const std::string start = StartOf(head);
+  std::vector<std::wstring> f;
+  std::string_view rest = head;
+  for (int line = 0; line < 2; ++line) {
+    const std::size_t end = rest.find('\n');
+    if (end == std::string_view::npos || DecodeLine(rest.substr(0, end), key, start, &f) != LineCheck::kGood) return false;
+    rest.remove_prefix(end + 1);
+  }
+  return f.size() >= 2 && f[0] == kBeginn && ParseTime(f[1], started);
+}
+
 //--- JournalAppender
 
-bool JournalAppender::Open(const std::wstring& path) {
+AppendFile::Opened JournalAppender::Open(const std::wstring& path, std::string key, FileTime started) {
+  key_ = std::move(key);
+  started_ = TimeText(started);
   bool endsWithLine = true;
   {
     ReadOnlyFile reader;
-    if (!reader.Open(path)) return false;
+    if (!reader.Open(path)) return AppendFile::Opened::kFailed;
     std::string last;
     if (reader.size() > 0 && (!reader.ReadAt(reader.size() - 1, 1, &last) || last != "\n")) endsWithLine = false;
   }
-  if (!file_.Open(path) || !file_.Size(&offset_)) return false;
-  if (!endsWithLine) {
-    if (!file_.WriteAt(offset_, "\n", 1)) return false;
-    ++offset_;
-  }
-  return true;
+  const AppendFile::Opened opened = file_.OpenExisting(path);
+  if (opened != AppendFile::Opened::kOk) return opened;
+  if (!endsWithLine && !file_.Append("\n")) return AppendFile::Opened::kFailed;
+  return opened;
 }
 
 JournalAppender::~JournalAppender() {
-  if (offset_ > 0) (void)file_.Flush();
+  if (written_) (void)file_.Flush();
 }
 
 bool JournalAppender::Write(std::initializer_list<std::wstring_view> fields) {
-  const std::string line = EncodeLine(fields);
-  if (!file_.WriteAt(offset_, line.data(), line.size())) return false;
-  offset_ += line.size();
-  return true;
+  written_ = true;
+  return file_.Append(EncodeLine(fields, key_, started_));
 }
 
 bool JournalAppender::UndoneEntry(std::uint64_t number, std::wstring_view word, std::wstring_view pathNow) {
@@ -398,5 +581,30 @@ bool JournalAppender::UndoneEntry(std::uint64_t number, std::wstring_view word, 
 }
 
 bool JournalAppender::UndoneRun(FileTime when) { return Write({kRueckgaengig, TimeText(when)}) && file_.Flush(); }
+
+std::size_t RemoveOldJournals(const std::wstring& journalFolder, int days, FileTime now) {
+  if (journalFolder.empty() || days <= 0) return 0;
+  const FileTime limit = now - static_cast<FileTime>(days) * 24 * 3600 * kTicksPerSecond;
+  std::vector<std::wstring> old;
+  FolderReader reader;
+  if (!reader.Open(journalFolder)) return 0;
+  DirEntry entry;
+  while (reader.Next(&entry)) {
+    if (entry.IsDirectory() || !StartsWithNoCase(entry.name, L"Lauf-") || !EqualsNoCase(ExtensionOf(entry.name), L"txt")) {
+      continue;
+    }
+    // The last change counts: a run undone lately is kept as long as a run made lately.
+    if (entry.lastWrite < limit) old.push_back(JoinPath(journalFolder, entry.name));
+  }
+  std::size_t removed = 0;
+  for (const std::wstring& path : old) {
+    // A run that still holds its journal keeps it.
+    AppendFile probe;
+    if (probe.OpenExisting(path) != AppendFile::Opened::kOk) continue;
+    probe.Close();
+    if (ActiveFileSystem().RemoveFile(path).ok()) ++removed;
+  }
+  return removed;
+}
 
 }  // namespace ablagix

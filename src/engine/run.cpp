@@ -98,11 +98,23 @@ bool StopRequested(RunHost& host) {
   return false;
 }
 
+// The folders a profile works in: its source and the fixed part of its target. Its undo
+// touches nothing outside them.
+std::vector<std::wstring> FoldersOfRun(const Profile& profile) {
+  std::vector<std::wstring> folders{std::wstring(Trim(profile.Quelle))};
+  if (ActionNeedsTarget(profile.Aktion)) {
+    // "D:\Fotos\Jahr%YYYY%" works in "D:\Fotos\".
+    const std::wstring prefix = OwnTargetPrefix(Trim(profile.Ziel));
+    folders.push_back(prefix.empty() || EndsWithSeparator(prefix) ? prefix : FolderPart(prefix));
+  }
+  return folders;
+}
+
 // Runs one profile; false when the run was stopped.
 bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList& log,
                    RunState& state, RunSummary& summary, const std::vector<std::wstring>* onlyFiles) {
   AppendStartBanner(log, profile.Beschreibung);
-  if (state.journal) state.journal->BeginProfile(profile.Beschreibung);
+  if (state.journal) state.journal->BeginProfile(profile.Beschreibung, FoldersOfRun(profile));
   std::wstring problem = ReasonNotRunnable(profile, host);
   ConditionContext context;
   context.now = host.Now();
@@ -304,7 +316,10 @@ RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHo
   ClearAbort();
   RunSummary summary;
   RunState state;
-  if (mode == RunMode::Execute) CleanUpAfterKilledRuns(host.JournalFolder());
+  if (mode == RunMode::Execute) {
+    CleanUpAfterKilledRuns(host.JournalFolder());
+    RemoveOldJournals(host.JournalFolder(), host.JournalDays(), CurrentFileTime());
+  }
   RunJournal journal(mode == RunMode::Execute ? host.JournalFolder() : L"", kJournalKindRun);
   state.journal = &journal;
   host.SetLogEmptyText(kLogEmptyBusy);
@@ -325,6 +340,7 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
   RunSummary summary;
   RunState state;
   CleanUpAfterKilledRuns(host.JournalFolder());
+  RemoveOldJournals(host.JournalFolder(), host.JournalDays(), CurrentFileTime());
   RunJournal journal(host.JournalFolder(), kJournalKindCheckedRows);
   state.journal = &journal;
   // Rows of "Zippen" 2 go into one archive per target folder and archive name, as in the run
@@ -340,6 +356,7 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
     const LogRowAction a = log.ActionOf(row);
     const std::wstring path = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
     const ActionPlan plan{a.aktion, a.kollision, a.zipp, a.zipName};
+    journal.AddRoots({FolderPart(path), a.zielpfad});
     std::wstring word;
     if (ActionNeedsTarget(a.aktion) && ZipModeOf(a.zipp) == ZipMode::OneArchive) {
       const FileFacts facts{path, log.FileSize(row), log.LastWrite(row), log.Creation(row)};

@@ -14,6 +14,7 @@
 #include "log/log_list.h"
 #include "metadata/path_variables.h"
 #include "profiles/profile.h"
+#include "profiles/settings.h"
 
 namespace ablagix {
 
@@ -52,6 +53,8 @@ class RunHost : public ActionHost {
   // Where executed runs keep their journals for undoing them (engine/journal.h); "" keeps
   // none. By default the "Journal" folder beside the settings the program started with.
   virtual std::wstring JournalFolder();
+  // How many days the journals of runs are kept (the setting JournalTage).
+  virtual int JournalDays() { return kDefaultJournalDays; }
   // False when the setting DokumenttextAus is on: the text condition then reads office, PDF,
   // web and mail documents as plain files instead of extracting their text.
   virtual bool ExtractDocumentText() const { return true; }

@@ -62,6 +62,21 @@ bool SameContent(const std::wstring& a, const std::wstring& b) {
   return true;
 }
 
+// The file at `path` is still the one the run left there: the same file (identity), with the
+// size, last-write and change time noted after the change. Anything else under that name (a
+// newer run's file, the user's) is not this run's to move or remove.
+bool AsWritten(const std::wstring& path, const JournalEntry& e) {
+  FileInfo now;
+  if (!e.written || path.empty() || !ActiveFileSystem().Inspect(path, &now).ok() || now.kind != FileKind::kFile) {
+    return false;
+  }
+  return now.version.size == e.written->size && now.version.lastWrite == e.written->lastWrite &&
+         (e.writtenChanged == 0 || now.version.changed == e.writtenChanged) &&
+         (!e.writtenId.known() || now.id == e.writtenId);
+}
+
+constexpr std::wstring_view kChangedSinceRun = L"Die Datei wurde seit dem Lauf ge\u00e4ndert und bleibt";
+
 // The original at its place and a copy of it at `copy`, as stamped and byte for byte.
 bool LeftBeside(const JournalEntry& e, const std::wstring& copy) {
   return e.source && !e.replaces && Matches(e.from, e.source) && Matches(copy, e.source) && SameContent(e.from, copy);
@@ -104,13 +119,13 @@ Result PlaceAtFreeName(const std::wstring& original, Place place, std::wstring_v
   }
 }
 
-Result MoveBack(const std::wstring& current, const std::wstring& original, RunHost& host) {
-  if (std::wstring problem = EnsureFolderOf(original); !problem.empty()) return Fail(problem, current);
+Result MoveBack(const FileRef& current, const std::wstring& original, RunHost& host) {
+  if (std::wstring problem = EnsureFolderOf(original); !problem.empty()) return Fail(problem, current.path);
   int number = 0;
   TransferRequest request;
   request.from = current;
   request.to = PathExists(original) ? NumberedFreeName(original, &number) : original;
-  if (request.to.empty()) return Fail(kAllNamesTaken, current);
+  if (request.to.empty()) return Fail(kAllNamesTaken, current.path);
   request.move = true;
   request.progress = [&](std::uint64_t done, std::uint64_t total) {
     return !AbortRequested() && host.CopyProgress(done, total);
@@ -119,11 +134,11 @@ Result MoveBack(const std::wstring& current, const std::wstring& original, RunHo
   const TransferOutcome outcome = TransferFile(request);
   switch (outcome.result) {
     case TransferResult::Done: return Done(UndoWord::kZurueckgeholt, outcome.finalPath);
-    case TransferResult::Taken: return Fail(kAllNamesTaken, current);
-    case TransferResult::Cancelled: return Fail(L"Abgebrochen", current);
+    case TransferResult::Taken: return Fail(kAllNamesTaken, current.path);
+    case TransferResult::Cancelled: return Fail(L"Abgebrochen", current.path);
     case TransferResult::Failed: break;
   }
-  return Fail(FsStatusText(outcome.status), current);
+  return Fail(FsStatusText(outcome.status), current.path);
 }
 
 // True when both names stand for one file (a link, "." in a path, another spelling).
@@ -134,9 +149,9 @@ bool SameFile(const std::wstring& a, const std::wstring& b) {
 }
 
 // Removes a file the run made; `pathNow` is where the file the row is about stays.
-Result RemoveOwnFile(const std::wstring& path, std::wstring_view word, const std::wstring& pathNow) {
-  const FsStatus removed = DeleteForGood(path, true);
-  if (!removed.ok()) return Fail(FsStatusText(removed), path);
+Result RemoveOwnFile(const FileRef& file, std::wstring_view word, const std::wstring& pathNow) {
+  const FsStatus removed = DeleteForGood(file, true);
+  if (!removed.ok()) return Fail(FsStatusText(removed), file.path);
   return Done(word, pathNow);
 }
 
@@ -227,7 +242,10 @@ Result ReverseEntry(const JournalEntry& e, RunHost& host) {
       if (done) {
         // An undo cut short across drives: its copy was named, the moved file not yet deleted.
         if (LeftBeside(e, e.finalPath)) return RemoveOwnFile(e.finalPath, UndoWord::kZurueckgeholt, e.from);
-        if (FileExists(e.finalPath)) return MoveBack(e.finalPath, e.from, host);
+        if (FileExists(e.finalPath)) {
+          if (!AsWritten(e.finalPath, e)) return Kept(kChangedSinceRun, e.finalPath);
+          return MoveBack(FileRef(e.finalPath, e.writtenId), e.from, host);
+        }
         if (atSource) return Done(UndoWord::kZurueckgeholt, e.from);  // an undo cut short did it
         return Fail(L"Die Datei ist nicht mehr am Ziel: " + e.finalPath);
       }
@@ -243,14 +261,14 @@ Result ReverseEntry(const JournalEntry& e, RunHost& host) {
         return Done(UndoWord::kUnveraendert, e.from);
       }
       if (!FileExists(e.finalPath)) return Done(std::wstring(UndoWord::kEntfernt) + L" (die Kopie war schon weg)", e.from);
-      if (!Matches(e.finalPath, e.written)) {
+      if (!AsWritten(e.finalPath, e)) {
         return Kept(L"Die Kopie wurde seit dem Lauf ge\u00e4ndert und bleibt", e.finalPath);
       }
       // Without its original the copy is the only one left.
       if (!atSource) return Kept(L"Das Original fehlt oder wurde ge\u00e4ndert; die Kopie bleibt", e.finalPath);
       // A "copy" that is the original itself, under another spelling of its folder.
       if (SameFile(e.finalPath, e.from)) return Kept(L"Kopie und Original sind dieselbe Datei; sie bleibt", e.finalPath);
-      return RemoveOwnFile(e.finalPath, UndoWord::kEntfernt, e.from);
+      return RemoveOwnFile(FileRef(e.finalPath, e.writtenId), UndoWord::kEntfernt, e.from);
     case JournalAction::kRecycle:
       if (atSource) return Done(done ? UndoWord::kZurueckgeholt : UndoWord::kUnveraendert, e.from);
       return RestoreRecycled(e);
@@ -347,7 +365,12 @@ class Undo {
         break;
       }
       if (++progress.filesDone % 16 == 1) host_.Progress(progress);
-      if (IsZip(e.action)) {
+      if (e.outsideRoots) {
+        // A line that names a place its run never worked in was not written by the run.
+        const Result r{ErrorWord(L"Der Eintrag liegt au\u00dferhalb der Ordner seines Laufs und wird nicht angefasst"),
+                       {}, true};
+        Finish(e, r, AppendUndoRow(log_, e, r));
+      } else if (IsZip(e.action)) {
         UndoZipEntry(e);
       } else {
         const Result r = UndoEntry(e, host_);
@@ -361,6 +384,7 @@ class Undo {
                                   : Fail(L"Abgebrochen", p.pathNow));
       }
     }
+    RemoveEmptyFolders(journal.folders);
     return !summary_.aborted && std::all_of(journal.entries.begin(), journal.entries.end(), [&](const JournalEntry& e) {
       return e.outcome == Outcome::kFailed || e.undoWord || finalized_.contains(e.number);
     });
@@ -434,6 +458,19 @@ class Undo {
     a.pending.clear();
   }
 
+  // The folders the run made and left empty by now go again, the deepest first; one that
+  // holds anything (the user's files, a file that stayed) is kept as it is.
+  void RemoveEmptyFolders(const std::vector<std::wstring>& folders) {
+    std::size_t removed = 0;
+    for (auto it = folders.rbegin(); it != folders.rend(); ++it) {
+      if (FolderExists(*it) && RemoveEmptyFolder(*it)) ++removed;
+    }
+    if (removed > 0) {
+      AppendMessageRow(log_, NumberText(removed) + (removed == 1 ? L" leerer Ordner des Laufs wurde entfernt."
+                                                                 : L" leere Ordner des Laufs wurden entfernt."));
+    }
+  }
+
   bool IsHome(const JournalEntry& e) const {
     if (auto it = placed_.find(e.number); it != placed_.end()) return FileExists(it->second);
     return e.undoWord && !e.undoPath.empty() && FileExists(e.undoPath);
@@ -467,29 +504,37 @@ std::wstring StemOf(const std::wstring& path) {
   return name;
 }
 
-// The journals in `folder`, newest first. Their names hold the start in UTC, so they sort by
-// time.
-std::vector<std::wstring> JournalPaths(const std::wstring& folder) {
-  std::vector<std::wstring> paths;
+// The journals in `folder`, newest first by the start written inside them (a name says
+// nothing: anyone can name a file "Lauf-99991231-…"). Journals without this installation's
+// seal come last.
+std::vector<std::wstring> JournalPaths(const std::wstring& folder, std::string_view key) {
+  std::vector<std::pair<FileTime, std::wstring>> found;
   FolderReader reader;
-  if (folder.empty() || !reader.Open(folder)) return paths;
+  if (folder.empty() || !reader.Open(folder)) return {};
   DirEntry entry;
   while (reader.NextName(&entry)) {
-    if (StartsWithNoCase(entry.name, L"Lauf-") && EqualsNoCase(ExtensionOf(entry.name), L"txt")) {
-      paths.push_back(JoinPath(folder, entry.name));
-    }
+    if (!StartsWithNoCase(entry.name, L"Lauf-") || !EqualsNoCase(ExtensionOf(entry.name), L"txt")) continue;
+    std::wstring path = JoinPath(folder, entry.name);
+    FileTime started = 0;
+    if (!ReadJournalStart(path, key, &started)) started = INT64_MIN;
+    found.emplace_back(started, std::move(path));
   }
-  std::sort(paths.begin(), paths.end(), [](const std::wstring& a, const std::wstring& b) { return NamePart(a) > NamePart(b); });
+  std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) {
+    return a.first != b.first ? a.first > b.first : NamePart(a.second) > NamePart(b.second);
+  });
+  std::vector<std::wstring> paths;
+  paths.reserve(found.size());
+  for (auto& [started, path] : found) paths.push_back(std::move(path));
   return paths;
 }
 
-JournalSummary Summarize(const std::wstring& path) {
+JournalSummary Summarize(const std::wstring& path, std::string_view key) {
   JournalSummary s;
   s.path = path;
   s.name = StemOf(path);
   JournalContents contents;
   std::wstring error;
-  if (!ReadJournal(path, &contents, &error)) {
+  if (!ReadJournal(path, key, &contents, &error)) {
     s.readable = false;
     return s;
   }
@@ -506,15 +551,18 @@ JournalSummary Summarize(const std::wstring& path) {
 }  // namespace
 
 std::vector<JournalSummary> ListJournals(const std::wstring& folder) {
+  const std::string key = JournalKey(folder);
   std::vector<JournalSummary> list;
-  for (const std::wstring& path : JournalPaths(folder)) list.push_back(Summarize(path));
+  for (const std::wstring& path : JournalPaths(folder, key)) list.push_back(Summarize(path, key));
   return list;
 }
 
 std::optional<JournalSummary> LatestJournal(const SettingsFolders& folders) {
-  const std::vector<std::wstring> paths = JournalPaths(JournalFolderIn(folders));
+  const std::wstring folder = JournalFolderIn(folders);
+  const std::string key = JournalKey(folder);
+  const std::vector<std::wstring> paths = JournalPaths(folder, key);
   if (paths.empty()) return std::nullopt;
-  return Summarize(paths.front());
+  return Summarize(paths.front(), key);
 }
 
 UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log) {
@@ -528,7 +576,21 @@ UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log
   JournalContents journal;
   std::wstring error;
   JournalAppender appender;
-  if (!ReadJournal(journalPath, &journal, &error)) {
+  // Only this installation's seal counts, wherever the journal lies.
+  const std::string key = JournalKey(host.JournalFolder());
+  AppendFile::Opened opened = AppendFile::Opened::kFailed;
+  if (!ReadJournal(journalPath, key, &journal, &error)) {
+    summary.problem = error;
+  } else if (opened = appender.Open(journalPath, key, journal.started); opened == AppendFile::Opened::kBusy) {
+    // Its run still writes it: undoing now would lose what the run does next.
+    summary.busy = true;
+    summary.problem = L"Der Lauf vom " + journal.startedText +
+                      L" l\u00e4uft noch; er kann erst r\u00fcckg\u00e4ngig gemacht werden, wenn er beendet ist.";
+  } else if (opened != AppendFile::Opened::kOk) {
+    // Without noting what is undone, a second undo could not tell; nothing is touched.
+    summary.problem = L"Konnte das Journal nicht fortschreiben: " + journalPath;
+  } else if (!ReadJournal(journalPath, key, &journal, &error)) {
+    // Read again now that nobody else writes it: the run may have gone on until it let go.
     summary.problem = error;
   } else if (journal.undone) {
     summary.alreadyUndone = true;
@@ -536,9 +598,6 @@ UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log
                               L" r\u00fcckg\u00e4ngig gemacht.");
   } else if (journal.entries.empty()) {
     AppendMessageRow(log, L"Der Lauf hat keine \u00c4nderung festgehalten; es gibt nichts r\u00fcckg\u00e4ngig zu machen.");
-  } else if (!appender.Open(journalPath)) {
-    // Without noting what is undone, a second undo could not tell; nothing is touched.
-    summary.problem = L"Konnte das Journal nicht fortschreiben: " + journalPath;
   } else {
     Undo undo(journalPath, host, log, appender, summary);
     if (undo.Run(journal) && !appender.UndoneRun(CurrentFileTime()) && summary.problem.empty()) {
@@ -551,7 +610,12 @@ UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log
     if (log.Kind(row) == LogRowKind::Error) ++summary.errors;
   }
   if (!summary.problem.empty()) AppendMessageRow(log, summary.problem);
-  if (journal.damagedLines > 0 && !summary.alreadyUndone) {
+  if (journal.unsealedLines > 0 && !summary.busy) {
+    AppendMessageRow(log, NumberText(journal.unsealedLines) +
+                              L" Zeile(n) des Journals tragen nicht das Siegel dieser Installation; sie wurden "
+                              L"\u00fcbergangen.");
+  }
+  if (journal.damagedLines > 0 && !summary.alreadyUndone && !summary.busy) {
     AppendMessageRow(log, L"Im Journal steht eine abgeschnittene Zeile (der Lauf wurde unterbrochen); "
                           L"r\u00fcckg\u00e4ngig gemacht wurde, was es sonst festh\u00e4lt.");
   }

@@ -63,6 +63,7 @@ struct UndoSummary {
   std::size_t errors = 0;  // of them "Fehler!"
   bool aborted = false;    // Esc or Ctrl+C; undoing it again goes on from there
   bool alreadyUndone = false;
+  bool busy = false;  // its run still holds the journal: nothing was touched
   // Why nothing could be undone (an unreadable journal); also a row of the log.
   std::wstring problem;
 };

@@ -94,7 +94,7 @@ ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& target
   const bool move = IsMove(plan);
   ActionResult result;
   if (mode == RunMode::Execute && !EnsureTargetFolder(targetFolder, state).ok()) {
-    result.resultWord = FolderFailedWord();
+    result.resultWord = JournalRefused(state) ? JournalRefusedWord() : FolderFailedWord();
     return result;
   }
   std::wstring archive = JoinPath(targetFolder, NamePart(path)) + (settings.createExe ? L".exe" : L".zip");
@@ -125,6 +125,11 @@ ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& target
   const std::string entryName = ZipEntryNameForPath(path, settings.keepPath);
   const JournalMark journaled = JournalBefore(state, move ? JournalAction::kZipMove : JournalAction::kZipCopy, path,
                                               archive, commit == ZipCommit::kReplace, FromUtf8(entryName));
+  if (journaled.refused) {
+    result.targetFile.clear();
+    result.resultWord = JournalRefusedWord();
+    return result;
+  }
   ZipOptions options = OptionsFor(plan, host, settings.createExe);
   options.commit = commit;
   const ZipWriteResult written = ZipOneFile({path, entryName, 0, file.id, file.folder},
@@ -165,7 +170,7 @@ std::wstring RunArchive::Add(const FileRef& file, const std::wstring& targetFold
   if (!batch_ && startFailure_.empty()) {
     // The archive is made with the first file: its target folder and its resolved name.
     if (!EnsureTargetFolder(targetFolder, state_).ok()) {
-      startFailure_ = FolderFailedWord();
+      startFailure_ = JournalRefused(state_) ? JournalRefusedWord() : FolderFailedWord();
     } else if (settings.createExe && !StubAvailable()) {
       startFailure_ = ErrorWord(kZipComponentMissing);
     } else {
@@ -204,8 +209,10 @@ std::wstring RunArchive::Add(const FileRef& file, const std::wstring& targetFold
     return std::wstring(ResultWord::kUebersprungen) + L": Das Archiv dieses Laufs";
   }
   const std::string entryName = ZipEntryNameForPath(path, settings.keepPath);
-  batch_->journaled.push_back(JournalBefore(state_, batch_->move ? JournalAction::kZipMove : JournalAction::kZipCopy,
-                                            path, batch_->archive, batch_->replace, FromUtf8(entryName)));
+  const JournalMark journaled = JournalBefore(state_, batch_->move ? JournalAction::kZipMove : JournalAction::kZipCopy,
+                                              path, batch_->archive, batch_->replace, FromUtf8(entryName));
+  if (journaled.refused) return JournalRefusedWord();
+  batch_->journaled.push_back(journaled);
   batch_->zip.Add({path, entryName, 0, file.id, file.folder});
   rows_.emplace_back(row, file);
   // For now; Finish says whether the file really is in the archive.

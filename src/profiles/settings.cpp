@@ -8,7 +8,7 @@
 
 namespace ablagix {
 
-const std::array<SettingKey, 37> kSettingKeys = {{
+const std::array<SettingKey, 38> kSettingKeys = {{
     {L"IniPfad", L""},
     {L"WindowState", L"0"},
     {L"Position", L""},
@@ -25,6 +25,7 @@ const std::array<SettingKey, 37> kSettingKeys = {{
     {L"HeaderPosition", L""},
     {L"LogHeaderPosition", L""},
     {L"DokumenttextAus", L"0"},
+    {L"JournalTage", L"90"},
     {L"FontName0", L"Tahoma"},
     {L"FontName1", L"Tahoma"},
     {L"FontSize0", L"9"},
@@ -173,6 +174,7 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.Check17 = in.Flag(L"Check17");
   s.Check1 = in.Flag(L"Check1");
   s.DokumenttextAus = in.Flag(L"DokumenttextAus");
+  s.JournalTage = ParseInRange(in.Text(L"JournalTage"), kDefaultJournalDays, 1, kMostJournalDays);
   s.Option5 = static_cast<ReportFormat>(ParseInRange(in.Text(L"Option5"), 0, 0, 3));
   s.TimerIntervall = ParseInRange(in.Text(L"TimerIntervall"), 0, 0, kTimerChoices - 1);
   s.BackColor1 = in.Colour(L"BackColor1");

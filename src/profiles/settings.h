@@ -26,7 +26,7 @@ struct SettingKey {
 };
 // Every key of the section with its default. "Position" has none of its own: the window's
 // current rectangle stands in for it.
-extern const std::array<SettingKey, 37> kSettingKeys;
+extern const std::array<SettingKey, 38> kSettingKeys;
 // The default of `key` (case-insensitive); "" for a key not in the table.
 std::wstring_view SettingDefault(std::wstring_view key);
 
@@ -45,6 +45,11 @@ struct ListFont {
   bool italic = false;
 };
 
+// How long the journals of runs are kept for undoing them: long enough to notice a mistake,
+// not so long that the names of shredded files stay on the disk for good.
+inline constexpr int kDefaultJournalDays = 90;
+inline constexpr int kMostJournalDays = 3650;
+
 // Colours are Windows colour numbers: red in the lowest byte.
 struct AppSettings {
   std::wstring IniPfad;  // the profile file last loaded; "" for the default one
@@ -57,6 +62,7 @@ struct AppSettings {
   // The text condition reads documents as plain files: no office, PDF, web page or mail
   // text is extracted (for slow machines, or documents that should not be opened).
   bool DokumenttextAus = false;
+  int JournalTage = kDefaultJournalDays;  // days a run's journal is kept
   ReportFormat Option5 = ReportFormat::Text;
   int TimerIntervall = 0;  // position in the interval list, 0 is the prompt
   std::uint32_t BackColor1 = 12645114;

@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 
+#include "base/sha256.h"
 #include "base/text.h"
 #include "engine/engine_test_host.h"
 #include "engine/journal.h"
@@ -71,6 +72,7 @@ class UndoTest : public ::testing::Test {
   }
 
   std::vector<JournalSummary> Journals() const { return ListJournals(host_.journalFolder); }
+  std::string Key() const { return JournalKey(host_.journalFolder); }
 
   UndoSummary UndoLatest() {
     const std::vector<JournalSummary> journals = Journals();
@@ -234,13 +236,13 @@ TEST_F(UndoTest, UndoesWhatAJournalCutShortRecords) {
   // made, and the fourth file's is not written down at all.
   const std::wstring journal = Journals().front().path;
   std::string bytes = ReadBytes(journal);
-  std::size_t cut = 0;
-  for (int line = 0; line < 2 + 1 + 2 * 2 + 1; ++line) cut = bytes.find('\n', cut) + 1;
+  const std::size_t cut = bytes.find("Erledigt\t3\t");
+  ASSERT_NE(cut, std::string::npos);
   bytes.resize(cut + 12);
   ASSERT_TRUE(WriteFileAtomic(journal, bytes));
   JournalContents contents;
   std::wstring error;
-  ASSERT_TRUE(ReadJournal(journal, &contents, &error)) << error;
+  ASSERT_TRUE(ReadJournal(journal, Key(), &contents, &error)) << error;
   ASSERT_EQ(contents.entries.size(), 3u);
   EXPECT_EQ(contents.entries[2].outcome, JournalEntry::Outcome::kOpen);
   EXPECT_EQ(contents.damagedLines, 1u);
@@ -260,7 +262,7 @@ TEST_F(UndoTest, UndoesWhatAJournalCutShortRecords) {
   for (DirEntry e; reader.Next(&e);) inAblage += e.IsDirectory() ? 0 : 1;
   EXPECT_EQ(inAblage, 1u);
   // The undo's own lines did not merge with the cut one.
-  ASSERT_TRUE(ReadJournal(journal, &contents, &error));
+  ASSERT_TRUE(ReadJournal(journal, Key(), &contents, &error));
   EXPECT_TRUE(contents.undone);
   EXPECT_EQ(contents.damagedLines, 1u);
 
@@ -273,6 +275,7 @@ TEST_F(UndoTest, UndoesWhatAJournalCutShortRecords) {
   const std::map<std::wstring, std::string> expected = Tree(dir_.path());
   {
     RunJournal planned(host_.journalFolder, kJournalKindRun);
+    planned.BeginProfile(L"Quer", {dir_ / L"Quer", dir_ / L"Ziel"});
     planned.Before(JournalAction::kMove, dir_ / L"Quer\\beide.bin", dir_ / L"Ziel\\beide.bin", false, L"");
     planned.Before(JournalAction::kMove, dir_ / L"Quer\\nie.bin", dir_ / L"Ziel\\nie.bin", false, L"");
     planned.Before(JournalAction::kCopy, dir_ / L"Quer\\kopie.bin", dir_ / L"Ziel\\kopie.bin", false, L"");
@@ -330,27 +333,204 @@ TEST_F(UndoTest, OnlyExecutedChangesAreJournaledAndTheSettingsStayAsTheyWere) {
   EXPECT_EQ(tree.size(), 2u);
 }
 
+bool Rename(const std::wstring& from, const std::wstring& to) { return ActiveFileSystem().Rename(from, to, false).ok(); }
+
+TEST_F(UndoTest, AJournalIsHeldByItsRunAndSealedByThisInstallation) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Belege\\r1.pdf", "r1"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Opfer\\Vertrag.doc", "der einzige Vertrag"));
+  ASSERT_EQ(RunProfiles({Make(L"Belege", kAktionKopieren, L"Belege", L"Kopien")}, RunMode::Execute, host_, log_).errors,
+            0u);
+  const std::wstring first = Journals().front().path;
+#ifndef _WIN32
+  struct stat st {};
+  ASSERT_EQ(::stat(test::U8(first).c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u) << "journals name the user's files: theirs alone";
+#endif
+
+  // A run that is still going holds its journal: the undo touches nothing and says so.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Laufend\\a.txt", "a"));
+  {
+    RunJournal running(host_.journalFolder, kJournalKindRun);
+    running.BeginProfile(L"Laufend", {dir_ / L"Laufend", dir_ / L"Kopien"});
+    const JournalMark mark = running.Before(JournalAction::kCopy, dir_ / L"Laufend\\a.txt", dir_ / L"Kopien\\a.txt", false, L"");
+    ASSERT_TRUE(CopyFileReplacing(dir_ / L"Laufend\\a.txt", dir_ / L"Kopien\\a.txt"));
+    running.After(mark, true, dir_ / L"Kopien\\a.txt", L"");
+    const UndoSummary busy = UndoRun(running.path(), host_, log_);
+    EXPECT_TRUE(busy.busy);
+    EXPECT_NE(busy.problem.find(L"l\u00e4uft noch"), std::wstring::npos) << ToUtf8(busy.problem);
+    EXPECT_TRUE(FileExists(dir_ / L"Kopien\\a.txt"));
+  }
+  // Once it ended, the undo takes it, and the newest run is the one begun last.
+  ASSERT_EQ(Journals().size(), 2u);
+  EXPECT_EQ(UndoLatest().errors, 0u);
+  EXPECT_FALSE(FileExists(dir_ / L"Kopien\\a.txt"));
+  EXPECT_EQ(UndoWords().count(L"r1.pdf"), 0u);
+
+  // A journal's name says nothing: a file called after the year 9999 is not the newest run,
+  // and one that another installation sealed (or nobody) is refused whole.
+  ASSERT_TRUE(Rename(first, JoinPath(host_.journalFolder, L"Lauf-99991231-000000-000.txt")));
+  ASSERT_EQ(Journals().size(), 2u);
+  EXPECT_EQ(Journals().front().profiles, std::vector<std::wstring>{L"Laufend"});
+  EXPECT_EQ(Journals().back().name, L"Lauf-99991231-000000-000");
+  std::wstring foreign;
+  {
+    RunJournal other(dir_ / L"Fremd\\Journal", kJournalKindRun);
+    other.BeginProfile(L"Fremd", {dir_ / L"Opfer"});
+    other.After(other.Before(JournalAction::kCopy, dir_ / L"Opfer\\Vertrag.doc", dir_ / L"Opfer\\Vertrag.doc", false, L""),
+                true, dir_ / L"Opfer\\Vertrag.doc", L"");
+    foreign = other.path();
+  }
+  const std::wstring planted = JoinPath(host_.journalFolder, L"Lauf-99991231-235959-999.txt");
+  ASSERT_TRUE(CopyFileReplacing(foreign, planted));
+  EXPECT_NE(Journals().front().path, planted);
+  EXPECT_FALSE(Journals().back().readable);
+  const UndoSummary refused = UndoRun(planted, host_, log_);
+  EXPECT_NE(refused.problem.find(L"Siegel"), std::wstring::npos) << ToUtf8(refused.problem);
+  EXPECT_EQ(ReadBytes(dir_ / L"Opfer\\Vertrag.doc"), "der einzige Vertrag");
+
+  // A sealed line that names a place outside its run's folders is refused too.
+  {
+    RunJournal crafted(host_.journalFolder, kJournalKindRun);
+    crafted.BeginProfile(L"Belege", {dir_ / L"Belege", dir_ / L"Kopien"});
+    for (const std::wstring& victim : {dir_ / L"Opfer\\Vertrag.doc", dir_ / L"Belege\\..\\Opfer\\Vertrag.doc"}) {
+      crafted.After(crafted.Before(JournalAction::kMove, victim, dir_ / L"Kopien\\x.doc", false, L""), true, victim, L"");
+    }
+    foreign = crafted.path();
+  }
+  const UndoSummary outside = UndoRun(foreign, host_, log_);
+  EXPECT_EQ(outside.errors, 2u);
+  EXPECT_EQ(ReadBytes(dir_ / L"Opfer\\Vertrag.doc"), "der einzige Vertrag");
+}
+
+TEST_F(UndoTest, NoChangeIsMadeThatItsJournalCannotHold) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\a.txt", "a"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\b.txt", "b"));
+  // The settings folder cannot take the journal: a file stands where its folder should be.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Einstellungen", "keine Ordner hier"));
+  for (const std::wstring_view aktion : {kAktionVerschieben, kAktionLoeschenX}) {
+    for (const std::wstring_view zippen : {L"0", L"1", L"2"}) {
+      if (aktion == kAktionLoeschenX && zippen != L"0") continue;
+      log_.Clear();
+      const RunSummary run = RunProfiles({Make(L"M", aktion, L"Quelle", L"Ziel", std::wstring(zippen).c_str())},
+                                         RunMode::Execute, host_, log_);
+      EXPECT_EQ(run.errors, 2u) << ToUtf8(aktion) << " " << ToUtf8(zippen);
+      for (std::size_t r = 0; r < log_.size(); ++r) {
+        if (!log_.IsFileRow(r)) continue;
+        EXPECT_TRUE(log_.Text(r, LogColumn::Ergebnis).starts_with(L"Fehler! Journal"))
+            << ToUtf8(log_.Text(r, LogColumn::Ergebnis));
+      }
+      EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\a.txt"), "a");
+      EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\b.txt"), "b");
+      EXPECT_FALSE(PathExists(dir_ / L"Ziel")) << "not even its folder is made";
+    }
+  }
+}
+
+TEST_F(UndoTest, UndoTouchesOnlyTheFilesAndFoldersItsRunLeft) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Scans\\Scan.pdf", "alter Scan"));
+  ASSERT_TRUE(CreateFolders(dir_ / L"Vorhanden"));
+  Profile move = Make(L"Scans", kAktionVerschieben, L"Scans", L"Vorhanden\\Neu\\2024\\Tief");
+  move.Kollision = L"0";
+  const std::map<std::wstring, std::string> before = Tree(dir_.path());
+  ASSERT_EQ(RunProfiles({move}, RunMode::Execute, host_, log_).errors, 0u);
+  // A newer run puts another scan under the same name.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Scans\\Scan.pdf", "neuer Scan, ein anderes Dokument"));
+  ASSERT_EQ(RunProfiles({move}, RunMode::Execute, host_, log_).errors, 0u);
+  ASSERT_EQ(Journals().size(), 2u);
+
+  // The older run's file is gone from there: its undo leaves the newer one alone.
+  undoFirstRow_ = log_.size();
+  EXPECT_EQ(UndoRun(Journals()[1].path, host_, log_).errors, 0u);
+  EXPECT_EQ(UndoWords().at(L"Scan.pdf"),
+            L"Nicht r\u00fcckg\u00e4ngig: Die Datei wurde seit dem Lauf ge\u00e4ndert und bleibt");
+  EXPECT_FALSE(FileExists(dir_ / L"Scans\\Scan.pdf"));
+  // Also a file of the same size and time under that name is another file.
+  const std::wstring moved = dir_ / L"Vorhanden\\Neu\\2024\\Tief\\Scan.pdf";
+  FileStamp stamp;
+  ASSERT_TRUE(ReadFileStamp(moved, &stamp));
+  ASSERT_TRUE(Rename(moved, dir_ / L"beiseite.pdf"));
+  ASSERT_TRUE(WriteBytes(moved, "neuer Scan, ein anderes Dokumenx"));
+  ASSERT_TRUE(SetFileLastWrite(moved, stamp.lastWrite));
+  undoFirstRow_ = log_.size();
+  EXPECT_EQ(UndoLatest().errors, 0u);
+  EXPECT_TRUE(UndoWords().at(L"Scan.pdf").starts_with(L"Nicht r\u00fcckg\u00e4ngig"));
+  EXPECT_EQ(ReadBytes(moved), "neuer Scan, ein anderes Dokumenx");
+
+  // Put back as the run left it, the undo of a fresh run brings it home and takes away the
+  // folders the run made, the deepest first, but not one that holds something else.
+  ASSERT_TRUE(RemoveFile(moved));
+  ASSERT_TRUE(Rename(dir_ / L"beiseite.pdf", dir_ / L"Scans\\Scan.pdf"));
+  ASSERT_TRUE(WriteBytes(dir_ / L"Scans\\Zweiter.pdf", "zweiter"));
+  const std::map<std::wstring, std::string> beforeThird = Tree(dir_.path());
+  ASSERT_TRUE(RemoveEmptyFolder(dir_ / L"Vorhanden\\Neu\\2024\\Tief"));
+  ASSERT_TRUE(RemoveEmptyFolder(dir_ / L"Vorhanden\\Neu\\2024"));
+  ASSERT_TRUE(RemoveEmptyFolder(dir_ / L"Vorhanden\\Neu"));
+  ASSERT_EQ(RunProfiles({move}, RunMode::Execute, host_, log_).errors, 0u);
+  ASSERT_TRUE(WriteBytes(dir_ / L"Vorhanden\\Neu\\notiz.txt", "vom Benutzer"));
+  EXPECT_EQ(UndoLatest().errors, 0u);
+  EXPECT_FALSE(PathExists(dir_ / L"Vorhanden\\Neu\\2024"));
+  EXPECT_TRUE(FileExists(dir_ / L"Vorhanden\\Neu\\notiz.txt"));
+  EXPECT_TRUE(FolderExists(dir_ / L"Vorhanden"));
+  ASSERT_TRUE(RemoveFile(dir_ / L"Vorhanden\\Neu\\notiz.txt"));
+  ASSERT_TRUE(RemoveEmptyFolder(dir_ / L"Vorhanden\\Neu"));
+  EXPECT_EQ(Tree(dir_.path()), beforeThird);
+  (void)before;
+
+  // A target that is the source under another spelling: nothing is copied onto itself, so
+  // nothing is journalled that an undo could take for a copy.
+  Profile self = Make(L"Selbst", kAktionKopieren, L"Scans", L"Scans\\.");
+  self.Kollision = L"0";
+  self.Unterverzeich = L"0";
+  const std::size_t journals = Journals().size();
+  log_.Clear();
+  ASSERT_EQ(RunProfiles({self}, RunMode::Execute, host_, log_).errors, 0u);
+  EXPECT_EQ(Journals().size(), journals);
+  EXPECT_EQ(ReadBytes(dir_ / L"Scans\\Zweiter.pdf"), "zweiter");
+}
+
+TEST_F(UndoTest, JournalsAreKeptForTheDaysTheSettingSays) {
+  ASSERT_TRUE(WriteBytes(dir_ / L"Alt\\geheim.pdf", "x"));
+  ASSERT_EQ(RunProfiles({Make(L"Weg", kAktionLoeschenS, L"Alt")}, RunMode::Execute, host_, log_).errors, 0u);
+  ASSERT_EQ(Journals().size(), 1u);
+  const std::wstring old = Journals().front().path;
+  const FileTime day = 24LL * 3600 * 10000000;
+  ASSERT_TRUE(SetFileLastWrite(old, CurrentFileTime() - 91 * day));
+  // A journal its run still holds stays, however old.
+  RunJournal running(host_.journalFolder, kJournalKindRun);
+  running.BeginProfile(L"Laufend", {dir_ / L"Laufend"});
+  running.FolderMade(dir_ / L"Laufend\\x");
+  ASSERT_TRUE(SetFileLastWrite(running.path(), CurrentFileTime() - 200 * day));
+  EXPECT_EQ(RemoveOldJournals(host_.journalFolder, 100, CurrentFileTime()), 0u);
+  // The next run clears what is older than the setting (90 days unless set).
+  EXPECT_EQ(host_.JournalDays(), 90);
+  RunProfiles({Make(L"Leer", kAktionKopieren, L"Leer", L"Kopien")}, RunMode::Execute, host_, log_);
+  EXPECT_FALSE(PathExists(old)) << "the name of a shredded file is not kept for good";
+  EXPECT_TRUE(PathExists(running.path()));
+}
+
 TEST(ReadJournal, RefusesWhatIsNoJournalAndSkipsDamagedLines) {
   test::TempDir dir;
   std::wstring error;
   JournalContents contents;
-  EXPECT_FALSE(ReadJournal(dir / L"fehlt.txt", &contents, &error));
+  const std::string key = JournalKey(dir / L"Journal");
+  ASSERT_EQ(key.size(), 32u);
+  EXPECT_FALSE(ReadJournal(dir / L"fehlt.txt", key, &contents, &error));
   ASSERT_TRUE(WriteBytes(dir / L"fremd.txt", "Vorhaben\t1\tVerschieben\n"));
-  EXPECT_FALSE(ReadJournal(dir / L"fremd.txt", &contents, &error));
+  EXPECT_FALSE(ReadJournal(dir / L"fremd.txt", key, &contents, &error));
   EXPECT_NE(error.find(L"Keine Journaldatei"), std::wstring::npos);
 
   std::wstring path;
   {
     RunJournal journal(dir / L"Journal", kJournalKindRun);
     ASSERT_TRUE(WriteBytes(dir / L"echt 100%.txt", "x"));
-    journal.BeginProfile(L"Profil mit\tTab");
+    journal.BeginProfile(L"Profil mit\tTab", {dir.path()});
     // Tabs, line ends and "%" in a path must not break the line apart.
     journal.After(journal.Before(JournalAction::kCopy, dir / L"a\tb%\n.txt", dir / L"Ziel\\a.txt", false, L""), true,
                   dir / L"echt 100%.txt", L"");
     journal.After(journal.Before(JournalAction::kRecycle, dir / L"zwei.txt", L"", false, L""), false, L"", L"");
     path = journal.path();
   }
-  ASSERT_TRUE(ReadJournal(path, &contents, &error)) << error;
+  ASSERT_TRUE(ReadJournal(path, key, &contents, &error)) << error;
   ASSERT_EQ(contents.entries.size(), 2u);
   EXPECT_EQ(contents.entries[0].from, dir / L"a\tb%\n.txt");
   EXPECT_FALSE(contents.entries[0].source.has_value());
@@ -365,16 +545,17 @@ TEST(ReadJournal, RefusesWhatIsNoJournalAndSkipsDamagedLines) {
   ASSERT_NE(second, std::string::npos);
   bytes[second + 9] = '7';
   ASSERT_TRUE(WriteFileAtomic(path, bytes));
-  ASSERT_TRUE(ReadJournal(path, &contents, &error));
+  ASSERT_TRUE(ReadJournal(path, key, &contents, &error));
   EXPECT_EQ(contents.entries.size(), 1u);
   EXPECT_EQ(contents.damagedLines, 1u);
 
   // A journal of a newer program is not guessed at.
-  const std::string newer = "Ablagix-Journal\t2";
+  const std::string newer =
+      "Ablagix-Journal\t9\t" + HexOf(HmacSha256(key, "\nAblagix-Journal\t9\t"), 16);
   char check[16];
   std::snprintf(check, sizeof check, "\t%08lx\n", crc32(0, reinterpret_cast<const Bytef*>(newer.data()), static_cast<uInt>(newer.size())));
   ASSERT_TRUE(WriteFileAtomic(path, newer + check));
-  EXPECT_FALSE(ReadJournal(path, &contents, &error));
+  EXPECT_FALSE(ReadJournal(path, key, &contents, &error));
   EXPECT_NE(error.find(L"neueren"), std::wstring::npos);
 }
 
