@@ -468,6 +468,7 @@ bool ReadJournal(const std::wstring& path, std::string_view key, JournalContents
       contents->profiles.push_back(profile);
     } else if (kind == kWurzel && f.size() >= 2 && !f[1].empty()) {
       roots.push_back(f[1]);
+      contents->roots.push_back(f[1]);
     } else if (kind == kOrdner && f.size() >= 2 && FolderOfRun(f[1], roots)) {
       contents->folders.push_back(f[1]);
     } else if (kind == kVorhaben && numbered && f.size() >= 10 && !byNumber.contains(number)) {

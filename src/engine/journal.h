@@ -181,6 +181,7 @@ struct JournalContents {
   std::size_t damagedLines = 0;       // lines that failed their check (a crash's cut)
   std::size_t unsealedLines = 0;      // lines without this installation's seal: ignored
   std::vector<std::wstring> folders;  // folders the run made, in the order it made them
+  std::vector<std::wstring> roots;    // the folders the run worked in
 };
 
 // False with a German reason when the file cannot be read, is no journal of a version this

@@ -1,6 +1,9 @@
 #include "engine/undo.h"
 
 #include <algorithm>
+#include <chrono>
+#include <memory>
+#include <thread>
 #include <map>
 #include <unordered_map>
 #include <unordered_set>
@@ -16,6 +19,7 @@
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
+#include "fileops/run_lock.h"
 #include "fileops/temp_files.h"
 #include "zip/zip_reader.h"
 
@@ -548,6 +552,28 @@ JournalSummary Summarize(const std::wstring& path, std::string_view key) {
   return s;
 }
 
+// Holds the run locks of the folders the run worked in for as long as the undo goes on, so
+// that no run of the same profile (a timer, a watch) acts on the files the undo brings back.
+// Waits a little for a run that is about to end; false when one keeps them.
+bool LockFoldersOfRun(const std::vector<std::wstring>& roots, RunHost& host,
+                      std::vector<std::unique_ptr<FolderRunLock>>* locks) {
+  const std::wstring lockFolder = host.JournalFolder().empty() ? L"" : JoinPath(host.JournalFolder(), L"Sperren");
+  for (const std::wstring& root : roots) {
+    auto lock = std::make_unique<FolderRunLock>();
+    bool held = false;
+    for (int attempt = 0; attempt < 100 && !held; ++attempt) {
+      held = lock->TryLock(lockFolder, root);
+      if (!held) {
+        if (StopRequested(host)) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      }
+    }
+    if (!held) return false;
+    locks->push_back(std::move(lock));
+  }
+  return true;
+}
+
 }  // namespace
 
 std::vector<JournalSummary> ListJournals(const std::wstring& folder) {
@@ -576,6 +602,7 @@ UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log
   JournalContents journal;
   std::wstring error;
   JournalAppender appender;
+  std::vector<std::unique_ptr<FolderRunLock>> folderLocks;
   // Only this installation's seal counts, wherever the journal lies.
   const std::string key = JournalKey(host.JournalFolder());
   AppendFile::Opened opened = AppendFile::Opened::kFailed;
@@ -592,6 +619,11 @@ UndoSummary UndoRun(const std::wstring& journalPath, RunHost& host, LogList& log
   } else if (!ReadJournal(journalPath, key, &journal, &error)) {
     // Read again now that nobody else writes it: the run may have gone on until it let go.
     summary.problem = error;
+  } else if (!LockFoldersOfRun(journal.roots, host, &folderLocks)) {
+    // Another run at work in these folders would take back what the undo puts there.
+    summary.busy = true;
+    summary.problem = L"Ein anderer Ablagix-Lauf arbeitet gerade in den Ordnern dieses Laufs; er wird nicht "
+                      L"r\u00fcckg\u00e4ngig gemacht. Bitte sp\u00e4ter noch einmal versuchen.";
   } else if (journal.undone) {
     summary.alreadyUndone = true;
     AppendMessageRow(log, L"Dieser Lauf wurde schon am " + FormatLogTime(journal.undoneAt) +

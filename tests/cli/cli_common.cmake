@@ -8,8 +8,12 @@ endif()
 
 # Runs ablagix-cli with the script's profiles and settings; fails unless it exits with
 # `expected_rc`. Standard output and errors together go into `out_var`.
+# `config_dir`, when set, names another settings folder (another installation).
 function(run_cli expected_rc out_var)
-  set(command ${CLI} ${ARGN} --profiles ${root}/profile.ini --config-dir ${native_root}/config)
+  if(NOT config_dir)
+    set(config_dir ${native_root}/config)
+  endif()
+  set(command ${CLI} ${ARGN} --profiles ${root}/profile.ini --config-dir ${config_dir})
   if(EMULATOR)
     set(command ${EMULATOR} ${command})
   endif()
