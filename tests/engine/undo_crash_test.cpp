@@ -2,7 +2,8 @@
 // a random moment; then "undo --last" is killed too, now and then, and finally run to its
 // end. Every time, each file must be back at its source exactly once and complete, and
 // nothing may be left at the target: the journal written before each change is enough to
-// undo whatever the run got done.
+// undo whatever the run got done. Now and then an undo starts while its run still goes, and a
+// run while an undo goes; undoing the runs newest first must still give back the start.
 //
 //   ablagix_undo_crash_test CLI WORKFOLDER [ROUNDS]
 //
@@ -104,7 +105,7 @@ int main(int argc, char** argv) {
   };
 
   std::mt19937 random(4711);
-  int problems = 0, undoKills = 0, cutRuns = 0;
+  int problems = 0, undoKills = 0, cutRuns = 0, concurrent = 0;
   for (int round = 0; round < rounds && problems == 0; ++round) {
     const pid_t run = Start(cli, work, {"run", "Hin"});
     std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<long>(0, window(runTime))(random)));
@@ -126,12 +127,37 @@ int main(int argc, char** argv) {
       ++problems;
     }
     problems += Problems(source, target);
+    if (problems != 0 || round % 5 != 4) continue;
+    // Two processes at once: an undo started while its run still goes must leave the run
+    // alone (it holds its journal), and a run started while an undo goes must leave the
+    // files the undo brings back alone (the undo holds the folder). Whatever the timing,
+    // undoing the runs newest first gives back the start.
+    const pid_t running = Start(cli, work, {"run", "Hin"});
+    std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<long>(0, window(runTime))(random)));
+    const pid_t early = Start(cli, work, {"undo", "--last"});
+    Wait(early);
+    Wait(running);
+    ++concurrent;
+    const pid_t undoing = Start(cli, work, {"undo", "--last"});
+    std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<long>(0, window(undoTime))(random)));
+    const pid_t second = Start(cli, work, {"run", "Hin"});
+    Wait(undoing);
+    Wait(second);
+    for (const char* number : {"1", "2", "3"}) {
+      const int undone = Wait(Start(cli, work, {"undo", number}));
+      if (undone != 0) {
+        std::fprintf(stderr, "round %d: undo %s ended with %d\n", round, number, undone);
+        ++problems;
+      }
+    }
+    problems += Problems(source, target);
   }
   std::printf("%s, %d files, run %.0f ms, undo %.0f ms, %d rounds (%d runs killed while moving) with %d undos "
-              "killed too: %d problems\n",
+              "killed too, %d with an undo and a run at once: %d problems\n",
               DeviceOf(source) != DeviceOf(target) ? "two volumes" : "one volume", kFiles,
               std::chrono::duration<double, std::milli>(runTime).count(),
-              std::chrono::duration<double, std::milli>(undoTime).count(), rounds, cutRuns, undoKills, problems);
+              std::chrono::duration<double, std::milli>(undoTime).count(), rounds, cutRuns, undoKills, concurrent,
+              problems);
   std::system(("rm -rf '" + source + "'").c_str());
   return problems == 0 ? 0 : 1;
 }
