@@ -18,6 +18,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "desktop/companion.h"
+#include "engine/journal.h"
 #include "engine/undo.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
@@ -514,22 +515,32 @@ class MainWindow::UndoHost : public RunHost {
 
 void MainWindow::OnUndoButton() {
   if (running_) return;
-  const std::optional<JournalSummary> last = LatestJournal(folders_);
-  if (!last) {
+  const std::vector<JournalSummary> runs = ListJournals(JournalFolderIn(folders_));
+  if (runs.empty()) {
     ui_.ShowMessage(Word(L"Es gibt keinen ausgef\u00fchrten Lauf, der sich r\u00fcckg\u00e4ngig machen lie\u00dfe."),
                     MessageIcon::Information, MessageButtons::Ok);
     return;
   }
-  // Only the newest run is offered: undoing an older one behind the user's back could take
-  // files away from where a later run put them.
-  if (last->undone) {
-    ui_.ShowMessage(FillIn(Word(L"Der letzte Lauf vom %1 ist schon r\u00fcckg\u00e4ngig gemacht."), last->startedText),
+  // The newest run that is not undone yet: runs are undone newest first, one press each, so
+  // that an older run never takes files away from where a later run put them. After a watched
+  // or timed run has been undone, the next press offers the run before it.
+  const auto next = std::find_if(runs.begin(), runs.end(), [](const JournalSummary& run) {
+    return run.readable && !run.undone && run.changes > 0;
+  });
+  if (next == runs.end()) {
+    ui_.ShowMessage(FillIn(Word(L"Der letzte Lauf vom %1 ist schon r\u00fcckg\u00e4ngig gemacht."), runs.front().startedText),
                     MessageIcon::Information, MessageButtons::Ok);
     return;
   }
-  if (last->readable) {
-    std::wstring question = FillIn(Word(L"Den letzten Lauf vom %1 mit %2 \u00c4nderung(en) r\u00fcckg\u00e4ngig machen?"),
-                                   last->startedText, NumberText(last->changes));
+  const JournalSummary* last = &*next;
+  {
+    std::wstring question =
+        next == runs.begin()
+            ? FillIn(Word(L"Den letzten Lauf vom %1 mit %2 \u00c4nderung(en) r\u00fcckg\u00e4ngig machen?"),
+                     last->startedText, NumberText(last->changes))
+            : FillIn(Word(L"Die neueren L\u00e4ufe sind schon r\u00fcckg\u00e4ngig gemacht. Den Lauf vom %1 mit %2 "
+                          L"\u00c4nderung(en) r\u00fcckg\u00e4ngig machen?"),
+                     last->startedText, NumberText(last->changes));
     if (!last->finished) {
       question += L"\r\n\r\n" + Word(L"Der Lauf wurde nicht zu Ende gef\u00fchrt; r\u00fcckg\u00e4ngig gemacht wird, "
                                        L"was sein Journal festh\u00e4lt.");
@@ -549,6 +560,8 @@ void MainWindow::OnUndoButton() {
   summary.errors = undone.errors;
   summary.aborted = undone.aborted;
   EndRun(summary, false);
+  // A run that still goes (a watch, a second program) or holds its folders: nothing was done.
+  if (undone.busy) ui_.ShowMessage(undone.problem, MessageIcon::Exclamation, MessageButtons::Ok);
   SetStatus(FillIn(undone.aborted ? Word(L"R\u00fcckg\u00e4ngig abgebrochen: %1 Datei(en), %2 Fehler")
                                   : Word(L"R\u00fcckg\u00e4ngig gemacht: %1 Datei(en), %2 Fehler"),
                    NumberText(undone.files), NumberText(undone.errors)));

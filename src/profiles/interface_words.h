@@ -236,6 +236,7 @@ inline constexpr InterfaceWord kInterfaceWords[] = {
     {L"Es gibt keinen ausgeführten Lauf, der sich rückgängig machen ließe."},
     {L"Der letzte Lauf vom %1 ist schon rückgängig gemacht."},
     {L"Den letzten Lauf vom %1 mit %2 Änderung(en) rückgängig machen?"},
+    {L"Die neueren Läufe sind schon rückgängig gemacht. Den Lauf vom %1 mit %2 Änderung(en) rückgängig machen?"},
     {L"Der Lauf wurde nicht zu Ende geführt; rückgängig gemacht wird, was sein Journal festhält."},
     {L"Lauf wird rückgängig gemacht … (Esc bricht ab)"},
     {L"Rückgängig abgebrochen: %1 Datei(en), %2 Fehler"},

@@ -134,10 +134,11 @@ void RunUndoScenario(const std::wstring& exe) {
   CheckEq(ReadFileText(root + L"\\Eingang\\foto.jpg"), L"Foto", L"foto.jpg zur\u00fcck");
   CheckEq(ReadFileText(root + L"\\Eingang\\brief.txt"), L"neuer Brief", L"der neue Brief bleibt");
   CheckEq(ReadFileText(root + L"\\Eingang\\brief(1).txt"), L"Brief", L"der alte Brief daneben");
-  Check(!Exists(root + L"\\Ablage\\foto.jpg") && !Exists(root + L"\\Ablage\\brief.txt"), L"Ablage leer");
+  Check(!Exists(root + L"\\Ablage") && !Exists(root + L"\\Kopien"), L"die Ordner des Laufs sind wieder weg");
   Check(!Exists(root + L"\\Kopien\\rechnung.pdf") && Exists(root + L"\\Belege\\rechnung.pdf"),
         L"Kopie entfernt, Original bleibt");
-  Check(LogRows() == runRows + 5, L"Zeilen nach dem R\u00fcckg\u00e4ngigmachen: " + std::to_wstring(LogRows()));
+  // Three files and the row that says the two folders the run made were taken away again.
+  Check(LogRows() == runRows + 6, L"Zeilen nach dem R\u00fcckg\u00e4ngigmachen: " + std::to_wstring(LogRows()));
   CheckEq(ResultOfLast(L"foto.jpg"), L"Zur\u00fcckgeholt", L"Ergebnis foto.jpg");
   CheckEq(ResultOfLast(L"brief.txt"), L"Zur\u00fcckgeholt", L"Ergebnis brief.txt");
   CheckEq(ResultOfLast(L"rechnung.pdf"), L"Entfernt", L"Ergebnis rechnung.pdf");
@@ -147,7 +148,18 @@ void RunUndoScenario(const std::wstring& exe) {
   // --- A second press finds the run undone.
   Click(kIdLogUndo);
   Check(Has(TakeRecord(), L"MESSAGE|Information|Der letzte Lauf vom "), L"schon r\u00fcckg\u00e4ngig gemacht");
-  Check(LogRows() == runRows + 5, L"nichts zweimal r\u00fcckg\u00e4ngig");
+  Check(LogRows() == runRows + 6, L"nichts zweimal r\u00fcckg\u00e4ngig");
+
+  // --- Two more runs; with the newer one undone, the next press offers the one before it.
+  Click(kIdCommandButton13);
+  Click(kIdCommandButton13);
+  Answer(L"Yes\n");
+  Click(kIdLogUndo);
+  TakeRecord();
+  Answer(L"No\n");
+  Click(kIdLogUndo);
+  Check(Has(TakeRecord(), L"MESSAGE|Question|Die neueren L\u00e4ufe sind schon r\u00fcckg\u00e4ngig gemacht. Den Lauf vom "),
+        L"der Lauf davor wird angeboten");
   Close();
 }
 
