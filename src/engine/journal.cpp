@@ -30,6 +30,7 @@ constexpr std::wstring_view kEnde = L"Ende";
 constexpr std::wstring_view kZurueck = L"Zur\u00fcck";
 constexpr std::wstring_view kRueckgaengig = L"R\u00fcckg\u00e4ngig";
 constexpr std::wstring_view kErsetzt = L"ersetzt";
+constexpr std::wstring_view kErgaenzt = L"erg\u00e4nzt";
 constexpr std::wstring_view kWurzel = L"Wurzel";
 constexpr std::wstring_view kOrdner = L"Ordner";
 constexpr std::wstring_view kKeyFile = L".schluessel";
@@ -302,7 +303,7 @@ bool RunJournal::FolderMade(const std::wstring& folder) {
 }
 
 JournalMark RunJournal::Before(JournalAction action, const std::wstring& from, const std::wstring& to, bool replaces,
-                               std::wstring_view entryName) {
+                               std::wstring_view entryName, bool addsTo) {
   if (folder_.empty()) return {};
   if (!EnsureOpen()) return {0, true};
   WritePending();
@@ -311,7 +312,7 @@ JournalMark RunJournal::Before(JournalAction action, const std::wstring& from, c
   const bool known = ReadFileStamp(from, &source);
   Write({kVorhaben, NumberText(number), JournalActionText(action), from, to,
          known ? NumberText(source.size) : L"", known ? TimeText(source.lastWrite) : L"",
-         TimeText(CurrentFileTime()), replaces ? kErsetzt : L"", entryName});
+         TimeText(CurrentFileTime()), replaces ? kErsetzt : addsTo ? kErgaenzt : L"", entryName});
   // Not written down, not done: the caller leaves the file as it is.
   if (broken_) return {0, true};
   return {number, false};
@@ -345,11 +346,11 @@ void RunJournal::Finish() {
 }
 
 JournalMark JournalBefore(RunState& state, JournalAction action, const std::wstring& from, const std::wstring& to,
-                          bool replace, std::wstring_view entryName) {
+                          bool replace, std::wstring_view entryName, bool addToArchive) {
   if (!state.journal) return {};
   // Whether the change will replace a file can only be said before it.
-  const bool replaces = replace && !to.empty() && PathExists(to);
-  return state.journal->Before(action, from, to, replaces, entryName);
+  const bool exists = !to.empty() && PathExists(to);
+  return state.journal->Before(action, from, to, replace && exists, entryName, addToArchive && exists);
 }
 
 void JournalAfter(RunState& state, JournalMark mark, const std::wstring& finalPath, std::wstring_view entryName) {
@@ -483,6 +484,7 @@ bool ReadJournal(const std::wstring& path, std::string_view key, JournalContents
       e.source = ParseStamp(f[5], f[6]);
       ParseTime(f[7], &e.startedAt);
       e.replaces = f[8] == kErsetzt;
+      e.addedToArchive = f[8] == kErgaenzt;
       e.entryName = f[9];
       // Only what lies in the folders its run worked in: nothing else is this run's to touch.
       e.outsideRoots = !PathWithinRoots(e.from, roots) || (!e.to.empty() && !PathWithinRoots(e.to, roots));

@@ -17,7 +17,7 @@
 //   Profil           <name>                                    (the profile whose files follow)
 //   Wurzel           <folder>    (a folder the run works in: only files below one are undone)
 //   Ordner           <folder>    (a folder the run is about to make; the undo removes it if empty)
-//   Vorhaben         <n> <action> <from> <to> <size> <time> <now> <ersetzt?> <zip entry>
+//   Vorhaben         <n> <action> <from> <to> <size> <time> <now> <ersetzt | ergänzt?> <zip entry>
 //   Erledigt         <n> <final path> <size> <time> <now> <zip entry> <change time> <file id>
 //   Fehlgeschlagen   <n>                                       (nothing was changed)
 //   Ende             <FILETIME>
@@ -95,9 +95,10 @@ class RunJournal {
   // then not be made). Nothing to write without a journal.
   bool FolderMade(const std::wstring& folder);
   // Before a change. `to` is the planned target (move, copy) or archive (zip); `replaces`
-  // says the change will replace a file that is there.
+  // says the change will replace a file that is there, `addsTo` that the file goes into an
+  // archive that is there (and holds more than this run put in).
   JournalMark Before(JournalAction action, const std::wstring& from, const std::wstring& to, bool replaces,
-                     std::wstring_view entryName);
+                     std::wstring_view entryName, bool addsTo = false);
   // After it: `done` false when it failed and nothing was changed; else where the file (or
   // archive) is now, "" for a change without a target.
   void After(JournalMark mark, bool done, const std::wstring& finalPath, std::wstring_view entryName);
@@ -132,7 +133,8 @@ class RunJournal {
 
 // The hooks the handling of a file calls; they do nothing in a run without a journal.
 JournalMark JournalBefore(RunState& state, JournalAction action, const std::wstring& from,
-                          const std::wstring& to = {}, bool replace = false, std::wstring_view entryName = {});
+                          const std::wstring& to = {}, bool replace = false, std::wstring_view entryName = {},
+                          bool addToArchive = false);
 void JournalAfter(RunState& state, JournalMark mark, const std::wstring& finalPath, std::wstring_view entryName = {});
 // For changes without a target (recycle, delete, shred).
 void JournalAfter(RunState& state, JournalMark mark, bool done);
@@ -152,6 +154,7 @@ struct JournalEntry {
   std::optional<FileStamp> source;  // the source before the change, when it could be read
   FileTime startedAt = 0;
   bool replaces = false;
+  bool addedToArchive = false;  // the archive was there before the run: it is never removed
   std::wstring entryName;
 
   enum class Outcome { kOpen, kDone, kFailed };

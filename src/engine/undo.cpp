@@ -427,8 +427,13 @@ class Undo {
   void Decide(const std::wstring& archivePath, Archive& a) {
     std::wstring keptBecause;
     bool removed = false, gone = false, failed = false, retry = false;
+    const bool older = std::any_of(a.entries.begin(), a.entries.end(), [](const JournalEntry* e) { return e->addedToArchive; });
     if (!FileExists(archivePath)) {
       gone = true;
+    } else if (older) {
+      // The run added to an archive that was there before: it holds more than this run's files
+      // (the only copies of an earlier run's, maybe), so it stays as it is.
+      keptBecause = L"Das Archiv bestand schon vor dem Lauf und bleibt: " + archivePath;
     } else if (!Matches(archivePath, a.written)) {
       keptBecause = L"Das Archiv wurde seit dem Lauf ge\u00e4ndert und bleibt: " + archivePath;
     } else if (!std::all_of(a.entries.begin(), a.entries.end(), [&](const JournalEntry* e) { return IsHome(*e); })) {

@@ -154,7 +154,6 @@ struct RunArchive::Batch {
   bool move = false;
   std::wstring folder;
   std::wstring archive;               // as planned; numbering may change it when it is written
-  bool replace = false;               // "immer überschreiben"
   std::vector<JournalMark> journaled;  // per added file
 };
 
@@ -181,7 +180,6 @@ std::wstring RunArchive::Add(const FileRef& file, const std::wstring& targetFold
       auto batch = std::make_unique<Batch>();
       batch->move = IsMove(plan_);
       batch->folder = targetFolder;
-      batch->replace = options.commit == ZipCommit::kReplace;
       ZipWriteResult started = batch->zip.Begin(archive, options);
       if (started.code == ZipWriteCode::kNotZip && options.commit == ZipCommit::kNumbered) {
         // Something that is no archive of ours holds the name: a new one takes the next number.
@@ -210,7 +208,7 @@ std::wstring RunArchive::Add(const FileRef& file, const std::wstring& targetFold
   }
   const std::string entryName = ZipEntryNameForPath(path, settings.keepPath);
   const JournalMark journaled = JournalBefore(state_, batch_->move ? JournalAction::kZipMove : JournalAction::kZipCopy,
-                                              path, batch_->archive, batch_->replace, FromUtf8(entryName));
+                                              path, batch_->archive, false, FromUtf8(entryName), true);
   if (journaled.refused) return JournalRefusedWord();
   batch_->journaled.push_back(journaled);
   batch_->zip.Add({path, entryName, 0, file.id, file.folder});

@@ -488,6 +488,23 @@ TEST_F(UndoTest, UndoTouchesOnlyTheFilesAndFoldersItsRunLeft) {
   EXPECT_EQ(ReadBytes(dir_ / L"Scans\\Zweiter.pdf"), "zweiter");
 }
 
+TEST_F(UndoTest, AnArchiveThatWasThereBeforeTheRunStays) {
+  // The first run's files live only in the archive; the second run adds to it. Undoing the
+  // second run must not take the archive, and with it the first run's files, away.
+  ASSERT_TRUE(WriteBytes(dir_ / L"Sammeln\\a.txt", "a"));
+  const Profile collect = Make(L"Sammeln", kAktionVerschieben, L"Sammeln", L"Zips", L"2");
+  ASSERT_EQ(RunProfiles({collect}, RunMode::Execute, host_, log_).errors, 0u);
+  ASSERT_TRUE(WriteBytes(dir_ / L"Sammeln\\b.txt", "b"));
+  ASSERT_EQ(RunProfiles({collect}, RunMode::Execute, host_, log_).errors, 0u);
+  ASSERT_EQ(test::ZipEntries(dir_ / L"Zips\\Sammlung.zip").size(), 2u);
+  EXPECT_EQ(UndoLatest().errors, 0u);
+  EXPECT_EQ(ReadBytes(dir_ / L"Sammeln\\b.txt"), "b");
+  EXPECT_EQ(test::ZipEntries(dir_ / L"Zips\\Sammlung.zip").count("a.txt"), 1u);
+  undoFirstRow_ = log_.size();
+  EXPECT_EQ(UndoRun(Journals()[1].path, host_, log_).errors, 0u);
+  EXPECT_EQ(ReadBytes(dir_ / L"Sammeln\\a.txt"), "a");
+}
+
 TEST_F(UndoTest, JournalsAreKeptForTheDaysTheSettingSays) {
   ASSERT_TRUE(WriteBytes(dir_ / L"Alt\\geheim.pdf", "x"));
   ASSERT_EQ(RunProfiles({Make(L"Weg", kAktionLoeschenS, L"Alt")}, RunMode::Execute, host_, log_).errors, 0u);
