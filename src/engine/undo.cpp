@@ -74,8 +74,10 @@ bool AsWritten(const std::wstring& path, const JournalEntry& e) {
   if (!e.written || path.empty() || !ActiveFileSystem().Inspect(path, &now).ok() || now.kind != FileKind::kFile) {
     return false;
   }
+  // The record of a file with several names changes whenever another name is moved or
+  // removed; then its identity, size and last write say that it is the same.
   return now.version.size == e.written->size && now.version.lastWrite == e.written->lastWrite &&
-         (e.writtenChanged == 0 || now.version.changed == e.writtenChanged) &&
+         (e.writtenChanged == 0 || now.version.changed == e.writtenChanged || now.version.links > 1) &&
          (!e.writtenId.known() || now.id == e.writtenId);
 }
 
@@ -355,7 +357,7 @@ class Undo {
     for (const JournalEntry& e : journal.entries) {
       if (!IsZip(e.action) || e.outcome != Outcome::kDone) continue;
       Archive& a = archives_[e.finalPath];
-      if (!a.written) a.written = e.written;
+      a.written = e.written;  // the last one: what the archive became
       a.firstEntry = std::min(a.firstEntry, e.number);
       a.entries.push_back(&e);
     }

@@ -1,5 +1,6 @@
 #include "conservation/driver.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -67,6 +68,9 @@ Plan DrawPlan(std::uint64_t seed, const Ratios& ratios) {
   } else if (u < ratios.kills + ratios.twins + ratios.mutators) {
     p.disturbance = Disturbance::kMutator;
   }
+  // After the disturbance, so that the rest of a seed's plan stays as it was.
+  p.undo = r.Chance(0.4);
+  if (r.Chance(0.3)) p.undoKillAt = r.Unit();
   return p;
 }
 
@@ -106,16 +110,23 @@ std::string Describe(const Plan& p) {
                      (p.subfolders ? "with subfolders" : "top folder only") + ", target " + kTargets[static_cast<int>(p.target)] + ", ";
   switch (p.disturbance) {
     case Disturbance::kNone:
-      return text + "undisturbed";
+      text += "undisturbed";
+      break;
     case Disturbance::kMutator:
-      return text + "a mutator changes files during the run";
+      text += "a mutator changes files during the run";
+      break;
     case Disturbance::kTwin:
-      return text + "a second process runs the same profile";
+      text += "a second process runs the same profile";
+      break;
     case Disturbance::kKill: {
       char share[32];
       std::snprintf(share, sizeof share, "%.2f", p.killAt);
-      return text + "killed at " + share + " of a usual run, then run again";
+      text += std::string("killed at ") + share + " of a usual run, then run again";
+      break;
     }
+  }
+  if (p.undo && !Deletes(p.action) && p.disturbance != Disturbance::kMutator) {
+    text += p.undoKillAt >= 0 ? ", then undone (the first undo killed half-way)" : ", then undone";
   }
   return text;
 }
@@ -450,6 +461,122 @@ std::vector<std::string> Selected(const Tree& source, bool subfolders) {
   return selected;
 }
 
+std::string DescribeRun(const RunOutcome& r);
+
+// The number of journals the runs of a scenario left.
+int CountJournals(const std::string& folder) {
+  int n = 0;
+  if (DIR* dir = ::opendir(folder.c_str())) {
+    while (const dirent* e = ::readdir(dir)) n += StartsWith(e->d_name, "Lauf-") && EndsWith(e->d_name, ".txt") ? 1 : 0;
+    ::closedir(dir);
+  }
+  return n;
+}
+
+// Files, links and other entries of a tree by path, with what they hold; folders apart.
+std::map<std::string, std::string> Contents(const Tree& tree, std::set<std::string>* folders) {
+  std::map<std::string, std::string> contents;
+  for (const auto& [rel, e] : tree) {
+    if (e.type == 'd') {
+      folders->insert(rel);
+    } else {
+      contents[rel] = std::string(1, e.type) + e.hash + e.link;
+    }
+  }
+  return contents;
+}
+
+// Undoes every run of the scenario, newest first, and checks that the source and the target
+// are as before the runs: every file back under its name with its bytes, nothing the runs
+// made left (an archive that was there before may keep what was added to it, and a file
+// "immer überschreiben" replaced stays lost, as its rows said), no folder the runs made left
+// behind, nobody else's file touched.
+template <typename Tell>
+void UndoEverything(const Options& options, const Plan& plan, const World& world, const Observation& o,
+                    const std::vector<std::string>& env, Pace* pace, Stats* stats, Tell tell, std::vector<Violation>* violations) {
+  const int journals = CountJournals(world.run + "/config/Journal");
+  ++stats->undos;
+  for (int n = 1; n <= journals; ++n) {
+    const std::vector<std::string> command = {options.cli, "--profiles", world.run + "/profile.ini", "--config-dir",
+                                              world.run + "/config", "--ja", "undo", std::to_string(n), "--format", "tsv"};
+    for (int attempt = 0; attempt < 2; ++attempt) {
+      RunOutcome u;
+      u.label = "undo " + std::to_string(n);
+      u.tsv = world.run + "/undo" + std::to_string(n) + "-" + std::to_string(attempt) + ".tsv";
+      u.err = world.run + "/undo" + std::to_string(n) + "-" + std::to_string(attempt) + ".err";
+      std::vector<Child> c = {Spawn(command, env, &u)};
+      const bool kill = n == 1 && attempt == 0 && plan.undoKillAt >= 0;
+      if (kill) c[0].killAfter = plan.undoKillAt * pace->run;
+      WaitAll(c, options.timeout, nullptr);
+      tell("  " + DescribeRun(u));
+      if (u.hung) {
+        ++stats->hangs;
+        violations->push_back({"hang", u.label + " did not end"});
+        return;
+      }
+      if (u.killed) {
+        ++stats->undoKills;
+        continue;  // and once more, to its end
+      }
+      std::string err;
+      ReadFile(u.err, &err);
+      // "Fehler!" rows are allowed only for what cannot come back; a crash is not.
+      if (!u.finished || u.status > 1) {
+        violations->push_back({"crash", u.label + " ended with " + std::to_string(u.status) + ": " + Printable(err.substr(0, 300))});
+        return;
+      }
+      break;
+    }
+  }
+  const std::vector<std::string> notSource = {world.target};
+  const std::vector<std::string> notBystanders = {world.source, world.target, world.dataHome, world.stash, world.run};
+  std::set<std::string> sourceFolders0, sourceFolders2, targetFolders0, targetFolders2;
+  const auto source0 = Contents(o.source0, &sourceFolders0);
+  const auto source2 = Contents(Snapshot(world.source, notSource), &sourceFolders2);
+  const auto target0 = Contents(o.target0, &targetFolders0);
+  const auto target2 = Contents(Snapshot(world.target), &targetFolders2);
+  auto differ = [&](const char* kind, const std::string& what) { violations->push_back({kind, what}); };
+  // With "immer überschreiben", of two selected files with one name the later one replaced the
+  // earlier at the target, as the run's rows said: that one cannot come back.
+  std::map<std::string, int> names;
+  for (const std::string& rel : o.selected) ++names[rel.substr(rel.rfind('/') + 1)];
+  for (const auto& [rel, content] : source0) {
+    auto now = source2.find(rel);
+    if (now == source2.end() && plan.collision == 0 && names[rel.substr(rel.rfind('/') + 1)] > 1) continue;
+    if (now == source2.end()) {
+      differ("undo-missing", "the undo did not bring back " + Printable(rel));
+    } else if (now->second != content) {
+      differ("undo-changed", Printable(rel) + " came back with other contents");
+    }
+  }
+  for (const auto& [rel, content] : source2) {
+    if (!source0.count(rel)) differ("undo-extra", "after the undo the source holds " + Printable(rel) + ", which was not there");
+  }
+  for (const std::string& folder : sourceFolders0) {
+    if (!sourceFolders2.count(folder)) differ("undo-missing", "the source folder " + Printable(folder) + " is gone");
+  }
+  for (const auto& [rel, content] : target2) {
+    auto before = target0.find(rel);
+    const bool keptArchive = before != target0.end() && LooksLikeArchiveName(rel);
+    if (before == target0.end() || (before->second != content && !keptArchive)) {
+      differ("undo-left", "after the undo the target holds " + Printable(rel));
+    }
+  }
+  if (plan.collision != 0) {
+    for (const auto& [rel, content] : target0) {
+      if (!target2.count(rel)) differ("undo-lost", "the target's own file " + Printable(rel) + " is gone");
+    }
+  }
+  for (const std::string& folder : targetFolders2) {
+    if (!targetFolders0.count(folder)) differ("undo-left", "the undo left the folder " + Printable(folder) + " its run made");
+  }
+  const Tree bystanders2 = Snapshot(world.root, notBystanders);
+  for (const auto& [rel, e] : o.bystanders0) {
+    auto now = bystanders2.find(rel);
+    if (now == bystanders2.end() || now->second.hash != e.hash) differ("bystander", "the undo touched " + Printable(rel));
+  }
+}
+
 std::string DescribeRun(const RunOutcome& r) {
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.3f s", r.seconds);
@@ -610,6 +737,10 @@ void RunScenario(const Options& options, std::uint64_t seed, Pace* pace, Stats* 
     }
     o.archives = ListArchives(archives, world.run);
     violations = Check(o);
+    // A file deleted or shredded cannot come back, and a mutator's changes are no run's to undo.
+    if (violations.empty() && plan.undo && !Deletes(plan.action) && plan.disturbance != Disturbance::kMutator) {
+      UndoEverything(options, plan, world, o, env, pace, stats, tell, &violations);
+    }
   }
 
   stats->scenarios += 1;
@@ -645,6 +776,7 @@ void RunScenario(const Options& options, std::uint64_t seed, Pace* pace, Stats* 
 void Stats::Add(const Stats& s) {
   scenarios += s.scenarios, failed += s.failed, violations += s.violations, kills += s.kills, killsMissed += s.killsMissed;
   twins += s.twins, mutators += s.mutators, mutatorsIdle += s.mutatorsIdle, undisturbed += s.undisturbed, hangs += s.hangs;
+  undos += s.undos, undoKills += s.undoKills;
   seconds += s.seconds;
   for (const auto& [kind, n] : s.kinds) {
     const bool fresh = !kinds.count(kind);
@@ -656,7 +788,7 @@ void Stats::Add(const Stats& s) {
 std::string Stats::Serialize() const {
   std::ostringstream out;
   out << scenarios << ' ' << failed << ' ' << violations << ' ' << kills << ' ' << killsMissed << ' ' << twins << ' ' << mutators << ' '
-      << mutatorsIdle << ' ' << undisturbed << ' ' << hangs << ' ' << seconds << '\n';
+      << mutatorsIdle << ' ' << undisturbed << ' ' << hangs << ' ' << undos << ' ' << undoKills << ' ' << seconds << '\n';
   for (const auto& [kind, n] : kinds) out << kind << ' ' << n << ' ' << firstSeed.at(kind) << '\n';
   return out.str();
 }
@@ -665,7 +797,7 @@ Stats Stats::Parse(const std::string& text) {
   Stats s;
   std::istringstream in(text);
   in >> s.scenarios >> s.failed >> s.violations >> s.kills >> s.killsMissed >> s.twins >> s.mutators >> s.mutatorsIdle >> s.undisturbed >>
-      s.hangs >> s.seconds;
+      s.hangs >> s.undos >> s.undoKills >> s.seconds;
   std::string kind;
   int n = 0;
   std::uint64_t seed = 0;

@@ -35,6 +35,8 @@ struct Stats {
   int mutatorsIdle = 0;
   int undisturbed = 0;
   int hangs = 0;
+  int undos = 0;               // scenarios whose runs were all undone afterwards
+  int undoKills = 0;           // of them, with an undo killed half-way
   double seconds = 0;
   std::map<std::string, int> kinds;
   std::map<std::string, std::uint64_t> firstSeed;

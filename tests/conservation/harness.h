@@ -50,6 +50,10 @@ struct Plan {
   TargetPlace target = TargetPlace::kBeside;
   Disturbance disturbance = Disturbance::kNone;
   double killAt = 0;  // the kill's moment as a share of a usual run's duration
+  // Afterwards every run is undone, newest first (the first undo maybe killed and started
+  // again): the source and the target must then be as they were before.
+  bool undo = false;
+  double undoKillAt = -1;  // the first undo's kill as a share of a usual run, or never
 };
 
 Plan DrawPlan(std::uint64_t seed, const Ratios& ratios);
