@@ -58,9 +58,10 @@ class SidecarsTest : public ::testing::Test {
     return words;
   }
 
+  using Files = std::map<std::wstring, std::string>;
   // Name -> bytes of every file in a folder below the test folder.
-  std::map<std::wstring, std::string> Folder(const wchar_t* relative) const {
-    std::map<std::wstring, std::string> files;
+  Files Folder(const wchar_t* relative) const {
+    Files files;
     FolderReader reader;
     DirEntry e;
     if (!reader.Open(dir_ / relative)) return files;
@@ -69,7 +70,6 @@ class SidecarsTest : public ::testing::Test {
     }
     return files;
   }
-  using Files = std::map<std::wstring, std::string>;
 
   test::TempDir dir_;
   JournalHost host_;
