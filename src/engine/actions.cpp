@@ -29,10 +29,10 @@ constexpr int kMaxNumber = 1000;
 
 bool Is(std::wstring_view aktion, std::wstring_view code) { return EqualsNoCase(aktion, code); }
 
+}  // namespace
 
-// Whether `target`, or one of the numbered names it got before ("a(1).jpg", "a(2).jpg" ...),
-// holds exactly the bytes of `file`. Contents are compared only where the sizes agree, and
-// only regular files are opened: a pipe under a target name would never answer.
+// Contents are compared only where the sizes agree, and only regular files are opened: a pipe
+// under a target name would never answer.
 bool IdenticalTargetExists(const FileRef& file, const std::wstring& target) {
   FileSystem& fs = ActiveFileSystem();
   FileInfo source;
@@ -46,6 +46,8 @@ bool IdenticalTargetExists(const FileRef& file, const std::wstring& target) {
   }
   return false;
 }
+
+namespace {
 
 ActionResult TransferFile(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                           const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {

@@ -82,6 +82,10 @@ ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
 ActionResult TransferFileAs(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                             const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 
+// Whether `target`, or one of the numbered names it got before ("a(1).jpg", "a(2).jpg" ...),
+// holds exactly the bytes of `file` ("Identisch").
+bool IdenticalTargetExists(const FileRef& file, const std::wstring& target);
+
 // "name(n).ext" for `target`; "" beyond (1000).
 std::wstring NumberedName(const std::wstring& target, int number);
 // The free name for `target` under the numbering policy: name(1).ext, name(2).ext, ... up to

@@ -203,9 +203,8 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
   // "Begleitdateien": sidecars go with their main file (moves and copies, not into archives).
   const bool sidecars = Trim(profile.Begleitdateien) == L"1" && ActionNeedsTarget(profile.Aktion) &&
                         ZipModeOf(profile.Zippen) == ZipMode::None;
-  const std::vector<bool> sidecarOfRun = sidecars ? SidecarsOfRunFiles(files) : std::vector<bool>();
-  SidecarFinder sidecarFinder;
-  std::unordered_set<std::wstring> sidecarsHandled;
+  std::optional<SidecarGroups> sidecarGroups;
+  if (sidecars) sidecarGroups.emplace(files);
 
   auto appendRow = [&](std::wstring_view path, std::uint64_t size, FileTime lastWrite, FileTime creation,
                        const std::wstring& targetFolder, const std::wstring& metadaten, const ActionResult& result) {
@@ -233,14 +232,31 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     ++summary.files;
     if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
   };
+  const SidecarGroupRun sidecarRun{
+      files, plan, mode, host, state,
+      [&](const RunFile& f) { return TargetFolderFor(profile, {f.path, f.size, f.lastWrite, f.creation}, variables); },
+      [&](const RunFile& f) {
+        return MetadataConditionValue(profile.Metadaten, {f.path, f.size, f.lastWrite, f.creation}, variables);
+      },
+      [&](const SidecarGroupRow& r) {
+        appendRow(r.path, r.size, r.lastWrite, r.creation, r.targetFolder, r.metadaten, r.result);
+      }};
+  auto reportProgress = [&](std::size_t i) {
+    progress.filesDone = i + 1;
+    if (i % 16 == 0 || i + 1 == files.size()) host.Progress(progress);
+  };
 
   for (size_t i = 0; i < files.size() && !stopped; ++i) {
     if (StopRequested(host)) {
       stopped = true;
       break;
     }
-    // A sidecar of another file of this run goes with that file, not on its own.
-    if (sidecars && sidecarOfRun[i]) continue;
+    // A file and the files that go with it (its sidecars, a RAW beside its JPEG) as one group.
+    if (sidecarGroups) {
+      sidecarGroups->Handle(i, sidecarRun);
+      reportProgress(i);
+      continue;
+    }
     const RunFile& file = files[i];
     const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
     // What the condition read from this file (its camera, its distance), not the condition;
@@ -260,26 +276,7 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
                                        log.size());
     }
     appendRow(file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result);
-    if (sidecars) {
-      // The sidecars take the name the main file got ("IMG_1(1).jpg" -> "IMG_1(1).xmp") and
-      // go only where it went; a main file that stayed keeps its sidecars too.
-      const bool mainMoved = !result.targetFile.empty() && RowKindOf(result.resultWord) == LogRowKind::Normal &&
-                             result.resultWord != ResultWord::kUebersprungenIdentisch;
-      for (const Sidecar& sidecar : sidecarFinder.For(FolderPart(file.path), NamePart(file.path))) {
-        const std::wstring path = JoinPath(sidecar.folder, sidecar.entry.name);
-        if (!sidecarsHandled.insert(ToLowerText(path)).second) continue;
-        ActionResult follow;
-        if (mainMoved) {
-          follow = TransferFileAs(FileRef(path, sidecar.entry.id), targetFolder,
-                                  SidecarTargetName(sidecar, NamePart(result.targetFile)), plan, mode, host, state);
-        } else {
-          follow.resultWord = ResultWord::kUebersprungen;
-        }
-        appendRow(path, sidecar.entry.size, sidecar.entry.lastWrite, sidecar.entry.creation, targetFolder, L"", follow);
-      }
-    }
-    progress.filesDone = i + 1;
-    if (i % 16 == 0 || i + 1 == files.size()) host.Progress(progress);
+    reportProgress(i);
   }
   // The archive's rows get their final words only now.
   if (archive) summary.errors += archive->Finish(log, stopped || AbortRequested());
