@@ -555,13 +555,26 @@ void UndoEverything(const Options& options, const Plan& plan, const World& world
   for (const std::string& folder : sourceFolders0) {
     if (!sourceFolders2.count(folder)) differ("undo-missing", "the source folder " + Printable(folder) + " is gone");
   }
+  // An archive that a later run added to stays after the undo (the undo of that run finds it
+  // was there before, the undo of the first that it changed since): allowed while it holds
+  // nothing but copies of what is back in the source.
+  std::set<std::string> sourceHashes;
+  for (const auto& [rel, content] : source2) sourceHashes.insert(content.substr(1));
+  std::vector<std::string> leftArchives;
+  for (const auto& [rel, content] : target2) {
+    if (!target0.count(rel) && LooksLikeArchiveName(rel)) leftArchives.push_back(world.target + "/" + rel);
+  }
+  const std::map<std::string, Archive> listed = ListArchives(leftArchives, world.run);
+  auto onlyCopies = [&](const std::string& rel) {
+    auto it = listed.find(world.target + "/" + rel);
+    if (it == listed.end() || !it->second.readable) return false;
+    return std::all_of(it->second.entries.begin(), it->second.entries.end(),
+                       [&](const ArchiveEntry& e) { return sourceHashes.count(e.hash) > 0; });
+  };
   for (const auto& [rel, content] : target2) {
     auto before = target0.find(rel);
-    // An archive a later run of a copy profile added to stays with its copies (the undo of
-    // that run finds it was there before, the undo of the first finds it changed since): extra
-    // copies, nothing lost.
-    const bool keptArchive = LooksLikeArchiveName(rel) && (before != target0.end() || plan.action == Action::kCopy);
-    if (before == target0.end() || (before->second != content && !keptArchive)) {
+    const bool keptArchive = LooksLikeArchiveName(rel) && (before != target0.end() || onlyCopies(rel));
+    if (before == target0.end() ? !keptArchive : before->second != content && !keptArchive) {
       differ("undo-left", "after the undo the target holds " + Printable(rel));
     }
   }
