@@ -1,5 +1,6 @@
 #include "base/sha256.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace ablagix {
@@ -58,44 +59,74 @@ void Compress(std::uint32_t state[8], const std::uint8_t block[64]) {
 
 }  // namespace
 
-Sha256Digest Sha256(std::string_view bytes) {
-  std::uint32_t state[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
-                            0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-  std::size_t at = 0;
-  for (; at + 64 <= bytes.size(); at += 64) Compress(state, reinterpret_cast<const std::uint8_t*>(bytes.data() + at));
-  // The rest, a 1 bit, zeros, and the length in bits at the end of the last block.
+Sha256Stream::Sha256Stream()
+    : state_{0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a, 0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19} {}
+
+void Sha256Stream::Update(std::string_view bytes) {
+  if (bytes.empty()) return;
+  length_ += bytes.size();
+  if (buffered_ > 0) {
+    const std::size_t take = std::min(bytes.size(), 64 - buffered_);
+    std::memcpy(buffer_.data() + buffered_, bytes.data(), take);
+    buffered_ += take;
+    bytes.remove_prefix(take);
+    if (buffered_ < 64) return;
+    Compress(state_.data(), buffer_.data());
+    buffered_ = 0;
+  }
+  for (; bytes.size() >= 64; bytes.remove_prefix(64)) Compress(state_.data(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
+  std::memcpy(buffer_.data(), bytes.data(), bytes.size());
+  buffered_ = bytes.size();
+}
+
+Sha256Digest Sha256Stream::Final() const {
+  Sha256Stream last = *this;
+  // A 1 bit, zeros, and the length in bits at the end of the last block.
   std::uint8_t tail[128] = {};
-  const std::size_t rest = bytes.size() - at;
-  std::memcpy(tail, bytes.data() + at, rest);
-  tail[rest] = 0x80;
-  const std::size_t tailSize = rest < 56 ? 64 : 128;
-  const std::uint64_t bits = static_cast<std::uint64_t>(bytes.size()) * 8;
+  std::memcpy(tail, buffer_.data(), buffered_);
+  tail[buffered_] = 0x80;
+  const std::size_t tailSize = buffered_ < 56 ? 64 : 128;
+  const std::uint64_t bits = static_cast<std::uint64_t>(length_) * 8;
   for (int i = 0; i < 8; ++i) tail[tailSize - 1 - i] = static_cast<std::uint8_t>(bits >> (8 * i));
-  Compress(state, tail);
-  if (tailSize == 128) Compress(state, tail + 64);
+  Compress(last.state_.data(), tail);
+  if (tailSize == 128) Compress(last.state_.data(), tail + 64);
   Sha256Digest digest;
   for (int i = 0; i < 8; ++i) {
-    for (int j = 0; j < 4; ++j) digest[4 * i + j] = static_cast<std::uint8_t>(state[i] >> (24 - 8 * j));
+    for (int j = 0; j < 4; ++j) digest[4 * i + j] = static_cast<std::uint8_t>(last.state_[i] >> (24 - 8 * j));
   }
   return digest;
 }
 
-Sha256Digest HmacSha256(std::string_view key, std::string_view message) {
+Sha256Digest Sha256(std::string_view bytes) {
+  Sha256Stream stream;
+  stream.Update(bytes);
+  return stream.Final();
+}
+
+HmacSha256Key::HmacSha256Key(std::string_view key) {
   std::string block(64, '\0');
   if (key.size() > 64) {
     const Sha256Digest shortened = Sha256(key);
     std::memcpy(block.data(), shortened.data(), shortened.size());
-  } else {
+  } else if (!key.empty()) {
     std::memcpy(block.data(), key.data(), key.size());
   }
-  std::string inner(block), outer(block);
-  for (char& c : inner) c = static_cast<char>(c ^ 0x36);
-  for (char& c : outer) c = static_cast<char>(c ^ 0x5c);
-  inner.append(message);
-  const Sha256Digest innerDigest = Sha256(inner);
-  outer.append(reinterpret_cast<const char*>(innerDigest.data()), innerDigest.size());
-  return Sha256(outer);
+  for (char& c : block) c = static_cast<char>(c ^ 0x36);
+  inner_.Update(block);
+  for (char& c : block) c = static_cast<char>(c ^ 0x36 ^ 0x5c);
+  outer_.Update(block);
 }
+
+Sha256Digest HmacSha256Key::Of(std::initializer_list<std::string_view> pieces) const {
+  Sha256Stream inner = inner_;
+  for (std::string_view piece : pieces) inner.Update(piece);
+  const Sha256Digest innerDigest = inner.Final();
+  Sha256Stream outer = outer_;
+  outer.Update(std::string_view(reinterpret_cast<const char*>(innerDigest.data()), innerDigest.size()));
+  return outer.Final();
+}
+
+Sha256Digest HmacSha256(std::string_view key, std::string_view message) { return HmacSha256Key(key).Of({message}); }
 
 std::string HexOf(const Sha256Digest& digest, std::size_t bytes) {
   constexpr char kHex[] = "0123456789abcdef";

@@ -62,6 +62,21 @@ void AppendField(std::string& line, std::wstring_view field) {
   line.append(bytes, from, std::string::npos);
 }
 
+// The key's blocks hashed once for all the lines a run or an undo seals.
+const HmacSha256Key& SealKey(std::string_view key) {
+  thread_local std::string known;
+  thread_local HmacSha256Key prepared{std::string_view()};
+  if (known != key) {
+    prepared = HmacSha256Key(key);
+    known = key;
+  }
+  return prepared;
+}
+
+std::string SealOf(std::string_view key, std::string_view started, std::string_view content) {
+  return HexOf(SealKey(key).Of({started, "\n", content}), kSealBytes);
+}
+
 // The fields joined by tabs, the seal, the check, the end of the line. The seal covers the
 // run's start too, so a line never passes in another journal.
 std::string EncodeLine(std::initializer_list<std::wstring_view> fields, std::string_view key, std::wstring_view started) {
@@ -73,7 +88,7 @@ std::string EncodeLine(std::initializer_list<std::wstring_view> fields, std::str
     AppendField(line, field);
   }
   line += '\t';
-  line += HexOf(HmacSha256(key, ToUtf8(started) + "\n" + line), kSealBytes);
+  line += SealOf(key, ToUtf8(started), line);
   char check[16];
   std::snprintf(check, sizeof check, "\t%08x\n", static_cast<unsigned>(Crc(line)));
   return line + check;
@@ -120,8 +135,7 @@ LineCheck DecodeLine(std::string_view line, std::string_view key, std::string_vi
   const std::size_t sealTab = sealed.size() >= kSealBytes * 2 + 2 ? sealed.size() - kSealBytes * 2 - 2 : std::string_view::npos;
   if (sealTab == std::string_view::npos || sealed[sealTab] != '\t') return LineCheck::kUnsealed;
   const std::string_view content = sealed.substr(0, sealTab);
-  const std::string expected =
-      HexOf(HmacSha256(key, std::string(started) + "\n" + std::string(content) + "\t"), kSealBytes);
+  const std::string expected = SealOf(key, started, sealed.substr(0, sealTab + 1));
   if (key.empty() || sealed.substr(sealTab + 1, kSealBytes * 2) != expected) return LineCheck::kUnsealed;
   fields->clear();
   std::size_t start = 0;
