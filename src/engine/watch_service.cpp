@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "engine/watch_copies_warning.h"
 #include "fileops/path_text.h"
 
 namespace ablagix {
@@ -67,6 +68,7 @@ RunSummary RunWatchRuns(const std::vector<WatchRun>& runs, RunHost& host, LogLis
 
 void WatchService::Start(std::vector<Profile> profiles, WatchTime now) {
   for (Profile& profile : profiles) {
+    if (WatchedCopiesMultiply(profile)) notes_.push_back(WatchedCopiesMultiplyWarning(profile.Beschreibung));
     auto watched = std::make_unique<Watched>(options_.timing.ownEcho);
     watched->profile = std::move(profile);
     watched->queue = SettleQueue(options_.timing);

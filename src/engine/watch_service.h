@@ -89,7 +89,7 @@ class WatchService {
   void Ran(const LogList& log, std::size_t firstRow, WatchTime now);
 
   // Notes for the log since the last call (a folder watched by the timer instead, a watch
-  // that ended or runs again).
+  // that ended or runs again, a copy profile whose copies multiply).
   std::vector<std::wstring> TakeNotes();
 
   // Where the watchers' reports go: `profile` is an index into the profiles given to Start.

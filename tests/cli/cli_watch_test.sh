@@ -2,8 +2,8 @@
 # ablagix-cli watch as a user runs it in a terminal: a marked profile moves what is dropped
 # into its folder once the file has settled, an unmarked one is left alone, the program's own
 # output starts no second run, a download that stalls with its file open is zipped only once
-# it is closed, a copy profile copies each arrival once, and Ctrl+C ends the watch with exit
-# code 130.
+# it is closed, a copy profile copies each arrival once (and is warned about at the start),
+# and Ctrl+C ends the watch with exit code 130.
 #
 #   cli_watch_test.sh ABLAGIX_CLI WORK_FOLDER
 set -euo pipefail
@@ -98,6 +98,9 @@ for n in 1 2 3; do
 done
 copies=$(ls "$work/Kopien" | wc -l)
 [ "$copies" = 3 ] || fail "$copies Kopien statt 3: $(ls "$work/Kopien" | tr '\n' ' ')"
+grep -q "Achtung: „Sichern“ wird überwacht und kopiert mit „neue Datei umbenennen (1)“" "$work/out.txt" ||
+  fail "keine Warnung zum Kopierprofil"
+! grep -q "Achtung: „Eingang“" "$work/out.txt" || fail "Warnung für ein Profil, das verschiebt"
 
 wait $download
 for _ in $(seq 1 30); do [ -f "$work/Download-Ablage/download.bin.zip" ] && break; sleep 0.5; done

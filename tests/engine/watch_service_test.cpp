@@ -17,7 +17,9 @@
 
 #include "engine/engine_test_host.h"
 #include "engine/run.h"
+#include "engine/watch_copies_warning.h"
 #include "fileops/files.h"
+#include "profiles/profile_editor.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -393,6 +395,45 @@ TEST_F(WatchServiceTest, AWatchedFolderThatGoesAwayFallsBackToTheTimer) {
   EXPECT_TRUE(std::any_of(notes.begin(), notes.end(), [](const std::wstring& n) {
     return n.starts_with(L"\u00dcberwachung von \u201EWeg\u201C beendet");
   }));
+}
+
+TEST(WatchedCopiesMultiply, WarnsOfWatchedCopiesThatNumberAndCannotSkipTheSameFile) {
+  struct Case {
+    const wchar_t* aktion;
+    const wchar_t* kollision;
+    const wchar_t* identisch;
+    const wchar_t* zippen;
+    const wchar_t* ueberwachen;
+    bool warned;
+  };
+  const Case cases[] = {
+      {L"Kopieren", L"1", L"", L"0", L"1", true},
+      {L"kopieren", L"", L"", L"", L"1", true},        // no collision key numbers too
+      {L"Kopieren", L"1", L"1", L"0", L"1", false},    // identical files are skipped
+      {L"Kopieren", L"1", L"1", L"1", L"1", true},     // but archives are not compared
+      {L"Kopieren", L"2", L"", L"0", L"1", false},     // "überspringen"
+      {L"Kopieren", L"0", L"", L"0", L"1", false},     // "immer überschreiben"
+      {L"Verschieben", L"1", L"", L"0", L"1", false},  // a moved file is met only once
+      {L"Kopieren", L"1", L"", L"0", L"", false},      // not watched
+  };
+  for (const Case& c : cases) {
+    Profile p;
+    p.Beschreibung = L"Sichern";
+    p.Quelle = L"C:\\Import";
+    p.Ziel = L"D:\\Kopien";
+    p.Aktion = c.aktion;
+    p.Kollision = c.kollision;
+    p.Identisch = c.identisch;
+    p.Zippen = c.zippen;
+    p.Ueberwachen = c.ueberwachen;
+    EXPECT_EQ(WatchedCopiesMultiply(p), c.warned) << test::U8(c.aktion) << " " << test::U8(c.kollision);
+    // The editor warns of the same profile as the watch does.
+    ProfileEditor editor;
+    editor.LoadFromRow(p);
+    EXPECT_EQ(WatchedCopiesMultiply(editor.ToEditorValues()), c.warned) << test::U8(c.aktion);
+  }
+  EXPECT_TRUE(WatchedCopiesMultiplyWarning(L"Sichern")
+                  .starts_with(L"Achtung: \u201ESichern\u201C wird \u00fcberwacht und kopiert mit"));
 }
 
 }  // namespace
