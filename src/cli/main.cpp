@@ -47,7 +47,7 @@ constexpr std::wstring_view kUsage =
     L"                       verschiebt oder kopiert, l\u00f6st keinen Lauf aus.\n"
     L"                       Ein Ordner, der sich nicht \u00fcberwachen l\u00e4sst (etwa eine\n"
     L"                       Netzwerkfreigabe), l\u00e4uft stattdessen alle --interval Minuten\n"
-    L"                       (Standard 10)\n"
+    L"                       (Standard 10), bis er sich wieder \u00fcberwachen l\u00e4sst\n"
     L"  undo (--list | --last | LAUF) [--format table|tsv]\n"
     L"                       macht einen ausgef\u00fchrten Lauf r\u00fcckg\u00e4ngig, die letzte \u00c4nderung\n"
     L"                       zuerst: Verschobenes kommt zur\u00fcck, unver\u00e4nderte Kopien und\n"
