@@ -11,6 +11,7 @@
 #include "app/recent_folders_dialog.h"
 #include "app/win_controls.h"
 #include "desktop/recent_folders.h"
+#include "engine/watch_copies_warning.h"
 #include "fileops/path_text.h"
 #include "profiles/language.h"
 #include "profiles/profile_file_choice.h"
@@ -496,7 +497,8 @@ void MainWindow::OnEditorCommand(int id, int code) {
 
 bool MainWindow::SaveProfile() {
   ControlsToEditor();
-  SaveOutcome outcome = SaveTheProfil(editor_.ToEditorValues(), profileFile_, ui_);
+  const ProfileEditorValues values = editor_.ToEditorValues();
+  SaveOutcome outcome = SaveTheProfil(values, profileFile_, ui_);
   if (!outcome.saved) {
     // A failed write names no field: the editor keeps every value for a second try.
     const int focus = outcome.focus == EditorField::Description  ? kIdDescription
@@ -508,6 +510,10 @@ bool MainWindow::SaveProfile() {
     SelectTab(kEditorPage);
     if (focus != 0) SetFocus(Item(focus));
     return false;
+  }
+  // Saved all the same: the user may want exactly these copies, but should know what they cost.
+  if (WatchedCopiesMultiply(values)) {
+    ui_.ShowMessage(WatchedCopiesMultiplyWarning(values.description), MessageIcon::Exclamation, MessageButtons::Ok);
   }
   editor_.isFilling = true;
   editor_.values.includeExtText = outcome.filterShown;

@@ -97,7 +97,9 @@ class MainWindow {
   void BeginRun();
   // `saveLog`: a profile run ends with the automatic save when that is switched on.
   void EndRun(const RunSummary& summary, bool saveLog);
-  void RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode);
+  // With `watched`, the runs a watch started (each over its own files) instead of `profiles`.
+  void RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode,
+                      const std::vector<WatchRun>* watched = nullptr);
   void OnRunCheckedButton();
   void OnRunProgress(const RunProgress& progress);
   void OnShredProgress(const ShredProgress& progress);

@@ -264,14 +264,16 @@ void MainWindow::EndRun(const RunSummary& summary, bool saveLog) {
   if (closeAfterRun_) PostMessageW(window_, WM_CLOSE, 0, 0);
 }
 
-void MainWindow::RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode) {
+void MainWindow::RunProfilesNow(const std::vector<Profile>& profiles, RunMode mode,
+                                const std::vector<WatchRun>* watched) {
   SelectTab(kLogPage);
   BeginRun();
   HideSortArrow();
   const std::size_t first = log_.size();
   // Notify profiles speak in a run that nobody started by hand, the watch's as the timer's.
   WindowRunHost host(*this, timer_.running() || watch_ != nullptr);
-  const RunSummary summary = RunProfiles(profiles, mode, host, log_);
+  const RunSummary summary =
+      watched ? RunWatchRuns(*watched, host, log_) : RunProfiles(profiles, mode, host, log_);
   // Whoever started it, what a run moved and copied must not start the watch again.
   if (watch_ && mode == RunMode::Execute) watch_->Ran(log_, first, WatchClockNow());
   EndRun(summary, true);
@@ -441,13 +443,14 @@ void MainWindow::OnWatchTick() {
   // A run handles messages between its files; the watch waits until it is over, so that the
   // run's own changes are known as such before they are looked at.
   if (!watch_ || running_) return;
-  const std::vector<Profile> due = watch_->Due(WatchClockNow());
+  const std::vector<WatchRun> due = watch_->Due(WatchClockNow());
   const std::vector<std::wstring> notes = watch_->TakeNotes();
   if (!notes.empty()) {
     for (const std::wstring& note : notes) AppendWatchNote(log_, note);
     ShowLogRows();
   }
-  if (!due.empty()) RunProfilesNow(due, RunMode::Execute);
+  // Each profile over the files that arrived for it, not over its whole folder again.
+  if (!due.empty()) RunProfilesNow({}, RunMode::Execute, &due);
 }
 
 // The interval and the log option are read at every tick, so a change on the settings page

@@ -1,6 +1,7 @@
 // "run", "timer" and "watch": the profiles of the profile file, executed or simulated, with
 // the log printed as a table or as tab-separated lines.
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <thread>
 
@@ -191,12 +192,12 @@ void SaveLogAfterRun(const LogList& log, const SettingsFolders& folders, CliRunH
            (saved.path.empty() ? settings.LogPath : saved.path) + L"\n");
 }
 
-// A run nobody started by hand (the timer's, or one that watching started): executed, its new
-// rows printed, the log saved as after every run.
-RunSummary RunUnattended(const std::vector<Profile>& profiles, CliRunHost& host, LogList& log, LogFormat format,
+// A run nobody started by hand (the timer's, or one that watching started): executed by
+// `run`, its new rows printed, the log saved as after every run.
+RunSummary RunUnattended(const std::function<RunSummary()>& run, CliRunHost& host, LogList& log, LogFormat format,
                          const SettingsFolders& folders) {
   const std::size_t first = log.size();
-  const RunSummary summary = RunProfiles(profiles, RunMode::Execute, host, log);
+  const RunSummary summary = run();
   host.EndProgress();
   PrintLog(log, format, first);
   FlushOut();
@@ -274,7 +275,8 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
     if (tick == TickResult::Wait) continue;
     if (tick == TickResult::ClearLogAndRun) log.Clear();
     timer.SetBusy(true);
-    const RunSummary summary = RunUnattended(profiles, host, log, r.format, folders);
+    const RunSummary summary =
+        RunUnattended([&] { return RunProfiles(profiles, RunMode::Execute, host, log); }, host, log, r.format, folders);
     timer.SetBusy(false);
     if (summary.errors > 0) exitCode = kExitFileError;
     if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
@@ -325,13 +327,14 @@ int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
       PrintLog(log, r.format, first);
       FlushOut();
     }
-    const std::vector<Profile> due = watch.Due(WatchClockNow());
+    const std::vector<WatchRun> due = watch.Due(WatchClockNow());
     if (due.empty()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(200));
       continue;
     }
     const std::size_t runFirst = log.size();
-    const RunSummary summary = RunUnattended(due, host, log, r.format, folders);
+    // Each profile over the files that arrived for it, not over its whole folder again.
+    const RunSummary summary = RunUnattended([&] { return RunWatchRuns(due, host, log); }, host, log, r.format, folders);
     watch.Ran(log, runFirst, WatchClockNow());
     if (summary.errors > 0) exitCode = kExitFileError;
     if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;

@@ -310,6 +310,12 @@ std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
 
 RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log,
                        const std::vector<std::wstring>* onlyFiles) {
+  const std::vector<const std::vector<std::wstring>*> onlyFilesOf(profiles.size(), onlyFiles);
+  return RunProfiles(profiles, mode, host, log, onlyFilesOf);
+}
+
+RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log,
+                       const std::vector<const std::vector<std::wstring>*>& onlyFilesOf) {
   ClearAbort();
   RunSummary summary;
   RunState state;
@@ -320,8 +326,9 @@ RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHo
   RunJournal journal(mode == RunMode::Execute ? host.JournalFolder() : L"", kJournalKindRun);
   state.journal = &journal;
   host.SetLogEmptyText(kLogEmptyBusy);
-  for (const Profile& profile : profiles) {
-    if (AbortRequested() || !RunOneProfile(profile, mode, host, log, state, summary, onlyFiles)) {
+  for (std::size_t i = 0; i < profiles.size(); ++i) {
+    const std::vector<std::wstring>* onlyFiles = i < onlyFilesOf.size() ? onlyFilesOf[i] : nullptr;
+    if (AbortRequested() || !RunOneProfile(profiles[i], mode, host, log, state, summary, onlyFiles)) {
       summary.aborted = true;
       break;
     }

@@ -73,6 +73,10 @@ struct RunSummary {
 // accept (the files a watch saw arrive), instead of walking its whole source.
 RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log,
                        const std::vector<std::wstring>* onlyFiles = nullptr);
+// The same with a list for each profile (null: its whole source): a watch knows for each
+// profile which files arrived since that profile's last run.
+RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHost& host, LogList& log,
+                       const std::vector<const std::vector<std::wstring>*>& onlyFilesOf);
 
 // "Ausführen nur bei angehakten Dateien": repeats each checked row's action for its file,
 // from the values the row carries, and writes the new result into the row.

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "fileops/folder_watch.h"
 
@@ -25,8 +26,8 @@ struct WatchTiming {
   std::chrono::milliseconds settle{2000};
   // A run starts only when no change has come for this long, so a burst gives one run.
   std::chrono::milliseconds gather{3000};
-  // A file still changing after this long no longer holds runs back (a log written all day,
-  // a file some program keeps open); the run then meets it as a timed run would.
+  // A file still incomplete after this long no longer holds the runs of other files back (a
+  // log written all day, a file some program keeps open); it waits on until it is complete.
   std::chrono::milliseconds giveUp{std::chrono::minutes(10)};
   // Changes to files that a run wrote itself are ignored for this long after that run.
   std::chrono::milliseconds ownEcho{std::chrono::minutes(1)};
@@ -34,30 +35,46 @@ struct WatchTiming {
 
 using LookAtFile = std::function<WatchedFileLook(const std::wstring& path)>;
 
-// The same text for every spelling of one path: letters folded, "\" and "/" alike, doubled
-// separators and a trailing one dropped.
+// The same text for every spelling of one path: "\" and "/" alike, doubled separators and a
+// trailing one dropped, letters folded where file names ignore case (Windows).
 std::wstring WatchPathKey(std::wstring_view path);
+
+// A file that has stood still, as it looked then.
+struct SettledFile {
+  std::wstring path;
+  WatchedFileLook look;
+};
+
+// What a due run is to handle.
+struct SettledFiles {
+  // The system lost changes: the run walks the whole source, whatever `files` says.
+  bool wholeFolder = false;
+  // The complete files, in the order they arrived.
+  std::vector<SettledFile> files;
+};
 
 // The files of one watched profile that wait for their run.
 class SettleQueue {
  public:
   explicit SettleQueue(WatchTiming timing = {}) : timing_(timing) {}
 
-  // A file was created, written or renamed to `path`.
-  void Changed(const std::wstring& path, WatchTime now);
+  // A file was created, written or renamed to `path`; `writing` as FolderChange says it.
+  void Changed(const std::wstring& path, WatchTime now, bool writing = false);
+  // The program that wrote `path` has closed it: a change too, and the end of its writing.
+  void Closed(const std::wstring& path, WatchTime now);
   // A file was deleted or renamed away: nothing to wait for.
   void Removed(const std::wstring& path);
-  // The system lost changes: one run once everything is quiet, whatever else is known.
+  // The system lost changes: one run over the whole folder once everything is quiet.
   void LostChanges(WatchTime now);
-  // Drops a file that the program wrote itself.
+  // Drops a file that the program wrote or handled itself.
   void Forget(const std::wstring& path);
 
-  // Looks at the files whose time has come and says whether the run is due: something is
-  // waiting, nothing has changed for `gather`, and every waiting file is complete (or has
-  // waited longer than `giveUp`). Files that vanished are dropped; nothing left, no run.
+  // Looks at the files whose time has come and says whether a run is due: a file is complete
+  // (or changes were lost), nothing has changed for `gather`, and every waiting file is
+  // complete or has waited longer than `giveUp`. Files that vanished are dropped.
   bool Due(WatchTime now, const LookAtFile& look);
-  // The run starts: it takes everything that waited.
-  void Take();
+  // The run starts: it takes the complete files; those still incomplete wait on.
+  SettledFiles Take();
 
   std::size_t waiting() const { return waiting_.size(); }
 
@@ -69,9 +86,12 @@ class SettleQueue {
     WatchTime nextLook{};
     bool looked = false;
     bool complete = false;
+    // A writer made or wrote it and its close has not been reported yet.
+    bool writerOpen = false;
     std::uint64_t size = 0;
     FileTime lastWrite = 0;
   };
+  Waiting& Touch(const std::wstring& path, WatchTime now);
   void LookAt(Waiting& file, WatchTime now, const LookAtFile& look, bool* gone);
 
   WatchTiming timing_;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "engine/watch_copies_warning.h"
 #include "fileops/path_text.h"
 
 namespace ablagix {
@@ -15,12 +16,12 @@ std::wstring MinutesText(std::chrono::milliseconds interval) {
                       : L"alle " + NumberText(static_cast<std::uint64_t>(minutes)) + L" Minuten";
 }
 
-// The files a log row says the run wrote or took away.
-void RowPaths(const LogList& log, std::size_t row, std::vector<std::wstring>* out) {
+// The file a log row handled, and the files it says the run wrote.
+void RowPaths(const LogList& log, std::size_t row, std::wstring* source, std::vector<std::wstring>* written) {
   const LogRowAction a = log.ActionOf(row);
-  out->push_back(a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2);
+  *source = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
   if (a.zielpfad.empty()) return;
-  out->push_back(a.ziel2.empty() ? JoinPath(a.zielpfad, a.datei) : a.ziel2);
+  written->push_back(a.ziel2.empty() ? JoinPath(a.zielpfad, a.datei) : a.ziel2);
   const std::wstring zipp(Trim(a.zipp));
   if (zipp.empty() || zipp == L"0") return;
   // An archive per file is named after the file, one for all after ZipName (whose variables
@@ -28,7 +29,7 @@ void RowPaths(const LogList& log, std::size_t row, std::vector<std::wstring>* ou
   std::vector<std::wstring> names{a.datei};
   if (!a.zipName.empty() && a.zipName.find(L'%') == std::wstring::npos) names.push_back(a.zipName);
   for (const std::wstring& name : names) {
-    for (const wchar_t* extension : {L".zip", L".exe"}) out->push_back(JoinPath(a.zielpfad, name) + extension);
+    for (const wchar_t* extension : {L".zip", L".exe"}) written->push_back(JoinPath(a.zielpfad, name) + extension);
   }
 }
 
@@ -55,28 +56,43 @@ WatchService::~WatchService() {
   watched_.clear();
 }
 
+RunSummary RunWatchRuns(const std::vector<WatchRun>& runs, RunHost& host, LogList& log) {
+  std::vector<Profile> profiles;
+  std::vector<const std::vector<std::wstring>*> files;
+  for (const WatchRun& run : runs) {
+    profiles.push_back(run.profile);
+    files.push_back(run.wholeSource ? nullptr : &run.files);
+  }
+  return RunProfiles(profiles, RunMode::Execute, host, log, files);
+}
+
 void WatchService::Start(std::vector<Profile> profiles, WatchTime now) {
   for (Profile& profile : profiles) {
-    auto watched = std::make_unique<Watched>();
+    if (WatchedCopiesMultiply(profile)) notes_.push_back(WatchedCopiesMultiplyWarning(profile.Beschreibung));
+    auto watched = std::make_unique<Watched>(options_.timing.ownEcho);
     watched->profile = std::move(profile);
     watched->queue = SettleQueue(options_.timing);
     watched_.push_back(std::move(watched));
   }
   for (std::size_t i = 0; i < watched_.size(); ++i) {
-    Watched& w = *watched_[i];
-    FolderWatchRequest request;
-    request.folder = std::wstring(Trim(w.profile.Quelle));
-    request.subtree = Trim(w.profile.Unterverzeich) == L"1";
-    request.bufferBytes = options_.bufferBytes;
     std::wstring reason;
-    if (request.folder.empty()) {
-      reason = L"kein Quellordner";
-    } else {
-      w.watch = StartFolderWatch(
-          request, [this, i](std::vector<FolderChange>&& changes) { Receive(i, std::move(changes)); }, &reason);
-    }
-    if (!w.watch) FallBack(w, reason, now);
+    if (!StartWatch(i, &reason)) FallBack(*watched_[i], reason, now);
   }
+}
+
+bool WatchService::StartWatch(std::size_t index, std::wstring* reason) {
+  Watched& w = *watched_[index];
+  FolderWatchRequest request;
+  request.folder = std::wstring(Trim(w.profile.Quelle));
+  request.subtree = Trim(w.profile.Unterverzeich) == L"1";
+  request.bufferBytes = options_.bufferBytes;
+  if (request.folder.empty()) {
+    *reason = L"kein Quellordner";
+    return false;
+  }
+  w.watch = StartFolderWatch(
+      request, [this, index](std::vector<FolderChange>&& changes) { Receive(index, std::move(changes)); }, reason);
+  return w.watch != nullptr;
 }
 
 void WatchService::FallBack(Watched& w, const std::wstring& reason, WatchTime now) {
@@ -84,7 +100,7 @@ void WatchService::FallBack(Watched& w, const std::wstring& reason, WatchTime no
   const bool wasWatching = w.watch != nullptr;
   w.watch.reset();
   w.fallback = true;
-  w.queue.Take();
+  w.queue = SettleQueue(options_.timing);
   w.nextFallbackRun = now + options_.fallbackInterval;
   const std::wstring name = L"\u201E" + w.profile.Beschreibung + L"\u201C";
   const std::wstring why = reason.empty() ? std::wstring() : L" (" + reason + L")";
@@ -102,6 +118,10 @@ void WatchService::Receive(std::size_t profile, std::vector<FolderChange>&& chan
   if (!woken_.exchange(true) && wake_) wake_();
 }
 
+bool WatchService::IsEcho(const Watched& w, const std::wstring& path, WatchTime now) const {
+  return own_.IsEcho(path, now, options_.look) || w.handled.IsEcho(path, now, options_.look);
+}
+
 void WatchService::Take(std::vector<Report>& reports, WatchTime now) {
   for (Report& report : reports) {
     if (report.profile >= watched_.size()) continue;
@@ -110,7 +130,10 @@ void WatchService::Take(std::vector<Report>& reports, WatchTime now) {
     for (FolderChange& change : report.changes) {
       switch (change.kind) {
         case FolderChangeKind::Changed:
-          if (!own_.IsEcho(change.path, now, options_.look)) w.queue.Changed(change.path, now);
+          if (!IsEcho(w, change.path, now)) w.queue.Changed(change.path, now, change.writing);
+          break;
+        case FolderChangeKind::Closed:
+          if (!IsEcho(w, change.path, now)) w.queue.Closed(change.path, now);
           break;
         case FolderChangeKind::Removed:
           w.queue.Removed(change.path);
@@ -127,7 +150,7 @@ void WatchService::Take(std::vector<Report>& reports, WatchTime now) {
   }
 }
 
-std::vector<Profile> WatchService::Due(WatchTime now) {
+std::vector<WatchRun> WatchService::Due(WatchTime now) {
   woken_ = false;
   std::vector<Report> reports;
   {
@@ -136,32 +159,75 @@ std::vector<Profile> WatchService::Due(WatchTime now) {
   }
   Take(reports, now);
   own_.Expire(now);
-  std::vector<Profile> due;
-  for (const auto& watched : watched_) {
-    Watched& w = *watched;
+  for (const auto& watched : watched_) watched->handled.Expire(now);
+  handedOut_.clear();
+  std::vector<WatchRun> due;
+  for (std::size_t i = 0; i < watched_.size(); ++i) {
+    Watched& w = *watched_[i];
     if (w.fallback) {
       if (now < w.nextFallbackRun) continue;
       w.nextFallbackRun = now + options_.fallbackInterval;
-    } else {
-      if (!w.queue.Due(now, options_.look)) continue;
-      w.queue.Take();
+      // The folder may be back (a share reconnected, a folder made again). What happened
+      // while it was not watched is unknown: one run over all of it, once quiet.
+      std::wstring reason;
+      if (StartWatch(i, &reason)) {
+        w.fallback = false;
+        w.queue.LostChanges(now);
+        notes_.push_back(L"\u00dcberwachung von \u201E" + w.profile.Beschreibung + L"\u201C l\u00e4uft wieder.");
+        continue;
+      }
+      due.push_back({w.profile, true, {}});
+      continue;
     }
-    due.push_back(w.profile);
+    if (!w.queue.Due(now, options_.look)) continue;
+    SettledFiles taken = w.queue.Take();
+    WatchRun run{w.profile, taken.wholeFolder, {}};
+    for (SettledFile& file : taken.files) {
+      handedOut_[WatchPathKey(file.path)] = file.look;
+      if (!run.wholeSource) run.files.push_back(std::move(file.path));
+    }
+    due.push_back(std::move(run));
   }
   return due;
 }
 
+WatchService::Watched* WatchService::WatchedNamed(std::wstring_view name) {
+  for (const auto& watched : watched_) {
+    if (watched->profile.Beschreibung == name) return watched.get();
+  }
+  return nullptr;
+}
+
 void WatchService::Ran(const LogList& log, std::size_t firstRow, WatchTime now) {
-  // Changes reported during the run are still waiting; taken only now, those of the run's
-  // own files are known for what they are.
-  std::vector<std::wstring> paths;
+  // Changes reported during the run are still waiting in the reports; taken only later,
+  // those of the run's own files are known for what they are.
+  Watched* profile = nullptr;  // the watched profile whose rows these are
+  std::wstring source;
+  std::vector<std::wstring> written;
   for (std::size_t row = firstRow; row < log.size(); ++row) {
-    if (log.IsFileRow(row)) RowPaths(log, row, &paths);
+    if (!log.IsFileRow(row)) {
+      const std::wstring first = log.Text(row, 0);
+      if (first.starts_with(L"Start ")) profile = WatchedNamed(std::wstring_view(first).substr(6));
+      continue;
+    }
+    written.clear();
+    RowPaths(log, row, &source, &written);
+    // Handled for this profile; another one watching the same folder still has it to do.
+    // A file left in place is remembered as it was handed out, so that a change made while
+    // the run went on still counts.
+    if (profile) {
+      WatchedFileLook left = options_.look(source);
+      const auto handed = handedOut_.find(WatchPathKey(source));
+      if (left.present && handed != handedOut_.end()) left = handed->second;
+      profile->handled.Add(source, left, now);
+      profile->queue.Forget(source);
+    }
+    for (const std::wstring& path : written) {
+      own_.Add(path, options_.look(path), now);
+      for (const auto& watched : watched_) watched->queue.Forget(path);
+    }
   }
-  for (const std::wstring& path : paths) {
-    own_.Add(path, options_.look(path), now);
-    for (const auto& watched : watched_) watched->queue.Forget(path);
-  }
+  handedOut_.clear();
 }
 
 std::vector<std::wstring> WatchService::TakeNotes() { return std::exchange(notes_, {}); }

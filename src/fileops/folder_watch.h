@@ -17,6 +17,7 @@ namespace ablagix {
 
 enum class FolderChangeKind {
   Changed,   // a file was created, written, or renamed to this name
+  Closed,    // a program that had written the file closed it (only where the system says so: Linux)
   Removed,   // a file was deleted or renamed away
   Overflow,  // the system lost changes (its queue ran full): anything may have changed
   Lost,      // the watch ended (the folder went away, the network share dropped); `path` is the reason
@@ -25,6 +26,9 @@ enum class FolderChangeKind {
 struct FolderChange {
   FolderChangeKind kind = FolderChangeKind::Changed;
   std::wstring path;  // the watched folder joined with the name the system reported
+  // Changed by a program that holds the file open for writing and whose close will come as
+  // Closed (Linux: created or written). Moved in, or reported where closes are not: false.
+  bool writing = false;
 };
 
 // Receives the changes on the watcher's own thread, in the order the system reported them.
@@ -56,15 +60,21 @@ std::unique_ptr<FolderWatch> StartFolderWatch(const FolderWatchRequest& request,
 // queue is a setting of the whole system.
 bool WatchBufferIsOurs();
 
+// Whether the watch reports Closed, and Changed with `writing` (Linux: inotify says when a
+// writer closes a file; Windows does not).
+bool WatchReportsCloses();
+
 // What a watcher needs to know of a file to decide whether it is complete.
 struct WatchedFileLook {
   bool present = false;  // a regular file (no folder, link or device) is there
   std::uint64_t size = 0;
   FileTime lastWrite = 0;
-  // Another program holds it open for writing or without sharing it (Windows reports a sharing
-  // violation): a copy into the folder is still under way. Linux cannot tell; there size and
-  // time alone decide.
+  // Another program holds it open for writing (Linux: a read lease is refused) or without
+  // sharing it (Windows: a sharing violation): a copy into the folder is still under way.
   bool inUse = false;
+  // False when the system could not say (Linux: another user's file, a file system without
+  // leases); then the watch goes by whether the writer's close was reported.
+  bool inUseKnown = true;
 };
 WatchedFileLook LookAtWatchedFile(const std::wstring& path);
 

@@ -1,11 +1,12 @@
 // inotify implementation of the folder watch. inotify watches one folder at a time, so a tree
 // gets a watch per subfolder: those there at the start, and every one made or moved in later
 // (its files are reported at once, since they may have arrived before its watch was added).
+#include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
-#include <fcntl.h>
 
 #include <cerrno>
 #include <cstring>
@@ -186,8 +187,12 @@ class InotifyWatch final : public FolderWatch {
     }
     if (event.mask & (IN_DELETE | IN_MOVED_FROM)) {
       out->push_back({FolderChangeKind::Removed, std::move(path)});
+    } else if (event.mask & IN_CLOSE_WRITE) {
+      out->push_back({FolderChangeKind::Closed, std::move(path)});
     } else {
-      out->push_back({FolderChangeKind::Changed, std::move(path)});
+      // A file made or written here is open for writing, and its close will be reported; one
+      // renamed in or with new attributes was not written through this folder.
+      out->push_back({FolderChangeKind::Changed, std::move(path), (event.mask & (IN_CREATE | IN_MODIFY)) != 0});
     }
     return true;
   }
@@ -211,7 +216,40 @@ std::unique_ptr<FolderWatch> StartFolderWatch(const FolderWatchRequest& request,
   return watch;
 }
 
+bool WatchReportsCloses() { return true; }
+
 bool WatchBufferIsOurs() { return false; }
+
+namespace {
+
+// Whether any process holds the file open for writing, asked with a read lease: the system
+// refuses one (EAGAIN) while a descriptor of the file is open for writing anywhere. The lease
+// is given back at once. Should a writer open the file in that instant, the system tells the
+// lease holder with a signal, SIGIO unless chosen otherwise, whose default ends the process;
+// SIGURG is chosen instead, as its default is to ignore it, and the writer waits only until
+// the lease is given back.
+// Leases are granted only on one's own files (or with CAP_LEASE), and not on every file
+// system (NFS, some FUSE file systems) nor when fs.leases-enable is off. Then nothing is
+// known; the watch falls back on having seen the writer's close (IN_CLOSE_WRITE) after its
+// last write, plus the settle time. That misses a second writer that still holds the file
+// when the first closes it, which is why the lease is asked first.
+void LookForWriters(int fd, WatchedFileLook* look) {
+  if (fcntl(fd, F_SETSIG, SIGURG) != 0) {
+    look->inUseKnown = false;
+    return;
+  }
+  if (fcntl(fd, F_SETLEASE, F_RDLCK) == 0) {
+    fcntl(fd, F_SETLEASE, F_UNLCK);
+    return;
+  }
+  if (errno == EAGAIN) {
+    look->inUse = true;
+  } else {
+    look->inUseKnown = false;
+  }
+}
+
+}  // namespace
 
 WatchedFileLook LookAtWatchedFile(const std::wstring& path) {
   WatchedFileLook look;
@@ -221,10 +259,32 @@ WatchedFileLook LookAtWatchedFile(const std::wstring& path) {
   look.present = true;
   look.size = static_cast<std::uint64_t>(st.st_size);
   look.lastWrite = ToFileTime(st.st_mtim);
-  // Linux has no sharing modes; a file that cannot even be opened for reading is treated as
-  // still busy, as Windows would report it.
+  // Not blocking: a file swapped for a pipe meanwhile, or one that another program holds
+  // under a write lease (a file server's), gives an error instead of a wait.
   UniqueFd fd(::open(native.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
-  look.inUse = !fd && errno != EACCES && errno != EPERM;
+  if (!fd) {
+    // Unreadable for us: nobody can be asked, so the close events decide. Anything else
+    // (held under a lease, gone or swapped meanwhile) is looked at again soon.
+    if (errno == EACCES || errno == EPERM) {
+      look.inUseKnown = false;
+    } else {
+      look.inUse = true;
+    }
+    return look;
+  }
+  struct stat opened;
+  if (fstat(fd.get(), &opened) != 0 || !S_ISREG(opened.st_mode) || opened.st_ino != st.st_ino ||
+      opened.st_dev != st.st_dev) {
+    look.inUse = true;
+    return look;
+  }
+  LookForWriters(fd.get(), &look);
+  // Size and time after the writers were asked about: a writer that has just closed has
+  // written everything it will.
+  if (fstat(fd.get(), &opened) == 0) {
+    look.size = static_cast<std::uint64_t>(opened.st_size);
+    look.lastWrite = ToFileTime(opened.st_mtim);
+  }
   return look;
 }
 

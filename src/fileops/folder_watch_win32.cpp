@@ -194,6 +194,8 @@ std::unique_ptr<FolderWatch> StartFolderWatch(const FolderWatchRequest& request,
   return watch;
 }
 
+bool WatchReportsCloses() { return false; }
+
 bool WatchBufferIsOurs() { return true; }
 
 WatchedFileLook LookAtWatchedFile(const std::wstring& path) {
@@ -216,6 +218,8 @@ WatchedFileLook LookAtWatchedFile(const std::wstring& path) {
   if (!file) {
     const DWORD error = GetLastError();
     look.inUse = error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
+    // Access denied and the like say nothing about writers; size and time decide then.
+    look.inUseKnown = look.inUse;
     return look;
   }
   // The listing's size may lag behind a writer that has just closed; the open file's is current.

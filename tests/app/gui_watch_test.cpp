@@ -1,5 +1,6 @@
 // "Überwachung starten" in the real window: refused without a marked profile, then a file
-// dropped into the watched folder becomes a row of the log without anybody clicking.
+// dropped into the watched folder becomes a row of the log without anybody clicking; a copy
+// profile whose copies would multiply is warned about when saved and when watched.
 #include "gui_driver.h"
 
 namespace gui {
@@ -58,6 +59,37 @@ void RunWatchScenario(const std::wstring& exe) {
 
   Click(kIdWatchButton);
   CheckEq(Text(kIdWatchButton), L"\u00dc&berwachung starten", L"Knopf nach dem Stopp");
+
+  // --- A copy profile that numbers its copies, marked for watching: a run over its whole
+  // folder would copy every file again. Said when it is saved, and when watching starts.
+  const std::wstring warning = L"Achtung: \u201ENicht markiert\u201C wird \u00fcberwacht und kopiert mit "
+                               L"\u201Eneue Datei umbenennen (1)\u201C.";
+  Check(SelectTab(0), L"Profilliste vor dem Bearbeiten");
+  SelectRow(1);
+  Check(SelectTab(1), L"Editor des Kopierprofils");
+  SendMessageW(Control(kIdWatchFolder), BM_SETCHECK, BST_CHECKED, 0);
+  Click(kIdSaveProfile);
+  Check(Has(TakeRecord(), L"MESSAGE|Exclamation|" + warning), L"Warnung beim Speichern");
+  Check(Has(Section(profiles, L"Nicht markiert"), L"Ueberwachen=1"), L"trotz Warnung gespeichert");
+  // Identical files skipped: the copies no longer multiply.
+  SendMessageW(Control(kIdSkipIdentical), BM_SETCHECK, BST_CHECKED, 0);
+  Click(kIdSaveProfile);
+  Check(!Has(TakeRecord(), L"Achtung"), L"keine Warnung mit \u201EIdentische Dateien \u00fcberspringen\u201C");
+  SendMessageW(Control(kIdSkipIdentical), BM_SETCHECK, BST_UNCHECKED, 0);
+  Click(kIdSaveProfile);
+  TakeRecord();
+  Check(SelectTab(0), L"Profilliste nach dem Bearbeiten");
+  CheckRow(0, false);
+  CheckRow(1, true);
+  const int before = LogRows();
+  Click(kIdWatchButton);
+  CheckEq(Text(kIdWatchButton), L"\u00dc&berwachung stoppen", L"\u00dcberwachung des Kopierprofils");
+  Check(SelectTab(3), L"Log w\u00e4hrend der \u00dcberwachung");
+  Check(LogRows() == before + 1, L"eine Zeile beim Start: " + std::to_wstring(LogRows()));
+  Check(ListText(kIdExListviewLOG, before, 1).starts_with(warning), L"Warnung im Log");
+  CheckLayout(L"mit Warnung im Log");
+  Screenshot(L"15-warnung-kopien-ueberwacht.png");
+  Click(kIdWatchButton);
   Close();
 }
 

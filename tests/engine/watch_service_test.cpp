@@ -10,12 +10,16 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "engine/engine_test_host.h"
 #include "engine/run.h"
+#include "engine/watch_copies_warning.h"
 #include "fileops/files.h"
+#include "profiles/profile_editor.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -24,6 +28,25 @@ namespace {
 using std::chrono::milliseconds;
 
 WatchTime Now() { return WatchClockNow(); }
+
+// The files directly in `folder`.
+std::size_t FilesIn(const std::wstring& folder) {
+  std::error_code error;
+  std::size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(folder), error)) {
+    if (entry.is_regular_file()) ++count;
+  }
+  return count;
+}
+
+// A run host that does something in the middle of a run, once its first file is handled.
+class MidRunHost : public test::TestRunHost {
+ public:
+  void Progress(const RunProgress& progress) override {
+    if (progress.filesDone > 0 && midRun) std::exchange(midRun, {})();
+  }
+  std::function<void()> midRun;
+};
 
 WatchOptions Quick() {
   WatchOptions o;
@@ -51,6 +74,7 @@ class WatchServiceTest : public ::testing::Test {
   struct Run {
     std::wstring profile;
     WatchTime at;
+    bool wholeSource = false;
   };
 
   // Polls and runs what is due, as a host does, for `limit` or until `done` says so.
@@ -58,14 +82,14 @@ class WatchServiceTest : public ::testing::Test {
     const WatchTime end = Now() + limit;
     while (Now() < end && !(done && done())) {
       for (const std::wstring& note : watch.TakeNotes()) AppendWatchNote(log_, note);
-      const std::vector<Profile> due = watch.Due(Now());
+      const std::vector<WatchRun> due = watch.Due(Now());
       if (due.empty()) {
         std::this_thread::sleep_for(milliseconds(20));
         continue;
       }
-      for (const Profile& p : due) runs_.push_back({p.Beschreibung, Now()});
+      for (const WatchRun& run : due) runs_.push_back({run.profile.Beschreibung, Now(), run.wholeSource});
       const std::size_t first = log_.size();
-      RunProfiles(due, RunMode::Execute, host_, log_);
+      RunWatchRuns(due, host_, log_);
       watch.Ran(log_, first, Now());
     }
   }
@@ -84,7 +108,7 @@ class WatchServiceTest : public ::testing::Test {
   }
 
   test::TempDir dir_;
-  test::TestRunHost host_;
+  MidRunHost host_;
   LogList log_;
   std::vector<Run> runs_;
 };
@@ -138,6 +162,113 @@ TEST_F(WatchServiceTest, AFileWrittenSlowlyIsTakenOnlyWhenComplete) {
   ASSERT_EQ(runs_.size(), 1u);
   EXPECT_GE(runs_[0].at.count(), finished.load());
   EXPECT_EQ(test::ReadBytes(dir_ / L"Ablage\\karte.txt").size(), 20u * 1024u);
+}
+
+TEST_F(WatchServiceTest, ADownloadThatStallsWhileOpenIsTakenOnlyOnceClosedAndWhole) {
+  // A browser's download: written, stalled with the file open for far longer than the settle
+  // time, then the rest and the close. Zipped and deleted half-way, the rest would go into a
+  // file that no longer has a name.
+  WatchService watch(Quick());
+  ASSERT_TRUE(CreateFolders(dir_ / L"Eingang"));
+  Profile zip = Mover(L"Eingang", dir_ / L"Eingang", dir_ / L"Ablage");
+  zip.Filter = L"Alles";
+  zip.Zippen = L"1";
+  watch.Start({zip}, Now());
+  std::atomic<long long> closed{0};
+  std::thread download([&] {
+    std::ofstream out(std::filesystem::path(dir_ / L"Eingang\\download.bin"), std::ios::binary);
+    const std::string first(100000, 'A');
+    out.write(first.data(), static_cast<std::streamsize>(first.size()));
+    out.flush();
+    std::this_thread::sleep_for(milliseconds(3000));
+    const std::string rest(100000, 'B');
+    out.write(rest.data(), static_cast<std::streamsize>(rest.size()));
+    out.close();
+    closed = Now().count();
+  });
+  Watch(watch, milliseconds(15000), [&] { return !runs_.empty(); });
+  download.join();
+  ASSERT_EQ(runs_.size(), 1u);
+  EXPECT_GE(runs_[0].at.count(), closed.load());
+  std::map<std::string, std::string> entries = test::ZipEntries(dir_ / L"Ablage\\download.bin.zip");
+  ASSERT_EQ(entries.count("download.bin"), 1u);
+  const std::string& got = entries["download.bin"];
+  EXPECT_TRUE(got == std::string(100000, 'A') + std::string(100000, 'B'))
+      << got.size() << " bytes, of them " << std::count(got.begin(), got.end(), 'B') << " from after the stall";
+  EXPECT_FALSE(FileExists(dir_ / L"Eingang\\download.bin"));
+}
+
+TEST_F(WatchServiceTest, TwentyArrivalsAmongTenThousandFilesMakeTwentyCopies) {
+  // An import folder that holds 10,000 files already, copied with "(1)" numbering: each file
+  // that arrives is copied once, not the whole folder again with every arrival.
+  constexpr int kOld = 10000;
+  for (int i = 0; i < kOld; ++i) {
+    const std::wstring name = (i % 10 == 0 ? L"Eingang\\alt\\f" : L"Eingang\\f") + std::to_wstring(i) + L".txt";
+    ASSERT_TRUE(test::WriteBytes(dir_ / name, "x"));
+  }
+  Profile copy = Mover(L"Sichern", dir_ / L"Eingang", dir_ / L"Kopien");
+  copy.Aktion = L"Kopieren";
+  WatchService watch(Quick());
+  watch.Start({copy}, Now());
+  ASSERT_EQ(watch.watchedCount(), 1u);
+  for (std::size_t i = 1; i <= 20; ++i) {
+    // Every third one into a subfolder, made with the first of them. (The system's report of
+    // files in subfolders that were there before is checked with the folder watch.)
+    const std::wstring name = (i % 3 == 0 ? L"Eingang\\2025\\neu" : L"Eingang\\neu") + std::to_wstring(i) + L".txt";
+    ASSERT_TRUE(test::WriteBytes(dir_ / name, "neu"));
+    Watch(watch, milliseconds(10000), [&] { return FilesIn(dir_ / L"Kopien") >= i; });
+    ASSERT_EQ(FilesIn(dir_ / L"Kopien"), i) << "after arrival " << i;
+  }
+  // A folder moved in with its files: they have arrived too.
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"Vorbereitet\\Urlaub\\a.txt", "a"));
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"Vorbereitet\\Urlaub\\b.txt", "b"));
+  std::filesystem::rename(std::filesystem::path(dir_ / L"Vorbereitet\\Urlaub"),
+                          std::filesystem::path(dir_ / L"Eingang\\Urlaub"));
+  Watch(watch, milliseconds(10000), [&] { return FilesIn(dir_ / L"Kopien") >= 22; });
+  Watch(watch, milliseconds(1000));
+  EXPECT_EQ(FilesIn(dir_ / L"Kopien"), 22u);
+  EXPECT_EQ(runs_.size(), 21u);
+  for (const Run& run : runs_) EXPECT_FALSE(run.wholeSource);
+  EXPECT_EQ(test::ReadBytes(dir_ / L"Kopien\\neu3.txt"), "neu");
+  EXPECT_EQ(test::ReadBytes(dir_ / L"Kopien\\b.txt"), "b");
+}
+
+TEST_F(WatchServiceTest, AFileChangedAgainWhileItsRunGoesOnIsHandledInTheNextRun) {
+  WatchService watch(Quick());
+  ASSERT_TRUE(CreateFolders(dir_ / L"Eingang"));
+  Profile copy = Mover(L"Sichern", dir_ / L"Eingang", dir_ / L"Kopien");
+  copy.Aktion = L"Kopieren";
+  watch.Start({copy}, Now());
+  // Saved again by its editor just after the run copied it.
+  host_.midRun = [&] { EXPECT_TRUE(test::WriteBytes(dir_ / L"Eingang\\brief.txt", "zweite Fassung")); };
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"Eingang\\brief.txt", "erste"));
+  Watch(watch, milliseconds(10000), [&] { return runs_.size() > 1; });
+  Watch(watch, milliseconds(1000));
+  ASSERT_EQ(runs_.size(), 2u);
+  EXPECT_EQ(test::ReadBytes(dir_ / L"Kopien\\brief.txt"), "erste");
+  EXPECT_EQ(test::ReadBytes(dir_ / L"Kopien\\brief(1).txt"), "zweite Fassung");
+}
+
+TEST_F(WatchServiceTest, AFileOneProfileHandledByHandStillCountsForAnotherOnTheSameFolder) {
+  WatchService watch(Quick());
+  ASSERT_TRUE(CreateFolders(dir_ / L"Eingang"));
+  Profile backup = Mover(L"Sichern", dir_ / L"Eingang", dir_ / L"Sicherung");
+  backup.Aktion = L"Kopieren";
+  Profile mirror = Mover(L"Spiegeln", dir_ / L"Eingang", dir_ / L"Spiegel");
+  mirror.Aktion = L"Kopieren";
+  watch.Start({backup, mirror}, Now());
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"Eingang\\x.txt", "x"));
+  // "Sichern" run by hand before the watch would run it: done for it, not for "Spiegeln".
+  const std::size_t first = log_.size();
+  RunProfiles({backup}, RunMode::Execute, host_, log_);
+  watch.Ran(log_, first, Now());
+  Watch(watch, milliseconds(5000), [&] { return RunsOf(L"Spiegeln") > 0; });
+  Watch(watch, milliseconds(1000));
+  EXPECT_EQ(RunsOf(L"Sichern"), 0u);
+  EXPECT_EQ(RunsOf(L"Spiegeln"), 1u);
+  EXPECT_TRUE(FileExists(dir_ / L"Spiegel\\x.txt"));
+  EXPECT_TRUE(FileExists(dir_ / L"Sicherung\\x.txt"));
+  EXPECT_FALSE(FileExists(dir_ / L"Sicherung\\x(1).txt"));
 }
 
 TEST_F(WatchServiceTest, FiveThousandFilesArrivingTogetherGiveOneOrAFewRuns) {
@@ -205,7 +336,8 @@ TEST_F(WatchServiceTest, LostChangesLeadToOneFullRun) {
   watch.Receive(0, {{FolderChangeKind::Overflow, dir_ / L"Eingang"}});
   watch.Receive(0, {{FolderChangeKind::Overflow, dir_ / L"Eingang"}});
   Watch(watch, milliseconds(1500));
-  EXPECT_EQ(runs_.size(), 1u);
+  ASSERT_EQ(runs_.size(), 1u);
+  EXPECT_TRUE(runs_[0].wholeSource);
   for (const wchar_t* name : {L"1.txt", L"2.txt", L"3.txt"}) {
     EXPECT_TRUE(FileExists(dir_ / (std::wstring(L"Ablage\\") + name))) << test::U8(name);
   }
@@ -225,6 +357,26 @@ TEST_F(WatchServiceTest, AFolderThatCannotBeWatchedRunsOnTheTimerWithANote) {
   ASSERT_FALSE(notes.empty());
   EXPECT_TRUE(notes[0].starts_with(L"\u00dcberwachung nicht m\u00f6glich f\u00fcr \u201EFehlt\u201C (")) << test::U8(notes[0]);
   EXPECT_NE(notes[0].find(L"l\u00e4uft stattdessen mit dem Timer"), std::wstring::npos);
+  for (const Run& run : runs_) EXPECT_TRUE(run.wholeSource);
+
+  // The folder made at last: watched again from the next turn of the timer, with one run
+  // over all of it, since nobody saw what arrived meanwhile.
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"Gibt es nicht\\alt.txt", "a"));
+  runs_.clear();
+  Watch(watch, milliseconds(5000), [&] { return !runs_.empty(); });
+  EXPECT_EQ(watch.watchedCount(), 1u);
+  ASSERT_EQ(runs_.size(), 1u);
+  EXPECT_TRUE(runs_[0].wholeSource);
+  EXPECT_TRUE(FileExists(dir_ / L"Ablage\\alt.txt"));
+  notes = NotesInLog();
+  EXPECT_NE(std::find(notes.begin(), notes.end(), L"\u00dcberwachung von \u201EFehlt\u201C l\u00e4uft wieder."),
+            notes.end());
+  // From then on, what arrives is handled alone.
+  ASSERT_TRUE(test::WriteBytes(dir_ / L"Gibt es nicht\\neu.txt", "n"));
+  Watch(watch, milliseconds(5000), [&] { return runs_.size() > 1; });
+  ASSERT_EQ(runs_.size(), 2u);
+  EXPECT_FALSE(runs_[1].wholeSource);
+  EXPECT_TRUE(FileExists(dir_ / L"Ablage\\neu.txt"));
 }
 
 TEST_F(WatchServiceTest, AWatchedFolderThatGoesAwayFallsBackToTheTimer) {
@@ -244,6 +396,45 @@ TEST_F(WatchServiceTest, AWatchedFolderThatGoesAwayFallsBackToTheTimer) {
   EXPECT_TRUE(std::any_of(notes.begin(), notes.end(), [](const std::wstring& n) {
     return n.starts_with(L"\u00dcberwachung von \u201EWeg\u201C beendet");
   }));
+}
+
+TEST(WatchedCopiesMultiply, WarnsOfWatchedCopiesThatNumberAndCannotSkipTheSameFile) {
+  struct Case {
+    const wchar_t* aktion;
+    const wchar_t* kollision;
+    const wchar_t* identisch;
+    const wchar_t* zippen;
+    const wchar_t* ueberwachen;
+    bool warned;
+  };
+  const Case cases[] = {
+      {L"Kopieren", L"1", L"", L"0", L"1", true},
+      {L"kopieren", L"", L"", L"", L"1", true},        // no collision key numbers too
+      {L"Kopieren", L"1", L"1", L"0", L"1", false},    // identical files are skipped
+      {L"Kopieren", L"1", L"1", L"1", L"1", true},     // but archives are not compared
+      {L"Kopieren", L"2", L"", L"0", L"1", false},     // "überspringen"
+      {L"Kopieren", L"0", L"", L"0", L"1", false},     // "immer überschreiben"
+      {L"Verschieben", L"1", L"", L"0", L"1", false},  // a moved file is met only once
+      {L"Kopieren", L"1", L"", L"0", L"", false},      // not watched
+  };
+  for (const Case& c : cases) {
+    Profile p;
+    p.Beschreibung = L"Sichern";
+    p.Quelle = L"C:\\Import";
+    p.Ziel = L"D:\\Kopien";
+    p.Aktion = c.aktion;
+    p.Kollision = c.kollision;
+    p.Identisch = c.identisch;
+    p.Zippen = c.zippen;
+    p.Ueberwachen = c.ueberwachen;
+    EXPECT_EQ(WatchedCopiesMultiply(p), c.warned) << test::U8(c.aktion) << " " << test::U8(c.kollision);
+    // The editor warns of the same profile as the watch does.
+    ProfileEditor editor;
+    editor.LoadFromRow(p);
+    EXPECT_EQ(WatchedCopiesMultiply(editor.ToEditorValues()), c.warned) << test::U8(c.aktion);
+  }
+  EXPECT_TRUE(WatchedCopiesMultiplyWarning(L"Sichern")
+                  .starts_with(L"Achtung: \u201ESichern\u201C wird \u00fcberwacht und kopiert mit"));
 }
 
 }  // namespace
