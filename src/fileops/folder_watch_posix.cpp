@@ -171,7 +171,8 @@ class InotifyWatch final : public FolderWatch {
       return false;
     }
     if (event.len == 0) return true;  // the folder itself (its attributes)
-    std::wstring path = JoinPath(folder->second, FromUtf8(event.name));
+    // The name as bytes, exactly as the walk reads it: a "\" or a byte that is no UTF-8 stays.
+    std::wstring path = JoinPath(folder->second, FileNameFromBytes(event.name));
     if (event.mask & IN_ISDIR) {
       if (!subtree_) return true;
       if (event.mask & (IN_MOVED_FROM | IN_DELETE)) {

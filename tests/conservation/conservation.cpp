@@ -188,7 +188,8 @@ int main(int argc, char** argv) {
                 "process, %d with a mutator (%d more mutators came too late)\n",
                 total.undisturbed, total.kills, total.killsMissed, total.twins, total.mutators, total.mutatorsIdle);
   summary += line;
-  std::snprintf(line, sizeof line, "  undone afterwards: %d scenario(s), %d with an undo killed half-way\n", total.undos, total.undoKills);
+  std::snprintf(line, sizeof line, "  run by a watch as the files arrived: %d scenario(s); undone afterwards: %d scenario(s), %d with an undo killed half-way\n",
+                total.watches, total.undos, total.undoKills);
   summary += line;
   std::snprintf(line, sizeof line, "  hangs: %d; violations: %d in %d scenario(s)\n", total.hangs, total.violations, total.failed);
   summary += line;

@@ -71,6 +71,9 @@ Plan DrawPlan(std::uint64_t seed, const Ratios& ratios) {
   // After the disturbance, so that the rest of a seed's plan stays as it was.
   p.undo = r.Chance(0.4);
   if (r.Chance(0.3)) p.undoKillAt = r.Unit();
+  // Watching takes its settling time (seconds), so few scenarios do; the target may not lie in
+  // the source that arrives.
+  p.watch = p.disturbance == Disturbance::kNone && p.target != TargetPlace::kInsideSource && r.Chance(0.08);
   return p;
 }
 
@@ -125,6 +128,7 @@ std::string Describe(const Plan& p) {
       break;
     }
   }
+  if (p.watch) text += ", run by a watch as the files arrive";
   if (p.undo && !Deletes(p.action) && p.disturbance != Disturbance::kMutator) {
     text += p.undoKillAt >= 0 ? ", then undone (the first undo killed half-way)" : ", then undone";
   }
@@ -169,7 +173,8 @@ bool WriteProfile(const Plan& p, const World& w) {
   const std::string ini = "[Konservierung]\r\nQuelle=" + w.source + "\r\nUnterverzeich=" + (p.subfolders ? "1" : "0") +
                           "\r\nFilter=Alles\r\nAktion=" + ActionWord(p.action) + "\r\nZiel=" + w.target +
                           "\r\nKollision=" + std::to_string(p.collision) + "\r\nZippen=" + std::to_string(p.zip) +
-                          "\r\nZipName=Archiv\r\nIdentisch=" + (p.identical ? "1" : "0") + "\r\nCase=0\r\n";
+                          "\r\nZipName=Archiv\r\nIdentisch=" + (p.identical ? "1" : "0") + "\r\nCase=0\r\n" +
+                          (p.watch ? "Ueberwachen=1\r\n" : "");
   const std::string bytes = Utf16(ini);
   FILE* f = std::fopen((w.run + "/profile.ini").c_str(), "wb");
   if (!f) return false;
@@ -463,6 +468,37 @@ std::vector<std::string> Selected(const Tree& source, bool subfolders) {
 
 std::string DescribeRun(const RunOutcome& r);
 
+// The source's entries go aside, a watch starts on the empty source, and the entries move
+// back in one by one: the watch's run must do to them what a run by hand would have done.
+template <typename Tell>
+void WatchArrivals(const Options& options, const World& world, const std::vector<std::string>& env,
+                   std::vector<RunOutcome>* runs, RunOutcome watch, Stats* stats, Tell tell) {
+  const std::string staging = world.run + "/anreise";
+  std::vector<std::string> names;
+  if (::rename(world.source.c_str(), staging.c_str()) != 0 || !MakeFolders(world.source)) {
+    tell("  the source could not be put aside");
+    return;
+  }
+  if (DIR* dir = ::opendir(staging.c_str())) {
+    while (const dirent* e = ::readdir(dir)) {
+      if (std::string(e->d_name) != "." && std::string(e->d_name) != "..") names.push_back(e->d_name);
+    }
+    ::closedir(dir);
+  }
+  runs->push_back(std::move(watch));
+  RunOutcome& w = runs->back();
+  std::vector<Child> c = {Spawn({options.cli, "--profiles", world.run + "/profile.ini", "--config-dir", world.run + "/config",
+                                 "--ja", "watch", "--all", "--runs", "1", "--format", "tsv"},
+                                env, &w)};
+  // Time for the watch to set itself up; then the files arrive.
+  std::this_thread::sleep_for(std::chrono::milliseconds(400));
+  for (const std::string& name : names) {
+    if (::rename((staging + "/" + name).c_str(), (world.source + "/" + name).c_str()) != 0) tell("  could not move in " + Printable(name));
+  }
+  ++stats->watches;
+  WaitAll(c, options.timeout + 10, nullptr);
+}
+
 // The number of journals the runs of a scenario left.
 int CountJournals(const std::string& folder) {
   int n = 0;
@@ -665,6 +701,10 @@ void RunScenario(const Options& options, std::uint64_t seed, Pace* pace, Stats* 
     std::vector<Mutation> mutations;
     switch (plan.disturbance) {
       case Disturbance::kNone: {
+        if (plan.watch) {
+          WatchArrivals(options, world, env, &runs, outcome("watch"), stats, tell);
+          break;
+        }
         runs.push_back(outcome("run"));
         std::vector<Child> c = {Spawn(command(), env, &runs[0])};
         WaitAll(c, options.timeout, nullptr);
@@ -792,7 +832,7 @@ void RunScenario(const Options& options, std::uint64_t seed, Pace* pace, Stats* 
 void Stats::Add(const Stats& s) {
   scenarios += s.scenarios, failed += s.failed, violations += s.violations, kills += s.kills, killsMissed += s.killsMissed;
   twins += s.twins, mutators += s.mutators, mutatorsIdle += s.mutatorsIdle, undisturbed += s.undisturbed, hangs += s.hangs;
-  undos += s.undos, undoKills += s.undoKills;
+  undos += s.undos, undoKills += s.undoKills, watches += s.watches;
   seconds += s.seconds;
   for (const auto& [kind, n] : s.kinds) {
     const bool fresh = !kinds.count(kind);
@@ -804,7 +844,7 @@ void Stats::Add(const Stats& s) {
 std::string Stats::Serialize() const {
   std::ostringstream out;
   out << scenarios << ' ' << failed << ' ' << violations << ' ' << kills << ' ' << killsMissed << ' ' << twins << ' ' << mutators << ' '
-      << mutatorsIdle << ' ' << undisturbed << ' ' << hangs << ' ' << undos << ' ' << undoKills << ' ' << seconds << '\n';
+      << mutatorsIdle << ' ' << undisturbed << ' ' << hangs << ' ' << undos << ' ' << undoKills << ' ' << watches << ' ' << seconds << '\n';
   for (const auto& [kind, n] : kinds) out << kind << ' ' << n << ' ' << firstSeed.at(kind) << '\n';
   return out.str();
 }
@@ -813,7 +853,7 @@ Stats Stats::Parse(const std::string& text) {
   Stats s;
   std::istringstream in(text);
   in >> s.scenarios >> s.failed >> s.violations >> s.kills >> s.killsMissed >> s.twins >> s.mutators >> s.mutatorsIdle >> s.undisturbed >>
-      s.hangs >> s.undos >> s.undoKills >> s.seconds;
+      s.hangs >> s.undos >> s.undoKills >> s.watches >> s.seconds;
   std::string kind;
   int n = 0;
   std::uint64_t seed = 0;

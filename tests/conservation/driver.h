@@ -37,6 +37,7 @@ struct Stats {
   int hangs = 0;
   int undos = 0;               // scenarios whose runs were all undone afterwards
   int undoKills = 0;           // of them, with an undo killed half-way
+  int watches = 0;             // scenarios run by a watch over arriving files
   double seconds = 0;
   std::map<std::string, int> kinds;
   std::map<std::string, std::uint64_t> firstSeed;

@@ -54,6 +54,9 @@ struct Plan {
   // again): the source and the target must then be as they were before.
   bool undo = false;
   double undoKillAt = -1;  // the first undo's kill as a share of a usual run, or never
+  // Instead of a run by hand, "watch" runs the profile: the world arrives in the empty source
+  // (moved in, entry by entry) while it is watched.
+  bool watch = false;
 };
 
 Plan DrawPlan(std::uint64_t seed, const Ratios& ratios);

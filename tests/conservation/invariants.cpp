@@ -434,7 +434,7 @@ class Checker {
         if (!TrashHolds(hash)) wrong += std::string(wrong.empty() ? "" : "; ") + "the trash does not hold it";
       } else if (StartsWith(result, "Gel\xc3\xb6scht") || StartsWith(result, kNameOnly)) {
         if (stillThere) wrong = "the source still holds it";
-      } else if (StartsWith(result, "\xc3\x9c" "bersprungen") || StartsWith(result, "Fehler!") || StartsWith(result, "Benachrichtigt") ||
+      } else if (StartsWith(result, "\xc3\x9c" "bersprungen") || StartsWith(result, "Fehler!") || StartsWith(result, "Benachrichtigt") || result == "benachrichtigt" ||
                  StartsWith(result, "Simuliert") || StartsWith(result, "simuliert")) {
         if (!stillThere) wrong = "the file is no longer there as it was";
       } else {
