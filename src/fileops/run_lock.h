@@ -25,8 +25,10 @@ class FolderRunLock {
   [[nodiscard]] bool TryLock(const std::wstring& lockFolder, const std::wstring& folder);
 
  private:
-  // Takes the lock file at `path` (made if missing); false when another process holds it.
-  bool TryLockFile(const std::wstring& path);
+  enum class Taken { kYes, kBusy, kNoFile };
+  // Takes the lock file at `path` (made if missing); kBusy while another process holds it,
+  // kNoFile when it cannot be opened at all.
+  Taken TryLockFile(const std::wstring& path);
 
   struct Impl;
   std::unique_ptr<Impl> impl_;

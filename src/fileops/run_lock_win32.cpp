@@ -13,14 +13,13 @@ struct FolderRunLock::Impl {
 FolderRunLock::FolderRunLock() : impl_(std::make_unique<Impl>()) {}
 FolderRunLock::~FolderRunLock() = default;
 
-bool FolderRunLock::TryLockFile(const std::wstring& path) {
+FolderRunLock::Taken FolderRunLock::TryLockFile(const std::wstring& path) {
   // Shared with nobody: a second opener is refused while this handle lives.
   impl_->file.reset(CreateFileW(files_internal::ApiPath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                 OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (impl_->file) return true;
+  if (impl_->file) return Taken::kYes;
   const DWORD error = GetLastError();
-  // Only another holder stops the run; a lock folder that cannot be written only loses the guard.
-  return error != ERROR_SHARING_VIOLATION && error != ERROR_LOCK_VIOLATION;
+  return error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION ? Taken::kBusy : Taken::kNoFile;
 }
 
 }  // namespace ablagix

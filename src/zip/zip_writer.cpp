@@ -930,6 +930,9 @@ struct ZipBatch::State {
       workReady.wait(lock, [&] { return stop || MayPrepare() || (closing && nextToPrepare == jobs.size()); });
       if (stop || !MayPrepare()) return;
       Job* job = jobs[nextToPrepare++].get();
+      // Decided when it was added (a name taken, the archive failed): a file that is left out
+      // must never be read into the archive after all.
+      if (job->ready) continue;
       lock.unlock();
       PrepareInMemory(job->source, &deflater, stop, &job->entry);
       lock.lock();

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include <atomic>
 #include <ostream>
 #include <random>
@@ -275,6 +278,34 @@ TEST(ZipBatch, WritesInAddingOrderNumbersDuplicatesAndLeavesOutUnreadableFiles) 
       EXPECT_TRUE(back.data[static_cast<std::size_t>(i)] == contents[static_cast<std::size_t>(i)]) << i;
     }
     EXPECT_EQ(back.entries[60].name, "F(60).DAT");
+  }
+}
+
+TEST(ZipBatch, AFileWhoseNameIsTakenInTheArchiveIsNeverAddedAfterAll) {
+  // "überspringen" with an archive that is there: a taken name leaves the file out. A worker
+  // thread must not read it in anyway (that gave two entries of one name, now and then).
+  TempDir dir;
+  for (int i = 0; i < 12; ++i) ASSERT_TRUE(WriteBytes(dir / (L"f" + NumberText(i) + L".dat"), Noise(200000 + 5000 * static_cast<std::size_t>(i), static_cast<unsigned>(i))));
+  {
+    ZipBatch first;
+    ASSERT_TRUE(first.Begin(dir / L"lauf.zip", {}).ok());
+    for (int i = 0; i < 12; ++i) first.Add({dir / (L"f" + NumberText(i) + L".dat"), "f" + std::to_string(i) + ".dat"});
+    ASSERT_TRUE(first.Finish().ok());
+  }
+  for (int round = 0; round < 40; ++round) {
+    ZipOptions options;
+    options.addToExisting = true;
+    options.threads = 4;
+    ZipBatch again;
+    ASSERT_TRUE(again.Begin(dir / L"lauf.zip", options).ok());
+    for (int i = 0; i < 12; ++i) {
+      again.Add({dir / (L"f" + NumberText(i) + L".dat"), "f" + std::to_string(i) + ".dat"});
+      // A run does more between two files (its journal, its log): time for the workers.
+      std::this_thread::sleep_for(std::chrono::microseconds(200 * (round % 4)));
+    }
+    ASSERT_TRUE(again.Finish().ok());
+    for (std::size_t i = 0; i < 12; ++i) EXPECT_EQ(again.FileResult(i).code, ZipWriteCode::kExists) << round << " " << i;
+    ASSERT_EQ(ReadArchive(dir / L"lauf.zip").entries.size(), 12u) << "round " << round;
   }
 }
 
