@@ -1,7 +1,10 @@
-// Owned Win32 file and find handles; for the *_win32.cpp files only.
+// Owned Win32 handles (files, finds, registry keys, GDI objects, device contexts, memory from
+// LocalAlloc/CoTaskMemAlloc, a COM apartment): each released exactly once, on every path out.
+// For the *_win32.cpp files and the Windows programs only.
 #pragma once
 
 #include <windows.h>
+#include <objbase.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -24,6 +27,102 @@ struct FindHandleTraits {
   static void Close(HANDLE h) { FindClose(h); }
 };
 using UniqueFind = UniqueHandle<FindHandleTraits>;
+
+struct RegistryKeyTraits {
+  using Handle = HKEY;
+  static HKEY Invalid() { return nullptr; }
+  static void Close(HKEY h) { RegCloseKey(h); }
+};
+using UniqueHkey = UniqueHandle<RegistryKeyTraits>;
+
+// A font, bitmap, brush or pen from Create*; never one a device context still has selected.
+template <typename T>
+struct GdiObjectTraits {
+  using Handle = T;
+  static T Invalid() { return nullptr; }
+  static void Close(T h) { DeleteObject(h); }
+};
+template <typename T>
+using UniqueGdiObject = UniqueHandle<GdiObjectTraits<T>>;
+using UniqueFont = UniqueGdiObject<HFONT>;
+using UniqueBitmap = UniqueGdiObject<HBITMAP>;
+
+struct MenuTraits {
+  using Handle = HMENU;
+  static HMENU Invalid() { return nullptr; }
+  static void Close(HMENU h) { DestroyMenu(h); }
+};
+using UniqueMenu = UniqueHandle<MenuTraits>;
+
+// A memory device context from CreateCompatibleDC.
+struct MemoryDcTraits {
+  using Handle = HDC;
+  static HDC Invalid() { return nullptr; }
+  static void Close(HDC h) { DeleteDC(h); }
+};
+using UniqueMemoryDc = UniqueHandle<MemoryDcTraits>;
+
+struct LocalMemoryTraits {
+  using Handle = HLOCAL;
+  static HLOCAL Invalid() { return nullptr; }
+  static void Close(HLOCAL h) { LocalFree(h); }
+};
+using UniqueLocalMemory = UniqueHandle<LocalMemoryTraits>;
+
+struct CoTaskMemoryTraits {
+  using Handle = void*;
+  static void* Invalid() { return nullptr; }
+  static void Close(void* h) { CoTaskMemFree(h); }
+};
+using UniqueCoTaskMemory = UniqueHandle<CoTaskMemoryTraits>;
+
+// The device context of a window (or of the screen for nullptr), given back to that window.
+class WindowDc {
+ public:
+  explicit WindowDc(HWND window) : window_(window), dc_(GetDC(window)) {}
+  WindowDc(const WindowDc&) = delete;
+  WindowDc& operator=(const WindowDc&) = delete;
+  ~WindowDc() {
+    if (dc_) ReleaseDC(window_, dc_);
+  }
+  HDC get() const { return dc_; }
+  explicit operator bool() const { return dc_ != nullptr; }
+
+ private:
+  HWND window_;
+  HDC dc_;
+};
+
+// Selects `object` into `dc` for as long as it lives and puts the previous one back, so the
+// object can be deleted afterwards.
+class SelectedObject {
+ public:
+  SelectedObject(HDC dc, HGDIOBJ object) : dc_(dc), previous_(SelectObject(dc, object)) {}
+  SelectedObject(const SelectedObject&) = delete;
+  SelectedObject& operator=(const SelectedObject&) = delete;
+  ~SelectedObject() {
+    if (previous_ && previous_ != HGDI_ERROR) SelectObject(dc_, previous_);
+  }
+
+ private:
+  HDC dc_;
+  HGDIOBJ previous_;
+};
+
+// COM for this thread as long as it lives; uninitialised only if the start succeeded.
+class ComApartment {
+ public:
+  explicit ComApartment(DWORD model = COINIT_APARTMENTTHREADED) : started_(SUCCEEDED(CoInitializeEx(nullptr, model))) {}
+  ComApartment(const ComApartment&) = delete;
+  ComApartment& operator=(const ComApartment&) = delete;
+  ~ComApartment() {
+    if (started_) CoUninitialize();
+  }
+  bool started() const { return started_; }
+
+ private:
+  bool started_;
+};
 
 // Writes all of `data` at `offset` in pieces of at most 1 GiB (one WriteFile takes no more
 // than a DWORD). On failure `*error` is the system's code, or `zeroWriteError` when it wrote
