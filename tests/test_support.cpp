@@ -77,6 +77,17 @@ void RemoveTree(const std::wstring& path) {
   RemoveEmptyFolder(path);
 }
 
+std::set<std::wstring> NamesIn(const std::wstring& folder) {
+  std::set<std::wstring> names;
+  FolderReader reader;
+  DirEntry entry;
+  if (!reader.Open(folder)) return names;
+  while (reader.Next(&entry)) {
+    if (entry.name != L"." && entry.name != L"..") names.insert(entry.name);
+  }
+  return names;
+}
+
 bool WriteBytes(const std::wstring& path, std::string_view bytes) {
   CreateFolders(FolderPart(path));
   // A plain write: tests make thousands of files and need no flush to disk.

@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "base/ui_port.h"
@@ -32,6 +33,9 @@ class TempDir {
 
 // Removes a folder tree, read-only files included; links are removed, never followed.
 void RemoveTree(const std::wstring& path);
+
+// The names in a folder, without "." and "..".
+std::set<std::wstring> NamesIn(const std::wstring& folder);
 
 // Creates the file (and its folders) with these bytes.
 bool WriteBytes(const std::wstring& path, std::string_view bytes);

@@ -132,15 +132,26 @@ void PressEscape(bool down) {
   SendInput(1, &input, sizeof input);
 }
 
-}  // namespace
+// What every stage of the log scenario works in: the folders, the profile file and the program.
+struct LogWorld {
+  std::wstring exe;
+  std::wstring root;
+  std::wstring config;
+  std::wstring profiles;
+  std::wstring autoFolder;
+  // Enough files that the second profile is still busy when Esc arrives; the test's set-up
+  // makes them (natively, in a moment).
+  int many = 30000;
+};
 
-void RunLogScenario(const std::wstring& exe) {
-  const std::wstring root = g_work + L"\\Log";
-  const std::wstring config = g_work + L"\\config";
+// The folders, files and thirteen profiles of the scenario, fresh for every run.
+void WriteLogWorld(const LogWorld& w) {
+  const std::wstring& root = w.root;
+  const std::wstring& autoFolder = w.autoFolder;
+  const std::wstring& profiles = w.profiles;
   for (const wchar_t* folder : {L"", L"\\Quelle1", L"\\Ziel1", L"\\Quelle2", L"\\Ziel2", L"\\Viele", L"\\Schredder"}) {
     CreateDirectoryW((root + folder).c_str(), nullptr);
   }
-  const std::wstring autoFolder = root + L"\\Berichte\\Auto";
   while (true) {
     std::wstring old = FirstFileIn(autoFolder, L"*.txt");
     if (old.empty()) break;
@@ -153,10 +164,6 @@ void RunLogScenario(const std::wstring& exe) {
   WriteFileText(root + L"\\Ziel1\\da.txt", L"alt");
   DeleteFileW((root + L"\\Ziel1\\belegt.txt").c_str());
   WriteFileText(root + L"\\Quelle2\\eins.txt", L"1");
-  // Enough files that the second profile is still busy when Esc arrives; the test's set-up
-  // makes them (natively, in a moment).
-  const int many = 30000;
-  const std::wstring profiles = root + L"\\Log.ini";
   auto profile = [&](const std::wstring& name, const std::wstring& source, const std::wstring& action,
                      const std::wstring& target, const std::wstring& collision) {
     return L"[" + name + L"]\r\nQuelle=" + root + L"\\" + source + L"\r\nUnterverzeich=0\r\nFilter=Alles\r\nAktion=" +
@@ -177,14 +184,13 @@ void RunLogScenario(const std::wstring& exe) {
                               profile(L"Viele 5", L"Viele", L"Kopieren", L"Ziel2", L"1") +
                               profile(L"Viele 6", L"Viele", L"Kopieren", L"Ziel2", L"1") +
                               profile(L"Viele 7", L"Viele", L"Kopieren", L"Ziel2", L"1"));
-  if (!Launch(exe, L"--profiles \"" + profiles + L"\" --config-dir \"" + config + L"\"")) {
-    Check(false, L"Start f\u00fcr das Log");
-    return;
-  }
-  TakeRecord();
+}
 
-  // --- A real run: the locked file fails, the existing one is skipped; the log is saved
-  // automatically into a folder that does not exist yet.
+// A real run: the locked file fails, the existing one is skipped; the log is saved
+// automatically into a folder that does not exist yet.
+void ALockedFileFailsAndTheLogIsSavedAutomatically(const LogWorld& w) {
+  const std::wstring& root = w.root;
+  const std::wstring& autoFolder = w.autoFolder;
   HANDLE lock = CreateFileW((root + L"\\Quelle1\\belegt.txt").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0,
                             nullptr);
   Check(lock != INVALID_HANDLE_VALUE, L"Datei gesperrt");
@@ -221,9 +227,11 @@ void RunLogScenario(const std::wstring& exe) {
             std::to_wstring(yellow.total) + L", Schrift " + std::to_wstring(yellow.text));
   Check(banner.background == 0, L"Startzeile nicht rot");
   CloseHandle(lock);
+}
 
-  // --- Sorting: the same header twice is ascending then descending; another header flips
-  // the order again; only the sorted header shows an arrow.
+// Sorting: the same header twice is ascending then descending; another header flips
+// the order again; only the sorted header shows an arrow.
+void SortingFlipsTheOrderAndShowsOneArrow() {
   const std::vector<std::wstring> unsorted = FirstColumn();
   ClickHeader(kIdExListviewLOG, 0);
   const std::vector<std::wstring> ascending = FirstColumn();
@@ -237,8 +245,12 @@ void RunLogScenario(const std::wstring& exe) {
   ClickHeader(kIdExListviewLOG, 1);
   Check((HeaderFormat(kIdExListviewLOG, 0) & (HDF_SORTUP | HDF_SORTDOWN)) == 0, L"alter Pfeil entfernt");
   Check((HeaderFormat(kIdExListviewLOG, 1) & HDF_SORTUP) != 0, L"andere Spalte: Reihenfolge kippt auf aufsteigend");
+}
 
-  // --- Double-click: the file goes to the companion window whose handle Kramdock published.
+// Double-click: the file goes to the companion window whose handle Kramdock published.
+void ADoubleClickSendsTheFileToTheCompanion(const LogWorld& w) {
+  const std::wstring& root = w.root;
+  const std::wstring& config = w.config;
   WNDCLASSW windowClass{};
   windowClass.lpfnWndProc = CompanionProc;
   windowClass.hInstance = GetModuleHandleW(nullptr);
@@ -273,8 +285,12 @@ void RunLogScenario(const std::wstring& exe) {
   Check(Has(entered, L"START|Kramdock.exe|" + target), L"Eingabetaste \u00f6ffnet die Zeile");
   DoubleClickRow(kIdExListviewLOG, FindLogRow(L"belegt.txt"));
   Check(Has(TakeRecord(), L"MESSAGE|Exclamation|Zielpfad existiert nicht!"), L"fehlendes Ziel gemeldet");
+}
 
-  // --- "Log speichern...": the dialog, the file, the folder remembered, the open question.
+// "Log speichern...": the dialog, the file, the folder remembered, the open question.
+void SaveLogAsksWhereAndRemembersTheFolder(const LogWorld& w) {
+  const std::wstring& root = w.root;
+  const std::wstring& config = w.config;
   const std::wstring saved = root + L"\\Gespeichert.txt";
   DeleteFileW(saved.c_str());
   Answer(saved + L"\nNo\n");
@@ -288,10 +304,13 @@ void RunLogScenario(const std::wstring& exe) {
   Answer(root + L"\\Zweites.txt\nYes\n");
   Click(kIdLogSave);
   Check(Has(TakeRecord(), L"OPEN|" + root + L"\\Zweites.txt"), L"Ja \u00f6ffnet die Datei");
+}
 
-  // --- "Ausführen nur bei angehakten Dateien": nothing checked does nothing, without a
-  // question, and the status line says why; the unlocked file is copied now and its row gets
-  // the new result.
+// "Ausführen nur bei angehakten Dateien": nothing checked does nothing, without a
+// question, and the status line says why; the unlocked file is copied now and its row gets
+// the new result.
+void OnlyCheckedRowsRunAgain(const LogWorld& w) {
+  const std::wstring& root = w.root;
   Pick(1);
   const int rowsBefore = LogRows();
   const std::wstring resultBefore = ListText(kIdExListviewLOG, FindLogRow(L"belegt.txt"), 6);
@@ -305,8 +324,10 @@ void RunLogScenario(const std::wstring& exe) {
   Click(kIdCommandButton7);
   CheckEq(ListText(kIdExListviewLOG, FindLogRow(L"belegt.txt"), 6), L"Kopiert", L"neues Ergebnis in der Zeile");
   Check(Has(ReadFileText(root + L"\\Ziel1\\belegt.txt"), L"gesperrt"), L"Datei jetzt kopiert");
+}
 
-  // --- The chooser: every entry; the same entry twice performs it twice.
+// The chooser: every entry; the same entry twice performs it twice.
+void TheChooserChecksAndRemovesRows() {
   Pick(0);
   CheckEq(CheckMarks(), L"xxxx", L"Alles anhaken");
   Pick(2);
@@ -336,9 +357,11 @@ void RunLogScenario(const std::wstring& exe) {
   Check(LogRows() == 1 && RowChecked(kIdExListviewLOG, 0), L"Ohne Checkbox entfernt");
   Click(kIdLogClear);
   Check(LogRows() == 0, L"Log gel\u00f6scht");
+}
 
-  // --- The timer with the tray option: a balloon when it starts, and one when a notify
-  // profile finds a file.
+// The timer with the tray option: a balloon when it starts, and one when a notify
+// profile finds a file.
+void TheTimerRunsFromTheTray() {
   SelectTab(0);
   CheckRow(0, false);
   CheckRow(1, true);
@@ -388,8 +411,11 @@ void RunLogScenario(const std::wstring& exe) {
   Click(kIdLogClear);
   SelectTab(3);
   Screenshot(L"9-log-leer-mit-hinweis.png");
+}
 
-  // --- Esc during the second of three profiles: the third never starts.
+// Esc during the second of three profiles: the third never starts.
+void EscStopsTheSecondOfThreeProfiles(const LogWorld& w) {
+  const int many = w.many;
   CheckRow(2, true);
   CheckRow(3, true);
   CheckRow(4, true);
@@ -415,9 +441,13 @@ void RunLogScenario(const std::wstring& exe) {
   Check(LogRows() < many, L"zweites Profil abgebrochen: " + std::to_wstring(LogRows()) + L" Zeilen");
   Check(Text(kIdLogStatus).rfind(L"Abgebrochen", 0) == 0, L"Status: " + Text(kIdLogStatus));
   Screenshot(L"8-log-nach-abbruch.png");
+}
 
-  // --- Esc typed into another program while a run goes does not stop it: only Esc in an
-  // Ablagix window does.
+// Esc typed into another program while a run goes does not stop it: only Esc in an
+// Ablagix window does.
+void EscInAnotherProgramDoesNotStopARun(const LogWorld& w) {
+  const int many = w.many;
+  HWND simulate = Control(kIdCommandButton4);
   CheckRow(2, false);
   CheckRow(4, false);
   Click(kIdLogClear);
@@ -438,8 +468,11 @@ void RunLogScenario(const std::wstring& exe) {
         L"Esc in einem anderen Programm bricht nicht ab: " + Text(kIdLogStatus));
   SetForegroundWindow(g_main);
   CheckRow(3, false);
+}
 
-  // --- Shredding shows its wait window; "Abbrechen" there stops it, and the file is kept.
+// Shredding shows its wait window; "Abbrechen" there stops it, and the file is kept.
+void ShreddingCanBeCancelledInItsWaitWindow(const LogWorld& w) {
+  const std::wstring& root = w.root;
   const std::wstring big = root + L"\\Schredder\\gross.bin";
   WriteFileBytes(big, std::string(192u << 20, 'x'));
   for (int row = 2; row <= 4; ++row) CheckRow(row, false);
@@ -467,9 +500,13 @@ void RunLogScenario(const std::wstring& exe) {
   Check(!IsWindow(wait), L"Wartefenster nach dem Lauf geschlossen");
   DeleteFileW(big.c_str());
   CheckRow(5, false);
+}
 
-  // --- A header dragged to another place moves that column in the text report too, and the
-  // order is kept for the command line.
+// A header dragged to another place moves that column in the text report too, and the
+// order is kept for the command line.
+void ADraggedHeaderOrdersTheReport(const LogWorld& w) {
+  const std::wstring& root = w.root;
+  const std::wstring& config = w.config;
   SelectTab(3);
   Click(kIdLogClear);
   CheckRow(2, true);
@@ -494,9 +531,15 @@ void RunLogScenario(const std::wstring& exe) {
   Check(Has(orderedText, L"\r\nKopieren, simuliert\teins.txt\t"), L"Zeilen in der gezogenen Reihenfolge");
   Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"LogHeaderPosition=6,0,1,2,3,4,5,7,8,9,10,11,12,13"),
         L"Reihenfolge gespeichert");
+}
 
-  // --- A report of more than 200,000 rows: the window answers while it is written (the bar
-  // moves), and Esc ends it at once with "Abbruch".
+// A report of more than 200,000 rows: the window answers while it is written (the bar
+// moves), and Esc ends it at once with "Abbruch".
+void AHugeReportAnswersAndEndsOnEsc(const LogWorld& w) {
+  const std::wstring& exe = w.exe;
+  const std::wstring& root = w.root;
+  const std::wstring& config = w.config;
+  const std::wstring& profiles = w.profiles;
   Click(kIdLogClear);
   for (int row = 6; row <= 12; ++row) CheckRow(row, true);
   Click(kIdCommandButton4);
@@ -550,6 +593,36 @@ void RunLogScenario(const std::wstring& exe) {
     Check(order == std::vector<int>{6, 0, 1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13}, L"Spalten des Logs beim Start wie gezogen");
     Close();
   }
+}
+
+}  // namespace
+
+void RunLogScenario(const std::wstring& exe) {
+  LogWorld w;
+  w.exe = exe;
+  w.root = g_work + L"\\Log";
+  w.config = g_work + L"\\config";
+  w.autoFolder = w.root + L"\\Berichte\\Auto";
+  w.profiles = w.root + L"\\Log.ini";
+  WriteLogWorld(w);
+  if (!Launch(exe, L"--profiles \"" + w.profiles + L"\" --config-dir \"" + w.config + L"\"")) {
+    Check(false, L"Start f\u00fcr das Log");
+    return;
+  }
+  TakeRecord();
+  // One window through all stages: each stage starts where the one before left the window.
+  ALockedFileFailsAndTheLogIsSavedAutomatically(w);
+  SortingFlipsTheOrderAndShowsOneArrow();
+  ADoubleClickSendsTheFileToTheCompanion(w);
+  SaveLogAsksWhereAndRemembersTheFolder(w);
+  OnlyCheckedRowsRunAgain(w);
+  TheChooserChecksAndRemovesRows();
+  TheTimerRunsFromTheTray();
+  EscStopsTheSecondOfThreeProfiles(w);
+  EscInAnotherProgramDoesNotStopARun(w);
+  ShreddingCanBeCancelledInItsWaitWindow(w);
+  ADraggedHeaderOrdersTheReport(w);
+  AHugeReportAnswersAndEndsOnEsc(w);
 }
 
 }  // namespace gui

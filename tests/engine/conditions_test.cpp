@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "base/text.h"
 #include "fileops/path_text.h"
 #include "test_support.h"
@@ -48,70 +50,51 @@ class ConditionsTest : public ::testing::Test {
   ConditionContext context_;
 };
 
-TEST_F(ConditionsTest, ExtensionsFromTypedListsStoredFiltersAndExclusions) {
-  profile_.Filter = L".jpg,. png";  // stored without trimming: still means png
-  ConditionSet typed = Build();
-  EXPECT_TRUE(Passes(typed, L"a.jpg"));
-  EXPECT_TRUE(Passes(typed, L"a.PNG"));  // case off by default
-  EXPECT_FALSE(Passes(typed, L"a.gif"));
-  EXPECT_FALSE(Passes(typed, L"jpg"));
+// One row per profile: its name and extension fields, and the names that pass or do not.
+struct NameCase {
+  const wchar_t* filter;
+  const wchar_t* extension;
+  const wchar_t* filename;
+  const wchar_t* excludeFilename;
+  const wchar_t* caseSensitive;
+  std::vector<const wchar_t*> pass;
+  std::vector<const wchar_t*> fail;
+};
 
-  profile_.Filter = L"Bilder";
-  ConditionSet stored = Build();
-  EXPECT_TRUE(Passes(stored, L"x.gif"));
-  EXPECT_TRUE(Passes(stored, L"x.png"));
-  EXPECT_FALSE(Passes(stored, L"x.pdf"));
-  profile_.Filter = L"Alle";  // a stored list whose mask is "alles"
-  EXPECT_TRUE(Passes(Build(), L"x.pdf"));
-  profile_.Filter = L"Gel\u00f6scht";  // a filter that no longer exists selects nothing
-  EXPECT_FALSE(Passes(Build(), L"x.pdf"));
-
-  profile_.Filter = L"Alles";
-  profile_.Extension = L"tmp, .bak";
-  ConditionSet excluded = Build();
-  EXPECT_TRUE(Passes(excluded, L"x.txt"));
-  EXPECT_TRUE(Passes(excluded, L"ohne Endung"));
-  EXPECT_FALSE(Passes(excluded, L"x.TMP"));
-  EXPECT_FALSE(Passes(excluded, L"x.bak"));
-
-  profile_.Case = L"1";
-  profile_.Extension.clear();
-  profile_.Filter = L".jpg";
-  ConditionSet exact = Build();
-  EXPECT_TRUE(Passes(exact, L"a.jpg"));
-  EXPECT_FALSE(Passes(exact, L"a.JPG"));
-}
-
-TEST_F(ConditionsTest, NamePatternAndExcludedNamesFollowTheCaseRule) {
-  profile_.Filename = L"FOTO*.JPG";
-  profile_.ExcludeFilename = L"kopie, *_alt.*";
-  ConditionSet set = Build();
-  EXPECT_TRUE(Passes(set, L"foto_1.jpg"));
-  EXPECT_FALSE(Passes(set, L"foto_1 Kopie.jpg"));
-  EXPECT_FALSE(Passes(set, L"foto_alt.jpg"));
-  EXPECT_FALSE(Passes(set, L"bild.jpg"));
-  profile_.Case = L"1";
-  ConditionSet exact = Build();
-  EXPECT_FALSE(Passes(exact, L"foto_1.jpg"));
-  EXPECT_TRUE(Passes(exact, L"FOTO_1.JPG"));
-  EXPECT_TRUE(Passes(exact, L"FOTO_1 Kopie.JPG"));  // "kopie" is case-sensitive now
-  for (const wchar_t* all : {L"Alles", L"*.*", L"*", L""}) {
-    profile_.Filename = all;
-    profile_.ExcludeFilename.clear();
-    EXPECT_TRUE(Passes(Build(), L"irgendwas")) << test::U8(all);
+TEST_F(ConditionsTest, NamesAndExtensionsPassAsTheirFieldsSay) {
+  const NameCase cases[] = {
+      // A typed list, stored without trimming (". png" still means png); case off by default.
+      {L".jpg,. png", L"", L"", L"", L"0", {L"a.jpg", L"a.PNG"}, {L"a.gif", L"jpg"}},
+      // A stored list by its name; one whose mask is "alles"; one that no longer exists.
+      {L"Bilder", L"", L"", L"", L"0", {L"x.gif", L"x.png"}, {L"x.pdf"}},
+      {L"Alle", L"", L"", L"", L"0", {L"x.pdf"}, {}},
+      {L"Gel\u00f6scht", L"", L"", L"", L"0", {}, {L"x.pdf"}},
+      // Excluded extensions, with or without their dot.
+      {L"Alles", L"tmp, .bak", L"", L"", L"0", {L"x.txt", L"ohne Endung"}, {L"x.TMP", L"x.bak"}},
+      {L".jpg", L"", L"", L"", L"1", {L"a.jpg"}, {L"a.JPG"}},
+      // The name pattern and excluded names follow the case rule.
+      {L"", L"", L"FOTO*.JPG", L"kopie, *_alt.*", L"0", {L"foto_1.jpg"},
+       {L"foto_1 Kopie.jpg", L"foto_alt.jpg", L"bild.jpg"}},
+      {L"", L"", L"FOTO*.JPG", L"kopie, *_alt.*", L"1", {L"FOTO_1.JPG", L"FOTO_1 Kopie.JPG"}, {L"foto_1.jpg"}},
+      {L"", L"", L"Alles", L"", L"0", {L"irgendwas"}, {}},
+      {L"", L"", L"*.*", L"", L"0", {L"irgendwas"}, {}},
+      {L"", L"", L"*", L"", L"0", {L"irgendwas"}, {}},
+      // An excluded pattern with wildcards must not occur anywhere in the name either.
+      {L"", L"", L"", L"IMG_????", L"0", {L"IMG_12", L"DSC_1234.jpg"}, {L"IMG_1234.jpg", L"Urlaub img_0001 Kopie.jpg"}},
+      {L"", L"", L"", L"#.tmp", L"0", {}, {L"backup7.tmp"}},
+  };
+  for (const NameCase& c : cases) {
+    profile_.Filter = c.filter;
+    profile_.Extension = c.extension;
+    profile_.Filename = c.filename;
+    profile_.ExcludeFilename = c.excludeFilename;
+    profile_.Case = c.caseSensitive;
+    const ConditionSet set = Build();
+    const std::string row = test::U8(c.filter) + "|" + test::U8(c.extension) + "|" + test::U8(c.filename) + "|" +
+                            test::U8(c.excludeFilename) + "|" + test::U8(c.caseSensitive);
+    for (const wchar_t* name : c.pass) EXPECT_TRUE(Passes(set, name)) << row << ": " << test::U8(name);
+    for (const wchar_t* name : c.fail) EXPECT_FALSE(Passes(set, name)) << row << ": " << test::U8(name);
   }
-
-  // An excluded pattern with wildcards must not occur anywhere in the name either.
-  profile_.Case = L"0";
-  profile_.Filename.clear();
-  profile_.ExcludeFilename = L"IMG_????";
-  ConditionSet pattern = Build();
-  EXPECT_FALSE(Passes(pattern, L"IMG_1234.jpg"));
-  EXPECT_FALSE(Passes(pattern, L"Urlaub img_0001 Kopie.jpg"));
-  EXPECT_TRUE(Passes(pattern, L"IMG_12"));
-  EXPECT_TRUE(Passes(pattern, L"DSC_1234.jpg"));
-  profile_.ExcludeFilename = L"#.tmp";
-  EXPECT_FALSE(Passes(Build(), L"backup7.tmp"));
 }
 
 TEST_F(ConditionsTest, SizeIsComparedStrictlyInBytes) {

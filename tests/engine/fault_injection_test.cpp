@@ -11,6 +11,7 @@
 #include "fileops/faulty_file_system.h"
 #include "fileops/path_text.h"
 #include "log/log_row.h"
+#include "profile_builder.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -23,15 +24,7 @@ using test::WriteBytes;
 class FaultInjectionTest : public ::testing::Test {
  protected:
   Profile Make(const wchar_t* aktion, const wchar_t* kollision) {
-    Profile p;
-    p.Beschreibung = L"Sicherung";
-    p.Quelle = dir_ / L"Quelle";
-    p.Unterverzeich = L"1";
-    p.Aktion = aktion;
-    p.Ziel = dir_ / L"Ziel";
-    p.Kollision = kollision;
-    p.Zippen = L"0";
-    return p;
+    return test::ProfileBuilder(L"Sicherung").Action(aktion, dir_ / L"Quelle", dir_ / L"Ziel").Subfolders().Collision(kollision);
   }
   RunSummary Run(const Profile& p) {
     log_.Clear();
@@ -44,27 +37,14 @@ class FaultInjectionTest : public ::testing::Test {
     }
     return L"(keine Zeile)";
   }
-  // The names in a folder; a staged copy left behind would show up here.
-  std::vector<std::wstring> Names(const std::wstring& folder) const {
-    std::vector<std::wstring> names;
-    FolderReader reader;
-    DirEntry e;
-    if (reader.Open(folder)) {
-      while (reader.Next(&e)) {
-        if (e.name != L"." && e.name != L"..") names.push_back(e.name);
-      }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-
   test::TempDir dir_;
   test::TestRunHost host_;
   LogList log_;
   test::FaultyFileSystem fs_;  // declared last: gone before the folder is cleaned up
 };
 
-using NameList = std::vector<std::wstring>;
+// The names in a folder; a staged copy left behind would show up here.
+using NameList = std::set<std::wstring>;
 
 TEST_F(FaultInjectionTest, AFullDiskDuringACopyLeavesTheOldTargetAndNoPartialFile) {
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\postfach.pst", std::string(3 << 20, 'n')));
@@ -74,14 +54,14 @@ TEST_F(FaultInjectionTest, AFullDiskDuringACopyLeavesTheOldTargetAndNoPartialFil
   EXPECT_EQ(s.errors, 1u);
   EXPECT_EQ(ResultOf(L"postfach.pst"), L"Fehler! Ziel: Nicht gen\u00fcgend Speicherplatz");
   EXPECT_TRUE(ReadBytes(dir_ / L"Ziel\\postfach.pst") == "gestrige Sicherung");
-  EXPECT_EQ(Names(dir_ / L"Ziel"), NameList{L"postfach.pst"});
+  EXPECT_EQ(test::NamesIn(dir_ / L"Ziel"), NameList{L"postfach.pst"});
 
   // The same with a new name: nothing at all appears.
   ASSERT_TRUE(WriteBytes(dir_ / L"Quelle\\neu.pst", std::string(3 << 20, 'n')));
   fs_.Fail(FsOp::kStageCopy, L"neu.pst", FsError::kDiskFull, FsSide::kTarget).afterBytes = 1;
   Run(Make(L"Kopieren", L"1"));
   EXPECT_EQ(ResultOf(L"neu.pst"), L"Fehler! Ziel: Nicht gen\u00fcgend Speicherplatz");
-  EXPECT_EQ(Names(dir_ / L"Ziel"), (NameList{L"postfach(1).pst", L"postfach.pst"}));
+  EXPECT_EQ(test::NamesIn(dir_ / L"Ziel"), (NameList{L"postfach(1).pst", L"postfach.pst"}));
 }
 
 TEST_F(FaultInjectionTest, AMoveAcrossVolumesDeletesTheSourceOnlyAfterACompleteCopy) {
@@ -101,7 +81,7 @@ TEST_F(FaultInjectionTest, AMoveAcrossVolumesDeletesTheSourceOnlyAfterACompleteC
   EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\b.jpg"), "b");
   EXPECT_EQ(ResultOf(L"c.jpg"), L"Verschoben");
   EXPECT_FALSE(FileExists(dir_ / L"Quelle\\c.jpg"));
-  EXPECT_EQ(Names(dir_ / L"Ziel"), NameList{L"c.jpg"});
+  EXPECT_EQ(test::NamesIn(dir_ / L"Ziel"), NameList{L"c.jpg"});
   EXPECT_EQ(ReadBytes(dir_ / L"Ziel\\c.jpg"), "c");
 }
 
@@ -122,7 +102,7 @@ TEST_F(FaultInjectionTest, ASourceThatIsLockedUnreadableOrGoneLeavesTheOldTarget
   for (const wchar_t* name : {L"gesperrt.db", L"geheim.db", L"weg.db"}) {
     EXPECT_EQ(ReadBytes(dir_ / (L"Ziel\\" + std::wstring(name))), "alt") << test::U8(name);
   }
-  EXPECT_EQ(Names(dir_ / L"Ziel"), (NameList{L"geheim.db", L"gesperrt.db", L"weg.db"}));
+  EXPECT_EQ(test::NamesIn(dir_ / L"Ziel"), (NameList{L"geheim.db", L"gesperrt.db", L"weg.db"}));
 }
 
 TEST_F(FaultInjectionTest, ATargetFolderThatVanishesMidRunIsMadeAgain) {
@@ -240,7 +220,7 @@ TEST_F(FaultInjectionTest, AnAbortDuringACopyRemovesThePartialCopyAndStopsTheRun
   EXPECT_TRUE(s.aborted);
   EXPECT_EQ(ResultOf(L"gross.bin"), L"Fehler! Abgebrochen");
   EXPECT_TRUE(ReadBytes(dir_ / L"Ziel\\gross.bin") == "alt");
-  EXPECT_EQ(Names(dir_ / L"Ziel"), NameList{L"gross.bin"});
+  EXPECT_EQ(test::NamesIn(dir_ / L"Ziel"), NameList{L"gross.bin"});
   EXPECT_EQ(ResultOf(L"klein.bin"), L"(keine Zeile)");  // the next profile never started
   ClearAbort();
 }

@@ -22,6 +22,7 @@
 #include "test_support.h"
 #include "zip/zip_reader.h"
 #include "zip/zip_writer.h"
+#include "profile_builder.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -52,17 +53,7 @@ class FoundFileTest : public ::testing::Test {
   void TearDown() override { testing_hooks::SetZipWriteFailure(nullptr); }
 
   Profile Make(const std::wstring& quelle, const wchar_t* aktion, const wchar_t* kollision = L"1") {
-    Profile p;
-    p.Beschreibung = L"Fremde Welt";
-    p.Quelle = quelle;
-    p.Unterverzeich = L"0";
-    p.Filter = L"Alles";
-    p.Aktion = aktion;
-    p.Ziel = dir_ / L"Ziel";
-    p.Kollision = kollision;
-    p.Zippen = L"0";
-    p.Case = L"0";
-    return p;
+    return test::ProfileBuilder(L"Fremde Welt").Action(aktion, quelle, dir_ / L"Ziel").Filter(L"Alles").Collision(kollision).CaseSensitive(false);
   }
   RunSummary Run(const Profile& p, RunMode mode = RunMode::Execute) {
     log_.Clear();

@@ -16,6 +16,7 @@
 #include "metadata/metadata_source.h"
 #include "metadata/picture_maker.h"
 #include "metadata/radius.h"
+#include "profile_builder.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -33,16 +34,7 @@ class RunTest : public ::testing::Test {
     ASSERT_TRUE(CreateFolders(dir_ / L"Leer"));
   }
   Profile Copy(const wchar_t* name, const std::wstring& source, const std::wstring& ziel) {
-    Profile p;
-    p.Beschreibung = name;
-    p.Quelle = source;
-    p.Unterverzeich = L"1";
-    p.Filter = L".jpg";
-    p.Aktion = L"Kopieren";
-    p.Ziel = ziel;
-    p.Kollision = L"1";
-    p.Zippen = L"0";
-    return p;
+    return test::ProfileBuilder(name).Copy(source, ziel).Subfolders().Filter(L".jpg");
   }
   // The first column of every row, for comparing the frame of a run.
   std::vector<std::wstring> FirstColumn() const {

@@ -10,6 +10,7 @@
 #include "engine/undo.h"
 #include "fileops/path_text.h"
 #include "log/log_row.h"
+#include "profile_builder.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -29,16 +30,7 @@ class SidecarsTest : public ::testing::Test {
  protected:
   void SetUp() override { host_.journalFolder = dir_ / L"Einstellungen\\Journal"; }
   Profile Make(const wchar_t* aktion) {
-    Profile p;
-    p.Beschreibung = L"Import";
-    p.Quelle = dir_ / L"Karte";
-    p.Unterverzeich = L"0";
-    p.Filter = L".jpg,.heic,.xmp";
-    p.Aktion = aktion;
-    p.Ziel = dir_ / L"Fotos";
-    p.Kollision = L"1";
-    p.Zippen = L"0";
-    return p;
+    return test::ProfileBuilder(L"Import").Action(aktion, dir_ / L"Karte", dir_ / L"Fotos").Filter(L".jpg,.heic,.xmp");
   }
   // Result word by file name, in the run's order of rows.
   std::vector<std::pair<std::wstring, std::wstring>> Rows(const Profile& p, RunMode mode = RunMode::Execute) {

@@ -14,6 +14,7 @@
 #include "fileops/file_stamp.h"
 #include "fileops/path_text.h"
 #include "fileops/scoped_data_home.h"
+#include "profile_builder.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -58,17 +59,11 @@ class UndoTest : public ::testing::Test {
 
   Profile Make(const wchar_t* name, std::wstring_view aktion, const wchar_t* quelle, const wchar_t* ziel = L"",
                const wchar_t* zippen = L"0") {
-    Profile p;
-    p.Beschreibung = name;
-    p.Quelle = dir_ / quelle;
-    p.Unterverzeich = L"1";
-    p.Filter = L"Alles";
-    p.Aktion = aktion;
-    p.Ziel = *ziel ? dir_ / ziel : L"";
-    p.Kollision = L"1";
-    p.Zippen = zippen;
-    p.ZipName = L"Sammlung";
-    return p;
+    return test::ProfileBuilder(name)
+        .Action(std::wstring(aktion), dir_ / quelle, *ziel ? dir_ / ziel : L"")
+        .Subfolders()
+        .Filter(L"Alles")
+        .Zip(zippen, L"Sammlung");
   }
 
   std::vector<JournalSummary> Journals() const { return ListJournals(host_.journalFolder); }

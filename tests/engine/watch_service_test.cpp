@@ -20,6 +20,7 @@
 #include "engine/watch_copies_warning.h"
 #include "fileops/files.h"
 #include "profiles/profile_editor.h"
+#include "profile_builder.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -58,17 +59,7 @@ WatchOptions Quick() {
 class WatchServiceTest : public ::testing::Test {
  protected:
   Profile Mover(const wchar_t* name, const std::wstring& source, const std::wstring& target) {
-    Profile p;
-    p.Beschreibung = name;
-    p.Quelle = source;
-    p.Unterverzeich = L"1";
-    p.Filter = L".txt";
-    p.Aktion = L"Verschieben";
-    p.Ziel = target;
-    p.Kollision = L"1";
-    p.Zippen = L"0";
-    p.Ueberwachen = L"1";
-    return p;
+    return test::ProfileBuilder(name).Move(source, target).Subfolders().Filter(L".txt").Watched();
   }
 
   struct Run {
@@ -418,15 +409,12 @@ TEST(WatchedCopiesMultiply, WarnsOfWatchedCopiesThatNumberAndCannotSkipTheSameFi
       {L"Kopieren", L"1", L"", L"0", L"", false},      // not watched
   };
   for (const Case& c : cases) {
-    Profile p;
-    p.Beschreibung = L"Sichern";
-    p.Quelle = L"C:\\Import";
-    p.Ziel = L"D:\\Kopien";
-    p.Aktion = c.aktion;
-    p.Kollision = c.kollision;
-    p.Identisch = c.identisch;
-    p.Zippen = c.zippen;
-    p.Ueberwachen = c.ueberwachen;
+    const Profile p = test::ProfileBuilder(L"Sichern")
+                          .Action(c.aktion, L"C:\\Import", L"D:\\Kopien")
+                          .Collision(c.kollision)
+                          .Set(&Profile::Identisch, c.identisch)
+                          .Zip(c.zippen)
+                          .Set(&Profile::Ueberwachen, c.ueberwachen);
     EXPECT_EQ(WatchedCopiesMultiply(p), c.warned) << test::U8(c.aktion) << " " << test::U8(c.kollision);
     // The editor warns of the same profile as the watch does.
     ProfileEditor editor;

@@ -19,6 +19,7 @@
 #include "test_support.h"
 #include "zip/sfx_archive.h"
 #include "zip/zip_reader.h"
+#include "profile_builder.h"
 
 namespace ablagix {
 namespace {
@@ -36,16 +37,11 @@ class ZipActionsTest : public ::testing::Test {
     ASSERT_TRUE(WriteBytes(dir_ / L"Eingang\\leer.txt", ""));
   }
   Profile Make(const wchar_t* aktion, const wchar_t* zippen, const wchar_t* kollision = L"1") {
-    Profile p;
-    p.Beschreibung = L"Archiv";
-    p.Quelle = dir_ / L"Eingang";
-    p.Unterverzeich = L"1";
-    p.Aktion = aktion;
-    p.Ziel = dir_ / L"Ablage";
-    p.Kollision = kollision;
-    p.Zippen = zippen;
-    p.ZipName = L"Sammlung %Ext%";
-    return p;
+    return test::ProfileBuilder(L"Archiv")
+        .Action(aktion, dir_ / L"Eingang", dir_ / L"Ablage")
+        .Subfolders()
+        .Collision(kollision)
+        .Zip(zippen, L"Sammlung %Ext%");
   }
   RunSummary Run(const Profile& p, RunMode mode = RunMode::Execute) {
     log_.Clear();

@@ -20,17 +20,6 @@ namespace {
 using test::ReadBytes;
 using test::TempDir;
 
-std::set<std::wstring> ListNames(const std::wstring& folder) {
-  std::set<std::wstring> names;
-  FolderReader reader;
-  if (!reader.Open(folder)) return names;
-  DirEntry entry;
-  while (reader.Next(&entry)) {
-    if (entry.name != L"." && entry.name != L"..") names.insert(entry.name);
-  }
-  return names;
-}
-
 TEST(TextFiles, AreUtf16LittleEndianWithOrWithoutByteOrderMark) {
   TempDir dir;
   ASSERT_TRUE(WriteTextFile(dir / L"leer.txt", L""));
@@ -85,7 +74,7 @@ TEST(LongPaths, WorkBeyondTwoHundredSixtyCharacters) {
   std::uint64_t size = 0;
   ASSERT_TRUE(GetFileSize(file, &size));
   EXPECT_EQ(size, 2u);
-  EXPECT_EQ(ListNames(deep), std::set<std::wstring>{L"tief \u00e4.txt"});
+  EXPECT_EQ(test::NamesIn(deep), std::set<std::wstring>{L"tief \u00e4.txt"});
 }
 
 TEST(Attributes, ReadOnlyCanBeSetAndCleared) {

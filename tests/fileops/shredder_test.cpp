@@ -30,17 +30,6 @@ bool AllBytesAre(std::string_view bytes, unsigned char value) {
   return true;
 }
 
-std::set<std::wstring> Names(const std::wstring& folder) {
-  std::set<std::wstring> names;
-  FolderReader reader;
-  if (!reader.Open(folder)) return names;
-  DirEntry entry;
-  while (reader.Next(&entry)) {
-    if (entry.name != L"." && entry.name != L"..") names.insert(entry.name);
-  }
-  return names;
-}
-
 // What the file held at the end of every pass, and how many writes each pass made.
 struct PassRecorder {
   explicit PassRecorder(std::wstring file) : path(std::move(file)) {}
@@ -101,7 +90,7 @@ TEST_F(ShredderTest, OverwritesEachPassUpToTheOriginalLengthThenDeletes) {
   EXPECT_EQ(recorder.writes, (std::vector<int>{2, 2, 2, 2}));
   EXPECT_EQ(recorder.texts[1], L"\u00dcberschreibe Konto Auszug.pdf... 2 von 4");
   // Neither the old name nor the random one is left behind.
-  EXPECT_TRUE(Names(dir.path()).empty());
+  EXPECT_TRUE(test::NamesIn(dir.path()).empty());
   EXPECT_TRUE(ui.shown.empty());
 }
 
@@ -127,7 +116,7 @@ TEST_F(ShredderTest, BlockBoundariesDecideTheWritesAndTheThirdPassTail) {
     EXPECT_TRUE(AllBytesAre(pass3.substr(c.pass3FfBytes), 0x8C));
     EXPECT_FALSE(PathExists(path));
   }
-  EXPECT_TRUE(Names(dir.path()).empty());
+  EXPECT_TRUE(test::NamesIn(dir.path()).empty());
 }
 
 TEST_F(ShredderTest, EmptyFileIsNotWrittenButRemoved) {
@@ -136,7 +125,7 @@ TEST_F(ShredderTest, EmptyFileIsNotWrittenButRemoved) {
   int calls = 0;
   EXPECT_TRUE(ShredFile(path, ui, [&](const ShredProgress&) { ++calls; }).Succeeded());
   EXPECT_EQ(calls, 0);
-  EXPECT_TRUE(Names(dir.path()).empty());
+  EXPECT_TRUE(test::NamesIn(dir.path()).empty());
 }
 
 TEST_F(ShredderTest, ReadOnlyFilesAskUntilAnsweredForAll) {
@@ -172,7 +161,7 @@ TEST_F(ShredderTest, ReadOnlyFilesAskUntilAnsweredForAll) {
   EXPECT_TRUE(ShredAllReadOnly());
   EXPECT_TRUE(ShredFile(c, ui).Succeeded());
   EXPECT_EQ(ui.shown.size(), 3u);
-  EXPECT_TRUE(Names(dir.path()).empty());
+  EXPECT_TRUE(test::NamesIn(dir.path()).empty());
 }
 
 // A UI whose Esc key is pressed at the n-th poll.
@@ -198,7 +187,7 @@ TEST_F(ShredderTest, StoppingLeavesThePartlyOverwrittenFileUnderItsName) {
   const std::string bytes = ReadBytes(path);
   EXPECT_EQ(bytes.size(), 40000u);
   EXPECT_TRUE(AllBytesAre(bytes, 0xFF));
-  EXPECT_EQ(Names(dir.path()), std::set<std::wstring>{L"brief.doc"});
+  EXPECT_EQ(test::NamesIn(dir.path()), std::set<std::wstring>{L"brief.doc"});
   ClearAbort();
 
   // Esc in the middle of pass 1: the first block is overwritten, the tail is not, and the
@@ -209,7 +198,7 @@ TEST_F(ShredderTest, StoppingLeavesThePartlyOverwrittenFileUnderItsName) {
   const std::string afterEsc = ReadBytes(path);
   EXPECT_TRUE(AllBytesAre(std::string_view(afterEsc).substr(0, 32768), 0x00));
   EXPECT_TRUE(AllBytesAre(std::string_view(afterEsc).substr(32768), 0xFF));
-  EXPECT_EQ(Names(dir.path()), std::set<std::wstring>{L"brief.doc"});
+  EXPECT_EQ(test::NamesIn(dir.path()), std::set<std::wstring>{L"brief.doc"});
 }
 
 TEST_F(ShredderTest, TheCallerSuppliesTheTextsAndChoosesWhatToSayAboutFailures) {
@@ -271,7 +260,7 @@ TEST_F(ShredderTest, WorksBeyondTwoHundredSixtyCharacters) {
   ASSERT_GT(path.size(), 300u);
   ASSERT_TRUE(WriteBytes(path, "x"));
   EXPECT_TRUE(ShredFile(path, ui).Succeeded());
-  EXPECT_TRUE(Names(deep).empty());
+  EXPECT_TRUE(test::NamesIn(deep).empty());
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "profiles/filter_list.h"
 #include "profiles/ini_file.h"
 #include "profiles/language.h"
+#include "profile_builder.h"
 #include "test_support.h"
 
 namespace ablagix {
@@ -15,18 +16,13 @@ using test::RecordingUi;
 using test::TempDir;
 
 Profile Row(std::wstring name) {
-  Profile p;
-  p.Beschreibung = std::move(name);
-  p.Quelle = L"C:\\Eingang";
-  p.Unterverzeich = L"1";
-  p.OrdnerStruktur = L"0";
-  p.Filter = L"Alles";
-  p.Aktion = L"Verschieben";
-  p.Ziel = L"D:\\Ablage";
-  p.Kollision = L"2";
-  p.Case = L"0";
-  p.Zippen = L"0";
-  return p;
+  return test::ProfileBuilder(std::move(name))
+      .Move(L"C:\\Eingang", L"D:\\Ablage")
+      .Subfolders()
+      .Set(&Profile::OrdnerStruktur, L"0")
+      .Filter(L"Alles")
+      .Collision(L"2")
+      .CaseSensitive(false);
 }
 
 TEST(ProfileEditorLoad, DecodesDateSizeAndConditions) {
@@ -49,47 +45,45 @@ TEST(ProfileEditorLoad, DecodesDateSizeAndConditions) {
   EXPECT_TRUE(v.excludeExtOn);
 
   EXPECT_TRUE(v.dateOn);
-  EXPECT_EQ(kDateKindEntries[static_cast<size_t>(v.dateKindPos)], L"Datei ge\u00e4ndert");
-  EXPECT_EQ(kDateComparatorEntries[static_cast<size_t>(v.dateComparatorPos)], L"\u00e4lter als");
-  EXPECT_EQ(v.dateAmount, L"30");
-  EXPECT_EQ(kDateUnitEntries[static_cast<size_t>(v.dateUnitPos)], L"Tage");
-
   EXPECT_TRUE(v.sizeOn);
-  EXPECT_EQ(kSizeComparatorEntries[static_cast<size_t>(v.sizeComparatorPos)], L"Gr\u00f6\u00dfer als");
-  EXPECT_EQ(v.sizeAmount, L"10");
-  EXPECT_EQ(kSizeUnitEntries[static_cast<size_t>(v.sizeUnitPos)], L"MB");
-
   EXPECT_TRUE(v.actions[0]);
   EXPECT_EQ(kCollisionEntries[static_cast<size_t>(editor.CollisionPos())], L"\u00fcberspringen");
   EXPECT_FALSE(editor.isModified);
 
-  // The other forms: creation date, newer, years; smaller, bytes.
-  p.Filedate = L"EA>2Y";
-  p.FileSize = L"<512BY";
-  editor.LoadFromRow(p);
-  EXPECT_EQ(editor.values.dateKindPos, 0);
-  EXPECT_EQ(editor.values.dateComparatorPos, 1);
-  EXPECT_EQ(editor.values.dateAmount, L"2");
-  EXPECT_EQ(editor.values.dateUnitPos, 5);
-  EXPECT_EQ(editor.values.sizeComparatorPos, 1);
-  EXPECT_EQ(editor.values.sizeAmount, L"512");
-  EXPECT_EQ(editor.values.sizeUnitPos, 0);
-
-  // Unit letters in either case mean what the run reads: six months, ten megabytes. Loading
-  // them as days and bytes would write the wider condition back on the next save.
-  p.Filedate = L"ga<6m";
-  p.FileSize = L">10mb";
-  editor.LoadFromRow(p);
-  EXPECT_EQ(kDateKindEntries[static_cast<size_t>(editor.values.dateKindPos)], L"Datei ge\u00e4ndert");
-  EXPECT_EQ(kDateUnitEntries[static_cast<size_t>(editor.values.dateUnitPos)], L"Monate");
-  EXPECT_EQ(kSizeUnitEntries[static_cast<size_t>(editor.values.sizeUnitPos)], L"MB");
-  p.Filedate = L"ea<1w";
-  p.FileSize = L"<1,5Kb";
-  editor.LoadFromRow(p);
-  EXPECT_EQ(editor.values.dateKindPos, 0);
-  EXPECT_EQ(kDateUnitEntries[static_cast<size_t>(editor.values.dateUnitPos)], L"Wochen");
-  EXPECT_EQ(editor.values.sizeAmount, L"1,5");
-  EXPECT_EQ(kSizeUnitEntries[static_cast<size_t>(editor.values.sizeUnitPos)], L"KB");
+  // Every stored form of the date and size conditions, as the editor's lists show it. Unit
+  // letters in either case mean what the run reads: six months, ten megabytes; loading them as
+  // days and bytes would write the wider condition back on the next save.
+  struct Case {
+    const wchar_t* filedate;
+    const wchar_t* dateKind;
+    const wchar_t* dateComparator;
+    const wchar_t* dateAmount;
+    const wchar_t* dateUnit;
+    const wchar_t* fileSize;
+    const wchar_t* sizeComparator;
+    const wchar_t* sizeAmount;
+    const wchar_t* sizeUnit;
+  };
+  const Case cases[] = {
+      {L"GA<30D", L"Datei ge\u00e4ndert", L"\u00e4lter als", L"30", L"Tage", L">10MB", L"Gr\u00f6\u00dfer als", L"10", L"MB"},
+      {L"EA>2Y", L"Datei erstellt", L"neuer als", L"2", L"Jahre", L"<512BY", L"Kleiner als", L"512", L"Bytes"},
+      {L"ga<6m", L"Datei ge\u00e4ndert", L"\u00e4lter als", L"6", L"Monate", L">10mb", L"Gr\u00f6\u00dfer als", L"10", L"MB"},
+      {L"ea<1w", L"Datei erstellt", L"\u00e4lter als", L"1", L"Wochen", L"<1,5Kb", L"Kleiner als", L"1,5", L"KB"},
+  };
+  for (const Case& c : cases) {
+    p.Filedate = c.filedate;
+    p.FileSize = c.fileSize;
+    editor.LoadFromRow(p);
+    const auto& w = editor.values;
+    const std::string at = test::U8(c.filedate) + " " + test::U8(c.fileSize);
+    EXPECT_EQ(kDateKindEntries[static_cast<size_t>(w.dateKindPos)], c.dateKind) << at;
+    EXPECT_EQ(kDateComparatorEntries[static_cast<size_t>(w.dateComparatorPos)], c.dateComparator) << at;
+    EXPECT_EQ(w.dateAmount, c.dateAmount) << at;
+    EXPECT_EQ(kDateUnitEntries[static_cast<size_t>(w.dateUnitPos)], c.dateUnit) << at;
+    EXPECT_EQ(kSizeComparatorEntries[static_cast<size_t>(w.sizeComparatorPos)], c.sizeComparator) << at;
+    EXPECT_EQ(w.sizeAmount, c.sizeAmount) << at;
+    EXPECT_EQ(kSizeUnitEntries[static_cast<size_t>(w.sizeUnitPos)], c.sizeUnit) << at;
+  }
 }
 
 TEST(ProfileEditorLoad, ReplacesEveryFieldOfThePreviousProfile) {

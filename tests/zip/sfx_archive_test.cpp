@@ -23,17 +23,6 @@ using test::ReadBytes;
 using test::TempDir;
 using test::WriteBytes;
 
-std::set<std::wstring> Listing(const std::wstring& folder) {
-  std::set<std::wstring> names;
-  FolderReader reader;
-  DirEntry entry;
-  if (!reader.Open(folder)) return names;
-  while (reader.Next(&entry)) {
-    if (entry.name != L"." && entry.name != L"..") names.insert(entry.name);
-  }
-  return names;
-}
-
 TEST(SfxTexts, KeepTheirOrderAndRefuseDamage) {
   const std::vector<SfxText> texts = StandardSfxTexts();
   std::vector<std::string> names;
@@ -109,7 +98,7 @@ TEST(SfxArchive, ExeIsStubThenTextsThenAZipThatReadersOpen) {
   EXPECT_EQ(ReadBytes(dir / L"direkt.exe").size(), ReadBytes(dir / L"kopie.exe").size());
   EXPECT_EQ(WriteSelfExtractorFromZip(dir / L"a.txt", dir / L"nein.exe", texts, ZipCommit::kCreateNew).code,
             ZipWriteCode::kNotZip);
-  EXPECT_FALSE(Listing(dir.path()).count(L"nein.exe"));
+  EXPECT_FALSE(test::NamesIn(dir.path()).count(L"nein.exe"));
 }
 
 TEST(SfxArchive, MissingStubRefusesSelfExtractorsAndWritesNothing) {
@@ -128,7 +117,7 @@ TEST(SfxArchive, MissingStubRefusesSelfExtractorsAndWritesNothing) {
   EXPECT_EQ(one.code, ZipWriteCode::kNoStub);
   EXPECT_EQ(ZipWriteText(one), L"Konnte Zipkomponente nicht laden");
   EXPECT_EQ(many.code, ZipWriteCode::kNoStub);
-  EXPECT_EQ(Listing(dir.path()), std::set<std::wstring>{L"a.txt"});
+  EXPECT_EQ(test::NamesIn(dir.path()), std::set<std::wstring>{L"a.txt"});
 }
 
 TEST(SfxArchive, TextsAreFoundOnlyBehindOurTrailer) {
@@ -211,13 +200,13 @@ TEST(SfxProgram, HostileNamesAreRefusedAndNothingLandsOutsideTheFolder) {
   maker.Add("gut/ok.txt", "gut", true);
   ASSERT_TRUE(WriteBytes(dir / L"feind.exe", SelfExtractorAround(maker, stub)));
   CreateFolders(dir / L"tief\\ziel");
-  const std::set<std::wstring> before = Listing(dir.path());
+  const std::set<std::wstring> before = test::NamesIn(dir.path());
 
   EXPECT_EQ(RunProgram(dir / L"feind.exe", L"/S /D=" + (dir / L"tief\\ziel")), 1);
-  EXPECT_EQ(Listing(dir / L"tief\\ziel"), std::set<std::wstring>{L"gut"});
-  EXPECT_EQ(Listing(dir / L"tief\\ziel\\gut"), std::set<std::wstring>{L"ok.txt"});
-  EXPECT_EQ(Listing(dir / L"tief"), std::set<std::wstring>{L"ziel"});
-  EXPECT_EQ(Listing(dir.path()), before);
+  EXPECT_EQ(test::NamesIn(dir / L"tief\\ziel"), std::set<std::wstring>{L"gut"});
+  EXPECT_EQ(test::NamesIn(dir / L"tief\\ziel\\gut"), std::set<std::wstring>{L"ok.txt"});
+  EXPECT_EQ(test::NamesIn(dir / L"tief"), std::set<std::wstring>{L"ziel"});
+  EXPECT_EQ(test::NamesIn(dir.path()), before);
   for (const wchar_t* outside : {L"C:\\laufwerk.txt", L"C:\\absolut.txt", L"C:\\wurzel.txt", L"C:\\relativ.txt"}) {
     EXPECT_FALSE(FileExists(outside)) << ToUtf8(outside);
   }
@@ -267,7 +256,7 @@ TEST(SfxProgram, AFailedEntryLeavesTheFileOfItsNameAsItWasAndNothingBehind) {
   EXPECT_EQ(ReadBytes(target + L"\\a-first.txt"), "erste Datei");
   EXPECT_EQ(ReadBytes(target + L"\\z-last.txt"), "letzte Datei");
   // No numbered copy of the damaged data, no half-written file, no temporary file.
-  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"a-first.txt", L"Bericht.docx", L"z-last.txt"}));
+  EXPECT_EQ(test::NamesIn(target), (std::set<std::wstring>{L"a-first.txt", L"Bericht.docx", L"z-last.txt"}));
   for (const wchar_t* name : {L"a-first.txt", L"z-last.txt"}) EXPECT_FALSE(IsHidden(target + L"\\" + name));
 }
 
@@ -287,7 +276,7 @@ TEST(SfxProgram, SilentlyATakenNameIsNumberedNeverReplaced) {
   ASSERT_TRUE(WriteBytes(target + L"\\.profile", "alt"));
 
   EXPECT_EQ(RunProgram(dir / L"Archiv.exe", L"/S /D=" + target), 0);
-  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"foto.jpg", L"foto(1).jpg", L"foto(2).jpg", L"dup.txt",
+  EXPECT_EQ(test::NamesIn(target), (std::set<std::wstring>{L"foto.jpg", L"foto(1).jpg", L"foto(2).jpg", L"dup.txt",
                                                      L"DUP(1).TXT", L"Ordner", L".profile", L".profile(1)"}));
   EXPECT_EQ(ReadBytes(target + L"\\foto.jpg"), "altes Foto");
   EXPECT_EQ(ReadBytes(target + L"\\foto(1).jpg"), "noch ein altes Foto");
@@ -295,7 +284,7 @@ TEST(SfxProgram, SilentlyATakenNameIsNumberedNeverReplaced) {
   // Names that differ only in case are two files, as they were two entries.
   EXPECT_EQ(ReadBytes(target + L"\\dup.txt"), "klein");
   EXPECT_EQ(ReadBytes(target + L"\\DUP(1).TXT"), "GROSS");
-  EXPECT_EQ(Listing(target + L"\\Ordner"), (std::set<std::wstring>{L"a.txt", L"A(1).txt"}));
+  EXPECT_EQ(test::NamesIn(target + L"\\Ordner"), (std::set<std::wstring>{L"a.txt", L"A(1).txt"}));
   EXPECT_EQ(ReadBytes(target + L"\\Ordner\\A(1).txt"), "A");
   EXPECT_EQ(ReadBytes(target + L"\\.profile"), "alt");
   EXPECT_EQ(ReadBytes(target + L"\\.profile(1)"), "neu");
@@ -303,7 +292,7 @@ TEST(SfxProgram, SilentlyATakenNameIsNumberedNeverReplaced) {
 
   // A second run over its own result adds numbered files and changes none.
   EXPECT_EQ(RunProgram(dir / L"Archiv.exe", L"/S /D=" + target), 0);
-  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"foto.jpg", L"foto(1).jpg", L"foto(2).jpg", L"foto(3).jpg",
+  EXPECT_EQ(test::NamesIn(target), (std::set<std::wstring>{L"foto.jpg", L"foto(1).jpg", L"foto(2).jpg", L"foto(3).jpg",
                                                      L"dup.txt", L"DUP(1).TXT", L"dup(2).txt", L"DUP(3).TXT",
                                                      L"Ordner", L".profile", L".profile(1)", L".profile(2)"}));
   EXPECT_EQ(ReadBytes(target + L"\\foto(3).jpg"), "neues Foto");
@@ -311,7 +300,7 @@ TEST(SfxProgram, SilentlyATakenNameIsNumberedNeverReplaced) {
   EXPECT_EQ(ReadBytes(target + L"\\DUP(3).TXT"), "GROSS");
   EXPECT_EQ(ReadBytes(target + L"\\dup.txt"), "klein");
   EXPECT_EQ(ReadBytes(target + L"\\DUP(1).TXT"), "GROSS");
-  EXPECT_EQ(Listing(target + L"\\Ordner"), (std::set<std::wstring>{L"a.txt", L"A(1).txt", L"a(2).txt", L"A(3).txt"}));
+  EXPECT_EQ(test::NamesIn(target + L"\\Ordner"), (std::set<std::wstring>{L"a.txt", L"A(1).txt", L"a(2).txt", L"A(3).txt"}));
 }
 
 TEST(SfxProgram, NamesWindowsCannotStoreArriveUnderASafeName) {
@@ -324,7 +313,7 @@ TEST(SfxProgram, NamesWindowsCannotStoreArriveUnderASafeName) {
   const std::wstring target = dir / L"Ziel";
 
   EXPECT_EQ(RunProgram(dir / L"Archiv.exe", L"/S /D=" + target), 0);
-  EXPECT_EQ(Listing(target), (std::set<std::wstring>{L"CON_", L"aux_.txt", L"COM1_.log", L"nul_", L"trail_",
+  EXPECT_EQ(test::NamesIn(target), (std::set<std::wstring>{L"CON_", L"aux_.txt", L"COM1_.log", L"nul_", L"trail_",
                                                      L"trailsp_", L"frage_.txt", L"zeichen_____.txt",
                                                      L"steuer_zeichen.txt", L"normal.txt"}));
   EXPECT_EQ(ReadBytes(target + L"\\CON_"), "Inhalt von CON");

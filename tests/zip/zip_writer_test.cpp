@@ -42,18 +42,6 @@ std::string Noise(std::size_t size, unsigned seed = 1) {
   return bytes;
 }
 
-// Every file of a folder, for "nothing was left behind".
-std::set<std::wstring> Listing(const std::wstring& folder) {
-  std::set<std::wstring> names;
-  FolderReader reader;
-  DirEntry entry;
-  if (!reader.Open(folder)) return names;
-  while (reader.Next(&entry)) {
-    if (entry.name != L"." && entry.name != L"..") names.insert(entry.name);
-  }
-  return names;
-}
-
 struct ReadBack {
   ZipError error = ZipError::kNone;
   std::vector<ZipEntry> entries;
@@ -172,7 +160,7 @@ TEST(ZipWriter, CommitsCreateNewOrReplaceAndLeavesNoTemporaryFile) {
   EXPECT_EQ(refused.code, ZipWriteCode::kExists);
   EXPECT_EQ(ZipWriteText(refused), L"Archiv existiert bereits");
   EXPECT_EQ(ReadBytes(archive), "fremd");
-  EXPECT_EQ(Listing(dir.path()), (std::set<std::wstring>{L"a.txt", L"a.zip"}));
+  EXPECT_EQ(test::NamesIn(dir.path()), (std::set<std::wstring>{L"a.txt", L"a.zip"}));
 
   ZipOptions replace;
   replace.commit = ZipCommit::kReplace;
@@ -180,7 +168,7 @@ TEST(ZipWriter, CommitsCreateNewOrReplaceAndLeavesNoTemporaryFile) {
   ASSERT_TRUE(replaced.ok());
   EXPECT_EQ(replaced.path, archive);
   EXPECT_EQ(ReadArchive(archive).data, std::vector<std::string>{Text(1000)});
-  EXPECT_EQ(Listing(dir.path()), (std::set<std::wstring>{L"a.txt", L"a.zip"}));
+  EXPECT_EQ(test::NamesIn(dir.path()), (std::set<std::wstring>{L"a.txt", L"a.zip"}));
 
   // Numbered: the first free name, chosen when the archive is complete.
   ZipOptions numbered;
@@ -200,25 +188,25 @@ TEST(ZipWriter, CommitsCreateNewOrReplaceAndLeavesNoTemporaryFile) {
   batch.Add({source, "a.txt"});
   EXPECT_EQ(batch.Finish().code, ZipWriteCode::kExists);
   EXPECT_EQ(batch.FileResult(0).code, ZipWriteCode::kExists);
-  EXPECT_EQ(Listing(dir.path()), (std::set<std::wstring>{L"a.txt", L"a.zip"}));
+  EXPECT_EQ(test::NamesIn(dir.path()), (std::set<std::wstring>{L"a.txt", L"a.zip"}));
 }
 
 TEST(ZipWriter, CancelAndWriteFailureLeaveNothingUnderTheFinalName) {
   TempDir dir;
   const std::wstring big = dir / L"gross.txt";
   ASSERT_TRUE(WriteBytes(big, Text(20u << 20)));
-  const std::set<std::wstring> before = Listing(dir.path());
+  const std::set<std::wstring> before = test::NamesIn(dir.path());
 
   // Cancelled between the blocks of a streamed file.
   int asked = 0;
   ZipOptions cancelling;
   cancelling.cancel = [&asked] { return ++asked > 1; };
   EXPECT_EQ(ZipOneFile({big, "gross.txt"}, dir / L"eins.zip", cancelling).code, ZipWriteCode::kCancelled);
-  EXPECT_EQ(Listing(dir.path()), before);
+  EXPECT_EQ(test::NamesIn(dir.path()), before);
 
   // A batch cancelled while its workers are busy.
   for (int i = 0; i < 40; ++i) ASSERT_TRUE(WriteBytes(dir / (L"k" + NumberText(i) + L".txt"), Text(200000)));
-  const std::set<std::wstring> withSmall = Listing(dir.path());
+  const std::set<std::wstring> withSmall = test::NamesIn(dir.path());
   std::atomic<bool> stop{false};
   ZipOptions batchCancel;
   batchCancel.cancel = [&stop] { return stop.load(); };
@@ -229,7 +217,7 @@ TEST(ZipWriter, CancelAndWriteFailureLeaveNothingUnderTheFinalName) {
   stop = true;
   EXPECT_EQ(batch.Finish().code, ZipWriteCode::kCancelled);
   EXPECT_FALSE(batch.FileResult(40).ok());
-  EXPECT_EQ(Listing(dir.path()), withSmall);
+  EXPECT_EQ(test::NamesIn(dir.path()), withSmall);
 
   // A full disk halfway: the reason names it, and the partial archive is gone.
   testing_hooks::SetZipWriteFailure([](std::uint64_t at) { return at > (1u << 20) ? DiskFullError() : 0u; });
@@ -237,7 +225,7 @@ TEST(ZipWriter, CancelAndWriteFailureLeaveNothingUnderTheFinalName) {
   testing_hooks::SetZipWriteFailure(nullptr);
   EXPECT_EQ(full.code, ZipWriteCode::kWriteFailed);
   EXPECT_EQ(ZipWriteText(full), L"Nicht gen\u00fcgend Speicherplatz");
-  EXPECT_EQ(Listing(dir.path()), withSmall);
+  EXPECT_EQ(test::NamesIn(dir.path()), withSmall);
 }
 
 TEST(ZipBatch, WritesInAddingOrderNumbersDuplicatesAndLeavesOutUnreadableFiles) {
