@@ -35,55 +35,28 @@ void SetColumnOrder(std::vector<int> order) {
   VirtualFreeEx(g_process, remote, 0, MEM_RELEASE);
 }
 
-}  // namespace
+// What the stages of the main scenario share: the program, its settings folder, the source
+// folder and the profile files.
+struct GuiWorld {
+  std::wstring exe;
+  std::wstring config;
+  std::wstring source;
+  std::wstring profiles;
+  std::wstring other;    // a second profile file to load
+  std::wstring created;  // a profile file the test creates, which is not remembered
+};
 
-int wmain(int argc, wchar_t** argv) {
-  if (argc < 3) {
-    std::printf("usage: ablagix_gui_test ABLAGIX_EXE WORK_FOLDER\n");
-    return 2;
-  }
-  const std::wstring exe = WindowsPath(argv[1]);
-  g_work = WindowsPath(argv[2]);
-  // The work folder and every missing parent (a fresh build tree has none of them).
-  for (size_t at = g_work.find(L'\\', 3); ; at = g_work.find(L'\\', at + 1)) {
-    CreateDirectoryW(g_work.substr(0, at).c_str(), nullptr);
-    if (at == std::wstring::npos) break;
-  }
-  CreateDirectoryW((g_work + L"\\screenshots").c_str(), nullptr);
-  CreateDirectoryW((g_work + L"\\Quelle").c_str(), nullptr);
-  const std::wstring config = g_work + L"\\config";
-  CreateDirectoryW(config.c_str(), nullptr);
-  DeleteFileW((config + L"\\AblagixSetting.ini").c_str());
-  // Two stored filters, shared with Kramdock in "Opt.ini".
-  WriteFileText(config + L"\\Opt.ini", L"[Dateifilter1]\r\nFilter=Bilder,Dokumente\r\n0Mask=.jpg,.png,.gif\r\n"
-                                        L"1Mask=.pdf,.docx,.odt\r\n");
-  DeleteFileW(Record().c_str());
-  DeleteFileW(Answers().c_str());
-  const std::wstring source = g_work + L"\\Quelle";
-  const std::wstring profiles = g_work + L"\\Profile.ini";
-  WriteFileText(profiles,
-                L"[Alte Dateien]\r\nQuelle=" + source + L"\r\nUnterverzeich=1\r\nOrdnerStruktur=0\r\n"
-                L"Filter=Alles\r\nFiledate=GA<30D\r\nFileSize=>10MB\r\nAktion=Verschieben\r\nZiel=D:\\Archiv\r\n"
-                L"Kollision=2\r\nCase=0\r\nMetadaten=%Model%;=Canon\r\nZippen=0\r\n"
-                L"[Kamera]\r\nQuelle=" + source + L"\r\nUnterverzeich=0\r\nOrdnerStruktur=0\r\nFilter=Bilder\r\n"
-                L"Aktion=Kopieren\r\nZiel=D:\\Fotos\\%DateGAYYYY%\r\nKollision=1\r\nCase=0\r\n"
-                L"Metadaten=%Model%;Canon\r\nZippen=0\r\n"
-                L"[Dritte]\r\nQuelle=" + source + L"\r\nUnterverzeich=0\r\nOrdnerStruktur=0\r\nFilter=Alles\r\n"
-                L"Aktion=L\u00f6schenP\r\nCase=0\r\nZippen=0\r\n");
-  const std::wstring other = g_work + L"\\Andere.ini";
-  WriteFileText(other, L"[Andere]\r\nQuelle=" + source + L"\r\nFilter=Alles\r\nAktion=Kopieren\r\nZiel=D:\\x\r\n");
-  const std::wstring created = g_work + L"\\AXProfilDatei.ini";
-  DeleteFileW(created.c_str());
-
-  if (!Launch(exe, L"--profiles \"" + profiles + L"\" --config-dir \"" + config + L"\"")) return 1;
-
-  // --- Start-up: the list and the label
+// Start-up: the list and the label
+void StartUpShowsTheListAndItsFile() {
   Check(Rows() == 3, L"drei Profile in der Liste");
   CheckEq(Text(kIdProfileFileLabel), L"= Profile.ini", L"Profildatei-Anzeige");
   Screenshot(L"1-profile-ausfuehren.png");
+}
 
-  // --- A simulation from the button: nothing checked and nothing selected is refused; with a
-  // selected row the question runs that profile alone and the log shows its framed rows.
+// A simulation from the button: nothing checked and nothing selected is refused; with a
+// selected row the question runs that profile alone and the log shows its framed rows.
+void ASimulationNeedsACheckedProfile(const GuiWorld& world) {
+  const std::wstring& source = world.source;
   WriteFileText(source + L"\\Alt.txt", L"x");
   Click(kIdCommandButton4);
   Check(Has(TakeRecord(), L"Keine Profile angehakt, bitte ausw\u00e4hlen durch anhaken!"), L"nichts angehakt");
@@ -102,9 +75,11 @@ int wmain(int argc, wchar_t** argv) {
   Check(!ReadFileText(source + L"\\Alt.txt").empty(), L"Simulation l\u00e4sst die Datei stehen");
   Screenshot(L"5-log-nach-simulation.png");
   Check(SelectTab(0), L"zur\u00fcck zur Liste");
+}
 
-  // --- The timer: the interval and the log option count from the next tick on, also when they
-  // change while the timer runs; with the option on, the fifth timed run starts with an empty log.
+// The timer: the interval and the log option count from the next tick on, also when they
+// change while the timer runs; with the option on, the fifth timed run starts with an empty log.
+void TheTimerTakesItsOptionsFromTheNextTick() {
   CheckRow(2, true);
   PickComboEntry(kIdCombo11, 0);  // the prompt, which means ten minutes
   CheckEq(Text(kIdTimerInfoTitle), L"Info:", L"Titel des Infotexts");
@@ -136,8 +111,10 @@ int wmain(int argc, wchar_t** argv) {
   Click(kIdCommandButton6);
   CheckEq(Text(kIdCommandButton6), L"&Timer starten", L"Timer gestoppt");
   CheckRow(2, false);
+}
 
-  // --- Loading a clicked row
+// Loading a clicked row
+void AClickedRowLoadsIntoTheEditor() {
   SelectRow(0);
   Check(SelectTab(1), L"Wechsel in den Editor");
   CheckEq(Text(kIdDescription), L"Alte Dateien", L"Beschreibung");
@@ -175,8 +152,11 @@ int wmain(int argc, wchar_t** argv) {
   Check(IsOn(kIdIncludeOn), L"gespeicherter Filter angehakt");
   CheckEq(Text(kIdInclude), L"Bilder", L"gespeicherter Filter");
   CheckEq(Text(kIdIncludeMask), L".jpg,.png,.gif", L"Maske des Filters");
+}
 
-  // --- Edit and save
+// Edit and save
+void EditAndSave(const GuiWorld& world) {
+  const std::wstring& profiles = world.profiles;
   SelectRow(0);
   SelectTab(1);
   SetTextOf(kIdDateAmount, L"45");
@@ -189,9 +169,12 @@ int wmain(int argc, wchar_t** argv) {
   Check(Has(saved, L"Metadaten=%Model%;=Canon"), L"gespeicherte Metadaten");
   Check(TakeRecord().empty(), L"Speichern ohne Meldung");
   Check(Rows() == 3, L"nach dem Speichern drei Profile");
+}
 
-  // --- A profile file that another program holds (the companion, a backup tool): the save
-  // says so and the editor keeps what was typed.
+// A profile file that another program holds (the companion, a backup tool): the save
+// says so and the editor keeps what was typed.
+void AProfileFileAnotherProgramHoldsIsNotLost(const GuiWorld& world) {
+  const std::wstring& profiles = world.profiles;
   {
     HANDLE held = CreateFileW(profiles.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     Check(held != INVALID_HANDLE_VALUE, L"Profildatei gesperrt");
@@ -210,17 +193,22 @@ int wmain(int argc, wchar_t** argv) {
     Click(kIdSaveProfile);
     TakeRecord();
   }
+}
 
-  // --- Token menus append a folder level to the target; the name part asks for its bounds
+// Token menus append a folder level to the target; the name part asks for its bounds
+void TokenMenusAddToTheTarget() {
   SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 0, 0), 0);
   CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%", L"Datums-Variable eingef\u00fcgt");
   Answer(L"[3-5]\n");
   SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 100 + 3, 0), 0);
   CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%\\%DateiNameTeil[3-5]%", L"Namensteil eingef\u00fcgt");
   Check(Has(TakeRecord(), L"DIALOG|Eingabe"), L"Eingabefeld f\u00fcr den Namensteil");
+}
 
-  // --- The target from the recently used folders: "Verwenden" with nothing selected says so;
-  // a folder added through the chooser is listed, used, and kept for the next time.
+// The target from the recently used folders: "Verwenden" with nothing selected says so;
+// a folder added through the chooser is listed, used, and kept for the next time.
+void TheTargetFromRecentFolders(const GuiWorld& world) {
+  const std::wstring& config = world.config;
   {
     const std::wstring recent = g_work + L"\\Quelle";
     HWND browse = Control(kIdTargetBrowse);
@@ -249,22 +237,29 @@ int wmain(int argc, wchar_t** argv) {
             L"Liste und Startordner gespeichert");
     }
   }
+}
 
-  // --- The radius search needs a stored reference point
+// The radius search needs a stored reference point
+void TheRadiusSearchNeedsAReferencePoint() {
   HWND metadata = Control(kIdCombo10);
   SendMessageW(metadata, CB_SETCURSEL, 13, 0);
   SendMessageW(GetParent(metadata), WM_COMMAND, MAKEWPARAM(kIdCombo10, CBN_SELCHANGE), reinterpret_cast<LPARAM>(metadata));
   Check(Has(TakeRecord(), L"Bitte speichern Sie zuerst im Register 'Einstellungen' ein Referenzsbild"),
         L"Hinweis auf fehlenden Referenzpunkt");
+}
 
-  // --- The zip name refuses characters a file name cannot hold
+// The zip name refuses characters a file name cannot hold
+void TheZipNameRefusesForbiddenCharacters() {
   SetTextOf(kIdTextBox6, L"Archiv");
   SendMessageW(Control(kIdTextBox6), WM_CHAR, L'?', 0);
   std::wstring refused = TakeRecord();
   Check(Has(refused, L"MESSAGE|Critical|Unerlaubte Zeichen:  ? \\ / : ; < > * \""), L"Meldung f\u00fcr ?");
   CheckEq(Text(kIdTextBox6), L"Archiv", L"Zeichen verworfen");
+}
 
-  // --- "Neues Profil": No to the question discards the change
+// "Neues Profil": No to the question discards the change
+void NewProfileAsksBeforeDiscarding(const GuiWorld& world) {
+  const std::wstring& profiles = world.profiles;
   SetTextOf(kIdDescription, L"Umbenannt");
   Answer(L"No\n");
   Click(kIdNewProfile);
@@ -286,8 +281,11 @@ int wmain(int argc, wchar_t** argv) {
   Answer(L"No\n");
   Check(SelectTab(0), L"Registerwechsel nach Nein");
   Check(Has(TakeRecord(), L"Wollen sie die \u00c4nderung"), L"Frage beim Verlassen des Editors");
+}
 
-  // --- Delete with nothing checked, then the checked ones
+// Delete with nothing checked, then the checked ones
+void DeleteNeedsCheckedProfiles(const GuiWorld& world) {
+  const std::wstring& profiles = world.profiles;
   SelectTab(0);
   SelectRow(2);
   Click(kIdDeleteProfiles);
@@ -302,8 +300,13 @@ int wmain(int argc, wchar_t** argv) {
   Check(Rows() == 1, L"eine Zeile bleibt");
   Check(Section(profiles, L"Kamera").empty() && Section(profiles, L"Dritte").empty(), L"Abschnitte gel\u00f6scht");
   Check(!Section(profiles, L"Alte Dateien").empty(), L"ungehaktes Profil bleibt");
+}
 
-  // --- Another profile file, then a new one (which is not remembered)
+// Another profile file, then a new one (which is not remembered)
+void AnotherProfileFileThenANewOne(const GuiWorld& world) {
+  const std::wstring& config = world.config;
+  const std::wstring& other = world.other;
+  const std::wstring& created = world.created;
   Answer(other + L"\n");
   Click(kIdLoadProfileFile);
   Check(Has(TakeRecord(), L"DIALOG|Neue IniDatei laden"), L"Dateiauswahl ge\u00f6ffnet");
@@ -318,8 +321,11 @@ int wmain(int argc, wchar_t** argv) {
   Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"IniPfad=" + other), L"IniPfad bleibt beim Erstellen");
 
   Check(SelectTab(2), L"Einstellungen");
+}
 
-  // --- Starting with Windows: the per-user Run key gets the program, and loses it again.
+// Starting with Windows: the per-user Run key gets the program, and loses it again.
+void StartingWithWindows(const GuiWorld& world) {
+  const std::wstring& config = world.config;
   {
     auto runValue = [] {
       wchar_t data[1024] = {};
@@ -338,14 +344,20 @@ int wmain(int argc, wchar_t** argv) {
     CheckEq(runValue(), L"-", L"Autostart ausgetragen");
     Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"AXRun=0"), L"AXRun=0");
   }
+}
 
-  // --- Text search in plain files only: stored the moment it is switched.
+// Text search in plain files only: stored the moment it is switched.
+void TextSearchInPlainFilesOnly(const GuiWorld& world) {
+  const std::wstring& config = world.config;
   SendMessageW(Control(kIdTextOnlyPlainFiles), BM_SETCHECK, BST_CHECKED, 0);
   Click(kIdTextOnlyPlainFiles);
   Check(Has(ReadFileText(config + L"\\AblagixSetting.ini"), L"DokumenttextAus=1"), L"DokumenttextAus=1");
+}
 
-  // --- The reference point: a picture without coordinates is refused; one with them fills
-  // both fields, and saving stores them with the picture.
+// The reference point: a picture without coordinates is refused; one with them fills
+// both fields, and saving stores them with the picture.
+void TheReferencePointNeedsCoordinates(const GuiWorld& world) {
+  const std::wstring& config = world.config;
   {
     ablagix::test::TiffMaker t(true);
     const std::string gps = ablagix::test::Jpeg(t.Make({t.Ascii(272, "Kamera")}, {},
@@ -372,8 +384,13 @@ int wmain(int argc, wchar_t** argv) {
   Screenshot(L"3-einstellungen.png");
   Check(SelectTab(3), L"Log-Dateien");
   Screenshot(L"4-log-dateien.png");
+}
 
-  // --- Shut-down writes the settings, including a column order dragged in the header
+// Shut-down writes the settings, including a column order dragged in the header; false when
+// the program does not start again.
+bool ShutDownAndNextStartKeepTheSettings(const GuiWorld& world) {
+  const std::wstring& exe = world.exe;
+  const std::wstring& config = world.config;
   std::vector<int> order = ColumnOrder();
   std::swap(order[1], order[2]);
   SetColumnOrder(order);
@@ -383,10 +400,10 @@ int wmain(int argc, wchar_t** argv) {
   Check(Has(settings, L"Position="), L"Fensterposition gespeichert");
   Check(Has(settings, L"HeaderPosition=0,2,1,3,"), L"Spaltenreihenfolge gespeichert");
 
-  // --- Next start: the remembered profile file (not the one only created), the column order,
+  // Next start: the remembered profile file (not the one only created), the column order,
   // and a window saved on a monitor that is gone comes back onto the screen.
   WritePrivateProfileStringW(L"AblagixForm", L"Position", L"150000;150000;14000;10000", settingsFile.c_str());
-  if (!Launch(exe, L"--config-dir \"" + config + L"\"")) return 1;
+  if (!Launch(exe, L"--config-dir \"" + config + L"\"")) return false;
   CheckEq(Text(kIdProfileFileLabel), L"= Andere.ini", L"gemerkte Profildatei beim n\u00e4chsten Start");
   Check(ColumnOrder() == order, L"Spaltenreihenfolge wiederhergestellt");
   RECT rect{};
@@ -396,11 +413,74 @@ int wmain(int argc, wchar_t** argv) {
   Check(rect.left < screenRight && rect.top < screenBottom && rect.right > 0 && rect.bottom > 0,
         L"Fenster auf dem Bildschirm: " + std::to_wstring(rect.left) + L"," + std::to_wstring(rect.top));
   Close();
+  return true;
+}
 
-  RunLanguageScenario(exe, profiles, config);
-  RunLogScenario(exe);
-  RunWatchScenario(exe);
-  RunUndoScenario(exe);
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  GuiWorld world;
+  if (argc < 3) {
+    std::printf("usage: ablagix_gui_test ABLAGIX_EXE WORK_FOLDER\n");
+    return 2;
+  }
+  world.exe = WindowsPath(argv[1]);
+  g_work = WindowsPath(argv[2]);
+  // The work folder and every missing parent (a fresh build tree has none of them).
+  for (size_t at = g_work.find(L'\\', 3); ; at = g_work.find(L'\\', at + 1)) {
+    CreateDirectoryW(g_work.substr(0, at).c_str(), nullptr);
+    if (at == std::wstring::npos) break;
+  }
+  CreateDirectoryW((g_work + L"\\screenshots").c_str(), nullptr);
+  CreateDirectoryW((g_work + L"\\Quelle").c_str(), nullptr);
+  world.config = g_work + L"\\config";
+  CreateDirectoryW(world.config.c_str(), nullptr);
+  DeleteFileW((world.config + L"\\AblagixSetting.ini").c_str());
+  // Two stored filters, shared with Kramdock in "Opt.ini".
+  WriteFileText(world.config + L"\\Opt.ini", L"[Dateifilter1]\r\nFilter=Bilder,Dokumente\r\n0Mask=.jpg,.png,.gif\r\n"
+                                        L"1Mask=.pdf,.docx,.odt\r\n");
+  DeleteFileW(Record().c_str());
+  DeleteFileW(Answers().c_str());
+  world.source = g_work + L"\\Quelle";
+  world.profiles = g_work + L"\\Profile.ini";
+  WriteFileText(world.profiles,
+                L"[Alte Dateien]\r\nQuelle=" + world.source + L"\r\nUnterverzeich=1\r\nOrdnerStruktur=0\r\n"
+                L"Filter=Alles\r\nFiledate=GA<30D\r\nFileSize=>10MB\r\nAktion=Verschieben\r\nZiel=D:\\Archiv\r\n"
+                L"Kollision=2\r\nCase=0\r\nMetadaten=%Model%;=Canon\r\nZippen=0\r\n"
+                L"[Kamera]\r\nQuelle=" + world.source + L"\r\nUnterverzeich=0\r\nOrdnerStruktur=0\r\nFilter=Bilder\r\n"
+                L"Aktion=Kopieren\r\nZiel=D:\\Fotos\\%DateGAYYYY%\r\nKollision=1\r\nCase=0\r\n"
+                L"Metadaten=%Model%;Canon\r\nZippen=0\r\n"
+                L"[Dritte]\r\nQuelle=" + world.source + L"\r\nUnterverzeich=0\r\nOrdnerStruktur=0\r\nFilter=Alles\r\n"
+                L"Aktion=L\u00f6schenP\r\nCase=0\r\nZippen=0\r\n");
+  world.other = g_work + L"\\Andere.ini";
+  WriteFileText(world.other, L"[Andere]\r\nQuelle=" + world.source + L"\r\nFilter=Alles\r\nAktion=Kopieren\r\nZiel=D:\\x\r\n");
+  world.created = g_work + L"\\AXProfilDatei.ini";
+  DeleteFileW(world.created.c_str());
+
+  if (!Launch(world.exe, L"--profiles \"" + world.profiles + L"\" --config-dir \"" + world.config + L"\"")) return 1;
+
+  StartUpShowsTheListAndItsFile();
+  ASimulationNeedsACheckedProfile(world);
+  TheTimerTakesItsOptionsFromTheNextTick();
+  AClickedRowLoadsIntoTheEditor();
+  EditAndSave(world);
+  AProfileFileAnotherProgramHoldsIsNotLost(world);
+  TokenMenusAddToTheTarget();
+  TheTargetFromRecentFolders(world);
+  TheRadiusSearchNeedsAReferencePoint();
+  TheZipNameRefusesForbiddenCharacters();
+  NewProfileAsksBeforeDiscarding(world);
+  DeleteNeedsCheckedProfiles(world);
+  AnotherProfileFileThenANewOne(world);
+  StartingWithWindows(world);
+  TextSearchInPlainFilesOnly(world);
+  TheReferencePointNeedsCoordinates(world);
+  if (!ShutDownAndNextStartKeepTheSettings(world)) return 1;
+
+  RunLanguageScenario(world.exe, world.profiles, world.config);
+  RunLogScenario(world.exe);
+  RunWatchScenario(world.exe);
+  RunUndoScenario(world.exe);
 
   std::printf("%s: %d Fehler\n", g_failures == 0 ? "BESTANDEN" : "FEHLGESCHLAGEN", g_failures);
   return g_failures == 0 ? 0 : 1;
