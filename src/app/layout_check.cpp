@@ -3,6 +3,7 @@
 #include <commctrl.h>
 
 #include "app/win_controls.h"
+#include "fileops/win32_handle.h"
 
 namespace ablagix::app {
 namespace {
@@ -48,13 +49,11 @@ Kind KindOf(const Control& c) {
 
 // The size `text` takes in `window`'s font, wrapped at `width` when `wrap` (0 for one line).
 SIZE TextSize(HWND window, const std::wstring& text, int width, bool wrap, bool prefix) {
-  HDC dc = GetDC(window);
-  HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0)));
+  WindowDc dc(window);
+  SelectedObject font(dc.get(), reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0)));
   RECT rect{0, 0, wrap ? width : 0, 0};
   UINT flags = DT_CALCRECT | (wrap ? DT_WORDBREAK : DT_SINGLELINE) | (prefix ? 0 : DT_NOPREFIX);
-  DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &rect, flags);
-  SelectObject(dc, old);
-  ReleaseDC(window, dc);
+  DrawTextW(dc.get(), text.c_str(), static_cast<int>(text.size()), &rect, flags);
   return {rect.right - rect.left, rect.bottom - rect.top};
 }
 
