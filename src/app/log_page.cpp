@@ -13,10 +13,10 @@
 #include "desktop/companion.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_handle.h"
 #include "log/export_text.h"
 #include "profiles/language.h"
 #include "profiles/settings.h"
-#include "fileops/win32_handle.h"
 
 namespace ablagix::app {
 namespace {

@@ -5,8 +5,8 @@
 
 #include "app/control_ids.h"
 #include "app/layout_check.h"
-#include "app/win_controls.h"
 #include "app/screenshot.h"
+#include "app/win_controls.h"
 #include "base/abort_flag.h"
 #include "base/environment.h"
 #include "fileops/files.h"
