@@ -10,6 +10,9 @@
 #include "app/resource_ids.h"
 #include "base/text.h"
 #include "desktop/shell_open.h"
+#include "fileops/append_file.h"
+#include "fileops/files.h"
+#include "fileops/win32_handle.h"
 #include "profiles/ini_file.h"
 #include "profiles/language.h"
 
@@ -110,12 +113,13 @@ class WindowsUi : public AppUi {
       if (message == BFFM_INITIALIZED) SendMessageW(dialog, BFFM_SETSELECTIONW, TRUE, data);
       return 0;
     };
-    PIDLIST_ABSOLUTE list = SHBrowseForFolderW(&info);
+    const UniqueCoTaskMemory list(SHBrowseForFolderW(&info));
     if (!list) return std::nullopt;
     std::vector<wchar_t> path(32768);
-    bool ok = SHGetPathFromIDListEx(list, path.data(), static_cast<DWORD>(path.size()), GPFIDL_DEFAULT);
-    CoTaskMemFree(list);
-    if (!ok) return std::nullopt;
+    if (!SHGetPathFromIDListEx(static_cast<PCIDLIST_ABSOLUTE>(list.get()), path.data(),
+                               static_cast<DWORD>(path.size()), GPFIDL_DEFAULT)) {
+      return std::nullopt;
+    }
     return std::wstring(path.data());
   }
 
@@ -320,7 +324,7 @@ class ScriptedUi : public AppUi {
 
   std::optional<std::wstring> PeekAnswer() {
     std::string bytes;
-    if (!ReadWhole(answersFile_, &bytes)) return std::nullopt;
+    if (!ReadFileBytes(answersFile_, &bytes)) return std::nullopt;
     std::wstring text = FromUtf8(bytes);
     if (text.starts_with(L'\xFEFF')) text.erase(0, 1);
     std::wstring line = text.substr(0, text.find(L'\n'));
@@ -330,41 +334,23 @@ class ScriptedUi : public AppUi {
 
   std::optional<std::wstring> NextAnswer() {
     std::string bytes;
-    if (!ReadWhole(answersFile_, &bytes)) return std::nullopt;
+    if (!ReadFileBytes(answersFile_, &bytes)) return std::nullopt;
     std::wstring text = FromUtf8(bytes);
     if (text.starts_with(L'\xFEFF')) text.erase(0, 1);  // an editor's byte-order mark
     size_t end = text.find(L'\n');
     std::wstring line = text.substr(0, end);
     if (!line.empty() && line.back() == L'\r') line.pop_back();
     std::wstring rest = end == std::wstring::npos ? L"" : text.substr(end + 1);
-    WriteWhole(answersFile_, ToUtf8(rest), CREATE_ALWAYS);
+    WriteFileAtomic(answersFile_, ToUtf8(rest));
     if (line.empty() && end == std::wstring::npos) return std::nullopt;
     return line;
   }
 
+  // Appended line by line, so that the test can read the record while the window goes on.
   void Record(const std::wstring& line) {
-    WriteWhole(recordFile_, ToUtf8(line) + "\n", OPEN_ALWAYS);
-  }
-
-  static bool ReadWhole(const std::wstring& path, std::string* out) {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                              nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return false;
-    char buffer[4096];
-    DWORD got = 0;
-    while (ReadFile(file, buffer, sizeof buffer, &got, nullptr) && got > 0) out->append(buffer, got);
-    CloseHandle(file);
-    return true;
-  }
-
-  // CREATE_ALWAYS replaces the file, OPEN_ALWAYS appends to it.
-  static void WriteWhole(const std::wstring& path, const std::string& bytes, DWORD disposition) {
-    HANDLE file = CreateFileW(path.c_str(), disposition == OPEN_ALWAYS ? FILE_APPEND_DATA : GENERIC_WRITE,
-                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return;
-    DWORD written = 0;
-    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(file);
+    AppendFile record;
+    if (record.OpenExisting(recordFile_) != AppendFile::Opened::kOk && !record.Create(recordFile_)) return;
+    if (!record.Append(ToUtf8(line) + "\n")) return;
   }
 
   std::wstring answersFile_;

@@ -1,18 +1,18 @@
-// "Profile bearbeiten": the controls of the profile editor and the commands on profiles and
-// profile files. The rules behind them are ProfileEditor's; this file maps controls to it.
-#include <windows.h>
-#include <commctrl.h>
+#include "app/editor_page.h"
 
 #include <algorithm>
+#include <array>
 
 #include "app/control_ids.h"
-#include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/recent_folders_dialog.h"
 #include "app/win_controls.h"
 #include "desktop/recent_folders.h"
 #include "engine/watch_copies_warning.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_handle.h"
+#include "profiles/filter_list.h"
+#include "profiles/ini_file.h"
 #include "profiles/language.h"
 #include "profiles/profile_file_choice.h"
 
@@ -28,6 +28,11 @@ constexpr int kRightX = kLeftX + kLeftWidth + 8;
 constexpr int kRightWidth = kPageWidth - kMargin - kRightX;
 constexpr int kInner = 7;  // group box padding
 constexpr int kListArrow = 16;  // what a drop-down list needs beside its text
+// The inner edges of the group boxes of the left and of the right column.
+constexpr int kLeftInnerX = kLeftX + kInner;
+constexpr int kLeftInnerRight = kLeftX + kLeftWidth - kInner;
+constexpr int kRightInnerX = kRightX + kInner;
+constexpr int kRightInnerRight = kRightX + kRightWidth - kInner;
 
 std::array<std::wstring, 6> TokenButtons() {
   return {Word(L"&Datum \u00BB"), Word(L"Da&tei \u00BB"), Word(L"&Exif \u00BB"),
@@ -38,207 +43,220 @@ std::array<std::wstring, 6> TokenButtons() {
 constexpr std::array<int, 6> kTokenMenus = {kIdMnuDateSub, kIdMnuFileSub, kIdMnuExif,
                                             kIdMnuAudio,   kIdMnuDokus,   kIdMnuVersionSub};
 
+// The check boxes of the conditions, in screen order.
+using ConditionCaptions = std::array<std::wstring, 8>;
+ConditionCaptions ConditionCaptionTexts() {
+  return {Word(L"Dateiname (enth\u00e4lt=*):"), Word(L"Dateiname enth\u00e4lt nicht *:"),
+          Word(L"Datei enth\u00e4lt Text:"),     Word(L"Dateiendung:"),
+          Word(L"Endungen ausschlie\u00dfen:"),  Word(L"Datum:"),
+          Word(L"Dateigr\u00f6\u00dfe:"),       Word(L"Enth\u00e4lt Metadaten:")};
+}
+
+// The widest of `entries` in the current language, with room for the drop-down arrow.
+int WidestEntry(const FontMetrics& metrics, std::initializer_list<std::wstring_view> entries) {
+  int width = 0;
+  for (std::wstring_view entry : entries) width = std::max(width, metrics.TextWidth(WordOf(entry)));
+  return width + kListArrow;
+}
+
 }  // namespace
 
-void MainWindow::BuildEditorPage() {
-  Layout& l = layouts_[kEditorPage];
-  l.Begin(pages_[kEditorPage], &metrics_, kPageWidth, kPageHeight);
-  const DWORD tab = WS_TABSTOP;
-  const DWORD edit = tab | ES_AUTOHSCROLL;
-  const DWORD check = tab | BS_AUTOCHECKBOX;
-  const DWORD list = tab | CBS_DROPDOWNLIST | WS_VSCROLL;
-  const DWORD combo = tab | CBS_DROPDOWN | CBS_AUTOHSCROLL | WS_VSCROLL;
-  auto label = [&](const std::wstring& text, int x, int y, int w, int id = -1, Anchor a = kFixed) {
-    return l.Add(WC_STATICW, text, SS_LEFT, x, y + 2, w, 8, id, a);
-  };
-  auto group = [&](const std::wstring& text, int x, int y, int w, int h, int id, Anchor a) {
-    return l.Add(WC_BUTTONW, text, BS_GROUPBOX, x, y, w, h, id, a);
-  };
+void EditorPage::BuildControls(Layout& l) {
+  BuildSourceGroup(l);
+  BuildConditionGroup(l);
+  BuildActionGroup(l);
+  BuildTargetGroup(l);
+  BuildCollisionGroup(l);
+  BuildZipGroup(l);
+  BuildCommands(l);
+  FillLists();
+}
 
-  // --- Description
+// The description above it, then the source folder, its subfolders and the excluded folders.
+void EditorPage::BuildSourceGroup(Layout& l) {
+  const FontMetrics& metrics = l.metrics();
+  const int gx = kLeftInnerX;
+  const int gr = kLeftInnerRight;
   const std::wstring description = Word(L"Besc&hreibung:");
-  const int descWidth = metrics_.TextWidth(description) + 4;
-  label(description, kLeftX, kMargin, descWidth, kIdDescriptionLabel);
-  l.Add(WC_EDITW, L"", edit, kLeftX + descWidth, kMargin, kLeftWidth - descWidth, kEditHeight, kIdDescription,
-        kLeftHalf, WS_EX_CLIENTEDGE);
+  const int descWidth = metrics.TextWidth(description) + 4;
+  l.Label(description, kLeftX, kMargin, descWidth, kIdDescriptionLabel);
+  l.Edit(kLeftX + descWidth, kMargin, kLeftWidth - descWidth, kIdDescription, kLeftHalf);
 
-  // --- Source
-  const int gx = kLeftX + kInner;
-  const int gr = kLeftX + kLeftWidth - kInner;  // inner right edge of the left column
-  group(Word(L"Quelle"), kLeftX, 24, kLeftWidth, 92, kIdSourceGroup, kLeftHalf);
+  l.Group(Word(L"Quelle"), kLeftX, 24, kLeftWidth, 92, kIdSourceGroup, kLeftHalf);
   const std::wstring sourceCaption = Word(L"&Quellverzeichnis");
-  const int srcWidth = metrics_.TextWidth(sourceCaption) + 4;
-  label(sourceCaption, gx, 36, srcWidth, kIdSourceLabel);
-  l.Add(WC_EDITW, L"", edit, gx + srcWidth, 36, gr - gx - srcWidth - 20, kEditHeight, kIdSource, kLeftHalf,
-        WS_EX_CLIENTEDGE);
-  l.Add(WC_BUTTONW, L"...", tab | BS_PUSHBUTTON, gr - 16, 35, 16, kButtonHeight, kIdSourceBrowse, kWithColumnEdge);
-  l.Add(WC_BUTTONW, Word(L"inklusive &Unterordner"), check, gx, 52, 160, 10, kIdSubfolders);
-  l.Add(WC_BUTTONW, Word(L"Diesen Ordner \u00fc&berwachen"), check, gx + 164, 52, gr - gx - 164, 10, kIdWatchFolder,
-        kLeftHalf);
-  label(Word(L"Ordner ausschlie\u00dfen"), gx, 63, 160, kIdBlockLabel);
+  const int srcWidth = metrics.TextWidth(sourceCaption) + 4;
+  l.Label(sourceCaption, gx, 36, srcWidth, kIdSourceLabel);
+  l.Edit(gx + srcWidth, 36, gr - gx - srcWidth - 20, kIdSource, kLeftHalf);
+  l.Button(L"...", gr - 16, 35, 16, kIdSourceBrowse, kWithColumnEdge);
+  l.Check(Word(L"inklusive &Unterordner"), gx, 52, 160, 10, kIdSubfolders);
+  l.Check(Word(L"Diesen Ordner \u00fc&berwachen"), gx + 164, 52, gr - gx - 164, 10, kIdWatchFolder, kLeftHalf);
+  l.Label(Word(L"Ordner ausschlie\u00dfen"), gx, 63, 160, kIdBlockLabel);
   const std::wstring blockAdd = Word(L"Ordner hinzuf\u00fcgen");
   const std::wstring blockRemove = Word(L"Ordner entfernen");
   const int blockButton =
-      std::max({kButtonWidth, metrics_.TextWidth(blockAdd) + 12, metrics_.TextWidth(blockRemove) + 12});
-  l.Add(WC_LISTBOXW, L"", tab | WS_BORDER | WS_VSCROLL | LBS_NOINTEGRALHEIGHT | LBS_NOTIFY, gx, 75,
+      std::max({kButtonWidth, metrics.TextWidth(blockAdd) + 12, metrics.TextWidth(blockRemove) + 12});
+  l.Add(WC_LISTBOXW, L"", WS_TABSTOP | WS_BORDER | WS_VSCROLL | LBS_NOINTEGRALHEIGHT | LBS_NOTIFY, gx, 75,
         gr - gx - blockButton - 4, 34, kIdBlockList, kLeftHalf);
-  l.Add(WC_BUTTONW, blockAdd, tab | BS_PUSHBUTTON, gr - blockButton, 75, blockButton, kButtonHeight, kIdBlockAdd,
-        kWithColumnEdge);
-  l.Add(WC_BUTTONW, blockRemove, tab | BS_PUSHBUTTON, gr - blockButton, 93, blockButton, kButtonHeight,
-        kIdBlockRemove, kWithColumnEdge);
+  l.Button(blockAdd, gr - blockButton, 75, blockButton, kIdBlockAdd, kWithColumnEdge);
+  l.Button(blockRemove, gr - blockButton, 93, blockButton, kIdBlockRemove, kWithColumnEdge);
+}
 
-  // --- Conditions: check box captions in one column, fields aligned after it
-  group(Word(L"Bedingungen"), kLeftX, 120, kLeftWidth, 178, kIdConditionGroup, kLeftHalf);
-  const std::wstring captions[] = {Word(L"Dateiname (enth\u00e4lt=*):"), Word(L"Dateiname enth\u00e4lt nicht *:"),
-                                   Word(L"Datei enth\u00e4lt Text:"),     Word(L"Dateiendung:"),
-                                   Word(L"Endungen ausschlie\u00dfen:"),  Word(L"Datum:"),
-                                   Word(L"Dateigr\u00f6\u00dfe:"),       Word(L"Enth\u00e4lt Metadaten:")};
+// Check box captions in one column, fields aligned after it.
+void EditorPage::BuildConditionGroup(Layout& l) {
+  const FontMetrics& metrics = l.metrics();
+  const int gx = kLeftInnerX;
+  const int gr = kLeftInnerRight;
+  l.Group(Word(L"Bedingungen"), kLeftX, 120, kLeftWidth, 178, kIdConditionGroup, kLeftHalf);
+  const ConditionCaptions captions = ConditionCaptionTexts();
   int captionWidth = 0;
-  for (const std::wstring& c : captions) captionWidth = std::max(captionWidth, metrics_.TextWidth(c));
+  for (const std::wstring& c : captions) captionWidth = std::max(captionWidth, metrics.TextWidth(c));
   captionWidth += 16;  // the check box itself
   const int fx = gx + captionWidth;
   const int fw = gr - fx;
-  auto row = [&](int index, int y, int id) {
-    l.Add(WC_BUTTONW, captions[index], check, gx, y + 1, captionWidth - 2, 10, id);
-  };
   int y = 133;
-  row(0, y, kIdNameOn);
+  l.Check(captions[0], gx, y + 1, captionWidth - 2, 10, kIdNameOn);
   const std::wstring clear = Word(L"Verlauf &leeren");
-  const int clearWidth = metrics_.TextWidth(clear) + 12;
-  l.Add(WC_COMBOBOXW, L"", combo, fx, y, fw - clearWidth - 3, kEditHeight, kIdName, kLeftHalf);
-  l.Add(WC_BUTTONW, clear, tab | BS_PUSHBUTTON, gr - clearWidth, y - 1, clearWidth, kButtonHeight, kIdNameClear,
-        kWithColumnEdge);
+  const int clearWidth = metrics.TextWidth(clear) + 12;
+  l.Combo(fx, y, fw - clearWidth - 3, kIdName, kLeftHalf, Layout::ComboKind::kEditable);
+  l.Button(clear, gr - clearWidth, y - 1, clearWidth, kIdNameClear, kWithColumnEdge);
   y += 17;
-  row(1, y, kIdExcludeNameOn);
-  l.Add(WC_EDITW, L"", edit, fx, y, fw, kEditHeight, kIdExcludeName, kLeftHalf, WS_EX_CLIENTEDGE);
+  l.Check(captions[1], gx, y + 1, captionWidth - 2, 10, kIdExcludeNameOn);
+  l.Edit(fx, y, fw, kIdExcludeName, kLeftHalf);
   y += 17;
-  row(2, y, kIdTextOn);
-  HWND text = l.Add(WC_EDITW, L"", edit, fx, y, fw, kEditHeight, kIdText, kLeftHalf, WS_EX_CLIENTEDGE);
+  l.Check(captions[2], gx, y + 1, captionWidth - 2, 10, kIdTextOn);
+  HWND text = l.Edit(fx, y, fw, kIdText, kLeftHalf);
   // How several words are joined, shown in the empty field and, once it holds text, on hovering.
   const std::wstring textHint =
       Word(L"Gesuchten Text eingeben: Trennzeichen + alle Suchw\u00f6rter / Trennzeichen | eines oder mehrere");
   SendMessageW(text, EM_SETCUEBANNER, FALSE, reinterpret_cast<LPARAM>(textHint.c_str()));
-  AddTooltip(pages_[kEditorPage], text, textHint);
-  label(Word(L"Achtung: Zeitintensive Suchfunktion!"), fx, y + 12, fw, kIdTextWarning, kLeftHalf);
+  host_.AddTooltip(page_, text, textHint);
+  l.Label(Word(L"Achtung: Zeitintensive Suchfunktion!"), fx, y + 12, fw, kIdTextWarning, kLeftHalf);
   y += 27;
-  row(3, y, kIdIncludeOn);
+  l.Check(captions[3], gx, y + 1, captionWidth - 2, 10, kIdIncludeOn);
   const int includeWidth = std::min(110, fw / 2);
-  l.Add(WC_COMBOBOXW, L"", combo, fx, y, includeWidth, kEditHeight, kIdInclude);
+  l.Combo(fx, y, includeWidth, kIdInclude, kFixed, Layout::ComboKind::kEditable);
   l.Add(WC_STATICW, L"", SS_LEFT | SS_NOPREFIX | SS_ENDELLIPSIS, fx + includeWidth + 4, y + 2,
         fw - includeWidth - 4, 8, kIdIncludeMask, kLeftHalf);
   y += 17;
-  row(4, y, kIdExcludeOn);
-  l.Add(WC_COMBOBOXW, L"", combo, fx, y, fw, kEditHeight, kIdExclude, kLeftHalf);
+  l.Check(captions[4], gx, y + 1, captionWidth - 2, 10, kIdExcludeOn);
+  l.Combo(fx, y, fw, kIdExclude, kLeftHalf, Layout::ComboKind::kEditable);
   y += 17;
-  row(5, y, kIdDateOn);
-  {
-    // The lists as wide as their longest entry; the amount takes what is left.
-    auto widest = [&](std::initializer_list<std::wstring_view> entries) {
-      int width = 0;
-      for (std::wstring_view entry : entries) width = std::max(width, metrics_.TextWidth(WordOf(entry)));
-      return width + kListArrow;
-    };
-    const int kind = widest({kDateKindEntries[0], kDateKindEntries[1]});
-    const int cmp = widest({kDateComparatorEntries[0], kDateComparatorEntries[1], kSizeComparatorEntries[0],
-                            kSizeComparatorEntries[1]});
-    int unit = 0;
-    for (std::wstring_view entry : kDateUnitEntries) unit = std::max(unit, widest({entry}));
-    for (std::wstring_view entry : kSizeUnitEntries) unit = std::max(unit, widest({entry}));
-    const int amount = fw - kind - cmp - unit - 9;
-    l.Add(WC_COMBOBOXW, L"", list, fx, y, kind, kEditHeight, kIdDateKind);
-    l.Add(WC_COMBOBOXW, L"", list, fx + kind + 3, y, cmp, kEditHeight, kIdDateComparator);
-    l.Add(WC_EDITW, L"", edit | ES_NUMBER, fx + kind + cmp + 6, y, amount, kEditHeight, kIdDateAmount, kFixed,
-          WS_EX_CLIENTEDGE);
-    l.Add(WC_COMBOBOXW, L"", list, fx + kind + cmp + amount + 9, y, fw - kind - cmp - amount - 9, kEditHeight,
-          kIdDateUnit);
-    y += 17;
-    row(6, y, kIdSizeOn);
-    l.Add(WC_COMBOBOXW, L"", list, fx + kind + 3, y, cmp, kEditHeight, kIdSizeComparator);
-    l.Add(WC_EDITW, L"", edit | ES_NUMBER, fx + kind + cmp + 6, y, amount, kEditHeight, kIdSizeAmount, kFixed,
-          WS_EX_CLIENTEDGE);
-    l.Add(WC_COMBOBOXW, L"", list, fx + kind + cmp + amount + 9, y, fw - kind - cmp - amount - 9, kEditHeight,
-          kIdSizeUnit);
-    y += 17;
-    row(7, y, kIdMetadataOn);
-    // The field list shows whole entries such as "Dokumente --->%Revision Nummer%".
-    int name = kind + cmp + 3;
-    for (const std::wstring& entry : MetadataListEntries()) {
-      name = std::max(name, metrics_.TextWidth(entry) + kListArrow);
-    }
-    const int comparator = widest({L">", L"<", L"="});
-    l.Add(WC_COMBOBOXW, L"", list, fx, y, name, kEditHeight, kIdCombo10);
-    l.Add(WC_COMBOBOXW, L"", list, fx + name + 3, y, comparator, kEditHeight, kIdMetadataComparator);
-    l.Add(WC_EDITW, L"", edit, fx + name + comparator + 6, y, fw - name - comparator - 6, kEditHeight,
-          kIdMetadataValue, kLeftHalf, WS_EX_CLIENTEDGE);
-  }
-  y += 18;
-  l.Add(WC_BUTTONW, Word(L"Gro\u00df- und &Kleinschreibung beachten"), check, gx, y, gr - gx, 10, kIdMatchCase,
-        kLeftHalf);
+  l.Check(captions[5], gx, y + 1, captionWidth - 2, 10, kIdDateOn);
+  BuildConditionFields(l, captions, captionWidth, y);
+}
 
-  // --- Action
-  const int rx = kRightX + kInner;
-  const int rr = kRightX + kRightWidth - kInner;
-  const int half = (rr - rx) / 2;
-  group(Word(L"dann diese Aktion durchf\u00fchren"), kRightX, kMargin, kRightWidth, 56, kIdActionGroup, kRightHalf);
+// Date, size and metadata: the lists as wide as their longest entry, the amount takes what is left.
+void EditorPage::BuildConditionFields(Layout& l, const ConditionCaptions& captions, int captionWidth, int y) {
+  const FontMetrics& metrics = l.metrics();
+  const int gx = kLeftInnerX;
+  const int gr = kLeftInnerRight;
+  const int fx = gx + captionWidth;
+  const int fw = gr - fx;
+  const int kind = WidestEntry(metrics, {kDateKindEntries[0], kDateKindEntries[1]});
+  const int cmp = WidestEntry(metrics, {kDateComparatorEntries[0], kDateComparatorEntries[1],
+                                        kSizeComparatorEntries[0], kSizeComparatorEntries[1]});
+  int unit = 0;
+  for (std::wstring_view entry : kDateUnitEntries) unit = std::max(unit, WidestEntry(metrics, {entry}));
+  for (std::wstring_view entry : kSizeUnitEntries) unit = std::max(unit, WidestEntry(metrics, {entry}));
+  const int amount = fw - kind - cmp - unit - 9;
+  l.Combo(fx, y, kind, kIdDateKind);
+  l.Combo(fx + kind + 3, y, cmp, kIdDateComparator);
+  l.Edit(fx + kind + cmp + 6, y, amount, kIdDateAmount, kFixed, ES_NUMBER);
+  l.Combo(fx + kind + cmp + amount + 9, y, fw - kind - cmp - amount - 9, kIdDateUnit);
+  y += 17;
+  l.Check(captions[6], gx, y + 1, captionWidth - 2, 10, kIdSizeOn);
+  l.Combo(fx + kind + 3, y, cmp, kIdSizeComparator);
+  l.Edit(fx + kind + cmp + 6, y, amount, kIdSizeAmount, kFixed, ES_NUMBER);
+  l.Combo(fx + kind + cmp + amount + 9, y, fw - kind - cmp - amount - 9, kIdSizeUnit);
+  y += 17;
+  l.Check(captions[7], gx, y + 1, captionWidth - 2, 10, kIdMetadataOn);
+  // The field list shows whole entries such as "Dokumente --->%Revision Nummer%".
+  int name = kind + cmp + 3;
+  for (const std::wstring& entry : MetadataListEntries()) {
+    name = std::max(name, metrics.TextWidth(entry) + kListArrow);
+  }
+  const int comparator = WidestEntry(metrics, {L">", L"<", L"="});
+  l.Combo(fx, y, name, kIdCombo10);
+  l.Combo(fx + name + 3, y, comparator, kIdMetadataComparator);
+  l.Edit(fx + name + comparator + 6, y, fw - name - comparator - 6, kIdMetadataValue, kLeftHalf);
+  y += 18;
+  l.Check(Word(L"Gro\u00df- und &Kleinschreibung beachten"), gx, y, gr - gx, 10, kIdMatchCase, kLeftHalf);
+}
+
+void EditorPage::BuildActionGroup(Layout& l) {
+  const int rx = kRightInnerX;
+  const int half = (kRightInnerRight - rx) / 2;
+  l.Group(Word(L"dann diese Aktion durchf\u00fchren"), kRightX, kMargin, kRightWidth, 56, kIdActionGroup,
+          kRightHalf);
   for (int i = 0; i < 6; ++i) {
-    DWORD style = tab | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
+    DWORD style = WS_TABSTOP | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
     l.Add(WC_BUTTONW, WordOf(kActionEntries[static_cast<size_t>(i)]), style, rx + (i / 3) * half,
           20 + (i % 3) * 12, half - 2, 10, kIdActionFirst + i, kWithColumnEdge);
   }
+}
 
-  // --- Target
-  group(Word(L"Zielverzeichnis"), kRightX, 67, kRightWidth, 96, kIdTargetGroup, kRightHalf);
-  l.Add(WC_EDITW, L"", edit | WS_GROUP, rx, 80, rr - rx - 20, kEditHeight, kIdTxtName, kRightHalf, WS_EX_CLIENTEDGE);
-  l.Add(WC_BUTTONW, L"...", tab | BS_PUSHBUTTON, rr - 16, 79, 16, kButtonHeight, kIdTargetBrowse, kMoveX);
+// The target folder, the buttons that add path variables to it, and how files are placed there.
+void EditorPage::BuildTargetGroup(Layout& l) {
+  const int rx = kRightInnerX;
+  const int rr = kRightInnerRight;
+  l.Group(Word(L"Zielverzeichnis"), kRightX, 67, kRightWidth, 96, kIdTargetGroup, kRightHalf);
+  l.Edit(rx, 80, rr - rx - 20, kIdTxtName, kRightHalf, WS_GROUP);
+  l.Button(L"...", rr - 16, 79, 16, kIdTargetBrowse, kMoveX);
   const int third = (rr - rx - 6) / 3;
   const std::array<std::wstring, 6> tokenButtons = TokenButtons();
   for (int i = 0; i < 6; ++i) {
-    l.Add(WC_BUTTONW, tokenButtons[static_cast<size_t>(i)], tab | BS_PUSHBUTTON, rx + (i % 3) * (third + 3),
-          97 + (i / 3) * 17, third, kButtonHeight, kIdTokenDates + i, kWithColumnEdge);
+    l.Button(tokenButtons[static_cast<size_t>(i)], rx + (i % 3) * (third + 3), 97 + (i / 3) * 17, third,
+             kIdTokenDates + i, kWithColumnEdge);
   }
-  l.Add(WC_BUTTONW, Word(L"&Ordnerstruktur aus dem Quellverzeichnis \u00fcbernehmen"), check, rx, 135, rr - rx, 10,
-        kIdFolderStructure, kRightHalf);
-  l.Add(WC_BUTTONW, Word(L"&Begleitdateien (.xmp, .aae, .json ...) mitnehmen"), check, rx, 147, rr - rx, 10,
-        kIdSidecars, kRightHalf);
+  l.Check(Word(L"&Ordnerstruktur aus dem Quellverzeichnis \u00fcbernehmen"), rx, 135, rr - rx, 10,
+          kIdFolderStructure, kRightHalf);
+  l.Check(Word(L"&Begleitdateien (.xmp, .aae, .json ...) mitnehmen"), rx, 147, rr - rx, 10, kIdSidecars,
+          kRightHalf);
+}
 
-  // --- Collision
-  group(Word(L"Wenn Datei bereits existiert:"), kRightX, 167, kRightWidth, 62, kIdCollisionGroup, kRightHalf);
+void EditorPage::BuildCollisionGroup(Layout& l) {
+  const int rx = kRightInnerX;
+  const int rr = kRightInnerRight;
+  l.Group(Word(L"Wenn Datei bereits existiert:"), kRightX, 167, kRightWidth, 62, kIdCollisionGroup, kRightHalf);
   for (int i = 0; i < 3; ++i) {
-    DWORD style = tab | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
+    DWORD style = WS_TABSTOP | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
     l.Add(WC_BUTTONW, WordOf(kCollisionEntries[static_cast<size_t>(i)]), style, rx, 180 + i * 12, rr - rx, 10,
           kIdCollisionFirst + i, kRightHalf);
   }
-  l.Add(WC_BUTTONW, Word(L"&Identische Dateien \u00fcberspringen"), check | WS_GROUP, rx, 216, rr - rx, 10,
-        kIdSkipIdentical, kRightHalf);
+  l.Check(Word(L"&Identische Dateien \u00fcberspringen"), rx, 216, rr - rx, 10, kIdSkipIdentical, kRightHalf,
+          WS_GROUP);
+}
 
-  // --- Zip
-  group(Word(L"Zip-Archive"), kRightX, 233, kRightWidth, 45, kIdZipGroup, kRightHalf);
-  l.Add(WC_BUTTONW, Word(L"Zip-Archiv erstellen (separate Dateien)"), check | WS_GROUP, rx, 246, rr - rx, 10,
-        kIdZipSeparate, kRightHalf);
+void EditorPage::BuildZipGroup(Layout& l) {
+  const int rx = kRightInnerX;
+  const int rr = kRightInnerRight;
+  l.Group(Word(L"Zip-Archive"), kRightX, 233, kRightWidth, 45, kIdZipGroup, kRightHalf);
+  l.Check(Word(L"Zip-Archiv erstellen (separate Dateien)"), rx, 246, rr - rx, 10, kIdZipSeparate, kRightHalf,
+          WS_GROUP);
   const std::wstring zipOne = Word(L"Zip-Archiv erstellen (eine Datei)   Name:");
-  const int zipOneWidth = metrics_.TextWidth(zipOne) + 16;
-  l.Add(WC_BUTTONW, zipOne, check, rx, 261, zipOneWidth, 10, kIdZipOne, kWithColumnEdge);
-  HWND zipName = l.Add(WC_EDITW, L"", edit, rx + zipOneWidth + 2, 260, rr - rx - zipOneWidth - 2, kEditHeight,
-                       kIdTextBox6, kRightHalf, WS_EX_CLIENTEDGE);
+  const int zipOneWidth = l.metrics().TextWidth(zipOne) + 16;
+  l.Check(zipOne, rx, 261, zipOneWidth, 10, kIdZipOne, kWithColumnEdge);
+  HWND zipName = l.Edit(rx + zipOneWidth + 2, 260, rr - rx - zipOneWidth - 2, kIdTextBox6, kRightHalf);
   SetWindowSubclass(zipName, TextBox6Proc, 1, reinterpret_cast<DWORD_PTR>(this));
+}
 
-  // --- Commands
+void EditorPage::BuildCommands(Layout& l) {
+  const FontMetrics& metrics = l.metrics();
   const int by = kPageHeight - kMargin - kButtonHeight;
   const std::wstring left[] = {Word(L"&Neues Profil"), Word(L"Profil &speichern"), Word(L"L\u00f6schen")};
   int leftWidth = kButtonWidth;
-  for (const std::wstring& caption : left) leftWidth = std::max(leftWidth, metrics_.TextWidth(caption) + 12);
+  for (const std::wstring& caption : left) leftWidth = std::max(leftWidth, metrics.TextWidth(caption) + 12);
   for (int i = 0; i < 3; ++i) {
-    l.Add(WC_BUTTONW, left[i], tab | BS_PUSHBUTTON, kLeftX + i * (leftWidth + 4), by, leftWidth, kButtonHeight,
-          kIdNewProfile + i, kMoveY);
+    l.Button(left[i], kLeftX + i * (leftWidth + 4), by, leftWidth, kIdNewProfile + i, kMoveY);
   }
   const std::wstring load = Word(L"&Profil-Datei laden...");
   const std::wstring create = Word(L"Neue Profildatei e&rstellen...");
-  const int wide = std::max({kButtonWidth, metrics_.TextWidth(load) + 12, metrics_.TextWidth(create) + 12});
-  l.Add(WC_BUTTONW, load, tab | BS_PUSHBUTTON, kPageWidth - kMargin - 2 * wide - 4, by, wide, kButtonHeight,
-        kIdLoadProfileFile, kMoveXY);
-  l.Add(WC_BUTTONW, create, tab | BS_PUSHBUTTON, kPageWidth - kMargin - wide, by, wide, kButtonHeight,
-        kIdCreateProfileFile, kMoveXY);
+  const int wide = std::max({kButtonWidth, metrics.TextWidth(load) + 12, metrics.TextWidth(create) + 12});
+  l.Button(load, kPageWidth - kMargin - 2 * wide - 4, by, wide, kIdLoadProfileFile, kMoveXY);
+  l.Button(create, kPageWidth - kMargin - wide, by, wide, kIdCreateProfileFile, kMoveXY);
+}
 
+void EditorPage::FillLists() {
   FillComboWords(Item(kIdDateKind), kDateKindEntries);
   FillComboWords(Item(kIdDateComparator), kDateComparatorEntries);
   FillComboWords(Item(kIdDateUnit), kDateUnitEntries);
@@ -250,17 +268,17 @@ void MainWindow::BuildEditorPage() {
   FillComboWords(Item(kIdExclude), kExcludeExtensionEntries);
 }
 
-LRESULT CALLBACK MainWindow::TextBox6Proc(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
+LRESULT CALLBACK EditorPage::TextBox6Proc(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
                                          DWORD_PTR self) {
   if (message == WM_CHAR && IsRefusedZipNameChar(static_cast<wchar_t>(wParam))) {
-    auto* main = reinterpret_cast<MainWindow*>(self);
-    main->ui_.ShowMessage(RefusedCharsMessage(), MessageIcon::Critical, MessageButtons::Ok);
+    auto* page = reinterpret_cast<EditorPage*>(self);
+    page->context_.ui.ShowMessage(RefusedCharsMessage(), MessageIcon::Critical, MessageButtons::Ok);
     return 0;
   }
   return DefSubclassProc(window, message, wParam, lParam);
 }
 
-void MainWindow::FillNameHistory() {
+void EditorPage::FillNameHistory() {
   HWND name = Item(kIdName);
   std::wstring text = GetText(name);
   std::vector<std::wstring> shown;
@@ -269,7 +287,7 @@ void MainWindow::FillNameHistory() {
   SetText(name, text);
 }
 
-void MainWindow::FillIncludeList() {
+void EditorPage::FillIncludeList() {
   editor_.SetIncludeEntries(IncludeExtensionEntries(filterList_));
   HWND include = Item(kIdInclude);
   std::wstring text = GetText(include);
@@ -277,19 +295,19 @@ void MainWindow::FillIncludeList() {
   SetText(include, text.empty() ? editor_.includeEntries().front() : text);
 }
 
-void MainWindow::ShowIncludeMask() {
+void EditorPage::ShowIncludeMask() {
   const auto& entries = editor_.includeEntries();
   std::wstring mask;
   for (size_t i = 1; i + 1 < entries.size(); ++i) {
     if (entries[i] == editor_.values.includeExtText) {
-      mask = StoredFilterMask(folders_, i - 1);
+      mask = StoredFilterMask(context_.folders, i - 1);
       break;
     }
   }
   SetText(Item(kIdIncludeMask), mask);
 }
 
-void MainWindow::EditorToControls() {
+void EditorPage::EditorToControls() {
   editor_.isFilling = true;
   const ProfileEditorValues& v = editor_.values;
   SetText(Item(kIdDescription), v.description);
@@ -339,7 +357,7 @@ void MainWindow::EditorToControls() {
   editor_.isFilling = false;
 }
 
-void MainWindow::ShowConditionSwitches() {
+void EditorPage::ShowConditionSwitches() {
   const ProfileEditorValues& v = editor_.values;
   SetOn(Item(kIdNameOn), v.nameOn);
   SetOn(Item(kIdExcludeNameOn), v.excludeNameOn);
@@ -351,7 +369,7 @@ void MainWindow::ShowConditionSwitches() {
   SetOn(Item(kIdMetadataOn), v.metadataOn);
 }
 
-void MainWindow::ControlsToEditor() {
+void EditorPage::ControlsToEditor() {
   ProfileEditorValues& v = editor_.values;
   v.description = GetText(Item(kIdDescription));
   v.source = GetText(Item(kIdSource));
@@ -397,7 +415,11 @@ void MainWindow::ControlsToEditor() {
   v.zipName = GetText(Item(kIdTextBox6));
 }
 
-void MainWindow::OnEditorCommand(int id, int code) {
+void EditorPage::OnCommand(int id, int code) {
+  if (id >= kIdTokenMenuBase) {
+    InsertToken(id);
+    return;
+  }
   if (editor_.isFilling) return;
   if (code == EN_CHANGE || code == CBN_EDITCHANGE) {
     if (id == kIdExclude) {
@@ -410,53 +432,60 @@ void MainWindow::OnEditorCommand(int id, int code) {
     return;
   }
   if (code == CBN_SELCHANGE) {
-    ControlsToEditor();
-    HWND combo = Item(id);
-    const int pos = ComboPos(combo);
-    switch (id) {
-      case kIdDateKind: editor_.ListChanged(EditorList::DateKind); break;
-      case kIdDateComparator: editor_.ListChanged(EditorList::DateComparator); break;
-      case kIdDateUnit: editor_.ListChanged(EditorList::DateUnit); break;
-      case kIdSizeComparator: editor_.ListChanged(EditorList::SizeComparator); break;
-      case kIdSizeUnit: editor_.ListChanged(EditorList::SizeUnit); break;
-      case kIdName: editor_.NamePicked(ComboEntry(combo, pos)); break;
-      case kIdExclude: editor_.ExcludePicked(ComboEntry(combo, pos)); break;
-      case kIdInclude:
-        if (pos >= 0 && editor_.IncludePicked(static_cast<size_t>(pos)) == IncludePick::EditFilters) {
-          PostMessageW(window_, WM_APP, 0, 0);
-          SelectTab(kSettingsPage);
-          return;
-        }
-        ShowIncludeMask();
-        break;
-      case kIdCombo10: {
-        std::wstring entry = ComboEntry(combo, pos);
-        if (MetadataEntryNeedsReference(entry) &&
-            (GetText(Item(kIdLat)).empty() || GetText(Item(kIdLon)).empty())) {
-          ui_.ShowMessage(std::wstring(kNoReferenceMessage), MessageIcon::Exclamation, MessageButtons::Ok);
-        }
-        editor_.values.metadataOn = pos > 0;
-        editor_.FieldChanged();
-        break;
-      }
-      default: editor_.FieldChanged(); break;
-    }
-    ShowConditionSwitches();
+    OnListPicked(id);
     return;
   }
-  if (code != BN_CLICKED) return;
+  if (code == BN_CLICKED) OnClicked(id);
+}
+
+void EditorPage::OnListPicked(int id) {
+  ControlsToEditor();
+  HWND combo = Item(id);
+  const int pos = ComboPos(combo);
+  switch (id) {
+    case kIdDateKind: editor_.ListChanged(EditorList::DateKind); break;
+    case kIdDateComparator: editor_.ListChanged(EditorList::DateComparator); break;
+    case kIdDateUnit: editor_.ListChanged(EditorList::DateUnit); break;
+    case kIdSizeComparator: editor_.ListChanged(EditorList::SizeComparator); break;
+    case kIdSizeUnit: editor_.ListChanged(EditorList::SizeUnit); break;
+    case kIdName: editor_.NamePicked(ComboEntry(combo, pos)); break;
+    case kIdExclude: editor_.ExcludePicked(ComboEntry(combo, pos)); break;
+    case kIdInclude:
+      if (pos >= 0 && editor_.IncludePicked(static_cast<size_t>(pos)) == IncludePick::EditFilters) {
+        PostMessageW(context_.window, WM_APP, 0, 0);
+        host_.SelectTab(kSettingsPage);
+        return;
+      }
+      ShowIncludeMask();
+      break;
+    case kIdCombo10: {
+      std::wstring entry = ComboEntry(combo, pos);
+      if (MetadataEntryNeedsReference(entry) && !host_.HasReferencePoint()) {
+        context_.ui.ShowMessage(std::wstring(kNoReferenceMessage), MessageIcon::Exclamation, MessageButtons::Ok);
+      }
+      editor_.values.metadataOn = pos > 0;
+      editor_.FieldChanged();
+      break;
+    }
+    default: editor_.FieldChanged(); break;
+  }
+  ShowConditionSwitches();
+}
+
+void EditorPage::OnClicked(int id) {
+  AppUi& ui = context_.ui;
   switch (id) {
     case kIdSourceBrowse:
-      if (auto folder = ui_.ChooseFolder(Word(L"Quellverzeichnis"))) SetText(Item(kIdSource), *folder);
+      if (auto folder = ui.ChooseFolder(Word(L"Quellverzeichnis"))) SetText(Item(kIdSource), *folder);
       return;
     case kIdTargetBrowse: {
       // Targets come back again and again: they are picked from the recently used ones.
-      const std::wstring folder = ShowRecentFoldersDialog(instance_, ui_, folders_.SettingsFilePath);
+      const std::wstring folder = ShowRecentFoldersDialog(context_.instance, ui, context_.folders.SettingsFilePath);
       if (folder != kNoFolderChosen) SetText(Item(kIdTxtName), folder);
       return;
     }
     case kIdBlockAdd:
-      if (auto folder = ui_.ChooseFolder(Word(L"Ordner ausschlie\u00dfen"))) {
+      if (auto folder = ui.ChooseFolder(Word(L"Ordner ausschlie\u00dfen"))) {
         SendMessageW(Item(kIdBlockList), LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(folder->c_str()));
         editor_.FieldChanged();
       }
@@ -472,7 +501,7 @@ void MainWindow::OnEditorCommand(int id, int code) {
     }
     case kIdNameClear:
       nameHistory_ = ParseNameHistory(L"");
-      SaveSetting(L"FilenameVerlauf", L"");
+      host_.SaveSetting(L"FilenameVerlauf", L"");
       FillNameHistory();
       return;
     case kIdZipSeparate:
@@ -495,10 +524,10 @@ void MainWindow::OnEditorCommand(int id, int code) {
   }
 }
 
-bool MainWindow::SaveProfile() {
+bool EditorPage::SaveProfile() {
   ControlsToEditor();
   const ProfileEditorValues values = editor_.ToEditorValues();
-  SaveOutcome outcome = SaveTheProfil(values, profileFile_, ui_);
+  SaveOutcome outcome = SaveTheProfil(values, host_.ProfileFile(), context_.ui);
   if (!outcome.saved) {
     // A failed write names no field: the editor keeps every value for a second try.
     const int focus = outcome.focus == EditorField::Description  ? kIdDescription
@@ -507,13 +536,13 @@ bool MainWindow::SaveProfile() {
                       : outcome.focus == EditorField::DateAmount ? kIdDateAmount
                       : outcome.focus == EditorField::SizeAmount ? kIdSizeAmount
                                                                  : 0;
-    SelectTab(kEditorPage);
+    host_.SelectTab(kEditorPage);
     if (focus != 0) SetFocus(Item(focus));
     return false;
   }
   // Saved all the same: the user may want exactly these copies, but should know what they cost.
   if (WatchedCopiesMultiply(values)) {
-    ui_.ShowMessage(WatchedCopiesMultiplyWarning(values.description), MessageIcon::Exclamation, MessageButtons::Ok);
+    context_.ui.ShowMessage(WatchedCopiesMultiplyWarning(values.description), MessageIcon::Exclamation, MessageButtons::Ok);
   }
   editor_.isFilling = true;
   editor_.values.includeExtText = outcome.filterShown;
@@ -521,66 +550,68 @@ bool MainWindow::SaveProfile() {
   editor_.isFilling = false;
   if (editor_.values.nameOn) {
     RememberNamePattern(nameHistory_, editor_.values.namePattern);
-    SaveSetting(L"FilenameVerlauf", NameHistoryText(nameHistory_));
+    host_.SaveSetting(L"FilenameVerlauf", NameHistoryText(nameHistory_));
     FillNameHistory();
   }
-  ReloadProfiles(true, editor_.values.description);
+  host_.ReloadProfiles(true, editor_.values.description);
   editor_.isModified = false;
   return true;
 }
 
-bool MainWindow::askIfSaveProfil() {
-  return editor_.askIfSaveProfil(ui_, [this] { return SaveProfile(); });
+bool EditorPage::AskIfSaveProfile() {
+  return editor_.askIfSaveProfil(context_.ui, [this] { return SaveProfile(); });
 }
 
-void MainWindow::NewProfile() {
-  SelectTab(kEditorPage);
-  if (!askIfSaveProfil()) return;
+void EditorPage::NewProfile() {
+  host_.SelectTab(kEditorPage);
+  if (!AskIfSaveProfile()) return;
   editor_.NewProfile();
   EditorToControls();
   SetFocus(Item(kIdDescription));
 }
 
-void MainWindow::DeleteProfiles() {
-  if (DeleteCheckedProfiles(profileFile_, CheckedProfileNames(), ui_)) ReloadProfiles(false);
+void EditorPage::DeleteProfiles() {
+  if (DeleteCheckedProfiles(host_.ProfileFile(), host_.CheckedProfileNames(), context_.ui)) {
+    host_.ReloadProfiles(false);
+  }
 }
 
-void MainWindow::LoadProfileFile() {
-  if (!askIfSaveProfil()) return;
+void EditorPage::LoadProfileFile() {
+  if (!AskIfSaveProfile()) return;
   FileDialogArgs args;
   args.title = Word(L"Neue IniDatei laden");
   args.filter = Word(L"Ini Dateien|*.ini*");
-  args.folder = FolderPart(profileFile_);
-  std::optional<std::wstring> path = ui_.OpenFile(args);
+  args.folder = FolderPart(host_.ProfileFile());
+  std::optional<std::wstring> path = context_.ui.OpenFile(args);
   if (!path || path->empty()) return;
-  SetProfileFile(*path, ProfileFileLabel(*path));
-  settings_.IniPfad = *path;
-  SaveSetting(L"IniPfad", *path);
-  ReloadProfiles(false);
+  host_.UseProfileFile(*path);
+  context_.settings.IniPfad = *path;
+  host_.SaveSetting(L"IniPfad", *path);
+  host_.ReloadProfiles(false);
 }
 
-void MainWindow::CreateProfileFile() {
-  if (!askIfSaveProfil()) return;
+void EditorPage::CreateProfileFile() {
+  if (!AskIfSaveProfile()) return;
   FileDialogArgs args;
   args.title = Word(L"Neue Profildatei erstellen");
   args.filter = Word(L".ini Dateien (*.ini)|*.ini");
-  args.folder = folders_.SettingsFolder;
+  args.folder = context_.folders.SettingsFolder;
   args.suggestedName = L"AXProfilDatei.ini";
   args.defaultExtension = L"ini";
-  std::optional<std::wstring> path = ui_.SaveFile(args);
+  std::optional<std::wstring> path = context_.ui.SaveFile(args);
   if (!path || path->empty()) return;
   // IniPfad stays as it is: the next start returns to the remembered file until the new one
   // is loaded once with "Profil-Datei laden...".
-  SetProfileFile(*path, ProfileFileLabel(*path));
-  ReloadProfiles(false);
+  host_.UseProfileFile(*path);
+  host_.ReloadProfiles(false);
   NewProfile();
 }
 
-void MainWindow::ShowTokenMenu(int buttonId) {
+void EditorPage::ShowTokenMenu(int buttonId) {
   const int group = buttonId - kIdTokenDates;
-  HMENU menu = CreatePopupMenu();
+  UniqueMenu menu(CreatePopupMenu());
   auto add = [&](int index, std::wstring caption) {
-    AppendMenuW(menu, MF_STRING, static_cast<UINT_PTR>(kTokenMenus[static_cast<size_t>(group)] + index),
+    AppendMenuW(menu.get(), MF_STRING, static_cast<UINT_PTR>(kTokenMenus[static_cast<size_t>(group)] + index),
                 caption.c_str());
   };
   auto addNames = [&](const auto& names) {
@@ -600,11 +631,10 @@ void MainWindow::ShowTokenMenu(int buttonId) {
   }
   RECT rect{};
   GetWindowRect(Item(buttonId), &rect);
-  TrackPopupMenu(menu, TPM_LEFTALIGN | TPM_TOPALIGN, rect.left, rect.bottom, 0, window_, nullptr);
-  DestroyMenu(menu);
+  TrackPopupMenu(menu.get(), TPM_LEFTALIGN | TPM_TOPALIGN, rect.left, rect.bottom, 0, context_.window, nullptr);
 }
 
-void MainWindow::InsertToken(int commandId) {
+void EditorPage::InsertToken(int commandId) {
   const int group = (commandId - kIdTokenMenuBase) / 100;
   const size_t index = static_cast<size_t>((commandId - kIdTokenMenuBase) % 100);
   std::wstring token;
@@ -618,7 +648,7 @@ void MainWindow::InsertToken(int commandId) {
     case 1:
       if (index < kFileTokens.size()) {
         token = kFileTokens[index];
-      } else if (auto answer = ui_.AskText(Word(L"Eingabe"), WordOf(kNamePartPrompt), L"[3-8]")) {
+      } else if (auto answer = context_.ui.AskText(Word(L"Eingabe"), WordOf(kNamePartPrompt), L"[3-8]")) {
         if (!answer->empty()) token = NamePartToken(*answer);
       }
       break;
@@ -631,6 +661,49 @@ void MainWindow::InsertToken(int commandId) {
   HWND target = Item(kIdTxtName);
   SetText(target, AppendTargetToken(GetText(target), token));
   SendMessageW(target, EM_SETSEL, static_cast<WPARAM>(-1), -1);
+}
+
+HBRUSH EditorPage::StaticColours(int id, HDC dc) {
+  if (id != kIdTextWarning) return nullptr;
+  SetTextColor(dc, RGB(180, 0, 0));
+  SetBkColor(dc, GetSysColor(COLOR_BTNFACE));
+  return GetSysColorBrush(COLOR_BTNFACE);
+}
+
+void EditorPage::Start() {
+  filterList_ = ReadStoredFilterList(context_.folders);
+  FillIncludeList();
+  nameHistory_ = ParseNameHistory(ReadAppSetting(context_.folders.SettingsFilePath, L"FilenameVerlauf"));
+  FillNameHistory();
+}
+
+void EditorPage::ShowNewProfile() {
+  editor_.NewProfile();
+  EditorToControls();
+}
+
+void EditorPage::EditProfile(const Profile& profile) {
+  editor_.LoadFromRow(profile);
+  EditorToControls();
+}
+
+void EditorPage::SetFilterList(const std::wstring& filterList) {
+  filterList_ = filterList;
+  FillIncludeList();
+}
+
+void EditorPage::ShowIncludeText() { SetText(Item(kIdInclude), ListWordShown(editor_.values.includeExtText)); }
+
+void EditorPage::KeepForRebuild() {
+  ControlsToEditor();
+  keptModified_ = editor_.isModified;
+}
+
+void EditorPage::RestoreAfterRebuild() {
+  FillIncludeList();
+  FillNameHistory();
+  EditorToControls();
+  editor_.isModified = keptModified_;
 }
 
 }  // namespace ablagix::app

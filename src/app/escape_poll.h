@@ -5,6 +5,10 @@
 #include <windows.h>
 
 #include <functional>
+#include <string>
+#include <utility>
+
+#include "app/app_ui.h"
 
 namespace ablagix::app {
 
@@ -55,6 +59,23 @@ class EscapePoll {
  private:
   ULONGLONG intervalMs_;
   ULONGLONG last_ = 0;
+};
+
+// The window's questions during such work, and its input: pending messages are handled
+// between steps and Esc in one of this program's windows ends the work.
+class PollingUi : public UiPort {
+ public:
+  PollingUi(AppUi& ui, std::function<bool(MSG*)> preTranslate, ULONGLONG intervalMs)
+      : ui_(ui), preTranslate_(std::move(preTranslate)), poll_(intervalMs) {}
+  MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override {
+    return ui_.ShowMessage(text, icon, buttons);
+  }
+  bool PollForAbort() override { return poll_.EscapePressed(preTranslate_); }
+
+ private:
+  AppUi& ui_;
+  std::function<bool(MSG*)> preTranslate_;
+  EscapePoll poll_;
 };
 
 }  // namespace ablagix::app

@@ -3,18 +3,21 @@
 #include <algorithm>
 #include <string>
 
+#include <commctrl.h>
+
+#include "app/page_size.h"
+#include "fileops/win32_handle.h"
+
 namespace ablagix::app {
 
 int FontMetrics::TextWidth(std::wstring_view text) const {
-  HDC dc = GetDC(nullptr);
-  HGDIOBJ old = SelectObject(dc, font);
+  WindowDc dc(nullptr);
+  SelectedObject selected(dc.get(), font);
   SIZE size{};
   std::wstring copy(text);
   // "&" marks the accelerator and takes no room.
   std::erase(copy, L'&');
-  GetTextExtentPoint32W(dc, copy.c_str(), static_cast<int>(copy.size()), &size);
-  SelectObject(dc, old);
-  ReleaseDC(nullptr, dc);
+  GetTextExtentPoint32W(dc.get(), copy.c_str(), static_cast<int>(copy.size()), &size);
   return (size.cx * 4 + baseX - 1) / baseX;
 }
 
@@ -26,23 +29,21 @@ FontMetrics MakeFontMetrics(int dpi) {
   SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof ncm, &ncm, 0);
   LOGFONTW lf = ncm.lfMessageFont;
   // The system reports the font for the system DPI; the window may sit on another monitor.
-  HDC screen = GetDC(nullptr);
-  int systemDpi = GetDeviceCaps(screen, LOGPIXELSY);
-  ReleaseDC(nullptr, screen);
+  const int systemDpi = GetDeviceCaps(WindowDc(nullptr).get(), LOGPIXELSY);
   if (lf.lfHeight == 0) lf.lfHeight = -12;
   lf.lfHeight = MulDiv(lf.lfHeight, dpi, systemDpi > 0 ? systemDpi : 96);
   lf.lfQuality = CLEARTYPE_QUALITY;
   m.font = CreateFontIndirectW(&lf);
 
-  HDC dc = GetDC(nullptr);
-  HGDIOBJ old = SelectObject(dc, m.font);
   TEXTMETRICW tm{};
-  GetTextMetricsW(dc, &tm);
   SIZE size{};
-  static const wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-  GetTextExtentPoint32W(dc, kAlphabet, 52, &size);
-  SelectObject(dc, old);
-  ReleaseDC(nullptr, dc);
+  {
+    WindowDc dc(nullptr);
+    SelectedObject selected(dc.get(), m.font);
+    GetTextMetricsW(dc.get(), &tm);
+    static const wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    GetTextExtentPoint32W(dc.get(), kAlphabet, 52, &size);
+  }
   m.baseX = (size.cx / 26 + 1) / 2;
   m.baseY = tm.tmHeight;
   if (m.baseX <= 0) m.baseX = 6;
@@ -69,6 +70,31 @@ HWND Layout::Add(const wchar_t* windowClass, std::wstring_view text, DWORD style
   SendMessageW(window, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_->font), FALSE);
   items_.push_back({window, RECT{x, y, x + w, y + h}, anchor});
   return window;
+}
+
+HWND Layout::Label(std::wstring_view text, int x, int y, int w, int id, Anchor anchor) {
+  return Add(WC_STATICW, text, SS_LEFT, x, y + 2, w, 8, id, anchor);
+}
+
+HWND Layout::Group(std::wstring_view text, int x, int y, int w, int h, int id, Anchor anchor) {
+  return Add(WC_BUTTONW, text, BS_GROUPBOX, x, y, w, h, id, anchor);
+}
+
+HWND Layout::Check(std::wstring_view text, int x, int y, int w, int h, int id, Anchor anchor, DWORD style) {
+  return Add(WC_BUTTONW, text, WS_TABSTOP | BS_AUTOCHECKBOX | style, x, y, w, h, id, anchor);
+}
+
+HWND Layout::Edit(int x, int y, int w, int id, Anchor anchor, DWORD style) {
+  return Add(WC_EDITW, L"", WS_TABSTOP | ES_AUTOHSCROLL | style, x, y, w, kEditHeight, id, anchor, WS_EX_CLIENTEDGE);
+}
+
+HWND Layout::Combo(int x, int y, int w, int id, Anchor anchor, ComboKind kind) {
+  const DWORD style = kind == ComboKind::kEditable ? CBS_DROPDOWN | CBS_AUTOHSCROLL : CBS_DROPDOWNLIST;
+  return Add(WC_COMBOBOXW, L"", WS_TABSTOP | style | WS_VSCROLL, x, y, w, kEditHeight, id, anchor);
+}
+
+HWND Layout::Button(std::wstring_view text, int x, int y, int w, int id, Anchor anchor) {
+  return Add(WC_BUTTONW, text, WS_TABSTOP | BS_PUSHBUTTON, x, y, w, kButtonHeight, id, anchor);
 }
 
 void Layout::Arrange(int width, int height) const {

@@ -51,6 +51,18 @@ class Layout {
   void Begin(HWND page, const FontMetrics* metrics, int designWidth, int designHeight);
   HWND Add(const wchar_t* windowClass, std::wstring_view text, DWORD style, int x, int y, int w,
            int h, int id, Anchor anchor = kFixed, DWORD exStyle = 0);
+  // The standard controls of the pages, each with the style and height every page gives it.
+  // A label stands 2 units lower than its row, so that its text lines up with the field beside it.
+  HWND Label(std::wstring_view text, int x, int y, int w, int id = -1, Anchor anchor = kFixed);
+  HWND Group(std::wstring_view text, int x, int y, int w, int h, int id, Anchor anchor);
+  // `style`: more than a plain check box (WS_GROUP, BS_MULTILINE ...).
+  HWND Check(std::wstring_view text, int x, int y, int w, int h, int id, Anchor anchor = kFixed, DWORD style = 0);
+  // One line of text in a sunken frame; `style` adds ES_NUMBER, WS_GROUP ...
+  HWND Edit(int x, int y, int w, int id, Anchor anchor = kFixed, DWORD style = 0);
+  enum class ComboKind { kPickList, kEditable };
+  HWND Combo(int x, int y, int w, int id, Anchor anchor = kFixed, ComboKind kind = ComboKind::kPickList);
+  HWND Button(std::wstring_view text, int x, int y, int w, int id, Anchor anchor = kFixed);
+  const FontMetrics& metrics() const { return *metrics_; }
   // Places every control for a page of `width` x `height` pixels.
   void Arrange(int width, int height) const;
   // Gives every control the current font (after a DPI change).

@@ -3,6 +3,7 @@
 #include <commctrl.h>
 
 #include "app/win_controls.h"
+#include "fileops/win32_handle.h"
 
 namespace ablagix::app {
 namespace {
@@ -48,13 +49,11 @@ Kind KindOf(const Control& c) {
 
 // The size `text` takes in `window`'s font, wrapped at `width` when `wrap` (0 for one line).
 SIZE TextSize(HWND window, const std::wstring& text, int width, bool wrap, bool prefix) {
-  HDC dc = GetDC(window);
-  HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0)));
+  WindowDc dc(window);
+  SelectedObject font(dc.get(), reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0)));
   RECT rect{0, 0, wrap ? width : 0, 0};
   UINT flags = DT_CALCRECT | (wrap ? DT_WORDBREAK : DT_SINGLELINE) | (prefix ? 0 : DT_NOPREFIX);
-  DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &rect, flags);
-  SelectObject(dc, old);
-  ReleaseDC(window, dc);
+  DrawTextW(dc.get(), text.c_str(), static_cast<int>(text.size()), &rect, flags);
   return {rect.right - rect.left, rect.bottom - rect.top};
 }
 
@@ -66,9 +65,8 @@ std::wstring Pixels(long needed, long has) {
   return L"braucht " + std::to_wstring(needed) + L" px, hat " + std::to_wstring(has) + L" px";
 }
 
-}  // namespace
-
-std::vector<std::wstring> FindLayoutFaults(HWND page) {
+// The visible controls of `page`, with their rectangles in the page's coordinates.
+std::vector<Control> VisibleControls(HWND page) {
   std::vector<Control> controls;
   for (HWND child = GetWindow(page, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
     const LONG_PTR style = GetWindowLongPtrW(child, GWL_STYLE);
@@ -80,64 +78,61 @@ std::vector<std::wstring> FindLayoutFaults(HWND page) {
     MapWindowPoints(nullptr, page, reinterpret_cast<POINT*>(&rect), 2);
     controls.push_back({child, GetDlgCtrlID(child), className, style, GetText(child), rect});
   }
-  RECT pageRect{};
-  GetClientRect(page, &pageRect);
-  const int dpi = static_cast<int>(GetDpiForWindow(page));
-  const int checkBox = MulDiv(13 + 5, dpi > 0 ? dpi : 96, 96);  // the box and the gap before the text
+  return controls;
+}
 
-  std::vector<std::wstring> faults;
-  for (const Control& c : controls) {
-    const long width = c.rect.right - c.rect.left;
-    const long height = c.rect.bottom - c.rect.top;
-    if (c.rect.left < 0 || c.rect.top < 0 || c.rect.right > pageRect.right || c.rect.bottom > pageRect.bottom) {
-      faults.push_back(Describe(c, L"ragt aus der Seite"));
-    }
-    if (KindOf(c) == Kind::ChoiceList) {
-      const long room = width - GetSystemMetrics(SM_CXVSCROLL) - 8;  // the arrow and the frame
-      const LRESULT count = SendMessageW(c.window, CB_GETCOUNT, 0, 0);
-      for (LRESULT i = 0; i < count; ++i) {
-        const std::wstring entry = ComboEntry(c.window, static_cast<int>(i));
-        const SIZE size = TextSize(c.window, entry, 0, false, false);
-        if (size.cx > room) faults.push_back(Describe(c, entry + L": " + Pixels(size.cx, room)));
-      }
-      continue;
-    }
-    if (c.text.empty()) continue;
-    switch (KindOf(c)) {
-      case Kind::PushButton: {
-        const SIZE size = TextSize(c.window, c.text, 0, false, true);
-        if (size.cx + 8 > width) faults.push_back(Describe(c, Pixels(size.cx + 8, width)));
-        break;
-      }
-      case Kind::GroupBox: {
-        const SIZE size = TextSize(c.window, c.text, 0, false, true);
-        if (size.cx + 16 > width) faults.push_back(Describe(c, Pixels(size.cx + 16, width)));
-        break;
-      }
-      case Kind::CheckBox: {
-        const long room = width - checkBox;
-        const bool multiline = (c.style & BS_MULTILINE) != 0;
-        const SIZE size = TextSize(c.window, c.text, static_cast<int>(room), multiline, true);
-        if (size.cx > room || size.cy > height) faults.push_back(Describe(c, Pixels(size.cx, room)));
-        break;
-      }
-      case Kind::Label: {
-        const long room = width - ((c.style & WS_BORDER) ? 2 : 0);
-        const LONG_PTR type = c.style & SS_TYPEMASK;
-        const bool wrap = type != SS_LEFTNOWORDWRAP && type != SS_SIMPLE;
-        const SIZE size = TextSize(c.window, c.text, static_cast<int>(room), wrap, (c.style & SS_NOPREFIX) == 0);
-        if (size.cx > room || size.cy > height) {
-          faults.push_back(Describe(c, Pixels(size.cx, room) + L", Höhe " + Pixels(size.cy, height)));
-        }
-        break;
-      }
-      case Kind::ChoiceList:
-      case Kind::Other: break;
-    }
+// Every entry of a drop-down list must fit beside its arrow.
+void AddListEntryFaults(const Control& c, std::vector<std::wstring>& faults) {
+  const long width = c.rect.right - c.rect.left;
+  const long room = width - GetSystemMetrics(SM_CXVSCROLL) - 8;  // the arrow and the frame
+  const LRESULT count = SendMessageW(c.window, CB_GETCOUNT, 0, 0);
+  for (LRESULT i = 0; i < count; ++i) {
+    const std::wstring entry = ComboEntry(c.window, static_cast<int>(i));
+    const SIZE size = TextSize(c.window, entry, 0, false, false);
+    if (size.cx > room) faults.push_back(Describe(c, entry + L": " + Pixels(size.cx, room)));
   }
+}
 
-  // Controls side by side must not cover each other; a group box frames others by design,
-  // and an up-down control sits on the edge of its buddy.
+// The caption must fit the control; `checkBox` is the room a check box takes before its text.
+void AddCaptionFault(const Control& c, long checkBox, std::vector<std::wstring>& faults) {
+  const long width = c.rect.right - c.rect.left;
+  const long height = c.rect.bottom - c.rect.top;
+  switch (KindOf(c)) {
+    case Kind::PushButton: {
+      const SIZE size = TextSize(c.window, c.text, 0, false, true);
+      if (size.cx + 8 > width) faults.push_back(Describe(c, Pixels(size.cx + 8, width)));
+      break;
+    }
+    case Kind::GroupBox: {
+      const SIZE size = TextSize(c.window, c.text, 0, false, true);
+      if (size.cx + 16 > width) faults.push_back(Describe(c, Pixels(size.cx + 16, width)));
+      break;
+    }
+    case Kind::CheckBox: {
+      const long room = width - checkBox;
+      const bool multiline = (c.style & BS_MULTILINE) != 0;
+      const SIZE size = TextSize(c.window, c.text, static_cast<int>(room), multiline, true);
+      if (size.cx > room || size.cy > height) faults.push_back(Describe(c, Pixels(size.cx, room)));
+      break;
+    }
+    case Kind::Label: {
+      const long room = width - ((c.style & WS_BORDER) ? 2 : 0);
+      const LONG_PTR type = c.style & SS_TYPEMASK;
+      const bool wrap = type != SS_LEFTNOWORDWRAP && type != SS_SIMPLE;
+      const SIZE size = TextSize(c.window, c.text, static_cast<int>(room), wrap, (c.style & SS_NOPREFIX) == 0);
+      if (size.cx > room || size.cy > height) {
+        faults.push_back(Describe(c, Pixels(size.cx, room) + L", H\u00f6he " + Pixels(size.cy, height)));
+      }
+      break;
+    }
+    case Kind::ChoiceList:
+    case Kind::Other: break;
+  }
+}
+
+// Controls side by side must not cover each other; a group box frames others by design,
+// and an up-down control sits on the edge of its buddy.
+void AddOverlapFaults(const std::vector<Control>& controls, std::vector<std::wstring>& faults) {
   for (size_t i = 0; i < controls.size(); ++i) {
     for (size_t j = i + 1; j < controls.size(); ++j) {
       const Control& a = controls[i];
@@ -152,6 +147,29 @@ std::vector<std::wstring> FindLayoutFaults(HWND page) {
       }
     }
   }
+}
+
+}  // namespace
+
+std::vector<std::wstring> FindLayoutFaults(HWND page) {
+  const std::vector<Control> controls = VisibleControls(page);
+  RECT pageRect{};
+  GetClientRect(page, &pageRect);
+  const int dpi = static_cast<int>(GetDpiForWindow(page));
+  const int checkBox = MulDiv(13 + 5, dpi > 0 ? dpi : 96, 96);  // the box and the gap before the text
+
+  std::vector<std::wstring> faults;
+  for (const Control& c : controls) {
+    if (c.rect.left < 0 || c.rect.top < 0 || c.rect.right > pageRect.right || c.rect.bottom > pageRect.bottom) {
+      faults.push_back(Describe(c, L"ragt aus der Seite"));
+    }
+    if (KindOf(c) == Kind::ChoiceList) {
+      AddListEntryFaults(c, faults);
+    } else if (!c.text.empty()) {
+      AddCaptionFault(c, checkBox, faults);
+    }
+  }
+  AddOverlapFaults(controls, faults);
   return faults;
 }
 

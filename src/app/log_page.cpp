@@ -1,9 +1,4 @@
-// "Log-Dateien": the log list as a virtual list over the LogList model, its check-box chooser,
-// sorting by header click, "Log löschen", "Log speichern...", "Letzten Lauf rückgängig
-// machen", the double-click that hands a file to the companion, and the status line with the
-// progress bar that runs, undos and exports use.
-#include <windows.h>
-#include <commctrl.h>
+#include "app/log_page.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -12,18 +7,14 @@
 
 #include "app/control_ids.h"
 #include "app/escape_poll.h"
-#include "app/main_window.h"
 #include "app/page_size.h"
 #include "app/win_controls.h"
-#include "base/abort_flag.h"
 #include "base/text.h"
 #include "desktop/companion.h"
-#include "engine/journal.h"
-#include "engine/undo.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "fileops/win32_handle.h"
 #include "log/export_text.h"
-#include "log/log_save.h"
 #include "profiles/language.h"
 #include "profiles/settings.h"
 
@@ -70,23 +61,6 @@ class WindowCompanionHost : public CompanionHost {
   AppUi& ui_;
   HWND window_;
   std::wstring settingsFile_;
-};
-
-// The window's questions while a report is written, and its input: between rows pending
-// messages are handled (a few dozen times a second: the bar moves, the window repaints and
-// answers), and Esc in one of this program's windows ends the export with "Abbruch".
-class ExportUi : public UiPort {
- public:
-  ExportUi(AppUi& ui, std::function<bool(MSG*)> preTranslate) : ui_(ui), preTranslate_(std::move(preTranslate)) {}
-  MessageAnswer ShowMessage(const std::wstring& text, MessageIcon icon, MessageButtons buttons) override {
-    return ui_.ShowMessage(text, icon, buttons);
-  }
-  bool PollForAbort() override { return poll_.EscapePressed(preTranslate_); }
-
- private:
-  AppUi& ui_;
-  std::function<bool(MSG*)> preTranslate_;
-  EscapePoll poll_{20};
 };
 
 class WindowLogSaveHost : public LogSaveHost {
@@ -136,31 +110,30 @@ std::vector<int> ColumnOrderOf(HWND list) {
 }  // namespace
 
 // The export moves the same bar as a run.
-class MainWindow::BarProgress : public ExportProgress {
+class LogPage::BarProgress : public ExportProgress {
  public:
-  explicit BarProgress(MainWindow& window) : window_(window) {}
+  explicit BarProgress(LogPage& page) : page_(page) {}
   void Start(std::size_t rows) override {
-    window_.ShowProgress(true);
-    window_.SetProgress(0, rows);
+    page_.ShowProgress(true);
+    page_.SetProgress(0, rows);
   }
   void Advance(std::size_t rowsDone) override {
     const ULONGLONG now = GetTickCount64();
     if (now - last_ < 50) return;
     last_ = now;
-    HWND bar = window_.Item(kIdLogProgress);
+    HWND bar = page_.Item(kIdLogProgress);
     SendMessageW(bar, PBM_SETPOS, static_cast<WPARAM>(rowsDone), 0);
     UpdateWindow(bar);
   }
-  void Reset() override { window_.ShowProgress(false); }
+  void Reset() override { page_.ShowProgress(false); }
 
  private:
-  MainWindow& window_;
+  LogPage& page_;
   ULONGLONG last_ = 0;
 };
 
-void MainWindow::BuildLogPage() {
-  Layout& l = layouts_[kLogPage];
-  l.Begin(pages_[kLogPage], &metrics_, kPageWidth, kPageHeight);
+void LogPage::BuildControls(Layout& l) {
+  const FontMetrics& metrics = l.metrics();
   const int W = kPageWidth;
   const int H = kPageHeight;
   const int buttonsY = H - kMargin - kButtonHeight;
@@ -178,7 +151,7 @@ void MainWindow::BuildLogPage() {
     column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
     std::wstring caption = WordOf(kLogColumns[static_cast<size_t>(i)].text);
     column.pszText = caption.data();
-    column.cx = MulDiv(kLogColumns[static_cast<size_t>(i)].width, metrics_.dpi, 96);
+    column.cx = MulDiv(kLogColumns[static_cast<size_t>(i)].width, metrics.dpi, 96);
     column.iSubItem = i;
     ListView_InsertColumn(list, i, &column);
   }
@@ -190,19 +163,23 @@ void MainWindow::BuildLogPage() {
   HWND bar = l.Add(PROGRESS_CLASSW, L"", PBS_SMOOTH, kMargin + half, statusY, W - 2 * kMargin - half, 10,
                    kIdLogProgress, Anchor{0.5f, 1, 1, 1});
   ShowWindow(bar, SW_HIDE);
+  BuildButtons(l, buttonsY);
+  SetLogEmptyText(L"");
+}
 
-  const DWORD push = WS_TABSTOP | BS_PUSHBUTTON;
+void LogPage::BuildButtons(Layout& l, int buttonsY) {
+  const FontMetrics& metrics = l.metrics();
+  const int W = kPageWidth;
   // The label names the chooser (its mnemonic reaches it) where a cue text is not drawn.
   const std::wstring chooserCaption = Word(L"&Haken:");
-  const int captionWidth = metrics_.TextWidth(chooserCaption) + 2;
+  const int captionWidth = metrics.TextWidth(chooserCaption) + 2;
   l.Add(WC_STATICW, chooserCaption, SS_LEFT, kMargin, buttonsY + 3, captionWidth, 8, kIdLogChooserCaption, kMoveY);
   const int chooserX = kMargin + captionWidth + 3;
   int chooserWidth = 150;
   for (std::wstring_view entry : kComboBox1Entries) {
-    chooserWidth = std::max(chooserWidth, metrics_.TextWidth(WordOf(entry)) + 20);  // and the drop-down arrow
+    chooserWidth = std::max(chooserWidth, metrics.TextWidth(WordOf(entry)) + 20);  // and the drop-down arrow
   }
-  HWND chooser = l.Add(WC_COMBOBOXW, L"", WS_TABSTOP | CBS_DROPDOWNLIST | WS_VSCROLL, chooserX, buttonsY,
-                       chooserWidth, kEditHeight, kIdComboBox1, kMoveY);
+  HWND chooser = l.Combo(chooserX, buttonsY, chooserWidth, kIdComboBox1, kMoveY);
   FillComboWords(chooser, kComboBox1Entries);
   const std::wstring cue = Word(L"Haken setzen oder entfernen ...");
   SendMessageW(chooser, CB_SETCUEBANNER, 0, reinterpret_cast<LPARAM>(cue.c_str()));
@@ -210,40 +187,39 @@ void MainWindow::BuildLogPage() {
   const std::wstring undo = Word(L"Letzten Lauf &r\u00fcckg\u00e4ngig machen");
   const std::wstring checked = Word(L"Ausf\u00fchren nur bei an&gehakten Dateien");
   const std::wstring save = Word(L"Log s&peichern...");
-  const int clearWidth = std::max(kButtonWidth, metrics_.TextWidth(clear) + 12);
-  const int undoWidth = std::max(kButtonWidth, metrics_.TextWidth(undo) + 12);
-  const int saveWidth = std::max(kButtonWidth, metrics_.TextWidth(save) + 12);
-  const int checkedWidth = std::max(kButtonWidth, metrics_.TextWidth(checked) + 12);
+  const int clearWidth = std::max(kButtonWidth, metrics.TextWidth(clear) + 12);
+  const int undoWidth = std::max(kButtonWidth, metrics.TextWidth(undo) + 12);
+  const int saveWidth = std::max(kButtonWidth, metrics.TextWidth(save) + 12);
+  const int checkedWidth = std::max(kButtonWidth, metrics.TextWidth(checked) + 12);
   // Left the commands on the list's rows, right those that change files; created in the
   // order they stand, so Tab goes from left to right.
   const int saveX = W - kMargin - saveWidth;
   const int checkedX = saveX - 4 - checkedWidth;
   const int undoX = checkedX - 4 - undoWidth;
-  l.Add(WC_BUTTONW, clear, push, chooserX + chooserWidth + 4, buttonsY, clearWidth, kButtonHeight, kIdLogClear,
-        kMoveY);
-  l.Add(WC_BUTTONW, undo, push, undoX, buttonsY, undoWidth, kButtonHeight, kIdLogUndo, kMoveXY);
-  l.Add(WC_BUTTONW, checked, push, checkedX, buttonsY, checkedWidth, kButtonHeight, kIdCommandButton7, kMoveXY);
-  l.Add(WC_BUTTONW, save, push, saveX, buttonsY, saveWidth, kButtonHeight, kIdLogSave, kMoveXY);
-  AddTooltip(pages_[kLogPage], Item(kIdLogUndo),
-             Word(L"Holt die Dateien des letzten ausgef\u00fchrten Laufs zur\u00fcck und entfernt seine Kopien"));
-  AddTooltip(pages_[kLogPage], Item(kIdCommandButton7),
-             Word(L"F\u00fchrt die Aktion jeder angehakten Zeile f\u00fcr ihre Datei noch einmal aus"));
-  AddTooltip(pages_[kLogPage], Item(kIdLogSave), Word(L"Speichert das Log im gew\u00e4hlten Format (Einstellungen)"));
-  SetLogEmptyText(L"");
+  l.Button(clear, chooserX + chooserWidth + 4, buttonsY, clearWidth, kIdLogClear, kMoveY);
+  l.Button(undo, undoX, buttonsY, undoWidth, kIdLogUndo, kMoveXY);
+  l.Button(checked, checkedX, buttonsY, checkedWidth, kIdCommandButton7, kMoveXY);
+  l.Button(save, saveX, buttonsY, saveWidth, kIdLogSave, kMoveXY);
+  host_.AddTooltip(page_, Item(kIdLogUndo),
+                   Word(L"Holt die Dateien des letzten ausgef\u00fchrten Laufs zur\u00fcck und entfernt seine Kopien"));
+  host_.AddTooltip(page_, Item(kIdCommandButton7),
+                   Word(L"F\u00fchrt die Aktion jeder angehakten Zeile f\u00fcr ihre Datei noch einmal aus"));
+  host_.AddTooltip(page_, Item(kIdLogSave), Word(L"Speichert das Log im gew\u00e4hlten Format (Einstellungen)"));
 }
 
 // Draws the empty-list text, which the list holds as its window text so that screen readers
 // name the empty list by it.
-LRESULT CALLBACK MainWindow::LogListProc(HWND list, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
-                                         DWORD_PTR data) {
-  auto* self = reinterpret_cast<MainWindow*>(data);
-  if (message == WM_PAINT) RestoreColumnOrderOnce(list, self->settings_.LogHeaderPosition);
+LRESULT CALLBACK LogPage::LogListProc(HWND list, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
+                                      DWORD_PTR data) {
+  auto* self = reinterpret_cast<LogPage*>(data);
+  AppSettings& settings = self->context_.settings;
+  if (message == WM_PAINT) RestoreColumnOrderOnce(list, settings.LogHeaderPosition);
   if (message == WM_NCDESTROY) RemovePropW(list, kOrderRestored);
   if (message == kStoreLogOrder) {
     // The order the user dragged the headers into is kept for the reports of ablagix-cli and
     // for the next start.
-    self->settings_.LogHeaderPosition = ColumnOrderOf(list);
-    self->SaveSetting(L"LogHeaderPosition", ColumnOrderText(self->settings_.LogHeaderPosition));
+    settings.LogHeaderPosition = ColumnOrderOf(list);
+    self->host_.SaveSetting(L"LogHeaderPosition", ColumnOrderText(settings.LogHeaderPosition));
     return 0;
   }
   LRESULT result = DefSubclassProc(list, message, wParam, lParam);
@@ -258,39 +234,44 @@ LRESULT CALLBACK MainWindow::LogListProc(HWND list, UINT message, WPARAM wParam,
     area.top += header.bottom - header.top + 12;
     area.left += 8;
     area.right -= 8;
-    HDC dc = GetDC(list);
-    HGDIOBJ oldFont = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(list, WM_GETFONT, 0, 0)));
-    SetBkMode(dc, TRANSPARENT);
-    SetTextColor(dc, GetSysColor(COLOR_GRAYTEXT));
+    WindowDc dc(list);
+    SelectedObject font(dc.get(), reinterpret_cast<HFONT>(SendMessageW(list, WM_GETFONT, 0, 0)));
+    SetBkMode(dc.get(), TRANSPARENT);
+    SetTextColor(dc.get(), GetSysColor(COLOR_GRAYTEXT));
     std::wstring text = GetText(list);
-    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &area, DT_CENTER | DT_WORDBREAK | DT_NOPREFIX);
-    SelectObject(dc, oldFont);
-    ReleaseDC(list, dc);
+    DrawTextW(dc.get(), text.c_str(), static_cast<int>(text.size()), &area, DT_CENTER | DT_WORDBREAK | DT_NOPREFIX);
   } else if (message == WM_SETTEXT) {
     InvalidateRect(list, nullptr, TRUE);
   }
   return result;
 }
 
-void MainWindow::SetLogEmptyText(std::wstring_view text) {
+void LogPage::SetLogEmptyText(std::wstring_view text) {
   logEmptyText_ = std::wstring(text);
   SetText(Item(kIdExListviewLOG), text.empty() ? std::wstring() : WordOf(text));
 }
 
-void MainWindow::ShowLogRows() {
+void LogPage::FollowLogRows() {
+  HWND list = List();
+  ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL | LVSICF_NOSCROLL);
+  if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
+  UpdateWindow(list);
+}
+
+void LogPage::ShowLogRows() {
   HWND list = Item(kIdExListviewLOG);
   ListView_SetItemCountEx(list, static_cast<int>(log_.size()), LVSICF_NOINVALIDATEALL);
   InvalidateRect(list, nullptr, TRUE);
   if (!log_.empty()) ListView_EnsureVisible(list, static_cast<int>(log_.size()) - 1, FALSE);
 }
 
-void MainWindow::ShowProgress(bool visible) {
+void LogPage::ShowProgress(bool visible) {
   HWND bar = Item(kIdLogProgress);
   if (!visible) SendMessageW(bar, PBM_SETPOS, 0, 0);
   ShowWindow(bar, visible ? SW_SHOW : SW_HIDE);
 }
 
-void MainWindow::SetProgress(std::size_t done, std::size_t total) {
+void LogPage::SetProgress(std::size_t done, std::size_t total) {
   HWND bar = Item(kIdLogProgress);
   // An unknown total (a scan still counting) keeps the bar moving without a position.
   const bool marquee = total == 0;
@@ -305,54 +286,38 @@ void MainWindow::SetProgress(std::size_t done, std::size_t total) {
   }
 }
 
-void MainWindow::SetStatus(std::wstring_view text) {
+void LogPage::SetStatus(std::wstring_view text) {
   HWND status = Item(kIdLogStatus);
   SetText(status, text);
   UpdateWindow(status);
 }
 
-LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
+void LogPage::OnCommand(int id, int code) {
+  if (id == kIdComboBox1) {
+    if (code == CBN_SELCHANGE) OnLogChooser();
+    return;
+  }
+  if (code != BN_CLICKED) return;
+  switch (id) {
+    case kIdLogClear: OnClearLog(); return;
+    case kIdCommandButton7: session_.RunCheckedRows(); return;
+    case kIdLogSave: OnSaveLogButton(); return;
+    case kIdLogUndo: session_.UndoLastRun(); return;
+  }
+}
+
+LRESULT LogPage::OnNotify(NMHDR* header) {
+  if (header->idFrom != kIdExListviewLOG) return 0;
   HWND list = header->hwndFrom;
   switch (header->code) {
-    case LVN_GETDISPINFOW: {
-      LVITEMW& item = reinterpret_cast<NMLVDISPINFOW*>(header)->item;
-      if (item.iItem < 0 || static_cast<size_t>(item.iItem) >= log_.size()) return 0;
-      const auto row = static_cast<size_t>(item.iItem);
-      if (item.mask & LVIF_TEXT) {
-        logCell_ = log_.Text(row, item.iSubItem);
-        lstrcpynW(item.pszText, logCell_.c_str(), item.cchTextMax);
-      }
-      if (item.mask & LVIF_STATE) {
-        item.state = INDEXTOSTATEIMAGEMASK(log_.Checked(row) ? 2 : 1);
-        item.stateMask = LVIS_STATEIMAGEMASK;
-      }
+    case LVN_GETDISPINFOW:
+      OnGetDispInfo(reinterpret_cast<NMLVDISPINFOW*>(header)->item);
       return 0;
-    }
-    case NM_CLICK: {
-      // An owner-data list keeps no check state of its own: a click on the box toggles the model.
-      LVHITTESTINFO hit{};
-      hit.pt = reinterpret_cast<NMITEMACTIVATE*>(header)->ptAction;
-      ListView_HitTest(list, &hit);
-      if ((hit.flags & LVHT_ONITEMSTATEICON) && hit.iItem >= 0 && static_cast<size_t>(hit.iItem) < log_.size()) {
-        log_.SetChecked(static_cast<size_t>(hit.iItem), !log_.Checked(static_cast<size_t>(hit.iItem)));
-        ListView_RedrawItems(list, hit.iItem, hit.iItem);
-      }
+    case NM_CLICK:
+      OnCheckBoxClick(list, reinterpret_cast<NMITEMACTIVATE*>(header)->ptAction);
       return 0;
-    }
     case LVN_KEYDOWN:
-      // Ctrl+A highlights every row, for "Alle markierten anhaken" and the like.
-      if (reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey == 'A' && GetKeyState(VK_CONTROL) < 0) {
-        ListView_SetItemState(list, -1, LVIS_SELECTED, LVIS_SELECTED);
-        return 0;
-      }
-      // Space toggles the check boxes of the highlighted rows, as in a list with its own boxes.
-      if (reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey == VK_SPACE) {
-        for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
-             row = ListView_GetNextItem(list, row, LVNI_SELECTED)) {
-          if (static_cast<size_t>(row) < log_.size()) log_.SetChecked(static_cast<size_t>(row), !log_.Checked(static_cast<size_t>(row)));
-        }
-        InvalidateRect(list, nullptr, FALSE);
-      }
+      OnListKey(list, reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey);
       return 0;
     case NM_RETURN: {
       // Enter on the focused row does what a double-click does.
@@ -367,29 +332,71 @@ LRESULT MainWindow::OnLogListNotify(NMHDR* header) {
     }
     case LVN_COLUMNCLICK:
       // The engine appends and rewrites rows by position while it runs.
-      if (!running_) SortLog(reinterpret_cast<NMLISTVIEW*>(header)->iSubItem);
+      if (!session_.running()) SortLog(reinterpret_cast<NMLISTVIEW*>(header)->iSubItem);
       return 0;
-    case NM_CUSTOMDRAW: {
-      auto* draw = reinterpret_cast<NMLVCUSTOMDRAW*>(header);
-      if (draw->nmcd.dwDrawStage == CDDS_ITEMPREPAINT && draw->nmcd.dwItemSpec < log_.size()) {
-        LRESULT result = OnListCustomDraw(draw);
-        const LogRowColours colours = log_.Colours(draw->nmcd.dwItemSpec);
-        if (colours.background) draw->clrTextBk = ToColorRef(*colours.background);
-        if (colours.text) draw->clrText = ToColorRef(*colours.text);
-        return result;
-      }
-      return OnListCustomDraw(draw);
-    }
+    case NM_CUSTOMDRAW:
+      return OnCustomDraw(reinterpret_cast<NMLVCUSTOMDRAW*>(header));
   }
   return 0;
 }
 
+void LogPage::OnGetDispInfo(LVITEMW& item) {
+  if (item.iItem < 0 || static_cast<size_t>(item.iItem) >= log_.size()) return;
+  const auto row = static_cast<size_t>(item.iItem);
+  if (item.mask & LVIF_TEXT) {
+    logCell_ = log_.Text(row, item.iSubItem);
+    lstrcpynW(item.pszText, logCell_.c_str(), item.cchTextMax);
+  }
+  if (item.mask & LVIF_STATE) {
+    item.state = INDEXTOSTATEIMAGEMASK(log_.Checked(row) ? 2 : 1);
+    item.stateMask = LVIS_STATEIMAGEMASK;
+  }
+}
+
+// An owner-data list keeps no check state of its own: a click on the box toggles the model.
+void LogPage::OnCheckBoxClick(HWND list, POINT at) {
+  LVHITTESTINFO hit{};
+  hit.pt = at;
+  ListView_HitTest(list, &hit);
+  if ((hit.flags & LVHT_ONITEMSTATEICON) && hit.iItem >= 0 && static_cast<size_t>(hit.iItem) < log_.size()) {
+    log_.SetChecked(static_cast<size_t>(hit.iItem), !log_.Checked(static_cast<size_t>(hit.iItem)));
+    ListView_RedrawItems(list, hit.iItem, hit.iItem);
+  }
+}
+
+void LogPage::OnListKey(HWND list, WORD key) {
+  // Ctrl+A highlights every row, for "Alle markierten anhaken" and the like.
+  if (key == 'A' && GetKeyState(VK_CONTROL) < 0) {
+    ListView_SetItemState(list, -1, LVIS_SELECTED, LVIS_SELECTED);
+    return;
+  }
+  // Space toggles the check boxes of the highlighted rows, as in a list with its own boxes.
+  if (key == VK_SPACE) {
+    for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
+         row = ListView_GetNextItem(list, row, LVNI_SELECTED)) {
+      if (static_cast<size_t>(row) < log_.size()) log_.SetChecked(static_cast<size_t>(row), !log_.Checked(static_cast<size_t>(row)));
+    }
+    InvalidateRect(list, nullptr, FALSE);
+  }
+}
+
+LRESULT LogPage::OnCustomDraw(NMLVCUSTOMDRAW* draw) {
+  if (draw->nmcd.dwDrawStage == CDDS_ITEMPREPAINT && draw->nmcd.dwItemSpec < log_.size()) {
+    LRESULT result = StripedRowsCustomDraw(draw, context_.settings);
+    const LogRowColours colours = log_.Colours(draw->nmcd.dwItemSpec);
+    if (colours.background) draw->clrTextBk = ToColorRef(*colours.background);
+    if (colours.text) draw->clrText = ToColorRef(*colours.text);
+    return result;
+  }
+  return StripedRowsCustomDraw(draw, context_.settings);
+}
+
 // New rows are appended unsorted, so the header no longer shows an order.
-void MainWindow::HideSortArrow() {
+void LogPage::HideSortArrow() {
   SetSortArrow(ListView_GetHeader(Item(kIdExListviewLOG)), log_.sortedColumn(), 0);
 }
 
-void MainWindow::SortLog(int column) {
+void LogPage::SortLog(int column) {
   if (column < 0 || column >= kLogColumnCount) return;
   HWND list = Item(kIdExListviewLOG);
   SetCursor(LoadCursorW(nullptr, IDC_WAIT));
@@ -403,12 +410,12 @@ void MainWindow::SortLog(int column) {
   SetCursor(LoadCursorW(nullptr, IDC_ARROW));
 }
 
-void MainWindow::OnLogChooser() {
+void LogPage::OnLogChooser() {
   HWND chooser = Item(kIdComboBox1);
   const int position = ComboPos(chooser);
   // The shown entry is cleared at once, so that the same entry can be picked again.
   SetComboPos(chooser, -1);
-  if (position < 0 || position >= static_cast<int>(kComboBox1Entries.size()) || running_) return;
+  if (position < 0 || position >= static_cast<int>(kComboBox1Entries.size()) || session_.running()) return;
   HWND list = Item(kIdExListviewLOG);
   LogSelection selection;
   const int focused = ListView_GetNextItem(list, -1, LVNI_FOCUSED | LVNI_SELECTED);
@@ -427,8 +434,8 @@ void MainWindow::OnLogChooser() {
   InvalidateRect(list, nullptr, FALSE);
 }
 
-void MainWindow::OnClearLog() {
-  if (running_) return;
+void LogPage::OnClearLog() {
+  if (session_.running()) return;
   log_.Clear();
   HWND list = Item(kIdExListviewLOG);
   ClearListHighlight(list);
@@ -436,44 +443,34 @@ void MainWindow::OnClearLog() {
   SetStatus(L"");
 }
 
-void MainWindow::OpenLogRow(size_t row) {
-  WindowCompanionHost host(ui_, window_, JoinPath(folders_.AppDataFolder, L"Opt.ini"));
+void LogPage::OpenLogRow(size_t row) {
+  WindowCompanionHost host(context_.ui, context_.window, JoinPath(context_.folders.AppDataFolder, L"Opt.ini"));
   OpenLogRowTarget(log_.Text(row, LogColumn::Zielpfad), log_.Text(row, LogColumn::Datei),
                    log_.Text(row, LogColumn::Ziel2), host);
 }
 
-LogSaveResult MainWindow::SaveLogNow(bool automatic) {
-  ControlsToSettings();
+LogSaveResult LogPage::SaveLogNow(bool automatic) {
+  AppSettings& settings = context_.settings;
+  host_.SettingsFromControls();
   // Text and CSV follow the columns as the list shows them.
-  RestoreColumnOrderOnce(Item(kIdExListviewLOG), settings_.LogHeaderPosition);
-  settings_.LogHeaderPosition = ColumnOrderOf(Item(kIdExListviewLOG));
+  RestoreColumnOrderOnce(List(), settings.LogHeaderPosition);
+  settings.LogHeaderPosition = ColumnOrderOf(List());
   // The window answers while the report is written, so nothing may change the log meanwhile:
   // the same guard as a run (after a run, the run's own guard is still up).
-  const bool inRun = running_;
-  if (!inRun) {
-    running_ = true;
-    timer_.SetBusy(true);
-    for (int id : kRunControls) EnableWindow(Item(id), FALSE);
-    SetStatus(L"Log wird gespeichert \u2026 (Esc bricht ab)");
-  }
+  const bool held = session_.HoldForExport(L"Log wird gespeichert \u2026 (Esc bricht ab)");
   BarProgress progress(*this);
-  ExportUi exportUi(ui_, [this](MSG* message) { return PreTranslate(message); });
-  WindowLogSaveHost host(ui_, exportUi, &progress);
+  PollingUi exportUi(context_.ui, [this](MSG* message) { return host_.PreTranslate(message); }, 20);
+  WindowLogSaveHost host(context_.ui, exportUi, &progress);
   SetCursor(LoadCursorW(nullptr, IDC_WAIT));
-  LogSaveResult result = SaveLog(log_, settings_, folders_.SettingsFilePath, automatic, host);
+  LogSaveResult result = SaveLog(log_, settings, context_.folders.SettingsFilePath, automatic, host);
   SetCursor(LoadCursorW(nullptr, IDC_ARROW));
   ShowProgress(false);
-  if (!inRun) {
-    for (int id : kRunControls) EnableWindow(Item(id), TRUE);
-    timer_.SetBusy(false);
-    running_ = false;
-    if (closeAfterRun_) PostMessageW(window_, WM_CLOSE, 0, 0);
-  }
+  if (held) session_.ReleaseExport();
   return result;
 }
 
-void MainWindow::OnSaveLogButton() {
-  if (running_) return;
+void LogPage::OnSaveLogButton() {
+  if (session_.running()) return;
   const LogSaveResult result = SaveLogNow(false);
   if (result.outcome == LogSaveOutcome::Saved) {
     SetStatus(L"Log gespeichert: " + result.path);
@@ -481,90 +478,18 @@ void MainWindow::OnSaveLogButton() {
     SetStatus(L"Log nicht gespeichert");
     // The PDF writer has already said why.
     if (ReportFormatForPath(result.path) != ReportFormat::Pdf) {
-      ui_.ShowMessage(L"Das Log konnte nicht gespeichert werden:\r\n" + result.path, MessageIcon::Critical,
+      context_.ui.ShowMessage(L"Das Log konnte nicht gespeichert werden:\r\n" + result.path, MessageIcon::Critical,
                       MessageButtons::Ok);
     }
   }
 }
 
-// The engine's view of the window while a run is undone: the same input handling as a report
-// (pending messages between files, Esc in one of this program's windows stops), and the
-// status line and bar of a run.
-class MainWindow::UndoHost : public RunHost {
- public:
-  explicit UndoHost(MainWindow& window)
-      : window_(window), ui_(window.ui_, [&window](MSG* message) { return window.PreTranslate(message); }) {}
-  UiPort& ui() override { return ui_; }
-  void Notify(const std::wstring& title, const std::wstring& text) override { window_.ui_.ShowBalloon(title, text); }
-  LocalDateTime Now() override { return FileTimeToLocal(CurrentFileTime()); }
-  bool PollForAbort() override { return ui_.PollForAbort(); }
-  // A file brought back across drives is copied; Esc cancels that copy too, and the file
-  // stays where the run put it.
-  bool CopyProgress(std::uint64_t, std::uint64_t) override {
-    if (!PollForAbort()) return true;
-    RequestAbort();
-    return false;
-  }
-  void Progress(const RunProgress& progress) override { window_.OnRunProgress(progress); }
-  void SetLogEmptyText(std::wstring_view text) override { window_.SetLogEmptyText(text); }
+void LogPage::KeepForRebuild() { keptStatus_ = GetText(Item(kIdLogStatus)); }
 
- private:
-  MainWindow& window_;
-  ExportUi ui_;
-};
-
-void MainWindow::OnUndoButton() {
-  if (running_) return;
-  const std::vector<JournalSummary> runs = ListJournals(JournalFolderIn(folders_));
-  if (runs.empty()) {
-    ui_.ShowMessage(Word(L"Es gibt keinen ausgef\u00fchrten Lauf, der sich r\u00fcckg\u00e4ngig machen lie\u00dfe."),
-                    MessageIcon::Information, MessageButtons::Ok);
-    return;
-  }
-  // The newest run that is not undone yet: runs are undone newest first, one press each, so
-  // that an older run never takes files away from where a later run put them. After a watched
-  // or timed run has been undone, the next press offers the run before it.
-  const auto next = std::find_if(runs.begin(), runs.end(), [](const JournalSummary& run) {
-    return run.readable && !run.undone && run.changes > 0;
-  });
-  if (next == runs.end()) {
-    ui_.ShowMessage(FillIn(Word(L"Der letzte Lauf vom %1 ist schon r\u00fcckg\u00e4ngig gemacht."), runs.front().startedText),
-                    MessageIcon::Information, MessageButtons::Ok);
-    return;
-  }
-  const JournalSummary* last = &*next;
-  {
-    std::wstring question =
-        next == runs.begin()
-            ? FillIn(Word(L"Den letzten Lauf vom %1 mit %2 \u00c4nderung(en) r\u00fcckg\u00e4ngig machen?"),
-                     last->startedText, NumberText(last->changes))
-            : FillIn(Word(L"Die neueren L\u00e4ufe sind schon r\u00fcckg\u00e4ngig gemacht. Den Lauf vom %1 mit %2 "
-                          L"\u00c4nderung(en) r\u00fcckg\u00e4ngig machen?"),
-                     last->startedText, NumberText(last->changes));
-    if (!last->finished) {
-      question += L"\r\n\r\n" + Word(L"Der Lauf wurde nicht zu Ende gef\u00fchrt; r\u00fcckg\u00e4ngig gemacht wird, "
-                                       L"was sein Journal festh\u00e4lt.");
-    }
-    if (ui_.ShowMessage(question, MessageIcon::Question, MessageButtons::YesNo) != MessageAnswer::Yes) return;
-  }
-  // An unreadable journal goes to the undo all the same: its row in the log says why nothing
-  // was done.
-  SelectTab(kLogPage);
-  BeginRun();
-  HideSortArrow();
-  SetStatus(Word(L"Lauf wird r\u00fcckg\u00e4ngig gemacht \u2026 (Esc bricht ab)"));
-  UndoHost host(*this);
-  const UndoSummary undone = UndoRun(last->path, host, log_);
-  RunSummary summary;
-  summary.files = undone.files;
-  summary.errors = undone.errors;
-  summary.aborted = undone.aborted;
-  EndRun(summary, false);
-  // A run that still goes (a watch, a second program) or holds its folders: nothing was done.
-  if (undone.busy) ui_.ShowMessage(undone.problem, MessageIcon::Exclamation, MessageButtons::Ok);
-  SetStatus(FillIn(undone.aborted ? Word(L"R\u00fcckg\u00e4ngig abgebrochen: %1 Datei(en), %2 Fehler")
-                                  : Word(L"R\u00fcckg\u00e4ngig gemacht: %1 Datei(en), %2 Fehler"),
-                   NumberText(undone.files), NumberText(undone.errors)));
+void LogPage::RestoreAfterRebuild() {
+  ShowLogRows();
+  SetLogEmptyText(logEmptyText_);
+  SetStatus(keptStatus_);
 }
 
 }  // namespace ablagix::app

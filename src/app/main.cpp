@@ -12,6 +12,7 @@
 
 #include "app/app_ui.h"
 #include "app/main_window.h"
+#include "fileops/win32_handle.h"
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int showCommand) {
   using namespace ablagix::app;
@@ -20,6 +21,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int showCommand) {
   std::wstring record;
   int argc = 0;
   wchar_t** argv = CommandLineToArgvW(GetCommandLineW(), &argc);
+  const ablagix::UniqueLocalMemory argvMemory(argv);
   for (int i = 1; argv && i < argc; ++i) {
     std::wstring arg = argv[i];
     if (arg == L"--profiles" && i + 1 < argc) {
@@ -32,10 +34,9 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int showCommand) {
       record = argv[++i];
     }
   }
-  if (argv) LocalFree(argv);
 
   // COM for the folder chooser; only undone when it was done here.
-  const bool com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
+  const ablagix::ComApartment com(COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
   INITCOMMONCONTROLSEX controls{sizeof controls, ICC_STANDARD_CLASSES | ICC_LISTVIEW_CLASSES |
                                                      ICC_TAB_CLASSES | ICC_UPDOWN_CLASS | ICC_BAR_CLASSES |
                                                      ICC_PROGRESS_CLASS};
@@ -56,6 +57,5 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int showCommand) {
       exitCode = static_cast<int>(message.wParam);
     }
   }
-  if (com) CoUninitialize();
   return exitCode;
 }

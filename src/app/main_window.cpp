@@ -40,11 +40,7 @@ LRESULT CALLBACK Picture1Proc(HWND window, UINT message, WPARAM wParam, LPARAM l
 
 int WindowDpi(HWND window) {
   UINT dpi = window ? GetDpiForWindow(window) : 0;
-  if (dpi == 0) {
-    HDC screen = GetDC(nullptr);
-    dpi = static_cast<UINT>(GetDeviceCaps(screen, LOGPIXELSX));
-    ReleaseDC(nullptr, screen);
-  }
+  if (dpi == 0) dpi = static_cast<UINT>(GetDeviceCaps(WindowDc(nullptr).get(), LOGPIXELSX));
   return dpi > 0 ? static_cast<int>(dpi) : 96;
 }
 
@@ -65,25 +61,26 @@ SettingsFolders FoldersFor(const StartOptions& options) {
   return SettingsFoldersIn(options.configFolder);
 }
 
+// Every control that could start a second run or change the log under a running one.
+// A change of language rebuilds the log list, so the language waits too.
+constexpr std::array<int, 11> kRunControls = {
+    kIdCommandButton13, kIdCommandButton4, kIdCommandButton6,  kIdWatchButton,     kIdComboBox1, kIdLogClear,
+    kIdCommandButton7,  kIdLogSave,        kIdLoadProfileFile, kIdLanguage,        kIdLogUndo};
+
 }  // namespace
 
 MainWindow::MainWindow(HINSTANCE instance, StartOptions options, AppUi& ui)
-    : instance_(instance), options_(std::move(options)), ui_(ui) {}
+    : options_(std::move(options)), context_(instance, ui) {}
 
-MainWindow::~MainWindow() {
-  if (metrics_.font) DeleteObject(metrics_.font);
-  for (HFONT font : listFonts_) {
-    if (font) DeleteObject(font);
-  }
-}
+MainWindow::~MainWindow() = default;
 
 bool MainWindow::Create(int showCommand) {
   WNDCLASSEXW frame{};
   frame.cbSize = sizeof frame;
   frame.lpfnWndProc = WindowProc;
-  frame.hInstance = instance_;
-  frame.hIcon = LoadIconW(instance_, MAKEINTRESOURCEW(1));
-  frame.hIconSm = static_cast<HICON>(LoadImageW(instance_, MAKEINTRESOURCEW(1), IMAGE_ICON,
+  frame.hInstance = context_.instance;
+  frame.hIcon = LoadIconW(context_.instance, MAKEINTRESOURCEW(1));
+  frame.hIconSm = static_cast<HICON>(LoadImageW(context_.instance, MAKEINTRESOURCEW(1), IMAGE_ICON,
                                                 GetSystemMetrics(SM_CXSMICON),
                                                 GetSystemMetrics(SM_CYSMICON), 0));
   frame.hCursor = LoadCursorW(nullptr, IDC_ARROW);
@@ -92,11 +89,11 @@ bool MainWindow::Create(int showCommand) {
   RegisterClassExW(&frame);
 
   // The settings come first: the chosen language decides every caption the pages are built with.
-  folders_ = FoldersFor(options_);
-  SetSettingsFolders(folders_);
-  settings_ = ReadAppSettings(folders_.SettingsFilePath);
+  context_.folders = FoldersFor(options_);
+  SetSettingsFolders(context_.folders);
+  context_.settings = ReadAppSettings(context_.folders.SettingsFilePath);
   SetProgramFolder(ExecutableFolder());
-  SetCurrentLanguage(LanguageForChoice(settings_.AXSprache));
+  SetCurrentLanguage(LanguageForChoice(context_.settings.AXSprache));
 
   WNDCLASSEXW page = frame;
   page.lpfnWndProc = PageProc;
@@ -105,29 +102,30 @@ bool MainWindow::Create(int showCommand) {
   page.lpszClassName = kPageClass;
   RegisterClassExW(&page);
 
-  window_ = CreateWindowExW(WS_EX_CONTROLPARENT, kMainWindowClass, L"Ablagix",
-                            WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT, CW_USEDEFAULT,
-                            CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr, instance_, this);
-  if (!window_) return false;
-  ui_.SetOwner(window_);
+  HWND window = CreateWindowExW(WS_EX_CONTROLPARENT, kMainWindowClass, L"Ablagix",
+                                WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT, CW_USEDEFAULT,
+                                CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr, context_.instance, this);
+  if (!window) return false;
+  context_.ui.SetOwner(window);
   StartUp();
-  ShowWindow(window_, settings_.WindowState == WindowShowState::Maximised ? SW_SHOWMAXIMIZED : showCommand);
-  UpdateWindow(window_);
+  ShowWindow(window,
+             context_.settings.WindowState == WindowShowState::Maximised ? SW_SHOWMAXIMIZED : showCommand);
+  UpdateWindow(window);
   return true;
 }
 
 bool MainWindow::PreTranslate(MSG* message) {
   if (message->message == WM_KEYDOWN && message->wParam == VK_TAB && GetKeyState(VK_CONTROL) < 0 &&
-      (message->hwnd == window_ || IsChild(window_, message->hwnd))) {
+      (message->hwnd == context_.window || IsChild(context_.window, message->hwnd))) {
     int step = GetKeyState(VK_SHIFT) < 0 ? kPageCount - 1 : 1;
     SelectTab((currentPage_ + step) % kPageCount);
     return true;
   }
   // Enter on a log row opens its file, so the list gets the key before the dialog handling.
-  if (message->message == WM_KEYDOWN && message->wParam == VK_RETURN && message->hwnd == Item(kIdExListviewLOG)) {
+  if (message->message == WM_KEYDOWN && message->wParam == VK_RETURN && message->hwnd == logPage_.List()) {
     return false;
   }
-  return IsDialogMessageW(window_, message) != FALSE;
+  return IsDialogMessageW(context_.window, message) != FALSE;
 }
 
 LRESULT CALLBACK MainWindow::WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -135,7 +133,7 @@ LRESULT CALLBACK MainWindow::WindowProc(HWND window, UINT message, WPARAM wParam
   if (message == WM_NCCREATE) {
     self = static_cast<MainWindow*>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams);
     SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(self));
-    self->window_ = window;
+    self->context_.window = window;
   }
   if (!self) return DefWindowProcW(window, message, wParam, lParam);
   // Controls being destroyed for a change of language report nothing worth acting on.
@@ -157,10 +155,21 @@ LRESULT CALLBACK MainWindow::PageProc(HWND window, UINT message, WPARAM wParam, 
   }
 }
 
+std::array<TabPage*, kPageCount> MainWindow::Pages() { return {&runPage_, &editorPage_, &settingsPage_, &logPage_}; }
+
 HWND MainWindow::Item(int id) const {
-  for (HWND page : pages_) {
+  for (HWND page : {runPage_.window(), editorPage_.window(), settingsPage_.window(), logPage_.window()}) {
     if (HWND item = GetDlgItem(page, id)) return item;
   }
+  return nullptr;
+}
+
+TabPage* MainWindow::PageOwning(UINT_PTR id) {
+  if (id >= kIdTokenMenuBase) return &editorPage_;  // the target token menus
+  if (id >= kIdProfileList && id < kIdDescriptionLabel) return &runPage_;
+  if (id >= kIdDescriptionLabel && id < kIdFilterGroup) return &editorPage_;
+  if (id >= kIdFilterGroup && id < kIdExListviewLOG) return &settingsPage_;
+  if (id >= kIdExListviewLOG && id < kIdPicture1) return &logPage_;
   return nullptr;
 }
 
@@ -170,7 +179,7 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
   static const UINT taskbarCreated = RegisterWindowMessageW(L"TaskbarCreated");
   if (message == taskbarCreated && taskbarCreated != 0) {
     // Without its icon a hidden window could not be reached any more, so it comes back.
-    if (!ui_.ReAddTrayIcon() && !IsWindowVisible(window_)) RestoreFromTray();
+    if (!context_.ui.ReAddTrayIcon() && !IsWindowVisible(context_.window)) RestoreFromTray();
     return 0;
   }
   switch (message) {
@@ -186,91 +195,30 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case WM_DPICHANGED: {
       ApplyDpi(HIWORD(wParam));
       const RECT* suggested = reinterpret_cast<const RECT*>(lParam);
-      SetWindowPos(window_, nullptr, suggested->left, suggested->top,
+      SetWindowPos(context_.window, nullptr, suggested->left, suggested->top,
                    suggested->right - suggested->left, suggested->bottom - suggested->top,
                    SWP_NOZORDER | SWP_NOACTIVATE);
       return 0;
     }
-    case WM_NOTIFY: {
-      auto* header = reinterpret_cast<NMHDR*>(lParam);
-      if (header->hwndFrom == tabs_) {
-        if (header->code == TCN_SELCHANGING) {
-          // Leaving the editor with unsaved changes asks first; a failed save keeps the editor.
-          if (currentPage_ == kEditorPage && !askIfSaveProfil()) return TRUE;
-          return FALSE;
-        }
-        if (header->code == TCN_SELCHANGE) SelectTab(TabCtrl_GetCurSel(tabs_));
-        return 0;
-      }
-      if (header->idFrom == kIdProfileList) return OnProfileListNotify(header);
-      if (header->idFrom == kIdExListviewLOG) return OnLogListNotify(header);
-      if (header->idFrom == kIdFilterTable && header->code == LVN_ITEMCHANGED) OnFilterSelection();
-      return 0;
-    }
-    case WM_COMMAND: {
-      const int id = LOWORD(wParam);
-      const int code = HIWORD(wParam);
-      if (id >= kIdTokenMenuBase) {
-        InsertToken(id);
-      } else if (id == kIdMnuPopUp0) {
-        RestoreFromTray();
-      } else if (id == kIdMnuPopUp3) {
-        PostMessageW(window_, WM_CLOSE, 0, 0);
-      } else if (id == kIdMnuPopUp1) {
-        // The menu just closes.
-      } else if (id == kIdCommandButton13 || id == kIdCommandButton4) {
-        if (code == BN_CLICKED) OnRunButton(id == kIdCommandButton4);
-      } else if (id == kIdCommandButton6) {
-        if (code == BN_CLICKED) OnTimerButton();
-      } else if (id == kIdWatchButton) {
-        if (code == BN_CLICKED) OnWatchButton();
-      } else if (id == kIdComboBox1) {
-        if (code == CBN_SELCHANGE) OnLogChooser();
-      } else if (id == kIdLogClear || id == kIdCommandButton7 || id == kIdLogSave || id == kIdLogUndo) {
-        if (code != BN_CLICKED) return 0;
-        if (id == kIdLogClear) OnClearLog();
-        if (id == kIdCommandButton7) OnRunCheckedButton();
-        if (id == kIdLogSave) OnSaveLogButton();
-        if (id == kIdLogUndo) OnUndoButton();
-      } else if (id >= kIdDescriptionLabel && id < kIdFilterGroup) {
-        OnEditorCommand(id, code);
-      } else if (id >= kIdFilterGroup && id < kIdExListviewLOG) {
-        OnSettingsCommand(id, code);
-      }
-      return 0;
-    }
+    case WM_NOTIFY:
+      return OnNotify(reinterpret_cast<NMHDR*>(lParam));
+    case WM_COMMAND:
+      return OnCommand(LOWORD(wParam), HIWORD(wParam));
     case WM_APP:  // an include-list pick that opened the filter table puts the old text back
-      SetText(Item(kIdInclude), ListWordShown(editor_.values.includeExtText));
+      editorPage_.ShowIncludeText();
       return 0;
-    case WM_CTLCOLORSTATIC: {
-      HWND control = reinterpret_cast<HWND>(lParam);
-      int id = GetDlgCtrlID(control);
-      if (id == kIdColorSample1 || id == kIdColorSample2) {
-        HDC dc = reinterpret_cast<HDC>(wParam);
-        bool first = id == kIdColorSample1;
-        COLORREF back = first ? settings_.BackColor1 : settings_.BackColor2;
-        SetTextColor(dc, first ? settings_.ForeColor1 : settings_.ForeColor2);
-        SetBkColor(dc, back);
-        SetDCBrushColor(dc, back);
-        return reinterpret_cast<LRESULT>(GetStockObject(DC_BRUSH));
-      }
-      if (id == kIdTextWarning) {
-        HDC dc = reinterpret_cast<HDC>(wParam);
-        SetTextColor(dc, RGB(180, 0, 0));
-        SetBkColor(dc, GetSysColor(COLOR_BTNFACE));
-        return reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_BTNFACE));
-      }
-      return DefWindowProcW(window_, message, wParam, lParam);
-    }
+    case WM_CTLCOLORSTATIC:
+      if (LRESULT brush = OnStaticColours(reinterpret_cast<HDC>(wParam), reinterpret_cast<HWND>(lParam))) return brush;
+      return DefWindowProcW(context_.window, message, wParam, lParam);
     case kChangeLanguageMessage:
       ChangeLanguage(languageChoice_);
       return 0;
     case WM_TIMER:
-      if (wParam == kTimer1) OnTimerTick();
-      if (wParam == kWatchTimer) OnWatchTick();
+      if (wParam == RunSession::kTimer1) session_.OnTimerTick();
+      if (wParam == RunSession::kWatchTimer) session_.OnWatchTick();
       return 0;
     case kWatchChangesMessage:
-      OnWatchTick();
+      session_.OnWatchTick();
       return 0;
     case WM_COPYDATA:
       return OnCopyData(reinterpret_cast<const COPYDATASTRUCT*>(lParam));
@@ -278,20 +226,55 @@ LRESULT MainWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       OnTrayIcon(lParam);
       return 0;
     case WM_CLOSE:
-      if (running_) {
-        // The run is inside this window's message handling: it stops first, then we close.
-        RequestAbort();
-        closeAfterRun_ = true;
-        return 0;
-      }
-      ShutDown();
-      DestroyWindow(window_);
+      OnClose();
       return 0;
     case WM_DESTROY:
       PostQuitMessage(0);
       return 0;
   }
-  return DefWindowProcW(window_, message, wParam, lParam);
+  return DefWindowProcW(context_.window, message, wParam, lParam);
+}
+
+LRESULT MainWindow::OnNotify(NMHDR* header) {
+  if (header->hwndFrom == tabs_) {
+    if (header->code == TCN_SELCHANGING) {
+      // Leaving the editor with unsaved changes asks first; a failed save keeps the editor.
+      if (currentPage_ == kEditorPage && !AskIfSaveProfile()) return TRUE;
+      return FALSE;
+    }
+    if (header->code == TCN_SELCHANGE) SelectTab(TabCtrl_GetCurSel(tabs_));
+    return 0;
+  }
+  TabPage* page = PageOwning(header->idFrom);
+  return page ? page->OnNotify(header) : 0;
+}
+
+LRESULT MainWindow::OnCommand(int id, int code) {
+  switch (id) {
+    case kIdMnuPopUp0:
+      RestoreFromTray();
+      return 0;
+    case kIdMnuPopUp3:
+      PostMessageW(context_.window, WM_CLOSE, 0, 0);
+      return 0;
+    case kIdMnuPopUp1:  // the menu just closes
+      return 0;
+  }
+  if (TabPage* page = PageOwning(static_cast<UINT_PTR>(id))) page->OnCommand(id, code);
+  return 0;
+}
+
+LRESULT MainWindow::OnStaticColours(HDC dc, HWND control) {
+  TabPage* page = PageOwning(static_cast<UINT_PTR>(GetDlgCtrlID(control)));
+  HBRUSH brush = page ? page->StaticColours(GetDlgCtrlID(control), dc) : nullptr;
+  return reinterpret_cast<LRESULT>(brush);
+}
+
+void MainWindow::OnClose() {
+  // During a run the run stops first, and the window closes after it.
+  if (session_.CloseAfterRun()) return;
+  ShutDown();
+  DestroyWindow(context_.window);
 }
 
 void MainWindow::AddTooltip(HWND owner, HWND control, std::wstring text) {
@@ -312,18 +295,17 @@ void MainWindow::OnTrayIcon(LPARAM event) {
       RestoreFromTray();
       return;
     case WM_RBUTTONUP: {
-      HMENU menu = CreatePopupMenu();
-      AppendMenuW(menu, MF_STRING, kIdMnuPopUp0, Word(L"\u00d6ffnen").c_str());
-      AppendMenuW(menu, MF_STRING, kIdMnuPopUp1, Word(L"Abbrechen").c_str());
-      AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
-      AppendMenuW(menu, MF_STRING, kIdMnuPopUp3, Word(L"Beenden").c_str());
+      UniqueMenu menu(CreatePopupMenu());
+      AppendMenuW(menu.get(), MF_STRING, kIdMnuPopUp0, Word(L"\u00d6ffnen").c_str());
+      AppendMenuW(menu.get(), MF_STRING, kIdMnuPopUp1, Word(L"Abbrechen").c_str());
+      AppendMenuW(menu.get(), MF_SEPARATOR, 0, nullptr);
+      AppendMenuW(menu.get(), MF_STRING, kIdMnuPopUp3, Word(L"Beenden").c_str());
       POINT at{};
       GetCursorPos(&at);
       // The menu closes when the user clicks elsewhere only while the window is in front.
-      SetForegroundWindow(window_);
-      TrackPopupMenu(menu, TPM_RIGHTBUTTON, at.x, at.y, 0, window_, nullptr);
-      PostMessageW(window_, WM_NULL, 0, 0);
-      DestroyMenu(menu);
+      SetForegroundWindow(context_.window);
+      TrackPopupMenu(menu.get(), TPM_RIGHTBUTTON, at.x, at.y, 0, context_.window, nullptr);
+      PostMessageW(context_.window, WM_NULL, 0, 0);
       return;
     }
   }
@@ -331,32 +313,36 @@ void MainWindow::OnTrayIcon(LPARAM event) {
 
 bool MainWindow::SaveSetting(std::wstring_view key, std::wstring_view value) {
   FsStatus status;
-  return TellIfNotSaved(WriteAppSetting(folders_.SettingsFilePath, key, value, &status), status, ui_,
-                        L"Die Einstellung " + std::wstring(key), folders_.SettingsFilePath);
+  const std::wstring& file = context_.folders.SettingsFilePath;
+  return TellIfNotSaved(WriteAppSetting(file, key, value, &status), status, context_.ui,
+                        L"Die Einstellung " + std::wstring(key), file);
 }
 
 void MainWindow::RestoreFromTray() {
-  ui_.RemoveTrayIcon();
-  ShowWindow(window_, SW_SHOWNORMAL);
-  SetForegroundWindow(window_);
+  context_.ui.RemoveTrayIcon();
+  ShowWindow(context_.window, SW_SHOWNORMAL);
+  SetForegroundWindow(context_.window);
 }
 
 void MainWindow::BuildFrame() {
-  metrics_ = MakeFontMetrics(WindowDpi(window_));
+  HWND window = context_.window;
+  HINSTANCE instance = context_.instance;
+  context_.metrics = MakeFontMetrics(WindowDpi(window));
+  font_.reset(context_.metrics.font);
   tabs_ = CreateWindowExW(0, WC_TABCONTROLW, L"", WS_CHILD | WS_VISIBLE | WS_TABSTOP | WS_CLIPSIBLINGS,
-                          0, 0, 100, 100, window_, reinterpret_cast<HMENU>(kIdTabs), instance_, nullptr);
-  SendMessageW(tabs_, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font), FALSE);
+                          0, 0, 100, 100, window, reinterpret_cast<HMENU>(kIdTabs), instance, nullptr);
+  SendMessageW(tabs_, WM_SETFONT, reinterpret_cast<WPARAM>(context_.metrics.font), FALSE);
   for (int i = 0; i < kPageCount; ++i) {
     TCITEMW item{};
     TabCtrl_InsertItem(tabs_, i, &item);
-    pages_[static_cast<size_t>(i)] =
-        CreateWindowExW(WS_EX_CONTROLPARENT, kPageClass, L"", WS_CHILD | WS_CLIPSIBLINGS, 0, 0, 100,
-                        100, window_, nullptr, instance_, nullptr);
+    Pages()[static_cast<size_t>(i)]->Attach(CreateWindowExW(WS_EX_CONTROLPARENT, kPageClass, L"",
+                                                            WS_CHILD | WS_CLIPSIBLINGS, 0, 0, 100, 100, window,
+                                                            nullptr, instance, nullptr));
   }
-  HWND picture1 = CreateWindowExW(0, WC_STATICW, L"", WS_CHILD, 0, 0, 0, 0, window_,
-                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(kIdPicture1)), instance_, nullptr);
+  HWND picture1 = CreateWindowExW(0, WC_STATICW, L"", WS_CHILD, 0, 0, 0, 0, window,
+                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(kIdPicture1)), instance, nullptr);
   SetWindowSubclass(picture1, Picture1Proc, 0, 0);
-  ui_.SetTrayWindow(picture1);
+  context_.ui.SetTrayWindow(picture1);
   ShowTabCaptions();
   BuildPages();
   SelectTab(kRunPage);
@@ -374,42 +360,28 @@ void MainWindow::ShowTabCaptions() {
 
 void MainWindow::BuildPages() {
   tooltip_ = CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP | TTS_NOPREFIX,
-                             CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, window_, nullptr,
-                             instance_, nullptr);
+                             CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, context_.window, nullptr,
+                             context_.instance, nullptr);
   SendMessageW(tooltip_, TTM_SETMAXTIPWIDTH, 0, 400);
-  BuildRunPage();
-  BuildEditorPage();
-  BuildSettingsPage();
-  BuildLogPage();
+  for (TabPage* page : Pages()) page->Build();
 }
 
 // A language takes effect at once: every page is built anew with its texts, and everything the
 // controls held (the editor's unsaved values, check marks, the log) is put back.
 void MainWindow::ChangeLanguage(const std::wstring& choice) {
-  if (running_) return;
-  ControlsToEditor();
-  const bool modified = editor_.isModified;
-  ControlsToSettings();
-  HWND list = Item(kIdProfileList);
-  const std::vector<std::wstring> checked = CheckedProfileNames();
-  const int selected = ListView_GetNextItem(list, -1, LVNI_SELECTED);
-  std::vector<int> order(kProfileColumnCount);
-  if (ListView_GetColumnOrderArray(list, kProfileColumnCount, order.data())) settings_.HeaderPosition = order;
-  const int filterRow = ListView_GetNextItem(Item(kIdFilterTable), -1, LVNI_SELECTED);
-  const std::wstring status = GetText(Item(kIdLogStatus));
-  // Coordinates typed or taken from a picture, not yet stored.
-  const std::wstring lat = GetText(Item(kIdLat));
-  const std::wstring lon = GetText(Item(kIdLon));
-  const ReferencePoint reference = chosenReference_;
+  if (session_.running()) return;
+  for (TabPage* page : Pages()) page->KeepForRebuild();
 
-  settings_.AXSprache = LanguageForChoice(choice);
-  SetCurrentLanguage(settings_.AXSprache);
-  SaveSetting(L"AXSprache", settings_.AXSprache);
+  context_.settings.AXSprache = LanguageForChoice(choice);
+  SetCurrentLanguage(context_.settings.AXSprache);
+  SaveSetting(L"AXSprache", context_.settings.AXSprache);
 
   rebuilding_ = true;
   std::vector<HWND> controls;
-  for (HWND page : pages_) {
-    for (HWND child = GetWindow(page, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) controls.push_back(child);
+  for (TabPage* page : Pages()) {
+    for (HWND child = GetWindow(page->window(), GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
+      controls.push_back(child);
+    }
   }
   for (HWND control : controls) DestroyWindow(control);
   DestroyWindow(tooltip_);
@@ -417,34 +389,12 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
   ShowTabCaptions();
   BuildPages();
 
-  FillIncludeList();
-  FillFilterTable();
-  if (filterRow >= 0 && filterRow < static_cast<int>(filterRows_.size())) {
-    ListView_SetItemState(Item(kIdFilterTable), filterRow, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
-  }
-  FillNameHistory();
-  SettingsToControls();
-  SetText(Item(kIdLat), lat);
-  SetText(Item(kIdLon), lon);
-  chosenReference_ = reference;
+  editorPage_.RestoreAfterRebuild();
+  settingsPage_.RestoreAfterRebuild();
   ApplyListFont(0);
   ApplyListFont(1);
-  SetText(Item(kIdProfileFileLabel), profileFileLabel_);
-  list = Item(kIdProfileList);
-  FillProfileList(checked, selected >= 0 && selected < static_cast<int>(profiles_.size())
-                               ? profiles_[static_cast<size_t>(selected)].Beschreibung
-                               : std::wstring());
-  if (!settings_.HeaderPosition.empty()) {
-    ListView_SetColumnOrderArray(list, static_cast<int>(settings_.HeaderPosition.size()),
-                                 settings_.HeaderPosition.data());
-  }
-  EditorToControls();
-  editor_.isModified = modified;
-  ShowLogRows();
-  SetLogEmptyText(logEmptyText_);
-  SetStatus(status);
-  if (timer_.running()) SetText(Item(kIdCommandButton6), Word(L"&Timer stoppen"));
-  if (watch_) SetText(Item(kIdWatchButton), Word(L"\u00dc&berwachung stoppen"));
+  runPage_.RestoreAfterRebuild();
+  logPage_.RestoreAfterRebuild();
   Relayout();
   SelectTab(currentPage_);
   SetFocus(Item(kIdLanguage));
@@ -452,106 +402,136 @@ void MainWindow::ChangeLanguage(const std::wstring& choice) {
 
 void MainWindow::Relayout() {
   if (!tabs_) return;
+  const FontMetrics& metrics = context_.metrics;
   RECT client{};
-  GetClientRect(window_, &client);
-  const int margin = metrics_.X(4);
+  GetClientRect(context_.window, &client);
+  const int margin = metrics.X(4);
   RECT tabRect{margin, margin, client.right - margin, client.bottom - margin};
   MoveWindow(tabs_, tabRect.left, tabRect.top, tabRect.right - tabRect.left, tabRect.bottom - tabRect.top, TRUE);
   RECT display = tabRect;
   TabCtrl_AdjustRect(tabs_, FALSE, &display);
-  for (int i = 0; i < kPageCount; ++i) {
-    HWND page = pages_[static_cast<size_t>(i)];
-    SetWindowPos(page, HWND_TOP, display.left, display.top, display.right - display.left,
+  for (TabPage* page : Pages()) {
+    SetWindowPos(page->window(), HWND_TOP, display.left, display.top, display.right - display.left,
                  display.bottom - display.top, SWP_NOACTIVATE);
-    layouts_[static_cast<size_t>(i)].Arrange(display.right - display.left, display.bottom - display.top);
+    page->layout().Arrange(display.right - display.left, display.bottom - display.top);
   }
 }
 
-void MainWindow::OnMinMaxInfo(MINMAXINFO* info) const {
+void MainWindow::OnMinMaxInfo(MINMAXINFO* info) {
   if (!tabs_) return;
+  const FontMetrics& metrics = context_.metrics;
   // The largest page at its designed size, plus the tab strip and the frame.
   int width = 0;
   int height = 0;
-  for (const Layout& layout : layouts_) {
-    width = std::max(width, metrics_.X(layout.designWidth()));
-    height = std::max(height, metrics_.Y(layout.designHeight()));
+  for (const TabPage* page : Pages()) {
+    width = std::max(width, metrics.X(page->layout().designWidth()));
+    height = std::max(height, metrics.Y(page->layout().designHeight()));
   }
-  RECT rect{0, 0, width + 2 * metrics_.X(4) + 8, height + 2 * metrics_.Y(4) + metrics_.Y(14) + 8};
-  AdjustWindowRectExForDpi(&rect, WS_OVERLAPPEDWINDOW, FALSE, WS_EX_CONTROLPARENT,
-                           static_cast<UINT>(metrics_.dpi));
+  RECT rect{0, 0, width + 2 * metrics.X(4) + 8, height + 2 * metrics.Y(4) + metrics.Y(14) + 8};
+  AdjustWindowRectExForDpi(&rect, WS_OVERLAPPEDWINDOW, FALSE, WS_EX_CONTROLPARENT, static_cast<UINT>(metrics.dpi));
   // Never larger than the monitor: on a small screen with large fonts the pages clip at the
   // bottom rather than the window becoming impossible to fit.
   MONITORINFO monitor{};
   monitor.cbSize = sizeof monitor;
-  GetMonitorInfoW(MonitorFromWindow(window_, MONITOR_DEFAULTTONEAREST), &monitor);
+  GetMonitorInfoW(MonitorFromWindow(context_.window, MONITOR_DEFAULTTONEAREST), &monitor);
   info->ptMinTrackSize.x = std::min(rect.right - rect.left, monitor.rcWork.right - monitor.rcWork.left);
   info->ptMinTrackSize.y = std::min(rect.bottom - rect.top, monitor.rcWork.bottom - monitor.rcWork.top);
 }
 
 void MainWindow::ApplyDpi(int dpi) {
-  HFONT old = metrics_.font;
-  metrics_ = MakeFontMetrics(dpi);
-  SendMessageW(tabs_, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font), TRUE);
-  for (const Layout& layout : layouts_) layout.ApplyFont();
-  if (old) DeleteObject(old);
+  UniqueFont old = std::move(font_);
+  context_.metrics = MakeFontMetrics(dpi);
+  font_.reset(context_.metrics.font);
+  SendMessageW(tabs_, WM_SETFONT, reinterpret_cast<WPARAM>(context_.metrics.font), TRUE);
+  for (const TabPage* page : Pages()) page->layout().ApplyFont();
+  old.reset();
   ApplyListFont(0);
   ApplyListFont(1);
   Relayout();
 }
 
+void MainWindow::ApplyListFont(int which) {
+  const ListFont& font = context_.settings.fonts[static_cast<size_t>(which)];
+  LOGFONTW lf{};
+  lf.lfHeight = -MulDiv(font.size > 0 ? font.size : 9, context_.metrics.dpi, 72);
+  lf.lfWeight = font.bold ? FW_BOLD : FW_NORMAL;
+  lf.lfItalic = font.italic ? TRUE : FALSE;
+  lf.lfCharSet = DEFAULT_CHARSET;
+  lf.lfQuality = CLEARTYPE_QUALITY;
+  lstrcpynW(lf.lfFaceName, font.name.c_str(), LF_FACESIZE);
+  UniqueFont created(CreateFontIndirectW(&lf));
+  HWND list = which == 0 ? runPage_.List() : logPage_.List();
+  SendMessageW(list, WM_SETFONT, reinterpret_cast<WPARAM>(created.get()), TRUE);
+  // The list no longer uses the font it had.
+  listFonts_[static_cast<size_t>(which)] = std::move(created);
+}
+
+void MainWindow::RepaintLists() {
+  InvalidateRect(runPage_.List(), nullptr, TRUE);
+  InvalidateRect(logPage_.List(), nullptr, TRUE);
+}
+
+void MainWindow::ChangeLanguageSoon(const std::wstring& choice) {
+  languageChoice_ = choice;
+  PostMessageW(context_.window, kChangeLanguageMessage, 0, 0);
+}
+
+void MainWindow::UseProfileFile(const std::wstring& path) { runPage_.SetProfileFile(path, ProfileFileLabel(path)); }
+
+void MainWindow::EnableRunControls(bool enabled) {
+  for (int id : kRunControls) EnableWindow(Item(id), enabled ? TRUE : FALSE);
+}
+
+std::optional<LogSaveResult> MainWindow::SaveLogAfterRun() {
+  settingsPage_.ControlsToSettings();
+  if (!context_.settings.CheckBox17) return std::nullopt;
+  return logPage_.SaveLogNow(true);
+}
+
 void MainWindow::SelectTab(int page) {
   if (page < 0 || page >= kPageCount) return;
-  if (page != currentPage_ && currentPage_ == kEditorPage && !shuttingDown_ && !askIfSaveProfil()) {
+  if (page != currentPage_ && currentPage_ == kEditorPage && !shuttingDown_ && !AskIfSaveProfile()) {
     TabCtrl_SetCurSel(tabs_, currentPage_);
     return;
   }
   currentPage_ = page;
   TabCtrl_SetCurSel(tabs_, page);
   for (int i = 0; i < kPageCount; ++i) {
-    ShowWindow(pages_[static_cast<size_t>(i)], i == page ? SW_SHOW : SW_HIDE);
+    ShowWindow(Pages()[static_cast<size_t>(i)]->window(), i == page ? SW_SHOW : SW_HIDE);
   }
 }
 
 void MainWindow::StartUp() {
-  filterList_ = ReadStoredFilterList(folders_);
-  BackupDefaultProfileFile(folders_);
+  const SettingsFolders& folders = context_.folders;
+  BackupDefaultProfileFile(folders);
   if (!options_.profilesFile.empty()) {
-    SetProfileFile(options_.profilesFile, ProfileFileLabel(options_.profilesFile));
+    UseProfileFile(options_.profilesFile);
   } else {
-    ProfileFileChoice choice = ChooseProfileFile(folders_, settings_.IniPfad);
-    SetProfileFile(choice.ProfileFilePath, choice.label);
+    ProfileFileChoice choice = ChooseProfileFile(folders, context_.settings.IniPfad);
+    runPage_.SetProfileFile(choice.ProfileFilePath, choice.label);
   }
   // Self-extracting archives need the stub built into the program; without it they cannot be
   // made (every such file then reads "Fehler!"), and the user hears it once, now.
   std::string_view stub;
-  if (settings_.AXCreateEXE && !SfxStubBytes(&stub)) {
-    ui_.ShowMessage(std::wstring(kZipComponentMissing), MessageIcon::Critical, MessageButtons::Ok);
+  if (context_.settings.AXCreateEXE && !SfxStubBytes(&stub)) {
+    context_.ui.ShowMessage(std::wstring(kZipComponentMissing), MessageIcon::Critical, MessageButtons::Ok);
   }
-  FillIncludeList();
-  filterRows_ = ReadFilterTable(folders_);
-  FillFilterTable();
-  nameHistory_ = ParseNameHistory(ReadAppSetting(folders_.SettingsFilePath, L"FilenameVerlauf"));
-  FillNameHistory();
-  SettingsToControls();
+  editorPage_.Start();
+  settingsPage_.Start();
   ApplyListFont(0);
   ApplyListFont(1);
   RestorePosition();
-  ReloadProfiles(false);
-  if (!settings_.HeaderPosition.empty()) {
-    ListView_SetColumnOrderArray(Item(kIdProfileList), static_cast<int>(settings_.HeaderPosition.size()),
-                                 settings_.HeaderPosition.data());
-  }
-  editor_.NewProfile();
-  EditorToControls();
+  runPage_.ReloadProfiles(false);
+  runPage_.ApplyColumnOrder();
+  editorPage_.ShowNewProfile();
 }
-
 void MainWindow::RestorePosition() {
   RECT current{};
-  GetWindowRect(window_, &current);
+  GetWindowRect(context_.window, &current);
   MINMAXINFO limits{};
   OnMinMaxInfo(&limits);
   // A first start opens at the size the pages were designed for.
-  if (!settings_.Position) {
+  if (!context_.settings.Position) {
     current.right = current.left + limits.ptMinTrackSize.x;
     current.bottom = current.top + limits.ptMinTrackSize.y;
   }
@@ -559,39 +539,37 @@ void MainWindow::RestorePosition() {
   EnumDisplayMonitors(nullptr, nullptr, CollectMonitor, reinterpret_cast<LPARAM>(&monitors));
   const WindowRect area{GetSystemMetrics(SM_XVIRTUALSCREEN), GetSystemMetrics(SM_YVIRTUALSCREEN),
                         GetSystemMetrics(SM_CXVIRTUALSCREEN), GetSystemMetrics(SM_CYVIRTUALSCREEN)};
-  const int twips = 1440 / std::max(1, metrics_.dpi);
-  WindowRect rect = RestoreWindowRect(settings_.Position, ToWindowRect(current), {twips, twips}, monitors, area);
+  const int twips = 1440 / std::max(1, context_.metrics.dpi);
+  WindowRect rect = RestoreWindowRect(context_.settings.Position, ToWindowRect(current), {twips, twips}, monitors, area);
   rect.width = std::max(rect.width, static_cast<int>(limits.ptMinTrackSize.x));
   rect.height = std::max(rect.height, static_cast<int>(limits.ptMinTrackSize.y));
-  SetWindowPos(window_, nullptr, rect.left, rect.top, rect.width, rect.height,
+  SetWindowPos(context_.window, nullptr, rect.left, rect.top, rect.width, rect.height,
                SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOREDRAW);
 }
 
 void MainWindow::ShutDown() {
   shuttingDown_ = true;
-  ui_.RemoveTrayIcon();
-  KillTimer(window_, kTimer1);
-  timer_.Stop();
-  StopWatching();
+  context_.ui.RemoveTrayIcon();
+  session_.StopTimer();
+  runPage_.StopWatching();
   WINDOWPLACEMENT placement{};
   placement.length = sizeof placement;
-  GetWindowPlacement(window_, &placement);
-  const bool minimised = IsIconic(window_) != FALSE;
-  settings_.WindowState = IsZoomed(window_) ? WindowShowState::Maximised : WindowShowState::Normal;
+  GetWindowPlacement(context_.window, &placement);
+  const bool minimised = IsIconic(context_.window) != FALSE;
+  context_.settings.WindowState = IsZoomed(context_.window) ? WindowShowState::Maximised : WindowShowState::Normal;
   RECT rect{};
-  GetWindowRect(window_, &rect);
-  if (IsZoomed(window_)) rect = placement.rcNormalPosition;
-  const int twips = 1440 / std::max(1, metrics_.dpi);
-  settings_.Position = PixelsToTwips(ToWindowRect(rect), {twips, twips});
-  ControlsToSettings();
-  HWND list = Item(kIdProfileList);
-  std::vector<int> order(kProfileColumnCount);
-  if (ListView_GetColumnOrderArray(list, kProfileColumnCount, order.data())) settings_.HeaderPosition = order;
+  GetWindowRect(context_.window, &rect);
+  if (IsZoomed(context_.window)) rect = placement.rcNormalPosition;
+  const int twips = 1440 / std::max(1, context_.metrics.dpi);
+  context_.settings.Position = PixelsToTwips(ToWindowRect(rect), {twips, twips});
+  settingsPage_.ControlsToSettings();
+  runPage_.StoreColumnOrder();
   FsStatus status;
-  TellIfNotSaved(WriteShutdownSettings(folders_.SettingsFilePath, settings_, minimised, &status), status, ui_,
-                 L"Die Einstellungen", folders_.SettingsFilePath);
+  const std::wstring& file = context_.folders.SettingsFilePath;
+  TellIfNotSaved(WriteShutdownSettings(file, context_.settings, minimised, &status), status, context_.ui,
+                 L"Die Einstellungen", file);
   // The answer does not keep the window open: the user asked to close.
-  askIfSaveProfil();
+  AskIfSaveProfile();
 }
 
 LRESULT MainWindow::OnCopyData(const COPYDATASTRUCT* data) {
@@ -600,7 +578,7 @@ LRESULT MainWindow::OnCopyData(const COPYDATASTRUCT* data) {
   while (!text.empty() && text.back() == L'\0') text.pop_back();
   if (data->dwData == kCopyDataScreenshot) {
     // "path" for the main window, "path|handle" for another window of the program (a dialog).
-    HWND target = window_;
+    HWND target = context_.window;
     if (const size_t bar = text.find(L'|'); bar != std::wstring::npos) {
       target = reinterpret_cast<HWND>(static_cast<INT_PTR>(_wtoi64(text.c_str() + bar + 1)));
       text.resize(bar);
@@ -616,15 +594,15 @@ LRESULT MainWindow::OnCopyData(const COPYDATASTRUCT* data) {
   if (data->dwData == kCopyDataCheckLayout) {
     int findings = 0;
     for (int i = 0; i < kPageCount; ++i) {
-      for (const std::wstring& finding : FindLayoutFaults(pages_[static_cast<size_t>(i)])) {
-        ui_.Note(L"LAYOUT|" + std::to_wstring(i) + L"|" + finding);
+      for (const std::wstring& finding : FindLayoutFaults(Pages()[static_cast<size_t>(i)]->window())) {
+        context_.ui.Note(L"LAYOUT|" + std::to_wstring(i) + L"|" + finding);
         ++findings;
       }
     }
     return findings + 1;
   }
   if (data->dwData == kCopyDataShowLogRow) {
-    HWND list = Item(kIdExListviewLOG);
+    HWND list = logPage_.List();
     ListView_EnsureVisible(list, _wtoi(text.c_str()), FALSE);
     UpdateWindow(list);
     return TRUE;

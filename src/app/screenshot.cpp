@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "fileops/files.h"
+#include "fileops/win32_handle.h"
+
 namespace ablagix::app {
 namespace {
 
@@ -64,36 +67,30 @@ bool SaveWindowPng(HWND window, const std::wstring& path) {
   const int height = rect.bottom - rect.top;
   if (width <= 0 || height <= 0) return false;
 
-  HDC source = GetDC(window);
-  HDC memory = CreateCompatibleDC(source);
-  BITMAPINFO info{};
-  info.bmiHeader.biSize = sizeof info.bmiHeader;
-  info.bmiHeader.biWidth = width;
-  info.bmiHeader.biHeight = -height;  // top-down
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 32;
-  info.bmiHeader.biCompression = BI_RGB;
-  void* bits = nullptr;
-  HBITMAP bitmap = CreateDIBSection(source, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-  HGDIOBJ old = SelectObject(memory, bitmap);
-  BitBlt(memory, 0, 0, width, height, source, 0, 0, SRCCOPY);
-  GdiFlush();
-  std::vector<std::uint8_t> pixels(static_cast<const std::uint8_t*>(bits),
-                                   static_cast<const std::uint8_t*>(bits) +
-                                       static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
-  SelectObject(memory, old);
-  DeleteObject(bitmap);
-  DeleteDC(memory);
-  ReleaseDC(window, source);
-
-  std::string png = EncodePng(pixels, width, height);
-  HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return false;
-  DWORD written = 0;
-  bool ok = WriteFile(file, png.data(), static_cast<DWORD>(png.size()), &written, nullptr) &&
-            written == png.size();
-  CloseHandle(file);
-  return ok;
+  std::vector<std::uint8_t> pixels;
+  {
+    WindowDc source(window);
+    UniqueMemoryDc memory(CreateCompatibleDC(source.get()));
+    if (!source || !memory) return false;
+    BITMAPINFO info{};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height;  // top-down
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    info.bmiHeader.biCompression = BI_RGB;
+    void* bits = nullptr;
+    UniqueBitmap bitmap(CreateDIBSection(source.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+    if (!bitmap || !bits) return false;
+    {
+      SelectedObject selected(memory.get(), bitmap.get());
+      BitBlt(memory.get(), 0, 0, width, height, source.get(), 0, 0, SRCCOPY);
+      GdiFlush();
+    }
+    const auto* first = static_cast<const std::uint8_t*>(bits);
+    pixels.assign(first, first + static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+  }
+  return WriteFileAtomic(path, EncodePng(pixels, width, height));
 }
 
 }  // namespace ablagix::app

@@ -1,5 +1,6 @@
 // Starting the program with Windows: a value "Ablagix" in the per-user "Run" key names the
-// program file. The decisions live here; the registry calls are the window's.
+// program file. The decisions live here (autostart.cpp); the registry calls are in
+// autostart_win32.cpp, which only the Windows program is built with.
 #pragma once
 
 #include <string>
@@ -30,6 +31,11 @@ class AutostartHost {
 };
 
 enum class AutostartOutcome { Done, Restarting, Unchanged };
+
+// The per-user "Run" key's value: written (the key is created when missing), or deleted. A
+// missing key or value counts as deleted. False when the registry refused.
+bool WriteRunKeyValue(const std::wstring& data);
+bool DeleteRunKeyValue();
 
 // Switches the entry on or off. When the registry refuses, the user may restart the program
 // with administrator rights; otherwise nothing changes.
