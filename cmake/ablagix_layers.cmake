@@ -6,9 +6,12 @@
 #     for a header with only inline code in it;
 #   - each library links only the libraries below it, so a call that runs back up has nothing
 #     to resolve against when a program is linked without the higher layer.
-# No include path of the core names src/ itself.
+# No include path of the core names src/ itself. A test (cmake/check_layers.cmake) reads every
+# "#include" of src/ against the same table, which also catches an include spelled with "../".
 
 set(ABLAGIX_INCLUDE_ROOTS ${CMAKE_BINARY_DIR}/include_roots)
+# The self-extractor compiles a few core files itself (src/sfx/CMakeLists.txt).
+set(ABLAGIX_SFX_FOLDERS sfx base fileops zip)
 
 # Folders (under src/) that the folder's code may include: itself and everything below it.
 function(ablagix_visible_folders out)
@@ -19,6 +22,19 @@ function(ablagix_visible_folders out)
   endforeach()
   list(REMOVE_DUPLICATES visible)
   set(${out} ${visible} PARENT_SCOPE)
+endfunction()
+
+# Notes which folders `folder` may include, for the include test.
+function(ablagix_record_folders folder)
+  set_property(GLOBAL APPEND_STRING PROPERTY ABLAGIX_LAYER_TABLE "set(ABLAGIX_SEES_${folder} ${ARGN})\n")
+  set_property(GLOBAL APPEND PROPERTY ABLAGIX_LAYER_FOLDERS ${folder})
+endfunction()
+
+# The table of every folder and what it may include, as a CMake script for check_layers.cmake.
+function(ablagix_write_layer_table path)
+  get_property(table GLOBAL PROPERTY ABLAGIX_LAYER_TABLE)
+  get_property(folders GLOBAL PROPERTY ABLAGIX_LAYER_FOLDERS)
+  file(WRITE ${path} "set(ABLAGIX_FOLDERS ${folders})\n${table}")
 endfunction()
 
 # An include root for target that holds links to the named folders of src/ and nothing else.
@@ -40,6 +56,7 @@ function(ablagix_layer folder)
   add_library(${target} STATIC ${arg_SOURCES})
   ablagix_visible_folders(below ${arg_FLOORS})
   set_property(GLOBAL PROPERTY ABLAGIX_VISIBLE_${folder} ${below})
+  ablagix_record_folders(${folder} ${folder} ${below})
   ablagix_include_root(${target} PUBLIC ${folder} ${below})
   foreach(floor IN LISTS arg_FLOORS)
     target_link_libraries(${target} PUBLIC ablagix_${floor})
@@ -50,5 +67,6 @@ endfunction()
 # A program over the core: sees its own folder and the floors' folders.
 function(ablagix_program_folders target folder)
   ablagix_visible_folders(below ${ARGN})
+  ablagix_record_folders(${folder} ${folder} ${below})
   ablagix_include_root(${target} PRIVATE ${folder} ${below})
 endfunction()
