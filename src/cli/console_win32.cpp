@@ -6,6 +6,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "cli/console.h"
+#include "fileops/win32_handle.h"
 
 namespace ablagix::cli {
 namespace {
@@ -39,8 +40,8 @@ std::vector<std::wstring> Arguments(int, char**) {
   int count = 0;
   LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &count);
   if (!argv) return args;
+  const UniqueLocalMemory owned(argv);
   for (int i = 1; i < count; ++i) args.emplace_back(argv[i]);
-  LocalFree(argv);
   return args;
 }
 

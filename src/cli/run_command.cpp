@@ -210,6 +210,32 @@ int ExitCodeFor(const RunSummary& summary) {
   return summary.errors > 0 ? kExitFileError : kExitOk;
 }
 
+// The tally of a command that runs again and again (timer, watch): a run with an error row
+// sets the exit code, and the command stops after `maxRuns` runs (0: never) or a stopped run.
+class RepeatedRuns {
+ public:
+  explicit RepeatedRuns(int maxRuns) : maxRuns_(maxRuns) {}
+
+  // Notes a finished run; false when the command stops after it.
+  bool Continue(const RunSummary& summary) {
+    if (summary.errors > 0) exitCode_ = kExitFileError;
+    return !(summary.aborted || (maxRuns_ > 0 && ++runs_ >= maxRuns_));
+  }
+  // The command's exit code; Ctrl+C ends it with `stoppedMessage` on the error stream.
+  int ExitCode(std::wstring_view stoppedMessage) const {
+    if (AbortRequested()) {
+      WriteErr(stoppedMessage);
+      return kExitAborted;
+    }
+    return exitCode_;
+  }
+
+ private:
+  int maxRuns_;
+  int runs_ = 0;
+  int exitCode_ = kExitOk;
+};
+
 }  // namespace
 
 int RunCommand(const std::vector<std::wstring>& args, const GlobalOptions& options) {
@@ -264,8 +290,7 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
   timer.Start();
   WriteErr(TimerStartedBalloon(r.intervalMinutes) + L" (Strg+C beendet)\n");
   LogList log;
-  int runs = 0;
-  int exitCode = kExitOk;
+  RepeatedRuns repeated(r.maxRuns);
   while (!AbortRequested()) {
     for (int s = 0; s < r.secondsPerMinute && !AbortRequested(); ++s) {
       std::this_thread::sleep_for(std::chrono::seconds(1));
@@ -278,14 +303,9 @@ int TimerCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
     const RunSummary summary =
         RunUnattended([&] { return RunProfiles(profiles, RunMode::Execute, host, log); }, host, log, r.format, folders);
     timer.SetBusy(false);
-    if (summary.errors > 0) exitCode = kExitFileError;
-    if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
+    if (!repeated.Continue(summary)) break;
   }
-  if (AbortRequested()) {
-    WriteErr(L"Timer gestoppt.\n");
-    return kExitAborted;
-  }
-  return exitCode;
+  return repeated.ExitCode(L"Timer gestoppt.\n");
 }
 
 int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& options) {
@@ -317,8 +337,7 @@ int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
   watch.Start(profiles, WatchClockNow());
   WriteErr(L"\u00dcberwachung gestartet: " + NumberText(watch.watchedCount()) + L" Ordner (Strg+C beendet)\n");
   LogList log;
-  int runs = 0;
-  int exitCode = kExitOk;
+  RepeatedRuns repeated(r.maxRuns);
   while (!AbortRequested()) {
     const std::vector<std::wstring> notes = watch.TakeNotes();
     if (!notes.empty()) {
@@ -336,14 +355,9 @@ int WatchCommand(const std::vector<std::wstring>& args, const GlobalOptions& opt
     // Each profile over the files that arrived for it, not over its whole folder again.
     const RunSummary summary = RunUnattended([&] { return RunWatchRuns(due, host, log); }, host, log, r.format, folders);
     watch.Ran(log, runFirst, WatchClockNow());
-    if (summary.errors > 0) exitCode = kExitFileError;
-    if (summary.aborted || (r.maxRuns > 0 && ++runs >= r.maxRuns)) break;
+    if (!repeated.Continue(summary)) break;
   }
-  if (AbortRequested()) {
-    WriteErr(L"\u00dcberwachung gestoppt.\n");
-    return kExitAborted;
-  }
-  return exitCode;
+  return repeated.ExitCode(L"\u00dcberwachung gestoppt.\n");
 }
 
 }  // namespace ablagix::cli

@@ -4,7 +4,6 @@
 #include "base/text.h"
 #include "desktop/shell_notify.h"
 #include "engine/journal.h"
-#include "engine/zip_actions.h"
 #include "fileops/copy_move.h"
 #include "fileops/file_system.h"
 #include "fileops/path_text.h"
@@ -49,34 +48,39 @@ bool IdenticalTargetExists(const FileRef& file, const std::wstring& target) {
 
 namespace {
 
-ActionResult TransferFile(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
-                          const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
-  const std::wstring& path = file.path;
-  const bool move = Is(plan.aktion, kAktionVerschieben);
-  ActionResult result;
-  auto folderFailed = [&] {
-    result.resultWord = JournalRefused(state) ? JournalRefusedWord()
-                                              : std::wstring(ResultWord::kUebersprungen) +
-                                                    std::wstring(ResultWord::kZielpfadNichtErstellt);
-    return result;
-  };
-  auto skipped = [&](std::wstring_view why) {
-    result.resultWord = std::wstring(ResultWord::kUebersprungen) + std::wstring(why);
-    return result;
-  };
-  if (mode == RunMode::Execute && !EnsureTargetFolder(targetFolder, state).ok()) return folderFailed();
+}  // namespace
 
-  const std::wstring named = JoinPath(targetFolder, targetName);
+Collision CollisionOf(std::wstring_view kollision) {
+  const std::wstring_view policy = Trim(kollision);
+  if (policy.empty() || policy == L"1") return Collision::kNumber;
+  if (policy == L"2") return Collision::kSkip;
+  return Collision::kReplace;
+}
+
+namespace {
+
+std::wstring FolderFailedWord(const RunState& state) {
+  return JournalRefused(state) ? JournalRefusedWord()
+                               : std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielpfadNichtErstellt);
+}
+
+std::wstring SkippedWord(std::wstring_view why) { return std::wstring(ResultWord::kUebersprungen) + std::wstring(why); }
+
+// The name a moved or copied file gets at `named` under the collision policy (`*number`: the
+// "(n)" it took), or "" with the result word in `*word` when the file stays where it is.
+std::wstring ChooseTarget(const FileRef& file, const std::wstring& targetFolder, const std::wstring& named,
+                          Collision collision, const RunContext& run, int* number, std::wstring* word) {
   // A file whose target is the file itself is already where the profile wants it; numbering
   // or replacing it would only copy it onto itself or rename it on every run.
-  if (SameFolderText(path, named)) {
-    result.resultWord = ResultWord::kUebersprungen;
-    return result;
+  if (SameFolderText(file.path, named)) {
+    *word = ResultWord::kUebersprungen;
+    return {};
   }
   bool folderPresent = true;
-  if (mode == RunMode::Simulate) {
-    auto known = state.foldersPresent.find(targetFolder);
-    if (known == state.foldersPresent.end()) known = state.foldersPresent.emplace(targetFolder, FolderExists(targetFolder)).first;
+  if (run.mode == RunMode::Simulate) {
+    auto& present = run.state.foldersPresent;
+    auto known = present.find(targetFolder);
+    if (known == present.end()) known = present.emplace(targetFolder, FolderExists(targetFolder)).first;
     folderPresent = known->second;
   }
   // What is under the target's name is looked at, never opened: a pipe or a device there
@@ -84,98 +88,104 @@ ActionResult TransferFile(const FileRef& file, const std::wstring& targetFolder,
   FileInfo existing;
   const bool targetTaken = folderPresent && ActiveFileSystem().Inspect(named, &existing).ok();
   if (targetTaken && (existing.kind == FileKind::kLink || existing.kind == FileKind::kSpecial)) {
-    return skipped(ResultWord::kZielKeineDatei);
+    *word = SkippedWord(ResultWord::kZielKeineDatei);
+    return {};
   }
   if (targetTaken && existing.kind == FileKind::kFile) {
     // The same file under another spelling of its folder ("src/.", a link to it): copying it
     // onto itself would gain nothing, and undoing that would remove the only copy.
     FileInfo source;
     const FileId sourceId = file.id.known() ? file.id
-                            : ActiveFileSystem().Inspect(path, &source).ok() ? source.id : FileId{};
-    if (sourceId.known() && sourceId == existing.id) return skipped(ResultWord::kZielIstQuelle);
+                            : ActiveFileSystem().Inspect(file.path, &source).ok() ? source.id : FileId{};
+    if (sourceId.known() && sourceId == existing.id) {
+      *word = SkippedWord(ResultWord::kZielIstQuelle);
+      return {};
+    }
   }
-  const std::wstring_view policy = Trim(plan.kollision);
-  const bool skipTaken = policy == L"2";
-  const bool numberTaken = policy.empty() || policy == L"1";
-  std::wstring target = named;
-  int number = 0;
-  if (folderPresent && plan.skipIdentical && IdenticalTargetExists(file, named)) {
+  if (folderPresent && run.plan.skipIdentical && IdenticalTargetExists(file, named)) {
     // Already there: an import run again does nothing, and a moved file stays in place.
-    result.resultWord = ResultWord::kUebersprungenIdentisch;
-    return result;
+    *word = ResultWord::kUebersprungenIdentisch;
+    return {};
   }
-  if (targetTaken) {
-    if (skipTaken) {
-      result.resultWord = ResultWord::kUebersprungen;
-      return result;
-    }
-    if (numberTaken) {
-      target = NumberedFreeName(named, &number);
-      // Every number taken: giving up is better than overwriting one of them.
-      if (target.empty()) {
-        result.resultWord = ErrorWord(kAllNumbersTaken);
-        return result;
-      }
-    }
+  if (!targetTaken || collision == Collision::kReplace) return named;
+  if (collision == Collision::kSkip) {
+    *word = ResultWord::kUebersprungen;
+    return {};
   }
-  result.targetFile = target;
-  if (mode == RunMode::Simulate) {
-    result.resultWord = move ? ResultWord::kVerschobenSimuliert : ResultWord::kKopierenSimuliert;
-    return result;
-  }
+  std::wstring target = NumberedFreeName(named, number);
+  // Every number taken: giving up is better than overwriting one of them.
+  if (target.empty()) *word = ErrorWord(kAllNumbersTaken);
+  return target;
+}
 
+// The row's word for a transfer that did not end in its target.
+std::wstring NotDoneWord(const TransferOutcome& outcome, Collision collision) {
+  switch (outcome.result) {
+    case TransferResult::Taken:
+      return collision == Collision::kSkip ? std::wstring(ResultWord::kUebersprungen) : ErrorWord(kAllNumbersTaken);
+    case TransferResult::Cancelled:
+      return ErrorWord(L"Abgebrochen");
+    case TransferResult::Failed:
+    case TransferResult::Done:
+      break;
+  }
+  return ErrorWord(FsStatusText(outcome.status));
+}
+
+// Moves or copies the file to `target` (numbered from `named`), noted in the journal first.
+ActionResult TransferTo(const FileRef& file, const std::wstring& targetFolder, const std::wstring& named,
+                        const std::wstring& target, int number, Collision collision, const RunContext& run) {
+  RunState& state = run.state;
+  const bool move = Is(run.plan.aktion, kAktionVerschieben);
   TransferRequest request;
   request.from = file;
   request.to = target;
   request.move = move;
   // Any policy other than numbering and skipping replaces, as "immer überschreiben" says.
-  request.replace = !skipTaken && !numberTaken;
+  request.replace = collision == Collision::kReplace;
   // Ctrl+C on the command line sets the flag without a window to ask.
   request.progress = [&](std::uint64_t done, std::uint64_t total) {
-    return !AbortRequested() && host.CopyProgress(done, total);
+    return !AbortRequested() && run.host.CopyProgress(done, total);
   };
   // A name that was free at the check but is taken when the file is written (another program
   // was quicker) is never overwritten: the next number is taken, or the file is skipped.
-  if (numberTaken) request.nextName = [&] { return NumberedFreeName(named, &number); };
-  const JournalMark journaled = JournalBefore(state, move ? JournalAction::kMove : JournalAction::kCopy, path, target, request.replace);
-  if (journaled.refused) {
-    result.targetFile.clear();
-    result.resultWord = JournalRefusedWord();
-    return result;
-  }
+  if (collision == Collision::kNumber) request.nextName = [&] { return NumberedFreeName(named, &number); };
+  const JournalMark journaled =
+      JournalBefore(state, move ? JournalAction::kMove : JournalAction::kCopy, file.path, target, request.replace);
+  if (journaled.refused) return {JournalRefusedWord(), {}};
   TransferOutcome outcome = TransferFile(request);
   if (outcome.result == TransferResult::Failed && outcome.status.error == FsError::kNotFound &&
       outcome.status.side != FsSide::kSource && !FolderExists(targetFolder)) {
     // The target folder went away during the run: made again once, then tried again.
     state.knownFolders.erase(targetFolder);
-    if (!EnsureTargetFolder(targetFolder, state).ok()) return folderFailed();
+    if (!EnsureTargetFolder(targetFolder, state).ok()) return {FolderFailedWord(state), target};
     outcome = TransferFile(request);
   }
   JournalAfter(state, journaled, outcome.result == TransferResult::Done ? outcome.finalPath : L"");
-  switch (outcome.result) {
-    case TransferResult::Done:
-      result.targetFile = outcome.finalPath;
-      RememberChangedFolder(state, targetFolder);
-      result.resultWord = move ? ResultWord::kVerschoben : ResultWord::kKopiert;
-      break;
-    case TransferResult::Taken:
-      result.targetFile.clear();
-      result.resultWord = skipTaken ? std::wstring(ResultWord::kUebersprungen)
-                                    : ErrorWord(kAllNumbersTaken);
-      break;
-    case TransferResult::Cancelled:
-      result.targetFile.clear();
-      result.resultWord = ErrorWord(L"Abgebrochen");
-      break;
-    case TransferResult::Failed:
-      result.targetFile.clear();
-      result.resultWord = ErrorWord(FsStatusText(outcome.status));
-      break;
-  }
-  return result;
+  if (outcome.result != TransferResult::Done) return {NotDoneWord(outcome, collision), {}};
+  RememberChangedFolder(state, targetFolder);
+  return {std::wstring(move ? ResultWord::kVerschoben : ResultWord::kKopiert), outcome.finalPath};
 }
 
 }  // namespace
+
+ActionResult MoveOrCopyFile(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
+                            const RunContext& run) {
+  if (run.mode == RunMode::Execute && !EnsureTargetFolder(targetFolder, run.state).ok()) {
+    return {FolderFailedWord(run.state), {}};
+  }
+  const std::wstring named = JoinPath(targetFolder, targetName);
+  const Collision collision = CollisionOf(run.plan.kollision);
+  int number = 0;
+  std::wstring word;
+  const std::wstring target = ChooseTarget(file, targetFolder, named, collision, run, &number, &word);
+  if (target.empty()) return {word, {}};
+  if (run.mode == RunMode::Simulate) {
+    const bool move = Is(run.plan.aktion, kAktionVerschieben);
+    return {std::wstring(move ? ResultWord::kVerschobenSimuliert : ResultWord::kKopierenSimuliert), target};
+  }
+  return TransferTo(file, targetFolder, named, target, number, collision, run);
+}
 
 // A folder and its parent, so that both views refresh.
 void RememberChangedFolder(RunState& state, std::wstring_view folder) {
@@ -207,19 +217,10 @@ FsStatus EnsureTargetFolder(const std::wstring& folder, RunState& state) {
   return status;
 }
 
-std::wstring ErrorWord(std::wstring_view reason) {
-  std::wstring word(ResultWord::kFehler);
-  if (!reason.empty()) {
-    word += L' ';
-    word += reason;
-  }
-  return word;
-}
-
 ActionResult TransferFileAs(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                             const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
   if (Is(plan.aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(file.path));
-  return TransferFile(file, targetFolder, targetName, plan, mode, host, state);
+  return MoveOrCopyFile(file, targetFolder, targetName, RunContext{plan, mode, host, state});
 }
 
 std::wstring NumberedName(const std::wstring& target, int number) {
@@ -244,20 +245,14 @@ std::wstring NumberedFreeName(const std::wstring& target, int* number) {
   return {};
 }
 
-ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
-                        const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+ActionResult RemoveFile(const FileRef& file, const RunContext& run) {
   const std::wstring& path = file.path;
-  const std::wstring& aktion = plan.aktion;
-  const bool simulate = mode == RunMode::Simulate;
+  const std::wstring& aktion = run.plan.aktion;
+  const bool simulate = run.mode == RunMode::Simulate;
+  RunState& state = run.state;
+  ActionHost& host = run.host;
+  RememberChangedFolder(state, FolderPart(path));
   ActionResult result;
-  if (Is(aktion, kAktionVerschieben) || Is(aktion, kAktionKopieren)) {
-    if (Is(aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(path));
-    if (ZipModeOf(plan.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(file, targetFolder, plan, mode, host, state);
-    return TransferFile(file, targetFolder, NamePart(path), plan, mode, host, state);
-  }
-  if (Is(aktion, kAktionLoeschenP) || Is(aktion, kAktionLoeschenX) || Is(aktion, kAktionLoeschenS)) {
-    RememberChangedFolder(state, FolderPart(path));
-  }
   if (Is(aktion, kAktionLoeschenP)) {
     if (simulate) {
       result.resultWord = ResultWord::kLoeschenPSimuliert;
@@ -299,21 +294,20 @@ ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
                               MessageIcon::Critical, MessageButtons::Ok);
       }
     }
-  } else if (Is(aktion, kAktionBenachrichtigen)) {
-    // Only a timed run speaks, and only once; a run by hand just lists what would be reported.
-    if (!simulate && host.TimerRunning()) {
-      if (!state.notified) {
-        host.Notify(L"Ablagix", L"Bedingung wurde erf\u00fcllt!");
-        state.notified = true;
-      }
-      result.resultWord = ResultWord::kBenachrichtigt;
-    } else {
-      result.resultWord = ResultWord::kSimuliert;
-    }
   } else {
     result.resultWord = ErrorWord(L"Unbekannte Aktion " + aktion);
   }
   return result;
+}
+
+ActionResult NotifyFileFound(const RunContext& run) {
+  // Only a timed run speaks, and only once; a run by hand just lists what would be reported.
+  if (run.mode == RunMode::Simulate || !run.host.TimerRunning()) return {std::wstring(ResultWord::kSimuliert), {}};
+  if (!run.state.notified) {
+    run.host.Notify(L"Ablagix", L"Bedingung wurde erf\u00fcllt!");
+    run.state.notified = true;
+  }
+  return {std::wstring(ResultWord::kBenachrichtigt), {}};
 }
 
 void AnnounceChangedFolders(RunState& state) {

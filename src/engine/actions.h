@@ -2,19 +2,17 @@
 // (move, copy, recycle, delete, shred, notify), or in a simulation only the result word.
 #pragma once
 
-#include <set>
 #include <string>
-#include <unordered_map>
-#include <unordered_set>
+#include <string_view>
 
 #include "base/ui_port.h"
+#include "engine/run_state.h"
 #include "fileops/file_system.h"
 #include "fileops/files.h"
 #include "fileops/shredder.h"
+#include "log/log_row.h"
 
 namespace ablagix {
-
-class RunJournal;
 
 enum class RunMode { Execute, Simulate };
 
@@ -52,31 +50,41 @@ class ActionHost {
   virtual ZipSettings Zip() const { return {}; }
 };
 
-// State that lives for one run (all profiles of one button press or timer tick).
-struct RunState {
-  bool notified = false;                // the notify balloon was shown in this run
-  std::set<std::wstring> changedFolders;  // told to the shell when the run ends
-  // Target folders made or found in this run: each is looked at once, not once per file. A
-  // folder that vanishes later is made again when writing into it fails.
-  std::unordered_set<std::wstring> knownFolders;
-  // A simulation asks once per target folder whether it exists: in a folder that is not
-  // there no target can be taken, so its files need no look of their own.
-  std::unordered_map<std::wstring, bool> foldersPresent;
-  // Where an executed run notes each change before making it (engine/journal.h). Null, or a
-  // journal without a folder, notes nothing (a simulation, the tests).
-  RunJournal* journal = nullptr;
-};
-
 struct ActionResult {
   std::wstring resultWord;
   std::wstring targetFile;  // where the file went (move/copy), "" otherwise
 };
 
-// Handles one file. `targetFolder` is used by move and copy only. Creates the target folder
-// (not in a simulation); never throws; every failure is a result word.
-// `file` carries what the scan saw of it: another file under its name is not handled.
-ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
-                        const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
+// Everything the handling of a file needs besides the file: the profile's plan, whether it
+// is a simulation, the host and the run's state. One per profile (or checked row) and run.
+struct RunContext {
+  const ActionPlan& plan;
+  RunMode mode;
+  ActionHost& host;
+  RunState& state;
+};
+
+// The collision policy stored under "Kollision".
+enum class Collision {
+  kReplace,  // "0" (and every other value): "immer überschreiben"
+  kNumber,   // "1" or empty: the new file gets the next free "(n)"
+  kSkip,     // "2": the file stays where it is
+};
+Collision CollisionOf(std::wstring_view kollision);
+
+// The single actions; engine/dispatch.h picks one by the plan's action. Each never throws;
+// every failure is a result word. `file` carries what the scan saw of it: another file under
+// its name is not handled.
+
+// Moves or copies `file` into `targetFolder` as `targetName` under the plan's collision
+// policy, making the folder first (not in a simulation).
+ActionResult MoveOrCopyFile(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
+                            const RunContext& run);
+// "LöschenP" (recycle), "LöschenX" (delete) and "LöschenS" (shred).
+ActionResult RemoveFile(const FileRef& file, const RunContext& run);
+// "Benachrichtigen": the first file of a timed run shows the balloon.
+ActionResult NotifyFileFound(const RunContext& run);
+
 // A move or copy under another name than the file's own (a sidecar that follows the number
 // its main file got).
 ActionResult TransferFileAs(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
@@ -101,9 +109,6 @@ inline constexpr std::wstring_view kShredCannotOpen =
 // The reason when every "(n)" up to the last one is taken: giving up is better than
 // overwriting one of them.
 inline constexpr std::wstring_view kAllNumbersTaken = L"Alle Namen bis (1000) sind vergeben";
-
-// "Fehler! " and the reason, as a failed file's result reads.
-std::wstring ErrorWord(std::wstring_view reason);
 
 // Makes sure a target folder exists, once per folder and run.
 FsStatus EnsureTargetFolder(const std::wstring& folder, RunState& state);

@@ -123,7 +123,7 @@ ConditionSet ConditionSet::Build(const Profile& profile, const ConditionContext&
                                  std::wstring* problem) {
   ConditionSet set;
   problem->clear();
-  set.ignoreCase_ = Trim(profile.Case) != L"1";
+  set.ignoreCase_ = !IsSwitchedOn(profile.Case);
 
   const std::wstring_view filter = Trim(profile.Filter);
   if (filter.empty() || EqualsNoCase(filter, L"Alles")) {

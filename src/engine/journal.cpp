@@ -11,7 +11,7 @@
 
 #include "base/sha256.h"
 #include "base/text.h"
-#include "engine/actions.h"
+#include "engine/run_state.h"
 #include "fileops/file_system.h"
 #include "fileops/path_text.h"
 #include "fileops/system_error.h"
@@ -425,6 +425,103 @@ bool FolderOfRun(std::wstring_view folder, const std::vector<std::wstring>& root
 
 }  // namespace
 
+namespace {
+
+// The records of a journal applied in order: what a record refers to (its profile, the folders
+// of its run, the entry of its number) is what came before it.
+class JournalReplay {
+ public:
+  explicit JournalReplay(JournalContents* contents) : contents_(*contents) {}
+
+  void Apply(const std::vector<std::wstring>& f) {
+    const std::wstring& kind = f[0];
+    std::uint64_t number = 0;
+    const bool numbered = f.size() > 1 && ParseWholeNumber(f[1], &number);
+    if (kind == kBeginn && f.size() >= 4) {
+      ParseTime(f[1], &contents_.started);
+      contents_.startedText = f[2];
+      contents_.kind = f[3];
+    } else if (kind == kProfil && f.size() >= 2) {
+      profile_ = f[1];
+      contents_.profiles.push_back(profile_);
+    } else if (kind == kWurzel && f.size() >= 2 && !f[1].empty()) {
+      roots_.push_back(f[1]);
+      contents_.roots.push_back(f[1]);
+    } else if (kind == kOrdner && f.size() >= 2 && FolderOfRun(f[1], roots_)) {
+      contents_.folders.push_back(f[1]);
+    } else if (kind == kVorhaben && numbered && f.size() >= 10 && !byNumber_.contains(number)) {
+      Planned(number, f);
+    } else if ((kind == kErledigt && f.size() >= 7) || kind == kFehlgeschlagen) {
+      auto it = numbered ? byNumber_.find(number) : byNumber_.end();
+      if (it == byNumber_.end()) return;
+      JournalEntry& e = contents_.entries[it->second];
+      if (kind == kFehlgeschlagen) {
+        e.outcome = JournalEntry::Outcome::kFailed;
+      } else {
+        Done(e, f);
+      }
+    } else if (kind == kZurueck && numbered && f.size() >= 4) {
+      if (auto it = byNumber_.find(number); it != byNumber_.end()) {
+        contents_.entries[it->second].undoWord = f[2];
+        contents_.entries[it->second].undoPath = f[3];
+      }
+    } else if (kind == kEnde) {
+      contents_.finished = true;
+    } else if (kind == kRueckgaengig) {
+      contents_.undone = true;
+      if (f.size() >= 2) ParseTime(f[1], &contents_.undoneAt);
+    }
+  }
+
+ private:
+  // A change about to be made: a new entry.
+  void Planned(std::uint64_t number, const std::vector<std::wstring>& f) {
+    const std::optional<JournalAction> action = ParseAction(f[2]);
+    if (!action) return;
+    JournalEntry e;
+    e.number = number;
+    e.action = *action;
+    e.profile = profile_;
+    e.from = f[3];
+    e.to = f[4];
+    e.source = ParseStamp(f[5], f[6]);
+    ParseTime(f[7], &e.startedAt);
+    e.replaces = f[8] == kErsetzt;
+    e.addedToArchive = f[8] == kErgaenzt;
+    e.entryName = f[9];
+    // Only what lies in the folders its run worked in: nothing else is this run's to touch.
+    e.outsideRoots = !PathWithinRoots(e.from, roots_) || (!e.to.empty() && !PathWithinRoots(e.to, roots_));
+    byNumber_[number] = contents_.entries.size();
+    contents_.entries.push_back(std::move(e));
+  }
+
+  // A change that was made: where its file went and what it was afterwards.
+  void Done(JournalEntry& e, const std::vector<std::wstring>& f) {
+    e.outcome = JournalEntry::Outcome::kDone;
+    e.finalPath = f[2];
+    e.written = ParseStamp(f[3], f[4]);
+    ParseTime(f[5], &e.doneAt);
+    e.finalEntryName = f[6];
+    if (f.size() >= 9) {
+      ParseTime(f[7], &e.writtenChanged);
+      const std::size_t colon = f[8].find(L':');
+      std::uint64_t volume = 0, file = 0;
+      if (colon != std::wstring::npos && ParseWholeNumber(std::wstring_view(f[8]).substr(0, colon), &volume) &&
+          ParseWholeNumber(std::wstring_view(f[8]).substr(colon + 1), &file)) {
+        e.writtenId = FileId{volume, file};
+      }
+    }
+    if (!e.finalPath.empty() && !PathWithinRoots(e.finalPath, roots_)) e.outsideRoots = true;
+  }
+
+  JournalContents& contents_;
+  std::unordered_map<std::uint64_t, std::size_t> byNumber_;
+  std::vector<std::wstring> roots_;
+  std::wstring profile_;
+};
+
+}  // namespace
+
 bool ReadJournal(const std::wstring& path, std::string_view key, JournalContents* contents, std::wstring* error) {
   std::string bytes;
   if (!ReadFileBytes(path, &bytes)) {
@@ -433,9 +530,7 @@ bool ReadJournal(const std::wstring& path, std::string_view key, JournalContents
   }
   *contents = {};
   const std::string started = StartOf(bytes);
-  std::unordered_map<std::uint64_t, std::size_t> byNumber;
-  std::vector<std::wstring> roots;
-  std::wstring profile;
+  JournalReplay replay(contents);
   bool header = false;
   bool anyLine = false;
   std::vector<std::wstring> f;
@@ -461,10 +556,9 @@ bool ReadJournal(const std::wstring& path, std::string_view key, JournalContents
       if (check == LineCheck::kDamaged && !line.empty()) ++contents->damagedLines;
       continue;
     }
-    const std::wstring& kind = f[0];
     if (!header) {
       std::uint64_t version = 0;
-      if (kind != kHeader || f.size() < 2 || !ParseWholeNumber(f[1], &version)) break;
+      if (f[0] != kHeader || f.size() < 2 || !ParseWholeNumber(f[1], &version)) break;
       if (version > static_cast<std::uint64_t>(kJournalVersion)) {
         *error = L"Das Journal stammt von einer neueren Ablagix-Version: " + path;
         return false;
@@ -472,72 +566,7 @@ bool ReadJournal(const std::wstring& path, std::string_view key, JournalContents
       header = true;
       continue;
     }
-    std::uint64_t number = 0;
-    const bool numbered = f.size() > 1 && ParseWholeNumber(f[1], &number);
-    if (kind == kBeginn && f.size() >= 4) {
-      ParseTime(f[1], &contents->started);
-      contents->startedText = f[2];
-      contents->kind = f[3];
-    } else if (kind == kProfil && f.size() >= 2) {
-      profile = f[1];
-      contents->profiles.push_back(profile);
-    } else if (kind == kWurzel && f.size() >= 2 && !f[1].empty()) {
-      roots.push_back(f[1]);
-      contents->roots.push_back(f[1]);
-    } else if (kind == kOrdner && f.size() >= 2 && FolderOfRun(f[1], roots)) {
-      contents->folders.push_back(f[1]);
-    } else if (kind == kVorhaben && numbered && f.size() >= 10 && !byNumber.contains(number)) {
-      const std::optional<JournalAction> action = ParseAction(f[2]);
-      if (!action) continue;
-      JournalEntry e;
-      e.number = number;
-      e.action = *action;
-      e.profile = profile;
-      e.from = f[3];
-      e.to = f[4];
-      e.source = ParseStamp(f[5], f[6]);
-      ParseTime(f[7], &e.startedAt);
-      e.replaces = f[8] == kErsetzt;
-      e.addedToArchive = f[8] == kErgaenzt;
-      e.entryName = f[9];
-      // Only what lies in the folders its run worked in: nothing else is this run's to touch.
-      e.outsideRoots = !PathWithinRoots(e.from, roots) || (!e.to.empty() && !PathWithinRoots(e.to, roots));
-      byNumber[number] = contents->entries.size();
-      contents->entries.push_back(std::move(e));
-    } else if ((kind == kErledigt && f.size() >= 7) || kind == kFehlgeschlagen) {
-      auto it = numbered ? byNumber.find(number) : byNumber.end();
-      if (it == byNumber.end()) continue;
-      JournalEntry& e = contents->entries[it->second];
-      if (kind == kFehlgeschlagen) {
-        e.outcome = JournalEntry::Outcome::kFailed;
-        continue;
-      }
-      e.outcome = JournalEntry::Outcome::kDone;
-      e.finalPath = f[2];
-      e.written = ParseStamp(f[3], f[4]);
-      ParseTime(f[5], &e.doneAt);
-      e.finalEntryName = f[6];
-      if (f.size() >= 9) {
-        ParseTime(f[7], &e.writtenChanged);
-        const std::size_t colon = f[8].find(L':');
-        std::uint64_t volume = 0, file = 0;
-        if (colon != std::wstring::npos && ParseWholeNumber(std::wstring_view(f[8]).substr(0, colon), &volume) &&
-            ParseWholeNumber(std::wstring_view(f[8]).substr(colon + 1), &file)) {
-          e.writtenId = FileId{volume, file};
-        }
-      }
-      if (!e.finalPath.empty() && !PathWithinRoots(e.finalPath, roots)) e.outsideRoots = true;
-    } else if (kind == kZurueck && numbered && f.size() >= 4) {
-      if (auto it = byNumber.find(number); it != byNumber.end()) {
-        contents->entries[it->second].undoWord = f[2];
-        contents->entries[it->second].undoPath = f[3];
-      }
-    } else if (kind == kEnde) {
-      contents->finished = true;
-    } else if (kind == kRueckgaengig) {
-      contents->undone = true;
-      if (f.size() >= 2) ParseTime(f[1], &contents->undoneAt);
-    }
+    replay.Apply(f);
   }
   // A run killed while it made its journal leaves it empty or with its first line cut: it
   // recorded nothing, so there is nothing to undo.

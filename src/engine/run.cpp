@@ -10,6 +10,7 @@
 #include "base/text.h"
 #include "engine/conditions.h"
 #include "engine/content_pool.h"
+#include "engine/dispatch.h"
 #include "engine/journal.h"
 #include "engine/metadata_condition.h"
 #include "engine/scan.h"
@@ -75,13 +76,6 @@ class TextCondition : public FileContentTest {
   TextSearchOptions options_;
 };
 
-void AppendMessageRow(LogList& log, std::wstring_view text) {
-  LogRowTexts texts{};
-  texts[0] = L"**********";
-  texts[1] = text;
-  log.AppendTexts(texts);
-}
-
 // The name at the end of a path, as a piece of it.
 std::wstring_view NameView(std::wstring_view path) {
   std::size_t at = path.size();
@@ -110,151 +104,178 @@ std::vector<std::wstring> FoldersOfRun(const Profile& profile) {
   return folders;
 }
 
-// Runs one profile; false when the run was stopped.
-bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList& log,
-                   RunState& state, RunSummary& summary, const std::vector<std::wstring>* onlyFiles) {
-  AppendStartBanner(log, profile.Beschreibung);
-  if (state.journal) state.journal->BeginProfile(profile.Beschreibung, FoldersOfRun(profile));
-  std::wstring problem = ReasonNotRunnable(profile, host);
+// What the steps of one profile's run share: the profile with its switches read once, and
+// the run's mode, host, log, state and tally.
+struct ProfileRun {
+  const Profile& profile;
+  ProfileSwitches switches;
+  bool needsTarget;  // move or copy
+  RunMode mode;
+  RunHost& host;
+  LogList& log;
+  RunState& state;
+  RunSummary& summary;
+  const std::vector<std::wstring>* onlyFiles;  // null: the whole source
+  LocalDateTime now;
+  RunProgress progress;
+};
+
+// The builders the conditions need for the tests of a file's contents.
+ConditionContext ConditionContextFor(const ProfileRun& run) {
   ConditionContext context;
-  context.now = host.Now();
-  context.storedFilterMask = [&](const std::wstring& name) { return host.StoredFilterMask(name); };
-  const bool caseSensitive = Trim(profile.Case) == L"1";
-  context.makeMetadataTest = [&](const std::wstring& metadaten) {
-    return MakeMetadataConditionTest(metadaten, caseSensitive, host.Metadata(), context.now);
+  context.now = run.now;
+  RunHost* host = &run.host;
+  context.storedFilterMask = [host](const std::wstring& name) { return host->StoredFilterMask(name); };
+  const bool caseSensitive = run.switches.caseSensitive;
+  const LocalDateTime now = run.now;
+  context.makeMetadataTest = [host, caseSensitive, now](const std::wstring& metadaten) {
+    return MakeMetadataConditionTest(metadaten, caseSensitive, host->Metadata(), now);
   };
   // Content tests run on worker threads too: there they only read the abort flag; on the
   // window's thread they also let the window handle Esc.
   const std::thread::id windowThread = std::this_thread::get_id();
-  context.makeTextTest = [&](const std::wstring& textSuche) -> std::unique_ptr<FileContentTest> {
-    return std::make_unique<TextCondition>(textSuche, caseSensitive, host.ExtractDocumentText(),
-                                           [&host, windowThread] {
-                                             return std::this_thread::get_id() == windowThread ? StopRequested(host)
+  context.makeTextTest = [host, caseSensitive, windowThread](const std::wstring& textSuche)
+      -> std::unique_ptr<FileContentTest> {
+    return std::make_unique<TextCondition>(textSuche, caseSensitive, host->ExtractDocumentText(),
+                                           [host, windowThread] {
+                                             return std::this_thread::get_id() == windowThread ? StopRequested(*host)
                                                                                                 : AbortRequested();
                                            });
   };
-  ConditionSet conditions;
-  if (problem.empty()) conditions = ConditionSet::Build(profile, context, &problem);
-  if (!problem.empty()) {
-    AppendMessageRow(log, problem);
-    summary.refused.push_back(profile.Beschreibung + L": " + problem);
-    AppendEndBanner(log, profile.Beschreibung);
-    return true;
-  }
+  return context;
+}
 
-  // Another process at work on the same folder (the window's timer, a watching command line)
-  // would race this run for every file; this run waits for its next turn instead.
-  FolderRunLock folderLock;
-  const std::wstring journalFolder = mode == RunMode::Execute ? host.JournalFolder() : L"";
-  if (!journalFolder.empty() && !folderLock.TryLock(JoinPath(journalFolder, L"Sperren"), std::wstring(Trim(profile.Quelle)))) {
-    AppendMessageRow(log, kSourceFolderBusy);
-    summary.refused.push_back(profile.Beschreibung + L": " + std::wstring(kSourceFolderBusy));
-    ++summary.errors;
-    AppendEndBanner(log, profile.Beschreibung);
-    return true;
-  }
+// The profile's conditions; `*problem` says why it cannot run ("" when it can).
+ConditionSet BuildConditions(const ProfileRun& run, std::wstring* problem) {
+  *problem = ReasonNotRunnable(run.profile, run.host);
+  if (!problem->empty()) return {};
+  return ConditionSet::Build(run.profile, ConditionContextFor(run), problem);
+}
 
-  RunFileList files;
+// A profile that does not run this time: the reason in the log and in the summary.
+void RefuseProfile(ProfileRun& run, std::wstring_view reason, bool countsAsError) {
+  AppendMessageRow(run.log, reason);
+  run.summary.refused.push_back(run.profile.Beschreibung + L": " + std::wstring(reason));
+  if (countsAsError) ++run.summary.errors;
+  AppendEndBanner(run.log, run.profile.Beschreibung);
+}
+
+// The files of the source that the conditions accept, into `files`; false when the scan was
+// stopped.
+bool ScanProfile(ProfileRun& run, const ConditionSet& conditions, RunFileList* files) {
   ScanState scanState;
   ScanRequest request;
-  request.folder = std::wstring(Trim(profile.Quelle));
-  request.includeSubfolders = Trim(profile.Unterverzeich) == L"1";
-  request.blockedFolders = SplitBlockFolder(profile.BlockFolder);
-  if (ActionNeedsTarget(profile.Aktion)) request.ownTarget = std::wstring(Trim(profile.Ziel));
+  request.folder = std::wstring(Trim(run.profile.Quelle));
+  request.includeSubfolders = run.switches.includeSubfolders;
+  request.blockedFolders = SplitBlockFolder(run.profile.BlockFolder);
+  if (run.needsTarget) request.ownTarget = std::wstring(Trim(run.profile.Ziel));
   request.acceptName = [&](std::wstring_view name, std::wstring_view extension) {
     return conditions.AcceptsName(name, extension);
   };
   // Files that pass size and date go into the list at once; those that still need their
   // contents tested are handed to the workers and dropped later if they fail.
-  ContentPool contents(conditions, conditions.NeedsContent() ? host.ContentThreads() : 0);
+  ContentPool contents(conditions, conditions.NeedsContent() ? run.host.ContentThreads() : 0);
   request.accept = [&](const ScanEntry& e) {
     if (!conditions.AcceptsDetails(e)) return false;
-    if (conditions.NeedsContent()) contents.Submit(files.size(), JoinPath(e.folder, e.entry.name), e.entry);
+    if (conditions.NeedsContent()) contents.Submit(files->size(), JoinPath(e.folder, e.entry.name), e.entry);
     return true;
   };
-  RunProgress progress{profile.Beschreibung};
-  host.Progress(progress);  // the window names the profile before its scan starts
+  run.host.Progress(run.progress);  // the window names the profile before its scan starts
   request.poll = [&] {
     if (scanState.entryCounter % kProgressEvery == 0) {
-      progress.entriesSeen = scanState.entryCounter;
-      host.Progress(progress);
+      run.progress.entriesSeen = scanState.entryCounter;
+      run.host.Progress(run.progress);
     }
-    return host.PollForAbort();
+    return run.host.PollForAbort();
   };
-  bool scanned = (onlyFiles ? ScanGivenFiles(request, *onlyFiles, &files, &scanState)
-                            : ScanFolder(request, &files, &scanState)) == ScanResult::Completed;
+  bool scanned = (run.onlyFiles ? ScanGivenFiles(request, *run.onlyFiles, files, &scanState)
+                                : ScanFolder(request, files, &scanState)) == ScanResult::Completed;
   if (conditions.NeedsContent()) {
-    scanned = contents.Wait([&] { return host.PollForAbort(); }) && scanned;
-    std::vector<bool> keep(files.size());
-    for (std::size_t i = 0; i < files.size(); ++i) keep[i] = contents.Accepted(i);
-    files.Filter(keep);
+    scanned = contents.Wait([&] { return run.host.PollForAbort(); }) && scanned;
+    std::vector<bool> keep(files->size());
+    for (std::size_t i = 0; i < files->size(); ++i) keep[i] = contents.Accepted(i);
+    files->Filter(keep);
   }
-  if (files.empty() && scanned) AppendNothingFoundRow(log);
+  return scanned;
+}
 
+// The plan of the profile's action, as a log row carries it too.
+ActionPlan PlanFor(const ProfileRun& run) {
+  const Profile& profile = run.profile;
   ActionPlan plan{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
-  plan.skipIdentical = Trim(profile.Identisch) == L"1" && ActionNeedsTarget(profile.Aktion);
-  const PathVariableContext variables{context.now, host.Metadata()};
-  progress.filesTotal = files.size();
-  bool stopped = !scanned;
+  plan.skipIdentical = run.switches.skipIdentical && run.needsTarget;
+  return plan;
+}
+
+// The log row of a handled file.
+void LogFileRow(ProfileRun& run, const SidecarGroupRow& file) {
+  const Profile& profile = run.profile;
+  LogFileFields row;
+  // Pieces of the path, not copies: this runs for every file of a run.
+  const std::wstring_view path = file.path;
+  const std::wstring_view name = NameView(path);
+  row.datei = name;
+  row.pfad = path.substr(0, path.size() - name.size());
+  row.size = file.size;
+  row.lastWrite = file.lastWrite;
+  row.creation = file.creation;
+  row.zielpfad = file.targetFolder;
+  row.ergebnis = file.result.resultWord;
+  row.aktion = profile.Aktion;
+  row.zipp = profile.Zippen;
+  row.kollision = profile.Kollision;
+  row.zipName = profile.ZipName;
+  row.metadaten = file.metadaten;
+  // The second columns carry only what the others do not already say, so a long log
+  // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
+  const bool renamed = !file.result.targetFile.empty() && NameView(file.result.targetFile) != name;
+  row.quell2 = L"";
+  row.ziel2 = renamed ? std::wstring_view(file.result.targetFile) : std::wstring_view();
+  run.log.AppendFile(row);
+  ++run.summary.files;
+  if (RowKindOf(file.result.resultWord) == LogRowKind::Error) ++run.summary.errors;
+}
+
+void ReportFileProgress(ProfileRun& run, std::size_t i, std::size_t total) {
+  run.progress.filesDone = i + 1;
+  if (i % 16 == 0 || i + 1 == total) run.host.Progress(run.progress);
+}
+
+// Handles the files the scan found, one by one (or as groups with their sidecars, or into
+// the run's one archive) and logs each; false when the run was (or, with `stopped`, had
+// already been) stopped.
+bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
+  const Profile& profile = run.profile;
+  const ActionPlan plan = PlanFor(run);
+  const RunContext actions{plan, run.mode, run.host, run.state};
+  const PathVariableContext variables{run.now, run.host.Metadata()};
+  run.progress.filesTotal = files.size();
   // "Zippen" 2: the run's files go into one archive, named after the first file's values.
   std::optional<RunArchive> archive;
-  const bool oneArchive = ActionNeedsTarget(profile.Aktion) && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
-  if (oneArchive && mode == RunMode::Execute) archive.emplace(plan, host, state);
+  const bool oneArchive = run.needsTarget && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
+  if (oneArchive && run.mode == RunMode::Execute) archive.emplace(plan, run.host, run.state);
   // "Begleitdateien": sidecars go with their main file (moves and copies, not into archives).
-  const bool sidecars = Trim(profile.Begleitdateien) == L"1" && ActionNeedsTarget(profile.Aktion) &&
-                        ZipModeOf(profile.Zippen) == ZipMode::None;
   std::optional<SidecarGroups> sidecarGroups;
-  if (sidecars) sidecarGroups.emplace(files);
-
-  auto appendRow = [&](std::wstring_view path, std::uint64_t size, FileTime lastWrite, FileTime creation,
-                       const std::wstring& targetFolder, const std::wstring& metadaten, const ActionResult& result) {
-    LogFileFields row;
-    // Pieces of the path, not copies: this runs for every file of a run.
-    const std::wstring_view name = NameView(path);
-    row.datei = name;
-    row.pfad = path.substr(0, path.size() - name.size());
-    row.size = size;
-    row.lastWrite = lastWrite;
-    row.creation = creation;
-    row.zielpfad = targetFolder;
-    row.ergebnis = result.resultWord;
-    row.aktion = profile.Aktion;
-    row.zipp = profile.Zippen;
-    row.kollision = profile.Kollision;
-    row.zipName = profile.ZipName;
-    row.metadaten = metadaten;
-    // The second columns carry only what the others do not already say, so a long log
-    // stays small: the source is Pfad + Datei, the target Zielpfad + Datei unless numbered.
-    const bool renamed = !result.targetFile.empty() && NameView(result.targetFile) != name;
-    row.quell2 = L"";
-    row.ziel2 = renamed ? std::wstring_view(result.targetFile) : std::wstring_view();
-    log.AppendFile(row);
-    ++summary.files;
-    if (RowKindOf(result.resultWord) == LogRowKind::Error) ++summary.errors;
-  };
+  if (run.switches.sidecars && run.needsTarget && ZipModeOf(profile.Zippen) == ZipMode::None) {
+    sidecarGroups.emplace(files);
+  }
   const SidecarGroupRun sidecarRun{
-      files, plan, mode, host, state,
+      files, plan, run.mode, run.host, run.state,
       [&](const RunFile& f) { return TargetFolderFor(profile, {f.path, f.size, f.lastWrite, f.creation}, variables); },
       [&](const RunFile& f) {
         return MetadataConditionValue(profile.Metadaten, {f.path, f.size, f.lastWrite, f.creation}, variables);
       },
-      [&](const SidecarGroupRow& r) {
-        appendRow(r.path, r.size, r.lastWrite, r.creation, r.targetFolder, r.metadaten, r.result);
-      }};
-  auto reportProgress = [&](std::size_t i) {
-    progress.filesDone = i + 1;
-    if (i % 16 == 0 || i + 1 == files.size()) host.Progress(progress);
-  };
+      [&](const SidecarGroupRow& r) { LogFileRow(run, r); }};
 
   for (size_t i = 0; i < files.size() && !stopped; ++i) {
-    if (StopRequested(host)) {
+    if (StopRequested(run.host)) {
       stopped = true;
       break;
     }
     // A file and the files that go with it (its sidecars, a RAW beside its JPEG) as one group.
     if (sidecarGroups) {
       sidecarGroups->Handle(i, sidecarRun);
-      reportProgress(i);
+      ReportFileProgress(run, i, files.size());
       continue;
     }
     const RunFile& file = files[i];
@@ -262,25 +283,53 @@ bool RunOneProfile(const Profile& profile, RunMode mode, RunHost& host, LogList&
     // What the condition read from this file (its camera, its distance), not the condition;
     // read before the action moves or deletes the file.
     const std::wstring metadaten = MetadataConditionValue(profile.Metadaten, facts, variables);
-    const std::wstring targetFolder =
-        ActionNeedsTarget(profile.Aktion) ? TargetFolderFor(profile, facts, variables) : L"";
+    const std::wstring targetFolder = run.needsTarget ? TargetFolderFor(profile, facts, variables) : L"";
     ActionResult result;
     const FileRef found(file.path, file.id, file.folder);
     if (!oneArchive) {
-      result = HandleFile(found, targetFolder, plan, mode, host, state);
+      result = HandleFile(found, targetFolder, actions);
     } else if (!archive) {
       result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
                                                                             : ResultWord::kKopierenSimuliert;
     } else {
       result.resultWord = archive->Add(found, targetFolder, ExpandPathVariables(profile.ZipName, facts, variables),
-                                       log.size());
+                                       run.log.size());
     }
-    appendRow(file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result);
-    reportProgress(i);
+    LogFileRow(run, {file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result});
+    ReportFileProgress(run, i, files.size());
   }
   // The archive's rows get their final words only now.
-  if (archive) summary.errors += archive->Finish(log, stopped || AbortRequested());
-  AppendEndBanner(log, profile.Beschreibung);
+  if (archive) run.summary.errors += archive->Finish(run.log, stopped || AbortRequested());
+  return !stopped;
+}
+
+// Runs one profile; false when the run was stopped.
+bool RunOneProfile(ProfileRun& run) {
+  const Profile& profile = run.profile;
+  AppendStartBanner(run.log, profile.Beschreibung);
+  if (run.state.journal) run.state.journal->BeginProfile(profile.Beschreibung, FoldersOfRun(profile));
+  std::wstring problem;
+  const ConditionSet conditions = BuildConditions(run, &problem);
+  if (!problem.empty()) {
+    RefuseProfile(run, problem, false);
+    return true;
+  }
+
+  // Another process at work on the same folder (the window's timer, a watching command line)
+  // would race this run for every file; this run waits for its next turn instead.
+  FolderRunLock folderLock;
+  const std::wstring journalFolder = run.mode == RunMode::Execute ? run.host.JournalFolder() : L"";
+  if (!journalFolder.empty() &&
+      !folderLock.TryLock(JoinPath(journalFolder, L"Sperren"), std::wstring(Trim(profile.Quelle)))) {
+    RefuseProfile(run, kSourceFolderBusy, true);
+    return true;
+  }
+
+  RunFileList files;
+  const bool scanned = ScanProfile(run, conditions, &files);
+  if (files.empty() && scanned) AppendNothingFoundRow(run.log);
+  const bool stopped = !ActOnFiles(run, files, !scanned);
+  AppendEndBanner(run.log, profile.Beschreibung);
   return !stopped && !AbortRequested();
 }
 
@@ -297,7 +346,7 @@ std::wstring RunHost::JournalFolder() { return DefaultJournalFolder(); }
 std::wstring TargetFolderFor(const Profile& profile, const FileFacts& file,
                              const PathVariableContext& context) {
   std::wstring folder = ExpandPathVariables(profile.Ziel, file, context);
-  if (Trim(profile.OrdnerStruktur) == L"1") {
+  if (IsSwitchedOn(profile.OrdnerStruktur)) {
     // The file's folder below the source folder, rebuilt under the target.
     const std::wstring source = WithTrailingBackslash(profile.Quelle);
     const std::wstring fileFolder = FolderPart(file.path);
@@ -328,7 +377,14 @@ RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHo
   host.SetLogEmptyText(kLogEmptyBusy);
   for (std::size_t i = 0; i < profiles.size(); ++i) {
     const std::vector<std::wstring>* onlyFiles = i < onlyFilesOf.size() ? onlyFilesOf[i] : nullptr;
-    if (AbortRequested() || !RunOneProfile(profiles[i], mode, host, log, state, summary, onlyFiles)) {
+    if (AbortRequested()) {
+      summary.aborted = true;
+      break;
+    }
+    const Profile& profile = profiles[i];
+    ProfileRun run{profile, SwitchesOf(profile), ActionNeedsTarget(profile.Aktion), mode, host, log, state,
+                   summary, onlyFiles, host.Now(), RunProgress{profile.Beschreibung}};
+    if (!RunOneProfile(run)) {
       summary.aborted = true;
       break;
     }
@@ -369,7 +425,7 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
       if (!archive) archive = std::make_unique<RunArchive>(plan, host, state);
       word = archive->Add(path, a.zielpfad, zipName, row);
     } else {
-      word = HandleFile(path, a.zielpfad, plan, RunMode::Execute, host, state).resultWord;
+      word = HandleFile(path, a.zielpfad, RunContext{plan, RunMode::Execute, host, state}).resultWord;
     }
     log.SetResult(row, word);
     ++summary.files;

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "fileops/files.h"
-#include "log/char_chunks.h"
+#include "base/char_chunks.h"
 
 namespace ablagix {
 

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "base/text.h"
+#include "engine/dispatch.h"
 #include "fileops/file_system.h"
 #include "fileops/path_text.h"
 #include "log/log_row.h"
@@ -312,15 +313,8 @@ void SidecarGroups::HandleOnItsOwn(const RunFile& file, const SidecarGroupRun& r
   run.row({file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result});
 }
 
-void SidecarGroups::HandleGroup(std::vector<Member>& mains, std::vector<Follower>& followers,
-                                const SidecarGroupRun& run) {
-  const ActionPlan& plan = run.plan;
-  const bool move = EqualsNoCase(plan.aktion, kAktionVerschieben);
-  const std::wstring_view policy = Trim(plan.kollision);
-  const bool skipTaken = policy == L"2";
-  const bool numberTaken = policy.empty() || policy == L"1";
+void SidecarGroups::MarkRefusedMains(std::vector<Member>& mains, const ActionPlan& plan) {
   FileSystem& fs = ActiveFileSystem();
-
   for (Member& m : mains) {
     const std::wstring target = JoinPath(m.targetFolder, m.name);
     FileInfo there;
@@ -336,83 +330,79 @@ void SidecarGroups::HandleGroup(std::vector<Member>& mains, std::vector<Follower
                   (plan.skipIdentical && IdenticalTargetExists(FileRef(m.file.path, m.file.id), target));
     }
   }
-  // The main file a sidecar goes with: the first of its main files that goes.
-  auto carrierOf = [&](const Follower& f, bool beforeMoving) -> std::size_t {
-    for (std::size_t owner : f.owners) {
-      if (beforeMoving ? !mains[owner].refused : mains[owner].went) return owner;
-    }
-    return mains.size();
-  };
+}
+
+// The main file a sidecar goes with: the first of its main files that goes.
+std::size_t SidecarGroups::CarrierOf(const std::vector<Member>& mains, const Follower& follower, bool beforeMoving) {
+  for (std::size_t owner : follower.owners) {
+    if (beforeMoving ? !mains[owner].refused : mains[owner].went) return owner;
+  }
+  return mains.size();
+}
+
+void SidecarGroups::DecideFollowers(const std::vector<Member>& mains, std::vector<Follower>& followers, bool move) {
   for (Follower& f : followers) {
     const bool ownerStays = std::any_of(f.owners.begin(), f.owners.end(), [&](std::size_t o) { return mains[o].refused; });
-    f.mayGo = carrierOf(f, true) < mains.size() && (!move || (f.stayingMain.empty() && !ownerStays));
+    f.mayGo = CarrierOf(mains, f, true) < mains.size() && (!move || (f.stayingMain.empty() && !ownerStays));
   }
+}
 
+// The first name of the group that is taken under the number `number`, "" when all are free.
+std::wstring SidecarGroups::TakenName(const std::vector<Member>& mains, const std::vector<Follower>& followers,
+                                      int number) {
   // The group's own files in the source are no strangers at the target (a target folder
   // that is the source folder).
   auto isGroupFile = [&](const std::wstring& path) {
     return std::any_of(mains.begin(), mains.end(), [&](const Member& m) { return SameFolderText(m.file.path, path); }) ||
            std::any_of(followers.begin(), followers.end(), [&](const Follower& f) { return SameFolderText(f.path, path); });
   };
-  // The first name of the group that is taken under the number `n`, "" when all are free.
-  auto takenName = [&](int n) -> std::wstring {
-    for (const Member& m : mains) {
-      if (m.refused) continue;
-      const std::wstring name = WithNumber(m.name, n);
-      const std::wstring target = JoinPath(m.targetFolder, name);
-      if (!isGroupFile(target) && PathExists(target)) return name;
-      const std::wstring stranger = targets_.BelongingTo(m.targetFolder, name);
-      if (!stranger.empty() && !isGroupFile(JoinPath(m.targetFolder, stranger))) return stranger;
-    }
-    for (const Follower& f : followers) {
-      if (!f.mayGo) continue;
-      const Member& carrier = mains[carrierOf(f, true)];
-      const std::wstring name = FollowingName(f.sidecar.entry.name, carrier.name, WithNumber(carrier.name, n));
-      const std::wstring target = JoinPath(carrier.targetFolder, name);
-      if (isGroupFile(target)) continue;
-      if (PathExists(target)) return name;
-      std::wstring there = targets_.Find(carrier.targetFolder, name);
-      if (!there.empty()) return there;
-    }
-    return {};
-  };
-
-  int number = 0;
-  std::wstring taken;  // under "überspringen": the name that keeps the group where it is
-  bool allNumbersTaken = false;
-  if (skipTaken) {
-    taken = takenName(0);
-  } else if (numberTaken) {
-    for (;; ++number) {
-      // NumberedName gives nothing beyond the last number, (1000).
-      if (number > 0 && NumberedName(mains.front().name, number).empty()) {
-        allNumbersTaken = true;
-        break;
-      }
-      if (takenName(number).empty()) break;
-    }
+  for (const Member& m : mains) {
+    if (m.refused) continue;
+    const std::wstring name = WithNumber(m.name, number);
+    const std::wstring target = JoinPath(m.targetFolder, name);
+    if (!isGroupFile(target) && PathExists(target)) return name;
+    const std::wstring stranger = targets_.BelongingTo(m.targetFolder, name);
+    if (!stranger.empty() && !isGroupFile(JoinPath(m.targetFolder, stranger))) return stranger;
   }
+  for (const Follower& f : followers) {
+    if (!f.mayGo) continue;
+    const Member& carrier = mains[CarrierOf(mains, f, true)];
+    const std::wstring name = FollowingName(f.sidecar.entry.name, carrier.name, WithNumber(carrier.name, number));
+    const std::wstring target = JoinPath(carrier.targetFolder, name);
+    if (isGroupFile(target)) continue;
+    if (PathExists(target)) return name;
+    std::wstring there = targets_.Find(carrier.targetFolder, name);
+    if (!there.empty()) return there;
+  }
+  return {};
+}
 
+void SidecarGroups::HandleMains(std::vector<Member>& mains, int number, const std::wstring& taken,
+                                bool allNumbersTaken, const SidecarGroupRun& run) {
   for (Member& m : mains) {
     const FileRef ref(m.file.path, m.file.id, m.file.folder);
     if (m.refused) {
       // Its transfer says why in its own words.
-      m.result = TransferFileAs(ref, m.targetFolder, m.name, plan, run.mode, run.host, run.state);
+      m.result = TransferFileAs(ref, m.targetFolder, m.name, run.plan, run.mode, run.host, run.state);
     } else if (allNumbersTaken) {
       m.result.resultWord = ErrorWord(kAllNumbersTaken);
     } else if (!taken.empty()) {
       m.result.resultWord = PathExists(JoinPath(m.targetFolder, m.name)) ? std::wstring(ResultWord::kUebersprungen)
                                                                          : SkippedBecause(kGroupNameTaken, taken);
     } else {
-      m.result = TransferFileAs(ref, m.targetFolder, WithNumber(m.name, number), plan, run.mode, run.host, run.state);
+      m.result = TransferFileAs(ref, m.targetFolder, WithNumber(m.name, number), run.plan, run.mode, run.host,
+                                run.state);
     }
     m.went = Went(m.result);
     run.row({m.file.path, m.file.size, m.file.lastWrite, m.file.creation, m.targetFolder, m.metadaten, m.result});
   }
+}
 
+void SidecarGroups::HandleFollowers(const std::vector<Member>& mains, const std::vector<Follower>& followers,
+                                    bool move, const SidecarGroupRun& run) {
   const std::wstring noMetadaten;
-  for (Follower& f : followers) {
-    const std::size_t carrier = carrierOf(f, false);
+  for (const Follower& f : followers) {
+    const std::size_t carrier = CarrierOf(mains, f, false);
     // In a move a sidecar stays with any of its main files that stays; a copy leaves the
     // source as it was, so the copied photo gets its sidecar even then.
     std::wstring staysWith;
@@ -429,13 +419,39 @@ void SidecarGroups::HandleGroup(std::vector<Member>& mains, std::vector<Follower
       result.resultWord = SkippedBecause(kSidecarStaysWith, staysWith);
     } else {
       result = TransferFileAs(FileRef(f.path, f.sidecar.entry.id), with.targetFolder,
-                              FollowingName(f.sidecar.entry.name, with.name, NamePart(with.result.targetFile)), plan,
-                              run.mode, run.host, run.state);
+                              FollowingName(f.sidecar.entry.name, with.name, NamePart(with.result.targetFile)),
+                              run.plan, run.mode, run.host, run.state);
       if (!result.targetFile.empty()) targets_.Add(result.targetFile);
     }
     const DirEntry& e = f.sidecar.entry;
     run.row({f.path, e.size, e.lastWrite, e.creation, with.targetFolder, noMetadaten, result});
   }
+}
+
+void SidecarGroups::HandleGroup(std::vector<Member>& mains, std::vector<Follower>& followers,
+                                const SidecarGroupRun& run) {
+  const bool move = EqualsNoCase(run.plan.aktion, kAktionVerschieben);
+  const Collision collision = CollisionOf(run.plan.kollision);
+  MarkRefusedMains(mains, run.plan);
+  DecideFollowers(mains, followers, move);
+
+  int number = 0;
+  std::wstring taken;  // under "überspringen": the name that keeps the group where it is
+  bool allNumbersTaken = false;
+  if (collision == Collision::kSkip) {
+    taken = TakenName(mains, followers, 0);
+  } else if (collision == Collision::kNumber) {
+    for (;; ++number) {
+      // NumberedName gives nothing beyond the last number, (1000).
+      if (number > 0 && NumberedName(mains.front().name, number).empty()) {
+        allNumbersTaken = true;
+        break;
+      }
+      if (TakenName(mains, followers, number).empty()) break;
+    }
+  }
+  HandleMains(mains, number, taken, allNumbersTaken, run);
+  HandleFollowers(mains, followers, move, run);
 }
 
 }  // namespace ablagix

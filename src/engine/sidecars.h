@@ -126,6 +126,16 @@ class SidecarGroups {
   // A sidecar that the profile takes while no main file of the run owns it.
   void HandleOnItsOwn(const RunFile& file, const SidecarGroupRun& run);
   void HandleGroup(std::vector<Member>& mains, std::vector<Follower>& followers, const SidecarGroupRun& run);
+  // The steps of a group: which main files cannot go, which sidecars may, the number the
+  // group gets at the target, then the main files and the sidecars themselves.
+  static void MarkRefusedMains(std::vector<Member>& mains, const ActionPlan& plan);
+  static std::size_t CarrierOf(const std::vector<Member>& mains, const Follower& follower, bool beforeMoving);
+  static void DecideFollowers(const std::vector<Member>& mains, std::vector<Follower>& followers, bool move);
+  std::wstring TakenName(const std::vector<Member>& mains, const std::vector<Follower>& followers, int number);
+  static void HandleMains(std::vector<Member>& mains, int number, const std::wstring& taken, bool allNumbersTaken,
+                          const SidecarGroupRun& run);
+  void HandleFollowers(const std::vector<Member>& mains, const std::vector<Follower>& followers, bool move,
+                       const SidecarGroupRun& run);
 
   std::unordered_map<std::wstring, std::vector<std::size_t>> mainsByStem_;  // indexes of the run's main files
   std::vector<bool> handled_;  // by index in the run

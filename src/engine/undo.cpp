@@ -303,13 +303,6 @@ Result UndoEntry(const JournalEntry& e, RunHost& host) {
   return r;
 }
 
-void AppendMessageRow(LogList& log, std::wstring_view text) {
-  LogRowTexts texts{};
-  texts[0] = L"**********";
-  texts[1] = text;
-  log.AppendTexts(texts);
-}
-
 std::size_t AppendUndoRow(LogList& log, const JournalEntry& e, const Result& r) {
   const std::wstring name = NamePart(e.from);
   const std::wstring folder = FolderPart(e.from);

@@ -13,9 +13,9 @@ bool Multiply(bool watched, bool copies, bool numbers, bool skipIdentical, bool 
 }  // namespace
 
 bool WatchedCopiesMultiply(const Profile& p) {
-  const std::wstring_view kollision = Trim(p.Kollision);
-  return Multiply(Trim(p.Ueberwachen) == L"1", EqualsNoCase(Trim(p.Aktion), kAktionKopieren),
-                  kollision.empty() || kollision == L"1", Trim(p.Identisch) == L"1",
+  const ProfileSwitches switches = SwitchesOf(p);
+  return Multiply(switches.watch, EqualsNoCase(Trim(p.Aktion), kAktionKopieren),
+                  CollisionOf(p.Kollision) == Collision::kNumber, switches.skipIdentical,
                   ZipModeOf(p.Zippen) != ZipMode::None);
 }
 

@@ -39,7 +39,7 @@ WatchTime WatchClockNow() {
   return std::chrono::duration_cast<WatchTime>(std::chrono::steady_clock::now().time_since_epoch());
 }
 
-bool MarkedForWatching(const Profile& profile) { return Trim(profile.Ueberwachen) == L"1"; }
+bool MarkedForWatching(const Profile& profile) { return IsSwitchedOn(profile.Ueberwachen); }
 
 void AppendWatchNote(LogList& log, std::wstring_view text) {
   LogRowTexts texts{};
@@ -84,7 +84,7 @@ bool WatchService::StartWatch(std::size_t index, std::wstring* reason) {
   Watched& w = *watched_[index];
   FolderWatchRequest request;
   request.folder = std::wstring(Trim(w.profile.Quelle));
-  request.subtree = Trim(w.profile.Unterverzeich) == L"1";
+  request.subtree = IsSwitchedOn(w.profile.Unterverzeich);
   request.bufferBytes = options_.bufferBytes;
   if (request.folder.empty()) {
     *reason = L"kein Quellordner";

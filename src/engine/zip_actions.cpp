@@ -31,9 +31,14 @@ bool IsMove(const ActionPlan& plan) { return EqualsNoCase(plan.aktion, kAktionVe
 
 // What the collision policy makes of an archive name that is taken.
 ZipCommit CommitFor(std::wstring_view kollision) {
-  const std::wstring_view policy = Trim(kollision);
-  if (policy.empty() || policy == L"1") return ZipCommit::kNumbered;
-  if (policy == L"2") return ZipCommit::kCreateNew;
+  switch (CollisionOf(kollision)) {
+    case Collision::kNumber:
+      return ZipCommit::kNumbered;
+    case Collision::kSkip:
+      return ZipCommit::kCreateNew;
+    case Collision::kReplace:
+      break;
+  }
   return ZipCommit::kReplace;
 }
 
@@ -87,8 +92,11 @@ ZipMode ZipModeOf(std::wstring_view zippen) {
   return ZipMode::None;
 }
 
-ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& targetFolder,
-                                 const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
+ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& targetFolder, const RunContext& run) {
+  const ActionPlan& plan = run.plan;
+  const RunMode mode = run.mode;
+  ActionHost& host = run.host;
+  RunState& state = run.state;
   const std::wstring& path = file.path;
   const ZipSettings settings = host.Zip();
   const bool move = IsMove(plan);

@@ -25,8 +25,7 @@ ZipMode ZipModeOf(std::wstring_view zippen);
 inline constexpr std::wstring_view kZipComponentMissing = L"Konnte Zipkomponente nicht laden";
 
 // One archive holding one file, at the target path plus ".zip" (".exe" for a self-extractor).
-ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& targetFolder,
-                                 const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
+ActionResult ZipFileToOwnArchive(const FileRef& file, const std::wstring& targetFolder, const RunContext& run);
 
 // One archive for many files: the files are compressed on worker threads while the run goes
 // on, and every row is given its final word when the archive is finished. An archive of the

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "fileops/file_system.h"
+#include "fileops/full_path.h"
 
 namespace ablagix::files_internal {
 
@@ -25,7 +26,7 @@ std::wstring StagingName(const std::wstring& folder);
 // long-path form. POSIX: UTF-8 with "\" made "/".
 std::wstring ApiPath(const std::wstring& path);
 // Windows only: the absolute, normalised path with "\" separators, without the prefix.
-std::wstring FullPathText(const std::wstring& path);
+using ablagix::FullPathText;
 std::string NativePath(const std::wstring& path);
 
 // The offset of local time from UTC, in seconds, at the given moment (seconds since 1970).

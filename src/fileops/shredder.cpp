@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -112,8 +113,12 @@ std::wstring RandomName(std::size_t length) {
   return name;
 }
 
-ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& progress,
-                      const ShredTexts& texts) {
+namespace {
+
+// Before anything is written: the file is still the one found, a plain file, and its data's
+// only name (otherwise only the name goes). `target` gets the file's identity. Returns the
+// result when the shredding ends here.
+std::optional<ShredResult> CheckBeforeShredding(const FileRef& found, FileRef* target) {
   const std::wstring& path = found.path;
   FileSystem& fs = ActiveFileSystem();
   FileInfo info;
@@ -126,15 +131,24 @@ ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& p
   if (found.id.known() && info.id != found.id) {
     return Failure(ShredFailure::NotAFile, FsErrorText(FsError::kNotTheFoundFile), 0, path);
   }
-  FileRef target = found;
-  target.id = info.id;
+  *target = found;
+  target->id = info.id;
   if (info.links > 1) {
     // Another name (a backup made of hard links, a deduplicated copy) holds the same data:
     // destroying the data would destroy that file. Only the name that was asked for goes.
-    const FsStatus removed = fs.RemoveFile(target);
+    const FsStatus removed = fs.RemoveFile(*target);
     if (!removed.ok()) return Failure(ShredFailure::Deleting, L"Löschen fehlgeschlagen", removed.code, path);
     return Outcome(ShredOutcome::NameRemoved);
   }
+  return std::nullopt;
+}
+
+// Opens the file for the passes, after asking about a read-only one, and reads its length.
+// A file that is not opened keeps its attributes. Returns the result when the shredding ends
+// here.
+std::optional<ShredResult> OpenForPasses(const FileRef& target, UiPort& ui, const ShredTexts& texts,
+                                         InPlaceFile* file, std::uint64_t* length) {
+  const std::wstring& path = target.path;
   std::uint32_t attributes = 0;
   if (!GetAttributes(path, &attributes)) {
     return Failure(ShredFailure::NotFound, L"Datei nicht gefunden", LastSystemError(), {});
@@ -145,26 +159,30 @@ ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& p
 
   // Archive only: read-only would refuse the writes, hidden and system the delete.
   SetAttributes(path, kAttrArchive);
-  InPlaceFile file;
-  if (!file.Open(target)) {
-    std::uint32_t error = file.LastError();
+  if (!file->Open(target)) {
+    std::uint32_t error = file->LastError();
     SetAttributes(path, attributes);  // untouched, so it keeps what it had
     return Failure(ShredFailure::CannotOpen, L"Datei lässt sich nicht öffnen", error, path);
   }
   std::uint32_t links = 1;
-  if (file.Links(&links) && links > 1) {
+  if (file->Links(&links) && links > 1) {
     // A name added since the look above: leave the data to it.
-    file.Close();
+    file->Close();
     SetAttributes(path, attributes);
     return Failure(ShredFailure::CannotOpen, L"Datei hat weitere Namen bekommen", 0, path);
   }
-  std::uint64_t length = 0;
-  if (!file.Size(&length)) {
-    std::uint32_t error = file.LastError();
+  if (!file->Size(length)) {
+    std::uint32_t error = file->LastError();
     SetAttributes(path, attributes);
     return Failure(ShredFailure::CannotOpen, L"Dateigröße unbekannt", error, path);
   }
+  return std::nullopt;
+}
 
+// Overwrites the whole file kShredPasses times, each pass flushed to the disk. Returns the
+// result when the shredding ends here (Esc, a failed write).
+std::optional<ShredResult> OverwriteInPasses(InPlaceFile& file, std::uint64_t length, const std::wstring& path,
+                                             UiPort& ui, const ShredProgressFn& progress, const std::wstring& head) {
   // Up to one block the pass is a single write, which counts as its final (partial) block.
   const std::uint64_t fullBlocks = length <= kShredBlockSize ? 0 : length / kShredBlockSize;
   const auto tail = static_cast<std::size_t>(length - fullBlocks * kShredBlockSize);
@@ -173,8 +191,6 @@ ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& p
   std::vector<std::uint8_t> ones(kShredBlockSize, 0xFF);
   std::vector<std::uint8_t> scratch(kShredBlockSize);
   std::mt19937 random(ClockSeed() ^ std::random_device{}());
-
-  const std::wstring& head = texts.overwriting;
   const std::wstring name = NamePart(path);
 
   auto stopRequested = [&ui] {
@@ -224,12 +240,15 @@ ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& p
       return Failure(ShredFailure::Overwriting, L"Überschreiben fehlgeschlagen", file.LastError(), path);
     }
   }
-  file.Close();
+  return std::nullopt;
+}
 
-  // The old name would otherwise survive in the folder's records; a random one takes its place.
-  // A taken name is never replaced: that file is not ours to destroy.
-  // Both steps only while the names stand for the file that was overwritten.
-  const std::wstring folder = FolderPart(path);
+// The old name would otherwise survive in the folder's records; a random one takes its place,
+// and the file goes under it. A taken name is never replaced: that file is not ours to
+// destroy. Both steps only while the names stand for the file that was overwritten.
+ShredResult RemoveUnderRandomName(const FileRef& target) {
+  FileSystem& fs = ActiveFileSystem();
+  const std::wstring folder = FolderPart(target.path);
   std::wstring renamed;
   FsStatus status;
   for (int attempt = 0; attempt < kRenameAttempts && renamed.empty(); ++attempt) {
@@ -246,13 +265,29 @@ ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& p
   if (renamed.empty() && (status.error == FsError::kNotTheFoundFile || status.error == FsError::kNotFound)) {
     return Outcome(ShredOutcome::Shredded);
   }
-  if (renamed.empty()) return Failure(ShredFailure::Renaming, L"Umbenennen fehlgeschlagen", status.code, path);
+  if (renamed.empty()) return Failure(ShredFailure::Renaming, L"Umbenennen fehlgeschlagen", status.code, target.path);
 
   FileRef shredded = target;
   shredded.path = renamed;
   status = fs.RemoveFile(shredded);
   if (!status.ok()) return Failure(ShredFailure::Deleting, L"Löschen fehlgeschlagen", status.code, renamed);
   return Outcome(ShredOutcome::Shredded);
+}
+
+}  // namespace
+
+ShredResult ShredFile(const FileRef& found, UiPort& ui, const ShredProgressFn& progress,
+                      const ShredTexts& texts) {
+  FileRef target;
+  if (std::optional<ShredResult> ended = CheckBeforeShredding(found, &target)) return *ended;
+  InPlaceFile file;
+  std::uint64_t length = 0;
+  if (std::optional<ShredResult> ended = OpenForPasses(target, ui, texts, &file, &length)) return *ended;
+  if (std::optional<ShredResult> ended = OverwriteInPasses(file, length, target.path, ui, progress, texts.overwriting)) {
+    return *ended;
+  }
+  file.Close();
+  return RemoveUnderRandomName(target);
 }
 
 }  // namespace ablagix

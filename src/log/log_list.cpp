@@ -662,4 +662,11 @@ void AppendNothingFoundRow(LogList& list) {
   list.AppendTexts(texts);
 }
 
+void AppendMessageRow(LogList& list, std::wstring_view text) {
+  LogRowTexts texts{};
+  texts[0] = kStars10;
+  texts[1] = text;
+  list.AppendTexts(texts);
+}
+
 }  // namespace ablagix

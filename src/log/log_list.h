@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "log/char_chunks.h"
+#include "base/char_chunks.h"
 #include "log/log_row.h"
 #include "log/text_pool.h"
 
@@ -199,5 +199,8 @@ void AppendStartBanner(LogList& list, std::wstring_view profileName);
 void AppendEndBanner(LogList& list, std::wstring_view profileName);
 // A scan that found no file: ten stars, then "Keine Datei(en) gefunden".
 void AppendNothingFoundRow(LogList& list);
+// A message of the run in the row's second column (a refused profile, a journal problem),
+// behind ten stars.
+void AppendMessageRow(LogList& list, std::wstring_view text);
 
 }  // namespace ablagix

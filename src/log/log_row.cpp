@@ -144,4 +144,13 @@ void AppendLogTimeUtf8(std::string& out, FileTime time) {
   if (time != 0) AppendDateTime(out, FileTimeToLocal(time));
 }
 
+std::wstring ErrorWord(std::wstring_view reason) {
+  std::wstring word(ResultWord::kFehler);
+  if (!reason.empty()) {
+    word += L' ';
+    word += reason;
+  }
+  return word;
+}
+
 }  // namespace ablagix

@@ -92,6 +92,9 @@ struct ResultWord {
   static constexpr std::wstring_view kZielIstQuelle = L": Das Ziel ist die Datei selbst";
 };
 
+// "Fehler! " and the reason, as a failed file's result reads.
+std::wstring ErrorWord(std::wstring_view reason);
+
 enum class LogRowKind { Normal, Error, Skipped };
 
 // Error: the text begins with the seven characters "Fehler!" (more may follow). Skipped: the

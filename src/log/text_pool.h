@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "log/char_chunks.h"
+#include "base/char_chunks.h"
 
 namespace ablagix {
 

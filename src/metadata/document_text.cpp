@@ -9,6 +9,7 @@
 #include "fileops/file_io.h"
 #include "fileops/files.h"
 #include "fileops/path_text.h"
+#include "metadata/document_bytes.h"
 #include "metadata/pdf_text.h"
 #include "metadata/text_matcher.h"
 #include "metadata/xml_scanner.h"
@@ -16,42 +17,10 @@
 #include "zip/zip_reader.h"
 
 namespace ablagix {
+
+using namespace document_bytes;
+
 namespace {
-
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f'; }
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
-
-bool StartsNoCase(std::string_view text, std::size_t at, std::string_view prefix) {
-  if (at + prefix.size() > text.size()) return false;
-  for (std::size_t i = 0; i < prefix.size(); ++i) {
-    if (Lower(text[at + i]) != prefix[i]) return false;
-  }
-  return true;
-}
-
-std::size_t FindNoCaseBytes(std::string_view text, std::string_view lowerNeedle, std::size_t from) {
-  for (std::size_t at = from; at + lowerNeedle.size() <= text.size(); ++at) {
-    if (StartsNoCase(text, at, lowerNeedle)) return at;
-  }
-  return std::string_view::npos;
-}
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-// The text in the named character set: UTF-8 or UTF-16 by name, else Windows-1252.
-std::wstring DecodeCharset(std::string_view bytes, std::string_view charset) {
-  std::string name;
-  for (char c : charset) name.push_back(Lower(c));
-  if (name.find("utf-8") != std::string::npos || name.find("utf8") != std::string::npos) return FromUtf8(bytes);
-  if (name.find("utf-16") != std::string::npos) return FromUtf16LeBytes(bytes);
-  return FromWindows1252(bytes);
-}
 
 // A character reference or named entity at `at` ("&amp;", "&#228;", "&#xE4;"); 0 when none.
 wchar_t Entity(std::string_view text, std::size_t at, std::size_t* length) {
@@ -77,133 +46,6 @@ wchar_t Entity(std::string_view text, std::size_t at, std::size_t* length) {
     if (name == known) return c;
   }
   return 0;
-}
-
-std::string QuotedPrintable(std::string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '=' && i + 1 < text.size()) {
-      if (text[i + 1] == '\r' || text[i + 1] == '\n') {  // soft line break
-        i += (text[i + 1] == '\r' && i + 2 < text.size() && text[i + 2] == '\n') ? 2 : 1;
-        continue;
-      }
-      if (i + 2 < text.size() && HexValue(text[i + 1]) >= 0 && HexValue(text[i + 2]) >= 0) {
-        out.push_back(static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2])));
-        i += 2;
-        continue;
-      }
-    }
-    out.push_back(text[i]);
-  }
-  return out;
-}
-
-std::string Base64(std::string_view text) {
-  std::string out;
-  unsigned buffer = 0;
-  int bits = 0;
-  for (char c : text) {
-    int value = c >= 'A' && c <= 'Z' ? c - 'A'
-                : c >= 'a' && c <= 'z' ? c - 'a' + 26
-                : c >= '0' && c <= '9' ? c - '0' + 52
-                : c == '+' ? 62
-                : c == '/' ? 63
-                : -1;
-    if (value < 0) continue;
-    buffer = (buffer << 6) | static_cast<unsigned>(value);
-    bits += 6;
-    if (bits >= 8) {
-      bits -= 8;
-      out.push_back(static_cast<char>((buffer >> bits) & 0xFF));
-    }
-  }
-  return out;
-}
-
-// The value of a header parameter ("charset=utf-8", "boundary=\"x\"").
-std::string Parameter(std::string_view header, std::string_view lowerName) {
-  const std::size_t at = FindNoCaseBytes(header, lowerName, 0);
-  if (at == std::string_view::npos) return {};
-  std::size_t start = at + lowerName.size();
-  while (start < header.size() && (IsSpace(header[start]) || header[start] == '=')) ++start;
-  if (start < header.size() && header[start] == '"') {
-    const std::size_t end = header.find('"', start + 1);
-    return std::string(header.substr(start + 1, end == std::string_view::npos ? std::string_view::npos : end - start - 1));
-  }
-  std::size_t end = start;
-  while (end < header.size() && header[end] != ';' && !IsSpace(header[end])) ++end;
-  return std::string(header.substr(start, end - start));
-}
-
-// One header's value, with folded continuation lines joined.
-std::string HeaderValue(std::string_view headers, std::string_view lowerName) {
-  std::size_t at = 0;
-  while (at < headers.size()) {
-    const std::size_t end = headers.find('\n', at);
-    const std::string_view line = headers.substr(at, end == std::string_view::npos ? std::string_view::npos : end - at);
-    if (StartsNoCase(line, 0, lowerName) && line.size() > lowerName.size() && line[lowerName.size()] == ':') {
-      std::string value(line.substr(lowerName.size() + 1));
-      std::size_t next = end;
-      while (next != std::string_view::npos && next + 1 < headers.size() &&
-             (headers[next + 1] == ' ' || headers[next + 1] == '\t')) {
-        const std::size_t after = headers.find('\n', next + 1);
-        value += headers.substr(next + 1, after == std::string_view::npos ? std::string_view::npos : after - next - 1);
-        next = after;
-      }
-      return value;
-    }
-    if (end == std::string_view::npos) break;
-    at = end + 1;
-  }
-  return {};
-}
-
-void AppendMimePart(std::string_view part, int depth, std::wstring* out) {
-  std::size_t split = part.find("\r\n\r\n");
-  std::size_t bodyStart = split == std::string_view::npos ? std::string_view::npos : split + 4;
-  if (const std::size_t lf = part.find("\n\n"); lf != std::string_view::npos && (split == std::string_view::npos || lf < split)) {
-    split = lf;
-    bodyStart = lf + 2;
-  }
-  if (split == std::string_view::npos) return;
-  const std::string_view headers = part.substr(0, split);
-  const std::string_view body = part.substr(bodyStart);
-  const std::string type = HeaderValue(headers, "content-type");
-  const std::string encoding = HeaderValue(headers, "content-transfer-encoding");
-  const std::string subject = HeaderValue(headers, "subject");
-  if (!subject.empty()) *out += FromWindows1252(subject) + L"\n";
-  std::string lowerType;
-  for (char c : type) lowerType.push_back(Lower(c));
-  if (lowerType.find("multipart/") != std::string::npos && depth < 8) {
-    const std::string boundary = Parameter(type, "boundary");
-    if (boundary.empty()) return;
-    const std::string marker = "--" + boundary;
-    std::size_t at = body.find(marker);
-    while (at != std::string_view::npos) {
-      const std::size_t start = at + marker.size();
-      if (body.substr(start, 2) == "--") break;
-      const std::size_t next = body.find(marker, start);
-      AppendMimePart(body.substr(start, next == std::string_view::npos ? std::string_view::npos : next - start),
-                     depth + 1, out);
-      at = next;
-    }
-    return;
-  }
-  if (!lowerType.empty() && lowerType.find("text/") == std::string::npos) return;  // attachments, pictures
-  std::string lowerEncoding;
-  for (char c : encoding) lowerEncoding.push_back(Lower(c));
-  std::string decoded = lowerEncoding.find("quoted-printable") != std::string::npos ? QuotedPrintable(body)
-                        : lowerEncoding.find("base64") != std::string::npos        ? Base64(body)
-                                                                                   : std::string(body);
-  const std::string charset = Parameter(type, "charset");
-  if (lowerType.find("text/html") != std::string::npos) {
-    std::string lowerCharset;
-    for (char c : charset) lowerCharset.push_back(Lower(c));
-    *out += charset.empty() ? HtmlText(decoded) : HtmlTextAs(decoded, lowerCharset.find("utf-8") != std::string::npos);
-  } else {
-    *out += DecodeCharset(decoded, charset);
-  }
-  *out += L"\n";
 }
 
 std::string ReadWhole(const std::wstring& path) {
@@ -375,116 +217,6 @@ std::wstring HtmlTextAs(std::string_view bytes, bool utf8) {
     }
     plain.push_back(c);
     ++i;
-  }
-  flush();
-  return out;
-}
-
-std::wstring MimeText(std::string_view bytes) {
-  std::wstring out;
-  AppendMimePart(bytes, 0, &out);
-  return out;
-}
-
-std::wstring RtfText(std::string_view bytes) {
-  std::wstring out;
-  // Per group: whether its text is skipped (font tables, pictures, "\*" destinations), and how
-  // many characters follow a \u as its stand-in.
-  struct Group {
-    bool skip = false;
-    int unicodeSkip = 1;
-  };
-  std::vector<Group> groups{Group{}};
-  int pendingSkip = 0;
-  std::string ansi;
-  auto flush = [&] {
-    out += FromWindows1252(ansi);
-    ansi.clear();
-  };
-  for (std::size_t i = 0; i < bytes.size();) {
-    const char c = bytes[i];
-    Group& group = groups.back();
-    if (c == '{') {
-      if (groups.size() < 256) groups.push_back(group);
-      ++i;
-      continue;
-    }
-    if (c == '}') {
-      if (groups.size() > 1) groups.pop_back();
-      ++i;
-      continue;
-    }
-    if (c == '\r' || c == '\n') {
-      ++i;
-      continue;
-    }
-    if (c != '\\') {
-      if (pendingSkip > 0) {
-        --pendingSkip;
-      } else if (!group.skip) {
-        ansi.push_back(c);
-      }
-      ++i;
-      continue;
-    }
-    if (i + 1 >= bytes.size()) break;
-    const char next = bytes[i + 1];
-    if (next == '\'' && i + 3 < bytes.size()) {  // a character by its code
-      const int hi = HexValue(bytes[i + 2]);
-      const int lo = HexValue(bytes[i + 3]);
-      if (pendingSkip > 0) {
-        --pendingSkip;
-      } else if (!group.skip && hi >= 0 && lo >= 0) {
-        ansi.push_back(static_cast<char>(hi * 16 + lo));
-      }
-      i += 4;
-      continue;
-    }
-    if (next == '*') {
-      group.skip = true;
-      i += 2;
-      continue;
-    }
-    if (!((next >= 'a' && next <= 'z') || (next >= 'A' && next <= 'Z'))) {  // an escaped symbol
-      if (!group.skip && (next == '\\' || next == '{' || next == '}')) ansi.push_back(next);
-      if (!group.skip && next == '~') ansi.push_back(' ');
-      i += 2;
-      continue;
-    }
-    std::size_t end = i + 1;
-    while (end < bytes.size() && ((bytes[end] >= 'a' && bytes[end] <= 'z') || (bytes[end] >= 'A' && bytes[end] <= 'Z'))) {
-      ++end;
-    }
-    const std::string_view word = bytes.substr(i + 1, end - i - 1);
-    long number = 0;
-    bool negative = false;
-    bool hasNumber = false;
-    if (end < bytes.size() && bytes[end] == '-') {
-      negative = true;
-      ++end;
-    }
-    while (end < bytes.size() && bytes[end] >= '0' && bytes[end] <= '9' && number < 100000000) {
-      number = number * 10 + (bytes[end] - '0');
-      hasNumber = true;
-      ++end;
-    }
-    if (negative) number = -number;
-    if (end < bytes.size() && bytes[end] == ' ') ++end;  // the delimiter belongs to the word
-    i = end;
-    if (word == "fonttbl" || word == "colortbl" || word == "stylesheet" || word == "info" || word == "pict" ||
-        word == "object" || word == "header" || word == "footer") {
-      group.skip = true;
-    } else if (group.skip) {
-      continue;
-    } else if (word == "par" || word == "line" || word == "row" || word == "cell" || word == "tab") {
-      ansi.push_back(word == "tab" || word == "cell" ? '\t' : '\n');
-    } else if (word == "uc" && hasNumber) {
-      group.unicodeSkip = static_cast<int>(std::max(0L, std::min(number, 8L)));
-    } else if (word == "u" && hasNumber) {
-      flush();
-      out.push_back(static_cast<wchar_t>(static_cast<std::uint16_t>(number)));
-      pendingSkip = group.unicodeSkip;
-    }
   }
   flush();
   return out;

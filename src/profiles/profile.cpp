@@ -61,4 +61,17 @@ bool ActionNeedsTarget(std::wstring_view aktion) {
   return EqualsNoCase(aktion, kAktionVerschieben) || EqualsNoCase(aktion, kAktionKopieren);
 }
 
+bool IsSwitchedOn(std::wstring_view value) { return Trim(value) == L"1"; }
+
+ProfileSwitches SwitchesOf(const Profile& profile) {
+  ProfileSwitches switches;
+  switches.includeSubfolders = IsSwitchedOn(profile.Unterverzeich);
+  switches.keepFolderStructure = IsSwitchedOn(profile.OrdnerStruktur);
+  switches.caseSensitive = IsSwitchedOn(profile.Case);
+  switches.skipIdentical = IsSwitchedOn(profile.Identisch);
+  switches.sidecars = IsSwitchedOn(profile.Begleitdateien);
+  switches.watch = IsSwitchedOn(profile.Ueberwachen);
+  return switches;
+}
+
 }  // namespace ablagix

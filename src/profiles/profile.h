@@ -38,6 +38,19 @@ struct Profile {
   std::wstring Ueberwachen;     // "Überwachung starten" watches this profile's source
 };
 
+// The on/off keys of a profile, read once: "1" switches each on (blanks around it do not
+// count), every other value leaves it off.
+struct ProfileSwitches {
+  bool includeSubfolders = false;    // Unterverzeich
+  bool keepFolderStructure = false;  // OrdnerStruktur
+  bool caseSensitive = false;        // Case
+  bool skipIdentical = false;        // Identisch
+  bool sidecars = false;             // Begleitdateien
+  bool watch = false;                // Ueberwachen
+};
+bool IsSwitchedOn(std::wstring_view value);
+ProfileSwitches SwitchesOf(const Profile& profile);
+
 // The later keys, read beside the list's columns.
 struct ProfileExtraKey {
   const wchar_t* key;

@@ -184,10 +184,13 @@ int PositionOfNoCase(const std::array<std::wstring_view, N>& entries, std::wstri
 void ProfileEditor::LoadFromRow(const Profile& p) {
   isFilling = true;
   ProfileEditorValues v;
+  // Values read from the profile file never carry blanks around them, so the switches read
+  // here as the run reads them.
+  const ProfileSwitches switches = SwitchesOf(p);
   v.description = p.Beschreibung;
   v.source = p.Quelle;
-  v.includeSubfolders = p.Unterverzeich == L"1";
-  v.keepFolderStructure = p.OrdnerStruktur == L"1";
+  v.includeSubfolders = switches.includeSubfolders;
+  v.keepFolderStructure = switches.keepFolderStructure;
   for (const std::wstring& folder : Split(p.BlockFolder, L';')) {
     if (!folder.empty()) v.blockedFolders.push_back(folder);
   }
@@ -232,15 +235,15 @@ void ProfileEditor::LoadFromRow(const Profile& p) {
     v.actions[i] = aktion == ToLowerText(kActionCodes[i]);
   }
   v.target = p.Ziel;
-  v.matchCase = p.Case == L"1";
+  v.matchCase = switches.caseSensitive;
   v.collisionOverwrite = p.Kollision == L"0";
   v.collisionSkip = p.Kollision == L"2";
   v.zipSeparate = p.Zippen == L"1";
   v.zipOne = p.Zippen == L"2";
   if (v.zipOne) v.zipName = p.ZipName;
-  v.skipIdentical = Trim(p.Identisch) == L"1";
-  v.takeSidecars = Trim(p.Begleitdateien) == L"1";
-  v.watch = Trim(p.Ueberwachen) == L"1";
+  v.skipIdentical = switches.skipIdentical;
+  v.takeSidecars = switches.sidecars;
+  v.watch = switches.watch;
 
   // Metadata: "<token>;<comparator><value>", e.g. "%Model%;=Canon".
   size_t semicolon = p.Metadaten.find(L';');

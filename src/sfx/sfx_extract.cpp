@@ -6,7 +6,10 @@
 
 #include "base/byte_order.h"
 #include "base/text.h"
+#include "fileops/full_path.h"
+#include "fileops/path_text.h"
 #include "fileops/system_error.h"
+#include "fileops/win32_handle.h"
 #include "zip/zip_names.h"
 #include "zip/zip_reader.h"
 
@@ -14,23 +17,6 @@ namespace ablagix::sfx {
 namespace {
 
 constexpr std::uint16_t kTimestampExtraId = 0x5455;
-
-std::wstring FullPath(const std::wstring& path) {
-  DWORD needed = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
-  if (needed == 0) return path;
-  std::wstring full(needed, L'\0');
-  DWORD length = GetFullPathNameW(path.c_str(), needed, full.data(), nullptr);
-  if (length == 0 || length >= needed) return path;
-  full.resize(length);
-  return full;
-}
-
-// "\\?\C:\x" or "\\?\UNC\server\share\x": no length limit and no reinterpretation of names.
-std::wstring LongForm(const std::wstring& full) {
-  if (full.starts_with(L"\\\\?\\")) return full;
-  if (full.starts_with(L"\\\\")) return L"\\\\?\\UNC\\" + full.substr(2);
-  return L"\\\\?\\" + full;
-}
 
 // A folder that exists afterwards. Below the chosen folder it must be a real folder: a link or
 // junction there could lead the files out of it, so one is refused. The chosen folder itself
@@ -270,17 +256,18 @@ bool Extraction::Entry(const ZipEntry& entry) {
     return false;
   }
 
-  HANDLE file = INVALID_HANDLE_VALUE;
+  HANDLE created = INVALID_HANDLE_VALUE;
   std::wstring temporary;
-  if (const DWORD error = CreateTemporary(folder, &file, &temporary)) {
+  if (const DWORD error = CreateTemporary(folder, &created, &temporary)) {
     Fail(shown, SystemErrorText(error), entry);
     return true;
   }
+  UniqueFile file(created);
   DWORD writeError = 0;
   const std::uint64_t doneBefore = done_;
   const ZipError read = reader_.ReadEntry(entry, UINT64_MAX, [&](std::string_view piece) {
     DWORD written = 0;
-    if (!WriteFile(file, piece.data(), static_cast<DWORD>(piece.size()), &written, nullptr) ||
+    if (!WriteFile(file.get(), piece.data(), static_cast<DWORD>(piece.size()), &written, nullptr) ||
         written != piece.size()) {
       writeError = GetLastError() ? GetLastError() : DiskFullError();
       return false;
@@ -300,12 +287,12 @@ bool Extraction::Entry(const ZipEntry& entry) {
     basic.LastWriteTime.QuadPart = static_cast<LONGLONG>((static_cast<std::uint64_t>(time.dwHighDateTime) << 32) |
                                                          time.dwLowDateTime);
     basic.FileAttributes = FILE_ATTRIBUTE_ARCHIVE;
-    shownAsFile = SetFileInformationByHandle(file, FileBasicInfo, &basic, sizeof basic);
-    if (!shownAsFile) SetFileTime(file, nullptr, nullptr, &time);
+    shownAsFile = SetFileInformationByHandle(file.get(), FileBasicInfo, &basic, sizeof basic);
+    if (!shownAsFile) SetFileTime(file.get(), nullptr, nullptr, &time);
     // A replaced file is gone after the rename, so the new one must be on the disk by then.
-    if (*placing == Placing::kReplace && !FlushFileBuffers(file)) writeError = GetLastError();
+    if (*placing == Placing::kReplace && !FlushFileBuffers(file.get())) writeError = GetLastError();
   }
-  CloseHandle(file);
+  file.reset();  // closed before it is deleted or gets its name
   if (read != ZipError::kNone || writeError) {
     // Only the file this entry made goes; whatever had the name before was never touched.
     DeleteFileW(temporary.c_str());
@@ -371,7 +358,7 @@ ExtractReport ExtractArchive(ByteSource& archive, const std::wstring& folder, co
     report.archiveBroken = true;
     return report;
   }
-  const std::wstring base = LongForm(FullPath(folder));
+  const std::wstring base = LongPathForm(FullPathText(folder));
   if (!EnsureFolderTree(base, &report.folderError)) {
     if (report.folderError.empty()) report.folderError = L"Zielordner kann nicht angelegt werden";
     return report;

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "base/text.h"
+#include "fileops/win32_handle.h"
 #include "sfx/sfx_extract.h"
 #include "sfx/sfx_window.h"
 #include "zip/sfx_archive.h"
@@ -67,11 +68,11 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
   const std::wstring self = OwnPath();
   const std::wstring ownFolder = self.substr(0, self.find_last_of(L"\\/") + 1);
 
-  HANDLE file = CreateFileW(self.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                            FILE_FLAG_RANDOM_ACCESS, nullptr);
+  const UniqueFile file(CreateFileW(self.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_RANDOM_ACCESS, nullptr));
   std::vector<SfxText> texts;
-  sfx::HandleSource source(file);
-  const bool readable = file != INVALID_HANDLE_VALUE && ReadSfxTexts(source, &texts);
+  sfx::HandleSource source(file.get());
+  const bool readable = file && ReadSfxTexts(source, &texts);
   if (args.silent) {
     if (!readable) return 2;
     return sfx::ExitCode(sfx::ExtractArchive(source, args.folder.empty() ? ownFolder : args.folder, {}));
@@ -82,9 +83,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
                 SfxTextValue(fallback, "Title", L"").c_str(), MB_OK | MB_ICONERROR);
     return 2;
   }
-  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
-  const int code = sfx::RunWindow(instance, source, texts, args.folder.empty() ? ownFolder : args.folder);
-  CoUninitialize();
-  CloseHandle(file);
-  return code;
+  const ComApartment com(COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
+  return sfx::RunWindow(instance, source, texts, args.folder.empty() ? ownFolder : args.folder);
 }

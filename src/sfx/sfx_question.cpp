@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "fileops/win32_handle.h"
 
 namespace ablagix::sfx {
 namespace {
@@ -30,7 +31,7 @@ constexpr int kButtonPadding = 28;
 struct Dialog {
   const QuestionLook* look = nullptr;
   const TakenName* taken = nullptr;
-  HFONT bold = nullptr;
+  UniqueFont bold;
   TakenAnswer answer;
 
   int Scale(int v) const { return MulDiv(v, look->dpi, 96); }
@@ -88,12 +89,10 @@ struct Extent {
 
 // Measures `text` in `font`: wrapped to `width` pixels, or on one line when `width` is 0.
 Extent Measure(HWND dialog, HFONT font, const std::wstring& text, int width) {
-  HDC dc = GetDC(dialog);
-  HGDIOBJ old = SelectObject(dc, font);
+  const WindowDc dc(dialog);
+  const SelectedObject selected(dc.get(), font);
   RECT r{0, 0, width, 0};
-  DrawTextW(dc, text.c_str(), -1, &r, DT_CALCRECT | DT_NOPREFIX | (width ? DT_WORDBREAK : DT_SINGLELINE));
-  SelectObject(dc, old);
-  ReleaseDC(dialog, dc);
+  DrawTextW(dc.get(), text.c_str(), -1, &r, DT_CALCRECT | DT_NOPREFIX | (width ? DT_WORDBREAK : DT_SINGLELINE));
   return {static_cast<int>(r.right), static_cast<int>(r.bottom)};
 }
 
@@ -119,7 +118,7 @@ void Build(HWND dialog, Dialog& d) {
 
   HWND icon = Control(dialog, L"STATIC", L"", SS_ICON, kIdIcon, font);
   SendMessageW(icon, STM_SETICON, reinterpret_cast<WPARAM>(LoadIconW(nullptr, IDI_WARNING)), 0);
-  Control(dialog, L"STATIC", instruction, SS_LEFT | SS_NOPREFIX, kIdInstruction, d.bold);
+  Control(dialog, L"STATIC", instruction, SS_LEFT | SS_NOPREFIX, kIdInstruction, d.bold.get());
   Control(dialog, L"STATIC", facts, SS_LEFT | SS_NOPREFIX, kIdFacts, font);
   Control(dialog, L"STATIC", explanation, SS_LEFT | SS_NOPREFIX, kIdExplanation, font);
   Control(dialog, L"BUTTON", forAll, WS_TABSTOP | BS_AUTOCHECKBOX, kIdForAll, font);
@@ -140,7 +139,7 @@ void Build(HWND dialog, Dialog& d) {
 
   int y = margin;
   place(kIdIcon, margin, y, iconSize, iconSize);
-  const Extent instructionSize = Measure(dialog, d.bold, instruction, textWidth);
+  const Extent instructionSize = Measure(dialog, d.bold.get(), instruction, textWidth);
   place(kIdInstruction, textLeft, y, textWidth, instructionSize.cy);
   y += std::max(instructionSize.cy, iconSize / 2) + gap;
   const Extent factsSize = Measure(dialog, font, facts, textWidth);
@@ -219,7 +218,7 @@ TakenAnswer AskAboutTakenName(HWND owner, const QuestionLook& look, const TakenN
   LOGFONTW bold{};
   GetObjectW(look.font, sizeof bold, &bold);
   bold.lfWeight = FW_BOLD;
-  d.bold = CreateFontIndirectW(&bold);
+  d.bold.reset(CreateFontIndirectW(&bold));
 
   // An empty template; the controls are made and placed when the dialog starts.
   static_assert(sizeof(DLGTEMPLATE) == 18);
@@ -229,7 +228,6 @@ TakenAnswer AskAboutTakenName(HWND owner, const QuestionLook& look, const TakenN
   std::memcpy(words, &form, sizeof form);  // the menu, class and title words behind it stay 0
   const INT_PTR result = DialogBoxIndirectParamW(GetModuleHandleW(nullptr), reinterpret_cast<DLGTEMPLATE*>(words),
                                                  owner, QuestionProc, reinterpret_cast<LPARAM>(&d));
-  DeleteObject(d.bold);
   if (result <= 0) {
     // Without the dialog nothing may be replaced: the new file is kept beside the old one.
     return TakenAnswer{};

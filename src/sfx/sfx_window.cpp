@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "fileops/win32_handle.h"
 #include "sfx/sfx_extract.h"
 #include "sfx/sfx_question.h"
 
@@ -35,12 +36,12 @@ constexpr int kBrowseWidth = 34;
 
 struct Window {
   HWND hwnd = nullptr;
-  HFONT font = nullptr;
+  UniqueFont font;
   int dpi = 96;
   ByteSource* archive = nullptr;
   std::vector<SfxText> texts;
   std::wstring initialFolder;
-  HANDLE worker = nullptr;
+  UniqueKernelHandle worker;  // the extracting thread while it runs
   std::atomic<bool> cancel{false};
   bool closeWhenDone = false;
   ExtractReport report;
@@ -60,28 +61,24 @@ struct Question {
 HWND Control(Window& w, const wchar_t* cls, const std::wstring& text, DWORD style, int id) {
   HWND h = CreateWindowExW(0, cls, text.c_str(), WS_CHILD | WS_VISIBLE | style, 0, 0, 0, 0, w.hwnd,
                            reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleW(nullptr), nullptr);
-  SendMessageW(h, WM_SETFONT, reinterpret_cast<WPARAM>(w.font), TRUE);
+  SendMessageW(h, WM_SETFONT, reinterpret_cast<WPARAM>(w.font.get()), TRUE);
   return h;
 }
 
 // The height that `text` needs when wrapped to `width` pixels in the window's font.
 int TextHeight(const Window& w, const std::wstring& text, int width) {
-  HDC dc = GetDC(w.hwnd);
-  HGDIOBJ old = SelectObject(dc, w.font);
+  const WindowDc dc(w.hwnd);
+  const SelectedObject font(dc.get(), w.font.get());
   RECT r{0, 0, width, 0};
-  DrawTextW(dc, text.c_str(), -1, &r, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX);
-  SelectObject(dc, old);
-  ReleaseDC(w.hwnd, dc);
+  DrawTextW(dc.get(), text.c_str(), -1, &r, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX);
   return r.bottom;
 }
 
 int TextWidth(const Window& w, const std::wstring& text) {
-  HDC dc = GetDC(w.hwnd);
-  HGDIOBJ old = SelectObject(dc, w.font);
+  const WindowDc dc(w.hwnd);
+  const SelectedObject font(dc.get(), w.font.get());
   SIZE size{};
-  GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size);
-  SelectObject(dc, old);
-  ReleaseDC(w.hwnd, dc);
+  GetTextExtentPoint32W(dc.get(), text.c_str(), static_cast<int>(text.size()), &size);
   return size.cx;
 }
 
@@ -155,14 +152,14 @@ void BrowseForFolder(Window& w) {
   info.hwndOwner = w.hwnd;
   info.lpszTitle = title.c_str();
   info.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
-  PIDLIST_ABSOLUTE chosen = SHBrowseForFolderW(&info);
+  const UniqueCoTaskMemory chosen(SHBrowseForFolderW(&info));
   if (!chosen) return;
   std::wstring path(32768, L'\0');
-  if (SHGetPathFromIDListEx(chosen, path.data(), static_cast<DWORD>(path.size()), GPFIDL_DEFAULT)) {
+  if (SHGetPathFromIDListEx(static_cast<PCIDLIST_ABSOLUTE>(chosen.get()), path.data(), static_cast<DWORD>(path.size()),
+                            GPFIDL_DEFAULT)) {
     path.resize(wcslen(path.c_str()));
     SetDlgItemTextW(w.hwnd, kIdFolder, path.c_str());
   }
-  CoTaskMemFree(chosen);
 }
 
 void StartExtraction(Window& w) {
@@ -178,7 +175,7 @@ void StartExtraction(Window& w) {
   SetBusy(w, true);
   SetDlgItemTextW(w.hwnd, kIdStatus, w.Text("ProgressTitle").c_str());
   SendDlgItemMessageW(w.hwnd, kIdProgress, PBM_SETPOS, 0, 0);
-  w.worker = CreateThread(nullptr, 0, ExtractThread, &w, 0, nullptr);
+  w.worker.reset(CreateThread(nullptr, 0, ExtractThread, &w, 0, nullptr));
   if (!w.worker) {
     SetBusy(w, false);
     MessageBoxW(w.hwnd, L"Das Entpacken konnte nicht gestartet werden.", w.Text("Title").c_str(), MB_OK | MB_ICONERROR);
@@ -186,9 +183,8 @@ void StartExtraction(Window& w) {
 }
 
 void FinishExtraction(Window& w) {
-  WaitForSingleObject(w.worker, INFINITE);
-  CloseHandle(w.worker);
-  w.worker = nullptr;
+  WaitForSingleObject(w.worker.get(), INFINITE);
+  w.worker.reset();
   SetBusy(w, false);
   SendDlgItemMessageW(w.hwnd, kIdProgress, PBM_SETPOS, 1000, 0);
   SetDlgItemTextW(w.hwnd, kIdStatus, w.Text("ProgressCaption").c_str());
@@ -236,7 +232,7 @@ LRESULT CALLBACK WindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
       if (w->cancel) {
         question->answer.choice = TakenChoice::kCancel;
       } else {
-        question->answer = AskAboutTakenName(hwnd, QuestionLook{w->font, w->dpi, w->Text("Title")}, *question->taken);
+        question->answer = AskAboutTakenName(hwnd, QuestionLook{w->font.get(), w->dpi, w->Text("Title")}, *question->taken);
       }
       return 0;
     }
@@ -267,13 +263,11 @@ int RunWindow(HINSTANCE instance, ByteSource& archive, const std::vector<SfxText
   w.archive = &archive;
   w.texts = texts;
   w.initialFolder = initialFolder;
-  HDC screen = GetDC(nullptr);
-  w.dpi = GetDeviceCaps(screen, LOGPIXELSY);
-  ReleaseDC(nullptr, screen);
+  w.dpi = GetDeviceCaps(WindowDc(nullptr).get(), LOGPIXELSY);
   NONCLIENTMETRICSW metrics{};
   metrics.cbSize = sizeof metrics;
   SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
-  w.font = CreateFontIndirectW(&metrics.lfMessageFont);
+  w.font.reset(CreateFontIndirectW(&metrics.lfMessageFont));
 
   WNDCLASSEXW wc{};
   wc.cbSize = sizeof wc;
@@ -317,7 +311,6 @@ int RunWindow(HINSTANCE instance, ByteSource& archive, const std::vector<SfxText
     TranslateMessage(&msg);
     DispatchMessageW(&msg);
   }
-  DeleteObject(w.font);
   return w.exitCode;
 }
 

@@ -1,4 +1,5 @@
 #include "engine/actions.h"
+#include "engine/dispatch.h"
 
 #include <gtest/gtest.h>
 

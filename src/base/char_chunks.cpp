@@ -1,4 +1,4 @@
-#include "log/char_chunks.h"
+#include "base/char_chunks.h"
 
 #include <algorithm>
 #include <stdexcept>

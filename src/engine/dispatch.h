@@ -1,0 +1,18 @@
+// The handling of one accepted file: picks the action the plan names (engine/actions.h) or,
+// for a copy or move into an archive of its own, the zip action (engine/zip_actions.h).
+#pragma once
+
+#include <string>
+
+#include "engine/actions.h"
+
+namespace ablagix {
+
+// Handles one file. `targetFolder` is used by move and copy only. Creates the target folder
+// (not in a simulation); never throws; every failure is a result word.
+// `file` carries what the scan saw of it: another file under its name is not handled.
+ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder, const RunContext& run);
+ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
+                        const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
+
+}  // namespace ablagix
