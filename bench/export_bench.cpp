@@ -15,7 +15,7 @@
 #include "base/text.h"
 #include "base/ui_port.h"
 #include "counting_allocator.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "log/export_html.h"
 #include "log/export_pdf.h"

@@ -10,7 +10,7 @@
 #include "base/text.h"
 #include "engine/conditions.h"
 #include "engine/scan.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "tree_generator.h"
 
 using namespace ablagix;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "log/pdf_writer.h"
 #include "metadata/picture_maker.h"

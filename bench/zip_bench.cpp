@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "tree_generator.h"
 #include "zip/zip_writer.h"

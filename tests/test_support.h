@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "base/ui_port.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix::test {
 

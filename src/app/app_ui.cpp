@@ -11,7 +11,7 @@
 #include "base/text.h"
 #include "desktop/shell_open.h"
 #include "fileops/append_file.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/win32_handle.h"
 #include "profiles/ini_file.h"
 #include "profiles/language.h"

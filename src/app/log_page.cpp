@@ -11,7 +11,7 @@
 #include "app/win_controls.h"
 #include "base/text.h"
 #include "desktop/companion.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "fileops/win32_handle.h"
 #include "log/export_text.h"

@@ -9,7 +9,7 @@
 #include "app/win_controls.h"
 #include "base/abort_flag.h"
 #include "base/environment.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "engine/zip_actions.h"
 #include "profiles/ini_file.h"
@@ -484,7 +484,7 @@ void MainWindow::EnableRunControls(bool enabled) {
 
 std::optional<LogSaveResult> MainWindow::SaveLogAfterRun() {
   settingsPage_.ControlsToSettings();
-  if (!context_.settings.CheckBox17) return std::nullopt;
+  if (!context_.settings.saveLogAutomatically) return std::nullopt;
   return logPage_.SaveLogNow(true);
 }
 
@@ -513,7 +513,7 @@ void MainWindow::StartUp() {
   // Self-extracting archives need the stub built into the program; without it they cannot be
   // made (every such file then reads "Fehler!"), and the user hears it once, now.
   std::string_view stub;
-  if (context_.settings.AXCreateEXE && !SfxStubBytes(&stub)) {
+  if (context_.settings.zipAsSelfExtractor && !SfxStubBytes(&stub)) {
     context_.ui.ShowMessage(std::wstring(kZipComponentMissing), MessageIcon::Critical, MessageButtons::Ok);
   }
   editorPage_.Start();

@@ -10,7 +10,7 @@
 #include "base/text.h"
 #include "engine/journal.h"
 #include "engine/undo.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "log/log_row.h"
 #include "metadata/metadata_source.h"
 #include "profiles/filter_list.h"
@@ -67,7 +67,7 @@ class RunSession::ProfileHost : public HostBase {
   }
   MetadataSource* Metadata() override { return &metadata_; }
   ZipSettings Zip() const override {
-    return {session_.context_.settings.AXZipHolePath, session_.context_.settings.AXCreateEXE};
+    return {session_.context_.settings.zipWholePaths, session_.context_.settings.zipAsSelfExtractor};
   }
   bool ExtractDocumentText() const override { return !session_.context_.settings.DokumenttextAus; }
   int JournalDays() override { return session_.context_.settings.JournalTage; }

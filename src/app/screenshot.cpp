@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/win32_handle.h"
 
 namespace ablagix::app {

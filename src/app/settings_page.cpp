@@ -217,15 +217,15 @@ void SettingsPage::SettingsToControls() {
   SetComboPos(Item(kIdCombo11), std::clamp(s.TimerIntervall, 0, static_cast<int>(kTimerIntervalEntries.size()) - 1));
   SetText(Item(kIdTimerInfo), TimerInfoFor(s.TimerIntervall));
   SetOn(Item(kIdCheckBox7), s.TimerSystray);
-  SetOn(Item(kIdCheckBox15), s.CheckBox15);
-  SetOn(Item(kIdCheckBox16), s.CheckBox16);
-  SetOn(Item(kIdCheckBox17), s.CheckBox17);
-  SetOn(Item(kIdCheck17), s.Check17);
-  SetOn(Item(kIdCheck1), s.Check1);
-  for (int i = 0; i < 4; ++i) SetOn(Item(kIdOption5 + i), static_cast<int>(s.Option5) == i);
+  SetOn(Item(kIdCheckBox15), s.clearLogEveryFifthTimedRun);
+  SetOn(Item(kIdCheckBox16), s.padTextReports);
+  SetOn(Item(kIdCheckBox17), s.saveLogAutomatically);
+  SetOn(Item(kIdCheck17), s.reportHeaderLine);
+  SetOn(Item(kIdCheck1), s.colouredReports);
+  for (int i = 0; i < 4; ++i) SetOn(Item(kIdOption5 + i), static_cast<int>(s.reportFormat) == i);
   SetText(Item(kIdCsvSeparator), s.Delimeter);
   SetText(Item(kIdTextBox7), s.LogPath);
-  SetOn(Item(kIdCheckBox9), s.AXRun);
+  SetOn(Item(kIdCheckBox9), s.startWithWindows);
   SetOn(Item(kIdTextOnlyPlainFiles), s.DokumenttextAus);
   HWND language = Item(kIdLanguage);
   const std::wstring current = s.AXSprache.empty() ? std::wstring(kBuiltInLanguage) : s.AXSprache;
@@ -233,8 +233,8 @@ void SettingsPage::SettingsToControls() {
                                      reinterpret_cast<LPARAM>(current.c_str()));
   // A language whose file is gone speaks German again.
   SetComboPos(language, found == CB_ERR ? 0 : static_cast<int>(found));
-  SetOn(Item(kIdZipCreateExe), s.AXCreateEXE);
-  SetOn(Item(kIdZipHolePath), s.AXZipHolePath);
+  SetOn(Item(kIdZipCreateExe), s.zipAsSelfExtractor);
+  SetOn(Item(kIdZipHolePath), s.zipWholePaths);
   SetText(Item(kIdCombo13), NumberText(static_cast<std::uint64_t>(std::max(0, s.Kommastelle))));
   SetText(Item(kIdLat), s.Lat);
   SetText(Item(kIdLon), s.Lon);
@@ -245,12 +245,12 @@ void SettingsPage::ControlsToSettings() {
   AppSettings& s = context_.settings;
   s.TimerIntervall = std::max(0, ComboPos(Item(kIdCombo11)));
   s.TimerSystray = IsOn(Item(kIdCheckBox7));
-  s.CheckBox15 = IsOn(Item(kIdCheckBox15));
-  s.CheckBox16 = IsOn(Item(kIdCheckBox16));
-  s.CheckBox17 = IsOn(Item(kIdCheckBox17));
-  s.Check17 = IsOn(Item(kIdCheck17));
-  s.Check1 = IsOn(Item(kIdCheck1));
-  s.Option5 = ReportFormatFromButtons(IsOn(Item(kIdOption5)), IsOn(Item(kIdOption5 + 1)),
+  s.clearLogEveryFifthTimedRun = IsOn(Item(kIdCheckBox15));
+  s.padTextReports = IsOn(Item(kIdCheckBox16));
+  s.saveLogAutomatically = IsOn(Item(kIdCheckBox17));
+  s.reportHeaderLine = IsOn(Item(kIdCheck17));
+  s.colouredReports = IsOn(Item(kIdCheck1));
+  s.reportFormat = ReportFormatFromButtons(IsOn(Item(kIdOption5)), IsOn(Item(kIdOption5 + 1)),
                                       IsOn(Item(kIdOption5 + 2)), IsOn(Item(kIdOption5 + 3)));
   s.Delimeter = GetText(Item(kIdCsvSeparator));
   s.LogPath = GetText(Item(kIdTextBox7));
@@ -482,8 +482,8 @@ void SettingsPage::OnClicked(int id) {
     case kIdBackColor2:
     case kIdForeColor1:
     case kIdForeColor2: ChooseRowColor(id); return;
-    case kIdZipHolePath: SaveFlag(id, &s.AXZipHolePath, L"AXZipHolePath"); return;
-    case kIdZipCreateExe: SaveFlag(id, &s.AXCreateEXE, L"AXCreateEXE"); return;
+    case kIdZipHolePath: SaveFlag(id, &s.zipWholePaths, L"AXZipHolePath"); return;
+    case kIdZipCreateExe: SaveFlag(id, &s.zipAsSelfExtractor, L"AXCreateEXE"); return;
     case kIdTextOnlyPlainFiles: SaveFlag(id, &s.DokumenttextAus, L"DokumenttextAus"); return;
     case kIdCheckBox9: OnAutostartBox(); return;
     case kIdCmdReferenzbild: ChooseReferencePicture(); return;
@@ -556,7 +556,7 @@ void SettingsPage::OnAutostartBox() {
   RegistryAutostart registry(context_.ui, context_.folders.SettingsFilePath);
   switch (SetAutostart(on, AutostartCommand(ExecutableFolder(), name), registry)) {
     case AutostartOutcome::Done:
-      context_.settings.AXRun = on;
+      context_.settings.startWithWindows = on;
       return;
     case AutostartOutcome::Unchanged:
       SetOn(box, !on);  // the box shows what the registry holds

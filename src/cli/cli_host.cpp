@@ -7,7 +7,7 @@
 #include "base/text.h"
 #include "cli/console.h"
 #include "engine/journal.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "profiles/filter_list.h"
 #include "profiles/settings.h"
 
@@ -61,7 +61,7 @@ CliRunHost::CliRunHost(SettingsFolders folders, bool assumeYes)
       metadata_(ReadMetadataSettings(folders_.SettingsFilePath)),
       progressToTerminal_(StandardErrorIsTerminal()) {
   const AppSettings settings = ReadAppSettings(folders_.SettingsFilePath);
-  zip_ = {settings.AXZipHolePath, settings.AXCreateEXE};
+  zip_ = {settings.zipWholePaths, settings.zipAsSelfExtractor};
   extractDocumentText_ = !settings.DokumenttextAus;
   journalDays_ = settings.JournalTage;
 }

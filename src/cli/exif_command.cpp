@@ -5,7 +5,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "metadata/exif_reader.h"
 
 namespace ablagix::cli {

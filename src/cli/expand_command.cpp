@@ -3,7 +3,7 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "metadata/metadata_source.h"
 

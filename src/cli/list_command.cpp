@@ -3,7 +3,7 @@
 
 #include "cli/commands.h"
 #include "cli/console.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "profiles/profile.h"
 
 namespace ablagix::cli {

@@ -14,7 +14,7 @@
 #include "engine/run.h"
 #include "engine/timer_model.h"
 #include "engine/watch_service.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "log/log_save.h"
 #include "profiles/profile.h"
@@ -181,7 +181,7 @@ class AutoSaveHost : public LogSaveHost {
 
 void SaveLogAfterRun(const LogList& log, const SettingsFolders& folders, CliRunHost& host) {
   const AppSettings settings = ReadAppSettings(folders.SettingsFilePath);
-  if (!settings.CheckBox17) return;
+  if (!settings.saveLogAutomatically) return;
   AutoSaveHost saveHost(host);
   // The save clears a Ctrl+C that ended the run, so that the report of it is whole; the
   // command must still end as stopped.

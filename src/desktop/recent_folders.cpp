@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 #include "base/ui_port.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "profiles/ini_file.h"
 

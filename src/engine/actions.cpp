@@ -5,7 +5,7 @@
 #include "desktop/shell_notify.h"
 #include "engine/journal.h"
 #include "fileops/copy_move.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
 #include "fileops/shredder.h"

@@ -7,8 +7,8 @@
 
 #include "base/ui_port.h"
 #include "engine/run_state.h"
-#include "fileops/file_system.h"
-#include "fileops/files.h"
+#include "fileops/file_system_seam.h"
+#include "fileops/file_ops.h"
 #include "fileops/shredder.h"
 #include "log/log_row.h"
 

@@ -12,7 +12,7 @@
 #include "base/sha256.h"
 #include "base/text.h"
 #include "engine/run_state.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/path_text.h"
 #include "fileops/system_error.h"
 #include "log/log_row.h"

@@ -42,9 +42,9 @@
 #include <vector>
 
 #include "fileops/append_file.h"
-#include "fileops/file_io.h"
+#include "fileops/in_place_io.h"
 #include "fileops/file_stamp.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/output_file.h"
 #include "profiles/settings_store.h"
 

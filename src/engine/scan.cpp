@@ -6,7 +6,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "engine/target_pattern.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/path_text.h"
 #include "fileops/temp_files.h"
 

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "base/char_chunks.h"
 
 namespace ablagix {

@@ -5,7 +5,7 @@
 
 #include "base/text.h"
 #include "engine/dispatch.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/path_text.h"
 #include "log/log_row.h"
 #include "profiles/profile.h"

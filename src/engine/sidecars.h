@@ -15,7 +15,7 @@
 
 #include "engine/actions.h"
 #include "engine/scan.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix {
 

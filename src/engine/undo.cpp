@@ -14,7 +14,7 @@
 #include "engine/journal.h"
 #include "fileops/byte_source.h"
 #include "fileops/copy_move.h"
-#include "fileops/file_io.h"
+#include "fileops/in_place_io.h"
 #include "fileops/file_stamp.h"
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"

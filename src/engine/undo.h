@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "engine/run.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "log/log_list.h"
 #include "profiles/settings_store.h"
 

@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "fileops/append_file.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/posix_fd.h"
 
 namespace ablagix {
@@ -18,7 +18,7 @@ AppendFile::AppendFile() : impl_(std::make_unique<Impl>()) {}
 AppendFile::~AppendFile() = default;
 
 bool AppendFile::Create(const std::wstring& path) {
-  impl_->fd.reset(::open(files_internal::NativePath(path).c_str(),
+  impl_->fd.reset(::open(file_ops_internal::NativePath(path).c_str(),
                          O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!impl_->fd || ::flock(impl_->fd.get(), LOCK_EX | LOCK_NB) != 0) {
     lastError_ = static_cast<std::uint32_t>(errno);
@@ -29,7 +29,7 @@ bool AppendFile::Create(const std::wstring& path) {
 }
 
 AppendFile::Opened AppendFile::OpenExisting(const std::wstring& path) {
-  impl_->fd.reset(::open(files_internal::NativePath(path).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW));
+  impl_->fd.reset(::open(file_ops_internal::NativePath(path).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW));
   if (!impl_->fd) {
     lastError_ = static_cast<std::uint32_t>(errno);
     return Opened::kFailed;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "fileops/append_file.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/win32_handle.h"
 
 namespace ablagix {
@@ -21,7 +21,7 @@ constexpr DWORD kAccess = FILE_APPEND_DATA | SYNCHRONIZE | FILE_READ_ATTRIBUTES;
 }  // namespace
 
 bool AppendFile::Create(const std::wstring& path) {
-  impl_->file.reset(CreateFileW(files_internal::ApiPath(path).c_str(), kAccess, FILE_SHARE_READ, nullptr, CREATE_NEW,
+  impl_->file.reset(CreateFileW(file_ops_internal::ApiPath(path).c_str(), kAccess, FILE_SHARE_READ, nullptr, CREATE_NEW,
                                 FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!impl_->file) {
     lastError_ = GetLastError();
@@ -31,7 +31,7 @@ bool AppendFile::Create(const std::wstring& path) {
 }
 
 AppendFile::Opened AppendFile::OpenExisting(const std::wstring& path) {
-  impl_->file.reset(CreateFileW(files_internal::ApiPath(path).c_str(), kAccess, FILE_SHARE_READ, nullptr,
+  impl_->file.reset(CreateFileW(file_ops_internal::ApiPath(path).c_str(), kAccess, FILE_SHARE_READ, nullptr,
                                 OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
   if (impl_->file) return Opened::kOk;
   lastError_ = GetLastError();

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "fileops/file_io.h"
+#include "fileops/in_place_io.h"
 
 namespace ablagix {
 

@@ -17,7 +17,7 @@
 #include <functional>
 #include <string>
 
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 
 namespace ablagix {
 

@@ -15,12 +15,12 @@
 
 #include "base/text.h"
 #include "fileops/copy_move.h"
-#include "fileops/files.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/posix_fd.h"
 #include "fileops/posix_found.h"
 
-namespace ablagix::files_internal {
+namespace ablagix::file_ops_internal {
 namespace {
 
 // Kernel copies take big steps (fewer calls) but still let a cancel through every few MB.
@@ -309,4 +309,4 @@ FsStatus NativeFs::Rename(const FileRef& from, const std::wstring& to, bool repl
   return Errno(errno == EEXIST ? FsSide::kTarget : FsSide::kUnknown);
 }
 
-}  // namespace ablagix::files_internal
+}  // namespace ablagix::file_ops_internal

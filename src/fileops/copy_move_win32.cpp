@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "fileops/copy_move.h"
-#include "fileops/files.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/path_text.h"
 #include "fileops/win32_found.h"
 #include "fileops/win32_handle.h"
 
-namespace ablagix::files_internal {
+namespace ablagix::file_ops_internal {
 namespace {
 
 FsStatus LastError(FsSide side) { return StatusFromSystemError(GetLastError(), side); }
@@ -214,4 +214,4 @@ FsStatus NativeFs::Rename(const FileRef& from, const std::wstring& to, bool repl
                                                                                                    : FsSide::kUnknown);
 }
 
-}  // namespace ablagix::files_internal
+}  // namespace ablagix::file_ops_internal

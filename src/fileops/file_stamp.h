@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix {
 

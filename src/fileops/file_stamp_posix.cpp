@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 
 #include "fileops/file_stamp.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 
 namespace ablagix {
 namespace {
@@ -14,7 +14,7 @@ constexpr std::int64_t kEpochDifference = 11644473600;  // seconds from 1601 to 
 
 bool ReadFileStamp(const std::wstring& path, FileStamp* stamp) {
   struct stat st;
-  if (::lstat(files_internal::NativePath(path).c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+  if (::lstat(file_ops_internal::NativePath(path).c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
   stamp->size = static_cast<std::uint64_t>(st.st_size);
   stamp->lastWrite = (st.st_mtim.tv_sec + kEpochDifference) * kTicksPerSecond + st.st_mtim.tv_nsec / 100;
   return true;
@@ -33,7 +33,7 @@ bool SetFileLastWrite(const std::wstring& path, FileTime time) {
   times[0].tv_nsec = UTIME_OMIT;
   times[1].tv_sec = static_cast<time_t>(seconds - kEpochDifference);
   times[1].tv_nsec = static_cast<long>(ticks * 100);
-  return ::utimensat(AT_FDCWD, files_internal::NativePath(path).c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+  return ::utimensat(AT_FDCWD, file_ops_internal::NativePath(path).c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 }  // namespace ablagix

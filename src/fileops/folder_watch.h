@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix {
 

@@ -14,7 +14,7 @@
 #include <unordered_map>
 
 #include "base/text.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/folder_watch.h"
 #include "fileops/path_text.h"
 #include "fileops/posix_fd.h"
@@ -23,7 +23,7 @@
 namespace ablagix {
 namespace {
 
-using files_internal::NativePath;
+using file_ops_internal::NativePath;
 
 constexpr std::uint32_t kEvents = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
                                   IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;

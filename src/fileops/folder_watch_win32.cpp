@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "base/text.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/folder_watch.h"
 #include "fileops/path_text.h"
 #include "fileops/system_error.h"
@@ -20,7 +20,7 @@
 namespace ablagix {
 namespace {
 
-using files_internal::ApiPath;
+using file_ops_internal::ApiPath;
 
 struct EventTraits {
   using Handle = HANDLE;

@@ -6,7 +6,7 @@
 
 namespace ablagix {
 
-// IsFullPath (fileops/files.h) lives beside it, so that the self-extractor has both
+// IsFullPath (fileops/file_ops.h) lives beside it, so that the self-extractor has both
 // without the rest of the file layer.
 
 // The absolute, normalised path with "\" separators, without the "\\?\" prefix. A full path

@@ -4,7 +4,7 @@
 
 #include <cwctype>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 
 namespace ablagix {

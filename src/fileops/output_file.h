@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/system_error.h"
 
 namespace ablagix {

@@ -8,14 +8,14 @@
 #include <cstring>
 
 #include "base/text.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/output_file.h"
 #include "fileops/posix_fd.h"
 
 namespace ablagix {
 namespace {
 
-using files_internal::NativePath;
+using file_ops_internal::NativePath;
 
 std::uint32_t Errno() { return static_cast<std::uint32_t>(errno); }
 

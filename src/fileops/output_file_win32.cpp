@@ -5,7 +5,7 @@
 
 
 #include "base/text.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"
 #include "fileops/temp_files.h"
@@ -13,7 +13,7 @@
 
 namespace ablagix {
 
-using files_internal::ApiPath;
+using file_ops_internal::ApiPath;
 
 struct OutputFile::Impl {
   UniqueFile file;

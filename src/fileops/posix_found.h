@@ -12,10 +12,10 @@
 #include <memory>
 #include <string>
 
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/posix_fd.h"
 
-namespace ablagix::files_internal {
+namespace ablagix::file_ops_internal {
 
 // The folder of a file, opened, and the file's name in it.
 struct ParentFolder {
@@ -43,4 +43,4 @@ FsStatus StatFound(const ParentFolder& parent, const FileRef& ref, FsSide side, 
 FsStatus OpenFound(const FileRef& ref, int flags, FsSide side, UniqueFd* fd, struct stat* st,
                    ParentFolder* parent = nullptr);
 
-}  // namespace ablagix::files_internal
+}  // namespace ablagix::file_ops_internal

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "base/calendar.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 
 namespace ablagix {
 

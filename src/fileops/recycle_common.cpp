@@ -1,12 +1,12 @@
 // The platform-independent part of deleting: the engine's recycle call and deleting for good.
-#include "fileops/files.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
 
 namespace ablagix {
 
-namespace files_internal {
+namespace file_ops_internal {
 FsStatus NativeFs::Recycle(const FileRef& file) {
   const std::wstring& path = file.path;
   // The bin is the shell's (or the trash standard's) and takes a path; the name is checked
@@ -24,7 +24,7 @@ FsStatus NativeFs::Recycle(const FileRef& file) {
   // The shell and the trash give no reason worth more than this.
   return PathExists(path) ? FsStatus::Fail(FsError::kOther) : FsStatus::Fail(FsError::kNotFound, FsSide::kSource);
 }
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 bool MoveToRecycleBin(const std::wstring& path) { return ActiveFileSystem().Recycle(path).ok(); }
 

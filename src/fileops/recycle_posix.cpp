@@ -22,7 +22,7 @@
 #include <string>
 
 #include "base/text.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/recycle.h"
 #include "fileops/recycle_internal.h"
 
@@ -33,7 +33,7 @@ constexpr std::string_view kInfoSuffix = ".trashinfo";
 // Gives up on finding a free trash name after this many taken ones.
 constexpr int kNameAttempts = 10000;
 
-using files_internal::NativePath;
+using file_ops_internal::NativePath;
 
 std::string ParentOf(const std::string& path) {
   size_t slash = path.find_last_of('/');

@@ -10,7 +10,7 @@
 #include "base/byte_order.h"
 #include "base/text.h"
 #include "fileops/file_stamp.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
 #include "fileops/recycle_internal.h"

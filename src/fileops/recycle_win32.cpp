@@ -5,8 +5,8 @@
 
 #include "base/environment.h"
 #include "base/text.h"
-#include "fileops/files.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/path_text.h"
 #include "fileops/recycle.h"
 #include "fileops/recycle_internal.h"
@@ -24,7 +24,7 @@ std::wstring ShellPath(const std::wstring& path) {
   } else if (p.starts_with(L"\\\\?\\")) {
     p = p.substr(4);
   }
-  return files_internal::FullPathText(p);
+  return file_ops_internal::FullPathText(p);
 }
 
 // Wine's shell keeps recycled files in the freedesktop.org trash of the Linux user.

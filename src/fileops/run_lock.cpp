@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "base/text.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/path_text.h"
 
 namespace ablagix {

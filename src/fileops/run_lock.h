@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix {
 

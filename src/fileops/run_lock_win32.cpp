@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/run_lock.h"
 #include "fileops/win32_handle.h"
 
@@ -15,7 +15,7 @@ FolderRunLock::~FolderRunLock() = default;
 
 FolderRunLock::Taken FolderRunLock::TryLockFile(const std::wstring& path) {
   // Shared with nobody: a second opener is refused while this handle lives.
-  impl_->file.reset(CreateFileW(files_internal::ApiPath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+  impl_->file.reset(CreateFileW(file_ops_internal::ApiPath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                 OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (impl_->file) return Taken::kYes;
   const DWORD error = GetLastError();

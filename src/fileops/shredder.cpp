@@ -8,9 +8,9 @@
 
 #include "base/abort_flag.h"
 #include "base/text.h"
-#include "fileops/file_io.h"
-#include "fileops/file_system.h"
-#include "fileops/files.h"
+#include "fileops/in_place_io.h"
+#include "fileops/file_system_seam.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 
 namespace ablagix {

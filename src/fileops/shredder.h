@@ -15,7 +15,7 @@
 #include <string_view>
 
 #include "base/ui_port.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 
 namespace ablagix {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/text.h"
-#include "fileops/file_system.h"
-#include "fileops/files.h"
+#include "fileops/file_system_seam.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "fileops/temp_files_internal.h"
 

@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/posix_fd.h"
 #include "fileops/temp_files_internal.h"
 
@@ -22,7 +22,7 @@ Ledger::~Ledger() = default;
 
 bool Ledger::Create(const std::wstring& path) {
   // Locked under a name no cleaner looks at, then named: a cleaner never finds it unlocked.
-  const std::string final = files_internal::NativePath(path);
+  const std::string final = file_ops_internal::NativePath(path);
   const std::string temp = final + ".neu";
   impl_->fd.reset(::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600));
   if (!impl_->fd || ::flock(impl_->fd.get(), LOCK_EX | LOCK_NB) != 0 || ::rename(temp.c_str(), final.c_str()) != 0) {
@@ -44,7 +44,7 @@ bool Ledger::Append(std::string_view bytes) {
 }
 
 bool TakeAbandonedLedger(const std::wstring& path, std::string* content) {
-  const std::string native = files_internal::NativePath(path);
+  const std::string native = file_ops_internal::NativePath(path);
   UniqueFd fd(::open(native.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
   if (!fd || ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return false;  // its process lives
   content->clear();

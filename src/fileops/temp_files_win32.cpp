@@ -2,7 +2,7 @@
 // the system closes the handle when the process ends, however it ends.
 #include <windows.h>
 
-#include "fileops/files_internal.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/temp_files_internal.h"
 #include "fileops/win32_handle.h"
 
@@ -16,7 +16,7 @@ Ledger::Ledger() : impl_(std::make_unique<Impl>()) {}
 Ledger::~Ledger() = default;
 
 bool Ledger::Create(const std::wstring& path) {
-  impl_->file.reset(CreateFileW(files_internal::ApiPath(path).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
+  impl_->file.reset(CreateFileW(file_ops_internal::ApiPath(path).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
                                 CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   return static_cast<bool>(impl_->file);
 }
@@ -29,7 +29,7 @@ bool Ledger::Append(std::string_view bytes) {
 
 bool TakeAbandonedLedger(const std::wstring& path, std::string* content) {
   // Asking for delete access fails while the process that holds it lives.
-  UniqueFile file(CreateFileW(files_internal::ApiPath(path).c_str(), GENERIC_READ | DELETE, FILE_SHARE_READ, nullptr,
+  UniqueFile file(CreateFileW(file_ops_internal::ApiPath(path).c_str(), GENERIC_READ | DELETE, FILE_SHARE_READ, nullptr,
                               OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
   if (!file) return false;
   content->clear();

@@ -1,7 +1,7 @@
 #include "fileops/text_file.h"
 
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix {
 namespace {

@@ -7,10 +7,10 @@
 
 #include <windows.h>
 
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/win32_handle.h"
 
-namespace ablagix::files_internal {
+namespace ablagix::file_ops_internal {
 
 // A symbolic link, junction or mount point names another place; the reparse tag says so by its
 // name-surrogate bit. Cloud placeholders, deduplicated and compressed files carry tags without
@@ -33,4 +33,4 @@ FsStatus OpenFoundFile(const FileRef& ref, DWORD access, DWORD share, DWORD flag
 // data's other names.
 FsStatus DeleteByHandle(HANDLE file, const FileInfo& info, FsSide side);
 
-}  // namespace ablagix::files_internal
+}  // namespace ablagix::file_ops_internal

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/ui_port.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "log/pdf_writer.h"
 
 namespace ablagix {

@@ -5,7 +5,7 @@
 
 #include "base/abort_flag.h"
 #include "base/ui_port.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "log/export_buffer.h"
 
 namespace ablagix {

@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "log/text_pool.h"
 
 namespace ablagix {

@@ -5,7 +5,7 @@
 #include "base/abort_flag.h"
 #include "base/text.h"
 #include "base/ui_port.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "log/export_html.h"
 #include "log/export_pdf.h"
@@ -69,10 +69,10 @@ SaveDialogRequest SaveDialogFor(ReportFormat format, const LocalDateTime& now,
 
 ReportOptions ReportOptionsFrom(const AppSettings& settings) {
   ReportOptions o;
-  o.padText = settings.CheckBox16;
+  o.padText = settings.padTextReports;
   o.delimiter = settings.Delimeter;
-  o.header = settings.Check17;
-  o.coloured = settings.Check1;
+  o.header = settings.reportHeaderLine;
+  o.coloured = settings.colouredReports;
   o.columnOrder = settings.LogHeaderPosition;
   return o;
 }
@@ -111,7 +111,7 @@ bool WriteLogReport(const LogList& log, const std::wstring& path, ReportFormat f
 
 LogSaveResult SaveLog(const LogList& log, const AppSettings& settings,
                       const std::wstring& settingsFile, bool automatic, LogSaveHost& host) {
-  const ReportFormat format = settings.Option5;
+  const ReportFormat format = settings.reportFormat;
   const LocalDateTime now = host.Now();
   LogSaveResult result;
 

@@ -6,8 +6,8 @@
 
 #include "base/text.h"
 #include "fileops/byte_source.h"
-#include "fileops/file_io.h"
-#include "fileops/files.h"
+#include "fileops/in_place_io.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "metadata/document_bytes.h"
 #include "metadata/pdf_text.h"

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "base/calendar.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix {
 

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "base/text.h"
-#include "fileops/file_io.h"
-#include "fileops/files.h"
+#include "fileops/in_place_io.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "metadata/text_matcher.h"
 

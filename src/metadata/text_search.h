@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 
 namespace ablagix {
 

@@ -1,8 +1,8 @@
 #include "profiles/ini_file.h"
 
 #include "base/text.h"
-#include "fileops/file_system.h"
-#include "fileops/files.h"
+#include "fileops/file_system_seam.h"
+#include "fileops/file_ops.h"
 
 namespace ablagix {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "profiles/ini_file.h"
 

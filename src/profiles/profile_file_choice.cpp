@@ -1,6 +1,6 @@
 #include "profiles/profile_file_choice.h"
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 
 namespace ablagix {

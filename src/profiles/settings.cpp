@@ -168,14 +168,14 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.IniPfad = in.Text(L"IniPfad");
 
   s.TimerSystray = in.Flag(L"TimerSystray");
-  s.CheckBox15 = in.Flag(L"CheckBox15");
-  s.CheckBox16 = in.Flag(L"CheckBox16");
-  s.CheckBox17 = in.Flag(L"CheckBox17");
-  s.Check17 = in.Flag(L"Check17");
-  s.Check1 = in.Flag(L"Check1");
+  s.clearLogEveryFifthTimedRun = in.Flag(L"CheckBox15");
+  s.padTextReports = in.Flag(L"CheckBox16");
+  s.saveLogAutomatically = in.Flag(L"CheckBox17");
+  s.reportHeaderLine = in.Flag(L"Check17");
+  s.colouredReports = in.Flag(L"Check1");
   s.DokumenttextAus = in.Flag(L"DokumenttextAus");
   s.JournalTage = ParseInRange(in.Text(L"JournalTage"), kDefaultJournalDays, 1, kMostJournalDays);
-  s.Option5 = static_cast<ReportFormat>(ParseInRange(in.Text(L"Option5"), 0, 0, 3));
+  s.reportFormat = static_cast<ReportFormat>(ParseInRange(in.Text(L"Option5"), 0, 0, 3));
   s.TimerIntervall = ParseInRange(in.Text(L"TimerIntervall"), 0, 0, kTimerChoices - 1);
   s.BackColor1 = in.Colour(L"BackColor1");
   s.BackColor2 = in.Colour(L"BackColor2");
@@ -194,9 +194,9 @@ AppSettings ReadAppSettings(const std::wstring& settingsFile) {
   s.Position = ParsePosition(in.Text(L"Position"));
   s.WindowState = Trim(in.Text(L"WindowState")) == L"2" ? WindowShowState::Maximised
                                                          : WindowShowState::Normal;
-  s.AXRun = in.Flag(L"AXRun");
-  s.AXCreateEXE = in.Flag(L"AXCreateEXE");
-  s.AXZipHolePath = in.Flag(L"AXZipHolePath");
+  s.startWithWindows = in.Flag(L"AXRun");
+  s.zipAsSelfExtractor = in.Flag(L"AXCreateEXE");
+  s.zipWholePaths = in.Flag(L"AXZipHolePath");
   s.AXSprache = std::wstring(Trim(in.Text(L"AXSprache")));
   s.Kommastelle = ParseInRange(in.Text(L"Kommastelle"), 7, 0, kMostDecimals);
   s.Lat = in.Text(L"Lat");
@@ -224,13 +224,13 @@ bool WriteShutdownSettings(const std::wstring& settingsFile, const AppSettings& 
   }
   put(L"TimerIntervall", std::to_wstring(s.TimerIntervall));
   put(L"TimerSystray", FlagText(s.TimerSystray));
-  put(L"CheckBox15", FlagText(s.CheckBox15));
-  put(L"CheckBox16", FlagText(s.CheckBox16));
-  put(L"CheckBox17", FlagText(s.CheckBox17));
-  put(L"Check17", FlagText(s.Check17));
-  put(L"Check1", FlagText(s.Check1));
+  put(L"CheckBox15", FlagText(s.clearLogEveryFifthTimedRun));
+  put(L"CheckBox16", FlagText(s.padTextReports));
+  put(L"CheckBox17", FlagText(s.saveLogAutomatically));
+  put(L"Check17", FlagText(s.reportHeaderLine));
+  put(L"Check1", FlagText(s.colouredReports));
   put(L"Delimeter", s.Delimeter);
-  put(L"Option5", std::to_wstring(static_cast<int>(s.Option5)));
+  put(L"Option5", std::to_wstring(static_cast<int>(s.reportFormat)));
   put(L"LogPath", s.LogPath);
   put(L"HeaderPosition", ColumnOrderText(s.HeaderPosition));
   put(L"DokumenttextAus", FlagText(s.DokumenttextAus));

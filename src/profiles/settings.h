@@ -50,20 +50,22 @@ struct ListFont {
 inline constexpr int kDefaultJournalDays = 90;
 inline constexpr int kMostJournalDays = 3650;
 
-// Colours are Windows colour numbers: red in the lowest byte.
+// Colours are Windows colour numbers: red in the lowest byte. A field is named like its key
+// where the key says what it holds; keys named after controls of the first window (CheckBox17,
+// Option5, ...) or abbreviated (AX...) stand in the comment beside a field named for its meaning.
 struct AppSettings {
   std::wstring IniPfad;  // the profile file last loaded; "" for the default one
   bool TimerSystray = false;
-  bool CheckBox15 = false;  // clear the log after every fifth timed run
-  bool CheckBox16 = true;   // pad text exports with blanks
-  bool CheckBox17 = false;  // save the log automatically into LogPath
-  bool Check17 = true;      // reports with header line
-  bool Check1 = true;       // coloured reports
+  bool clearLogEveryFifthTimedRun = false;  // CheckBox15
+  bool padTextReports = true;               // CheckBox16: blanks pad the text report's columns
+  bool saveLogAutomatically = false;        // CheckBox17: into LogPath after every run
+  bool reportHeaderLine = true;             // Check17
+  bool colouredReports = true;              // Check1
   // The text condition reads documents as plain files: no office, PDF, web page or mail
   // text is extracted (for slow machines, or documents that should not be opened).
   bool DokumenttextAus = false;
   int JournalTage = kDefaultJournalDays;  // days a run's journal is kept
-  ReportFormat Option5 = ReportFormat::Text;
+  ReportFormat reportFormat = ReportFormat::Text;  // Option5
   int TimerIntervall = 0;  // position in the interval list, 0 is the prompt
   std::uint32_t BackColor1 = 12645114;
   std::uint32_t BackColor2 = 12713429;
@@ -72,9 +74,9 @@ struct AppSettings {
   std::array<ListFont, 2> fonts;  // FontName0..FontItalic0, FontName1..FontItalic1
   std::optional<WindowRect> Position;  // twips; nullopt when missing or unreadable
   WindowShowState WindowState = WindowShowState::Normal;
-  bool AXRun = false;
-  bool AXCreateEXE = false;
-  bool AXZipHolePath = false;
+  bool startWithWindows = false;    // AXRun
+  bool zipAsSelfExtractor = false;  // AXCreateEXE
+  bool zipWholePaths = false;       // AXZipHolePath: an entry's name holds the file's folder path
   // The language of the window's texts: the name of a language file, "" for the built-in German.
   std::wstring AXSprache;
   // The text condition searches plain files only: no text is extracted from documents.

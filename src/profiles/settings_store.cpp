@@ -1,7 +1,7 @@
 #include "profiles/settings_store.h"
 
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "profiles/ini_file.h"
 

@@ -10,7 +10,7 @@
 #include <unordered_set>
 
 #include "base/text.h"
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "zip/zip_writer_internal.h"
 
 namespace ablagix {

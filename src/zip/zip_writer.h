@@ -31,7 +31,7 @@
 #include <string>
 #include <vector>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "zip/sfx_archive.h"
 
 namespace ablagix {

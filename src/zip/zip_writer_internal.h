@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "fileops/byte_source.h"
-#include "fileops/file_io.h"
+#include "fileops/in_place_io.h"
 #include "fileops/output_file.h"
 #include "zip/sfx_archive.h"
 #include "zip/zip_format.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "profiles/ini_file.h"
 #include "test_support.h"
 

@@ -8,7 +8,7 @@
 #include <windows.h>
 #endif
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/short_path.h"
 #include "test_support.h"
 

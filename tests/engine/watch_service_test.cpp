@@ -18,7 +18,7 @@
 #include "engine/engine_test_host.h"
 #include "engine/run.h"
 #include "engine/watch_copies_warning.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "profiles/profile_editor.h"
 #include "profile_builder.h"
 #include "test_support.h"

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 
 namespace ablagix::test {
 

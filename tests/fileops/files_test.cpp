@@ -1,4 +1,4 @@
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 
 #include <gtest/gtest.h>
 

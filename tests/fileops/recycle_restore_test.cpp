@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 #include "fileops/file_stamp.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/recycle.h"
 #include "fileops/scoped_data_home.h"
 #include "test_support.h"

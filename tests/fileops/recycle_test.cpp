@@ -6,7 +6,7 @@
 #include <ctime>
 
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "fileops/scoped_data_home.h"
 #include "test_support.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/abort_flag.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "test_support.h"
 

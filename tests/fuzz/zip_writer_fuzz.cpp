@@ -15,7 +15,7 @@
 
 #include "base/text.h"
 #include "fileops/byte_source.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "zip/zip_reader.h"
 #include "zip/zip_writer.h"

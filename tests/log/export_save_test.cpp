@@ -58,7 +58,7 @@ LogList OneRow() {
 TEST(SaveLog, AutomaticSaveGoesIntoLogPathWithoutQuestions) {
   test::TempDir dir;
   AppSettings settings;
-  settings.Option5 = ReportFormat::Csv;
+  settings.reportFormat = ReportFormat::Csv;
   settings.Delimeter = L"|";
   settings.LogPath = dir / L"logs/2025/auto";  // created with its parents
   ScriptedSaveHost host;
@@ -80,7 +80,7 @@ TEST(SaveLog, ManualSaveRemembersTheFolderAndOffersToOpen) {
   test::TempDir dir;
   const std::wstring settingsFile = dir / L"AblagixSetting.ini";
   AppSettings settings;
-  settings.Option5 = ReportFormat::Pdf;
+  settings.reportFormat = ReportFormat::Pdf;
   ScriptedSaveHost host;
 
   // Cancelling writes nothing and stores nothing.
@@ -106,7 +106,7 @@ TEST(SaveLog, ManualSaveRemembersTheFolderAndOffersToOpen) {
   EXPECT_EQ(host.opened, std::vector<std::wstring>{*host.answer});
 
   // The next dialog opens there; "Nein" leaves the file closed.
-  settings.Option5 = ReportFormat::Html;
+  settings.reportFormat = ReportFormat::Html;
   host.answer = dir / L"Berichte/zwei.html";
   host.ui_.answers.push_back(MessageAnswer::No);
   result = SaveLog(OneRow(), settings, settingsFile, false, host);
@@ -116,7 +116,7 @@ TEST(SaveLog, ManualSaveRemembersTheFolderAndOffersToOpen) {
   EXPECT_EQ(host.opened.size(), 1u);
 
   // A PDF that cannot be written is reported once, and nothing is offered to open.
-  settings.Option5 = ReportFormat::Pdf;
+  settings.reportFormat = ReportFormat::Pdf;
   host.answer = dir / L"fehlt/x.pdf";
   result = SaveLog(OneRow(), settings, settingsFile, false, host);
   EXPECT_EQ(result.outcome, LogSaveOutcome::Failed);

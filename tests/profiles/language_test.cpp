@@ -9,7 +9,7 @@
 #include "desktop/recent_folders.h"
 #include "engine/run.h"
 #include "engine/timer_model.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "log/log_list.h"
 #include "log/log_row.h"

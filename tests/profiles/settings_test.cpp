@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/path_text.h"
 #include "profiles/filter_list.h"
 #include "profiles/ini_file.h"
@@ -207,12 +207,12 @@ TEST_F(AppSettingsTest, MissingFileGivesEveryDefault) {
   const AppSettings s = ReadAppSettings(file_);
   EXPECT_EQ(s.IniPfad, L"");
   EXPECT_FALSE(s.TimerSystray);
-  EXPECT_FALSE(s.CheckBox15);
-  EXPECT_TRUE(s.CheckBox16);
-  EXPECT_FALSE(s.CheckBox17);
-  EXPECT_TRUE(s.Check17);
-  EXPECT_TRUE(s.Check1);
-  EXPECT_EQ(s.Option5, ReportFormat::Text);
+  EXPECT_FALSE(s.clearLogEveryFifthTimedRun);
+  EXPECT_TRUE(s.padTextReports);
+  EXPECT_FALSE(s.saveLogAutomatically);
+  EXPECT_TRUE(s.reportHeaderLine);
+  EXPECT_TRUE(s.colouredReports);
+  EXPECT_EQ(s.reportFormat, ReportFormat::Text);
   EXPECT_EQ(s.TimerIntervall, 0);
   // Red 250, green 242, blue 192 and red 213, green 253, blue 193.
   EXPECT_EQ(s.BackColor1, 250u + 242u * 256u + 192u * 65536u);
@@ -227,7 +227,7 @@ TEST_F(AppSettingsTest, MissingFileGivesEveryDefault) {
   }
   EXPECT_FALSE(s.Position.has_value());
   EXPECT_EQ(s.WindowState, WindowShowState::Normal);
-  EXPECT_FALSE(s.AXRun || s.AXCreateEXE || s.AXZipHolePath || s.DokumenttextAus);
+  EXPECT_FALSE(s.startWithWindows || s.zipAsSelfExtractor || s.zipWholePaths || s.DokumenttextAus);
   EXPECT_EQ(s.Kommastelle, 7);
   EXPECT_EQ(s.Lat + s.Lon + s.RefPicture + s.LogPath + s.AXSprache, L"");
   EXPECT_EQ(s.Delimeter, L";");
@@ -247,10 +247,10 @@ TEST_F(AppSettingsTest, ReadsStoredValuesAndKeepsDefaultsForUnreadableOnes) {
                                "HeaderPosition=1,0,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18\r\n"));
   AppSettings s = ReadAppSettings(file_);
   EXPECT_TRUE(s.TimerSystray);
-  EXPECT_FALSE(s.CheckBox16);
-  EXPECT_TRUE(s.Check1);  // not a flag: the default stays
-  EXPECT_TRUE(s.AXRun);
-  EXPECT_EQ(s.Option5, ReportFormat::Pdf);
+  EXPECT_FALSE(s.padTextReports);
+  EXPECT_TRUE(s.colouredReports);  // not a flag: the default stays
+  EXPECT_TRUE(s.startWithWindows);
+  EXPECT_EQ(s.reportFormat, ReportFormat::Pdf);
   EXPECT_EQ(s.TimerIntervall, 4);
   EXPECT_EQ(s.BackColor1, 255u);
   EXPECT_EQ(s.BackColor2, 12713429u);  // a system colour number cannot be shown as a shade
@@ -289,9 +289,9 @@ TEST_F(AppSettingsTest, ShutDownWritesItsKeysInOrderAndSkipsThePlacementWhenMini
   s.WindowState = WindowShowState::Maximised;
   s.Position = WindowRect{0, 15, 1500, 3000};
   s.TimerIntervall = 2;
-  s.CheckBox17 = true;
+  s.saveLogAutomatically = true;
   s.Delimeter = L",";
-  s.Option5 = ReportFormatFromButtons(false, false, true, false);
+  s.reportFormat = ReportFormatFromButtons(false, false, true, false);
   s.LogPath = L"D:\\Berichte";
   s.HeaderPosition = ReadAppSettings(file_).HeaderPosition;  // empty: nothing stored yet
   ASSERT_TRUE(WriteShutdownSettings(file_, s, false));
@@ -312,7 +312,7 @@ TEST_F(AppSettingsTest, ShutDownWritesItsKeysInOrderAndSkipsThePlacementWhenMini
   const AppSettings back = ReadAppSettings(file_);
   EXPECT_EQ(back.Position, s.Position);
   EXPECT_EQ(back.Delimeter, L",");
-  EXPECT_EQ(back.Option5, ReportFormat::Html);
+  EXPECT_EQ(back.reportFormat, ReportFormat::Html);
 
   // Closing from the task bar: the last real placement stays, everything else is written.
   s.WindowState = WindowShowState::Normal;

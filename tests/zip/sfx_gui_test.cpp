@@ -15,7 +15,7 @@
 
 #include "app/screenshot.h"
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "zip/zip_writer.h"
 
 using namespace ablagix;

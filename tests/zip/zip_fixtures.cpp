@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/output_file.h"
 #include "fileops/path_text.h"
 #include "zip/zip_names.h"

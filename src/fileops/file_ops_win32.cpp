@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "base/text.h"
-#include "fileops/files.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/path_text.h"
 #include "fileops/win32_found.h"
 #include "fileops/win32_handle.h"
@@ -23,7 +23,7 @@ FileTime ToFileTime(const FILETIME& ft) {
 
 }  // namespace
 
-namespace files_internal {
+namespace file_ops_internal {
 
 std::wstring ApiPath(const std::wstring& path) {
   if (path.starts_with(L"\\\\?\\")) return path;
@@ -36,11 +36,11 @@ bool IsNameSurrogate(DWORD attributes, DWORD reparseTag) {
   return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag == 0 || (reparseTag & 0x20000000u));
 }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 namespace {
 
-using files_internal::ApiPath;
+using file_ops_internal::ApiPath;
 
 bool WriteAll(HANDLE file, const char* data, std::size_t size) {
   while (size > 0) {
@@ -53,7 +53,7 @@ bool WriteAll(HANDLE file, const char* data, std::size_t size) {
   return true;
 }
 
-using files_internal::IsNameSurrogate;
+using file_ops_internal::IsNameSurrogate;
 
 constexpr DWORD kDataNotLocal = FILE_ATTRIBUTE_OFFLINE | 0x00040000u /* RECALL_ON_OPEN */ |
                                 0x00400000u /* RECALL_ON_DATA_ACCESS */;
@@ -138,7 +138,7 @@ class Win32Listing final : public FolderListing {
   }
 
   std::unique_ptr<FolderListing> OpenChild(const std::wstring& path, const DirEntry& child, FsStatus* status) override {
-    return Open(files_internal::ApiPath(path), &child, status);
+    return Open(file_ops_internal::ApiPath(path), &child, status);
   }
 
   FileId Identity() const override { return id_; }
@@ -155,7 +155,7 @@ class Win32Listing final : public FolderListing {
 }  // namespace
 
 
-namespace files_internal {
+namespace file_ops_internal {
 
 std::unique_ptr<FolderListing> NativeFs::OpenFolder(const std::wstring& folder, FsStatus* status) {
   return Win32Listing::Open(ApiPath(folder), nullptr, status);
@@ -328,7 +328,7 @@ FsStatus NativeFs::WriteFileAtomic(const std::wstring& path, std::string_view by
   return FsStatus::Ok();
 }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 bool GetFileSize(const std::wstring& path, std::uint64_t* size) {
   UniqueFile file(CreateFileW(ApiPath(path).c_str(), FILE_READ_ATTRIBUTES,
@@ -364,7 +364,7 @@ bool CopyFileReplacing(const std::wstring& from, const std::wstring& to) {
   return CopyFileW(ApiPath(from).c_str(), ApiPath(to).c_str(), FALSE) != 0;
 }
 
-namespace files_internal {
+namespace file_ops_internal {
 
 bool UtcOffsetAt(std::int64_t seconds, std::int64_t* offset) {
   const FileTime time = (seconds + 11644473600ll) * 10000000ll;
@@ -386,7 +386,7 @@ bool UtcOffsetAt(std::int64_t seconds, std::int64_t* offset) {
 // which the next start forgets. Good enough for the display of file times.
 std::uint64_t ZoneStamp() { return 0; }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 FileTime CurrentFileTime() {
   FILETIME ft;

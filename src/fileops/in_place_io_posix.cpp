@@ -9,15 +9,15 @@
 #include <cerrno>
 
 #include "base/text.h"
-#include "fileops/file_io.h"
-#include "fileops/files_internal.h"
+#include "fileops/in_place_io.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/posix_fd.h"
 #include "fileops/posix_found.h"
 
 namespace ablagix {
 namespace {
 
-using files_internal::NativePath;
+using file_ops_internal::NativePath;
 
 std::uint32_t Errno() { return static_cast<std::uint32_t>(errno); }
 
@@ -35,7 +35,7 @@ bool InPlaceFile::Open(const FileRef& file) {
   // Never through a link (its target would be overwritten), never another file than the one
   // found; both are checked on what was opened.
   struct stat st;
-  const FsStatus status = files_internal::OpenFound(file, O_WRONLY, FsSide::kUnknown, &impl_->fd, &st);
+  const FsStatus status = file_ops_internal::OpenFound(file, O_WRONLY, FsSide::kUnknown, &impl_->fd, &st);
   if (!status.ok()) {
     lastError_ = status.code != 0 ? status.code : static_cast<std::uint32_t>(status.error == FsError::kNotRegularFile ? EINVAL : ELOOP);
     impl_->fd.reset();
@@ -56,7 +56,7 @@ bool InPlaceFile::Links(std::uint32_t* links) {
 
 FileId InPlaceFile::Identity() {
   struct stat st;
-  return ::fstat(impl_->fd.get(), &st) == 0 ? files_internal::IdOf(st) : FileId{};
+  return ::fstat(impl_->fd.get(), &st) == 0 ? file_ops_internal::IdOf(st) : FileId{};
 }
 
 bool InPlaceFile::Size(std::uint64_t* size) {
@@ -106,7 +106,7 @@ bool ReadOnlyFile::Open(const std::wstring& path) {
 bool ReadOnlyFile::OpenFound(const FileRef& file, FsStatus* status) {
   size_ = 0;
   struct stat st;
-  const FsStatus opened = files_internal::OpenFound(file, O_RDONLY, FsSide::kSource, &impl_->fd, &st);
+  const FsStatus opened = file_ops_internal::OpenFound(file, O_RDONLY, FsSide::kSource, &impl_->fd, &st);
   if (status) *status = opened;
   if (!opened.ok()) {
     impl_->fd.reset();
@@ -119,8 +119,8 @@ bool ReadOnlyFile::OpenFound(const FileRef& file, FsStatus* status) {
 bool ReadOnlyFile::Version(FileVersion* version, FileId* id, std::uint32_t* mode) {
   struct stat st;
   if (impl_->fd.get() < 0 || ::fstat(impl_->fd.get(), &st) != 0) return false;
-  *version = files_internal::VersionOf(st);
-  if (id) *id = files_internal::IdOf(st);
+  *version = file_ops_internal::VersionOf(st);
+  if (id) *id = file_ops_internal::IdOf(st);
   if (mode) *mode = static_cast<std::uint32_t>(st.st_mode & 07777);
   return true;
 }

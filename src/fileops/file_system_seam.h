@@ -7,7 +7,7 @@
 // the world does: a full disk, a locked file, a folder that vanishes in the middle of a run.
 // Users never get anything but the real one.
 //
-// The free functions of files.h and copy_move.h go through the active file system, so every
+// The free functions of file_ops.h and copy_move.h go through the active file system, so every
 // caller of the program is reached by the same seam.
 #pragma once
 
@@ -17,7 +17,7 @@
 #include <string>
 #include <string_view>
 
-#include "fileops/files.h"
+#include "fileops/file_ops.h"
 #include "fileops/system_error.h"
 
 namespace ablagix {

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "fileops/file_io.h"
-#include "fileops/files_internal.h"
+#include "fileops/in_place_io.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/path_text.h"
 #include "fileops/win32_found.h"
 #include "fileops/win32_handle.h"
@@ -13,7 +13,7 @@
 namespace ablagix {
 namespace {
 
-using files_internal::ApiPath;
+using file_ops_internal::ApiPath;
 
 // Symbolic links and junctions: writing through them would reach another file. Other
 // reparse points (cloud placeholders, deduplicated files) hold the file's own data.
@@ -47,7 +47,7 @@ bool InPlaceFile::Open(const FileRef& file) {
   // file than the one found.
   FileInfo info;
   const FsStatus status =
-      files_internal::OpenFoundFile(file, GENERIC_WRITE, FILE_SHARE_READ, 0, FsSide::kUnknown, &impl_->file, &info);
+      file_ops_internal::OpenFoundFile(file, GENERIC_WRITE, FILE_SHARE_READ, 0, FsSide::kUnknown, &impl_->file, &info);
   if (!status.ok()) {
     lastError_ = status.code != 0 ? status.code
                  : status.error == FsError::kNotRegularFile ? static_cast<std::uint32_t>(ERROR_INVALID_PARAMETER)
@@ -70,7 +70,7 @@ bool InPlaceFile::Links(std::uint32_t* links) {
 
 FileId InPlaceFile::Identity() {
   FileInfo info;
-  return files_internal::DescribeHandle(impl_->file.get(), FsSide::kUnknown, &info).ok() ? info.id : FileId{};
+  return file_ops_internal::DescribeHandle(impl_->file.get(), FsSide::kUnknown, &info).ok() ? info.id : FileId{};
 }
 
 bool InPlaceFile::Size(std::uint64_t* size) {
@@ -122,7 +122,7 @@ bool ReadOnlyFile::OpenFound(const FileRef& file, FsStatus* status) {
   size_ = 0;
   FileInfo info;
   const FsStatus opened =
-      files_internal::OpenFoundFile(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+      file_ops_internal::OpenFoundFile(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                     FILE_FLAG_RANDOM_ACCESS, FsSide::kSource, &impl_->file, &info);
   if (status) *status = opened;
   if (!opened.ok()) {
@@ -135,7 +135,7 @@ bool ReadOnlyFile::OpenFound(const FileRef& file, FsStatus* status) {
 
 bool ReadOnlyFile::Version(FileVersion* version, FileId* id, std::uint32_t* mode) {
   FileInfo info;
-  if (!impl_->file || !files_internal::DescribeHandle(impl_->file.get(), FsSide::kSource, &info).ok()) return false;
+  if (!impl_->file || !file_ops_internal::DescribeHandle(impl_->file.get(), FsSide::kSource, &info).ok()) return false;
   *version = info.version;
   if (id) *id = info.id;
   if (mode) *mode = 0;

@@ -6,10 +6,10 @@
 #include <mutex>
 
 #include "base/text.h"
-#include "fileops/file_system.h"
-#include "fileops/file_io.h"
-#include "fileops/files.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_system_seam.h"
+#include "fileops/in_place_io.h"
+#include "fileops/file_ops.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/path_text.h"
 #include "fileops/temp_files.h"
 
@@ -24,7 +24,7 @@ std::atomic<FileSystem*> g_active{nullptr};
 }  // namespace
 
 FileSystem& NativeFileSystem() {
-  static files_internal::NativeFs native;
+  static file_ops_internal::NativeFs native;
   return native;
 }
 
@@ -42,7 +42,7 @@ void SetAtomicWriteInterrupt(std::function<bool(std::size_t)> interrupt) {
 }
 }  // namespace testing_hooks
 
-namespace files_internal {
+namespace file_ops_internal {
 
 bool AtomicWriteInterrupted(std::size_t written) {
   std::lock_guard lock(g_hookMutex);
@@ -61,7 +61,7 @@ std::wstring AtomicTempName(const std::wstring& path) { return path + L".~tmp" +
 
 std::wstring StagingName(const std::wstring& folder) { return TempFilePath(folder); }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 LocalDateTime FileTimeToLocal(FileTime time) {
   constexpr std::int64_t kTicks = 10000000;
@@ -77,7 +77,7 @@ LocalDateTime FileTimeToLocal(FileTime time) {
   };
   thread_local Slot slots[1024];
   thread_local std::uint64_t zone = 0;
-  const std::uint64_t stamp = files_internal::ZoneStamp();
+  const std::uint64_t stamp = file_ops_internal::ZoneStamp();
   if (zone != stamp) {
     for (Slot& s : slots) s = Slot{};
     zone = stamp;
@@ -85,7 +85,7 @@ LocalDateTime FileTimeToLocal(FileTime time) {
   const std::int64_t quarter = seconds >= 0 ? seconds / 900 : (seconds - 899) / 900;
   Slot& slot = slots[static_cast<std::uint64_t>(quarter) % 1024];
   if (slot.quarter != quarter) {
-    if (!files_internal::UtcOffsetAt(seconds, &slot.offset)) return {};
+    if (!file_ops_internal::UtcOffsetAt(seconds, &slot.offset)) return {};
     slot.quarter = quarter;
   }
   const std::int64_t localSeconds = seconds + slot.offset;

@@ -15,15 +15,15 @@
 #include <cstring>
 
 #include "base/text.h"
-#include "fileops/files.h"
-#include "fileops/files_internal.h"
+#include "fileops/file_ops.h"
+#include "fileops/file_ops_internal.h"
 #include "fileops/path_text.h"
 #include "fileops/posix_fd.h"
 #include "fileops/posix_found.h"
 
 namespace ablagix {
 
-namespace files_internal {
+namespace file_ops_internal {
 
 std::string NativePath(const std::wstring& path) {
   // Only a "\" of the path text separates; one that is part of a name (U+DC5C) goes back to
@@ -49,11 +49,11 @@ FileKind KindOf(mode_t mode) {
 
 FsStatus ErrnoStatus(FsSide side) { return StatusFromSystemError(static_cast<std::uint32_t>(errno), side); }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 namespace {
 
-using files_internal::NativePath;
+using file_ops_internal::NativePath;
 
 
 constexpr std::int64_t kTicksPerSecond = 10000000;
@@ -129,7 +129,7 @@ bool StatNoFollow(int dirFd, const char* name, DirEntry* entry) {
   entry->creation = ToFileTime(st.st_ctim.tv_sec, st.st_ctim.tv_nsec);
   entry->attributes = AttributesOf(st.st_mode, name);
   SetKind(st.st_mode, entry);
-  entry->id = files_internal::IdOf(st);
+  entry->id = file_ops_internal::IdOf(st);
   return true;
 }
 
@@ -156,12 +156,12 @@ class PosixListing final : public FolderListing {
     struct stat st;
     DIR* dir = fd < 0 || ::fstat(fd, &st) != 0 ? nullptr : fdopendir(fd);
     if (!dir) {
-      if (status) *status = files_internal::ErrnoStatus(FsSide::kUnknown);
+      if (status) *status = file_ops_internal::ErrnoStatus(FsSide::kUnknown);
       if (fd >= 0) ::close(fd);
       return nullptr;
     }
     if (status) *status = FsStatus::Ok();
-    return std::make_unique<PosixListing>(dir, files_internal::IdOf(st));
+    return std::make_unique<PosixListing>(dir, file_ops_internal::IdOf(st));
   }
 
   bool Next(DirEntry* entry, bool details) override {
@@ -214,7 +214,7 @@ class PosixListing final : public FolderListing {
 }  // namespace
 
 
-namespace files_internal {
+namespace file_ops_internal {
 
 namespace {
 
@@ -346,9 +346,9 @@ FsStatus NativeFs::WriteFileAtomic(const std::wstring& path, std::string_view by
   return FsStatus::Ok();
 }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
-namespace files_internal {
+namespace file_ops_internal {
 
 FileVersion VersionOf(const struct stat& st) {
   return FileVersion{static_cast<std::uint64_t>(st.st_size), ToFileTime(st.st_mtim.tv_sec, st.st_mtim.tv_nsec),
@@ -422,7 +422,7 @@ FsStatus OpenFound(const FileRef& ref, int flags, FsSide side, UniqueFd* fd, str
   return FsStatus::Ok();
 }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 bool IsFullPath(std::wstring_view path) { return !path.empty() && path.front() == L'/'; }
 
@@ -460,7 +460,7 @@ bool CopyFileReplacing(const std::wstring& from, const std::wstring& to) {
   return ReadFileBytes(from, &bytes) && WriteFileAtomic(to, bytes);
 }
 
-namespace files_internal {
+namespace file_ops_internal {
 
 bool UtcOffsetAt(std::int64_t seconds, std::int64_t* offset) {
   const time_t t = static_cast<time_t>(seconds);
@@ -475,7 +475,7 @@ std::uint64_t ZoneStamp() {
   return reinterpret_cast<std::uintptr_t>(tzname[0]) ^ (static_cast<std::uint64_t>(timezone) << 1);
 }
 
-}  // namespace files_internal
+}  // namespace file_ops_internal
 
 FileTime CurrentFileTime() {
   struct timespec ts;

@@ -1,14 +1,14 @@
-// Shared between files_common.cpp and the platform files; not for other callers.
+// Shared between file_ops_common.cpp and the platform files; not for other callers.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 #include "fileops/full_path.h"
 
-namespace ablagix::files_internal {
+namespace ablagix::file_ops_internal {
 
 constexpr std::size_t kAtomicChunk = 1 << 16;
 
@@ -54,4 +54,4 @@ class NativeFs final : public FileSystem {
   FsStatus WriteFileAtomic(const std::wstring& path, std::string_view bytes) override;
 };
 
-}  // namespace ablagix::files_internal
+}  // namespace ablagix::file_ops_internal

@@ -1,6 +1,6 @@
 // Low-level file access for work that must change a file where it lies: overwriting its bytes
-// in place and renaming it without ever replacing another file. file_io_win32.cpp uses the
-// wide calls on long-path forms, file_io_posix.cpp the POSIX calls on UTF-8 names.
+// in place and renaming it without ever replacing another file. in_place_io_win32.cpp uses the
+// wide calls on long-path forms, in_place_io_posix.cpp the POSIX calls on UTF-8 names.
 //
 // Errors are the system's own codes (GetLastError on Windows, errno on Linux), so a caller can
 // put them into a log row.
@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-#include "fileops/file_system.h"
+#include "fileops/file_system_seam.h"
 
 namespace ablagix {
 

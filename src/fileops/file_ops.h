@@ -1,6 +1,8 @@
-// The file system layer: the only place that calls the operating system for files and
-// folders. files_win32.cpp uses the wide Win32 calls on long-path forms; files_posix.cpp uses
-// POSIX calls on UTF-8 names, with "\" taken as a folder separator like "/".
+// The everyday file operations as free functions: listing folders, attributes, reading and
+// writing whole files, making and removing folders. Each goes through the active FileSystem
+// (file_system_seam.h), so tests can make it fail. file_ops_win32.cpp uses the wide Win32 calls
+// on long-path forms; file_ops_posix.cpp uses POSIX calls on the names as bytes. Work that
+// changes a file where it lies is in in_place_io.h; copies and moves in copy_move.h.
 #pragma once
 
 #include <cstdint>
