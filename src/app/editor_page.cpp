@@ -307,29 +307,66 @@ void EditorPage::ShowIncludeMask() {
   SetText(Item(kIdIncludeMask), mask);
 }
 
+namespace {
+
+using Values = ProfileEditorValues;
+
+// The controls that show one field of the editor's values, each in both directions.
+struct CheckField {
+  int id;
+  bool Values::*field;
+};
+struct TextField {
+  int id;
+  std::wstring Values::*field;
+};
+struct ComboField {
+  int id;
+  int Values::*field;
+};
+// A text field whose empty value shows as a word ("Alles", "Nichts").
+struct WordField {
+  int id;
+  std::wstring Values::*field;
+  std::wstring_view word;
+};
+
+// The switches in front of the conditions, which a change of their values also turns on.
+constexpr CheckField kConditionSwitches[] = {
+    {kIdNameOn, &Values::nameOn},         {kIdExcludeNameOn, &Values::excludeNameOn}, {kIdTextOn, &Values::textOn},
+    {kIdIncludeOn, &Values::includeExtOn}, {kIdExcludeOn, &Values::excludeExtOn},      {kIdDateOn, &Values::dateOn},
+    {kIdSizeOn, &Values::sizeOn},          {kIdMetadataOn, &Values::metadataOn}};
+constexpr CheckField kChecks[] = {{kIdSubfolders, &Values::includeSubfolders}, {kIdMatchCase, &Values::matchCase},
+                                  {kIdFolderStructure, &Values::keepFolderStructure},
+                                  {kIdSidecars, &Values::takeSidecars},       {kIdSkipIdentical, &Values::skipIdentical},
+                                  {kIdWatchFolder, &Values::watch},           {kIdZipSeparate, &Values::zipSeparate},
+                                  {kIdZipOne, &Values::zipOne}};
+constexpr TextField kTexts[] = {{kIdDescription, &Values::description}, {kIdSource, &Values::source},
+                                {kIdExcludeName, &Values::excludeName},  {kIdText, &Values::text},
+                                {kIdDateAmount, &Values::dateAmount},    {kIdSizeAmount, &Values::sizeAmount},
+                                {kIdMetadataValue, &Values::metadataValue}, {kIdTxtName, &Values::target},
+                                {kIdTextBox6, &Values::zipName}};
+constexpr WordField kWords[] = {{kIdName, &Values::namePattern, kAllFilesEntry},
+                                {kIdInclude, &Values::includeExtText, kAllFilesEntry},
+                                {kIdExclude, &Values::excludeExt, kNoExcludeEntry}};
+constexpr ComboField kCombos[] = {{kIdDateKind, &Values::dateKindPos},         {kIdDateComparator, &Values::dateComparatorPos},
+                                  {kIdDateUnit, &Values::dateUnitPos},         {kIdSizeComparator, &Values::sizeComparatorPos},
+                                  {kIdSizeUnit, &Values::sizeUnitPos}};
+
+}  // namespace
+
 void EditorPage::EditorToControls() {
   editor_.isFilling = true;
-  const ProfileEditorValues& v = editor_.values;
-  SetText(Item(kIdDescription), v.description);
-  SetText(Item(kIdSource), v.source);
-  SetOn(Item(kIdSubfolders), v.includeSubfolders);
+  const Values& v = editor_.values;
+  for (const CheckField& c : kChecks) SetOn(Item(c.id), v.*c.field);
+  for (const TextField& t : kTexts) SetText(Item(t.id), v.*t.field);
+  for (const WordField& w : kWords) SetText(Item(w.id), ListWordShown(v.*w.field));
+  for (const ComboField& c : kCombos) SetComboPos(Item(c.id), v.*c.field);
   HWND block = Item(kIdBlockList);
   SendMessageW(block, LB_RESETCONTENT, 0, 0);
   for (const auto& folder : v.blockedFolders) {
     SendMessageW(block, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(folder.c_str()));
   }
-  SetText(Item(kIdName), ListWordShown(v.namePattern));
-  SetText(Item(kIdExcludeName), v.excludeName);
-  SetText(Item(kIdText), v.text);
-  SetText(Item(kIdInclude), ListWordShown(v.includeExtText));
-  SetText(Item(kIdExclude), ListWordShown(v.excludeExt));
-  SetComboPos(Item(kIdDateKind), v.dateKindPos);
-  SetComboPos(Item(kIdDateComparator), v.dateComparatorPos);
-  SetText(Item(kIdDateAmount), v.dateAmount);
-  SetComboPos(Item(kIdDateUnit), v.dateUnitPos);
-  SetComboPos(Item(kIdSizeComparator), v.sizeComparatorPos);
-  SetText(Item(kIdSizeAmount), v.sizeAmount);
-  SetComboPos(Item(kIdSizeUnit), v.sizeUnitPos);
   HWND metadata = Item(kIdCombo10);
   if (SendMessageW(metadata, CB_GETCOUNT, 0, 0) != static_cast<LRESULT>(editor_.metadataEntries().size())) {
     FillCombo(metadata, editor_.metadataEntries());
@@ -340,79 +377,33 @@ void EditorPage::EditorToControls() {
     if (kMetadataComparatorEntries[i] == v.metadataComparator) comparator = static_cast<int>(i);
   }
   SetComboPos(Item(kIdMetadataComparator), comparator);
-  SetText(Item(kIdMetadataValue), v.metadataValue);
-  SetOn(Item(kIdMatchCase), v.matchCase);
   for (int i = 0; i < 6; ++i) SetOn(Item(kIdActionFirst + i), v.actions[static_cast<size_t>(i)]);
-  SetText(Item(kIdTxtName), v.target);
-  SetOn(Item(kIdFolderStructure), v.keepFolderStructure);
-  SetOn(Item(kIdSidecars), v.takeSidecars);
-  SetOn(Item(kIdSkipIdentical), v.skipIdentical);
-  SetOn(Item(kIdWatchFolder), v.watch);
   for (int i = 0; i < 3; ++i) SetOn(Item(kIdCollisionFirst + i), editor_.CollisionPos() == i);
-  SetOn(Item(kIdZipSeparate), v.zipSeparate);
-  SetOn(Item(kIdZipOne), v.zipOne);
-  SetText(Item(kIdTextBox6), v.zipName);
   ShowConditionSwitches();
   ShowIncludeMask();
   editor_.isFilling = false;
 }
 
 void EditorPage::ShowConditionSwitches() {
-  const ProfileEditorValues& v = editor_.values;
-  SetOn(Item(kIdNameOn), v.nameOn);
-  SetOn(Item(kIdExcludeNameOn), v.excludeNameOn);
-  SetOn(Item(kIdTextOn), v.textOn);
-  SetOn(Item(kIdIncludeOn), v.includeExtOn);
-  SetOn(Item(kIdExcludeOn), v.excludeExtOn);
-  SetOn(Item(kIdDateOn), v.dateOn);
-  SetOn(Item(kIdSizeOn), v.sizeOn);
-  SetOn(Item(kIdMetadataOn), v.metadataOn);
+  for (const CheckField& c : kConditionSwitches) SetOn(Item(c.id), editor_.values.*c.field);
 }
 
 void EditorPage::ControlsToEditor() {
-  ProfileEditorValues& v = editor_.values;
-  v.description = GetText(Item(kIdDescription));
-  v.source = GetText(Item(kIdSource));
-  v.includeSubfolders = IsOn(Item(kIdSubfolders));
+  Values& v = editor_.values;
+  for (const CheckField& c : kConditionSwitches) v.*c.field = IsOn(Item(c.id));
+  for (const CheckField& c : kChecks) v.*c.field = IsOn(Item(c.id));
+  for (const TextField& t : kTexts) v.*t.field = GetText(Item(t.id));
+  for (const WordField& w : kWords) v.*w.field = ListWordStored(GetText(Item(w.id)), w.word);
+  for (const ComboField& c : kCombos) v.*c.field = ComboPos(Item(c.id));
   v.blockedFolders = ListBoxEntries(Item(kIdBlockList));
-  v.nameOn = IsOn(Item(kIdNameOn));
-  v.namePattern = ListWordStored(GetText(Item(kIdName)), kAllFilesEntry);
-  v.excludeNameOn = IsOn(Item(kIdExcludeNameOn));
-  v.excludeName = GetText(Item(kIdExcludeName));
-  v.textOn = IsOn(Item(kIdTextOn));
-  v.text = GetText(Item(kIdText));
-  v.includeExtOn = IsOn(Item(kIdIncludeOn));
-  v.includeExtText = ListWordStored(GetText(Item(kIdInclude)), kAllFilesEntry);
-  v.excludeExtOn = IsOn(Item(kIdExcludeOn));
-  v.excludeExt = ListWordStored(GetText(Item(kIdExclude)), kNoExcludeEntry);
-  v.dateOn = IsOn(Item(kIdDateOn));
-  v.dateKindPos = ComboPos(Item(kIdDateKind));
-  v.dateComparatorPos = ComboPos(Item(kIdDateComparator));
-  v.dateAmount = GetText(Item(kIdDateAmount));
-  v.dateUnitPos = ComboPos(Item(kIdDateUnit));
-  v.sizeOn = IsOn(Item(kIdSizeOn));
-  v.sizeComparatorPos = ComboPos(Item(kIdSizeComparator));
-  v.sizeAmount = GetText(Item(kIdSizeAmount));
-  v.sizeUnitPos = ComboPos(Item(kIdSizeUnit));
-  v.metadataOn = IsOn(Item(kIdMetadataOn));
   v.metadataNamePos = std::max(0, ComboPos(Item(kIdCombo10)));
-  int comparator = ComboPos(Item(kIdMetadataComparator));
+  const int comparator = ComboPos(Item(kIdMetadataComparator));
   v.metadataComparator = comparator >= 0 ? std::wstring(kMetadataComparatorEntries[static_cast<size_t>(comparator)])
                                          : std::wstring();
-  v.metadataValue = GetText(Item(kIdMetadataValue));
-  v.matchCase = IsOn(Item(kIdMatchCase));
   for (int i = 0; i < 6; ++i) v.actions[static_cast<size_t>(i)] = IsOn(Item(kIdActionFirst + i));
-  v.target = GetText(Item(kIdTxtName));
-  v.keepFolderStructure = IsOn(Item(kIdFolderStructure));
-  v.takeSidecars = IsOn(Item(kIdSidecars));
-  v.skipIdentical = IsOn(Item(kIdSkipIdentical));
-  v.watch = IsOn(Item(kIdWatchFolder));
   for (int i = 0; i < 3; ++i) {
     if (IsOn(Item(kIdCollisionFirst + i))) editor_.SetCollisionPos(i);
   }
-  v.zipSeparate = IsOn(Item(kIdZipSeparate));
-  v.zipOne = IsOn(Item(kIdZipOne));
-  v.zipName = GetText(Item(kIdTextBox6));
 }
 
 void EditorPage::OnCommand(int id, int code) {

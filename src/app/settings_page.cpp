@@ -212,16 +212,27 @@ void SettingsPage::BuildCoordinates(Layout& l) {
   l.Button(store, rr - coordButtons, 288, coordButtons, kIdCommand4, kMoveX);
 }
 
+namespace {
+
+// The check boxes of the timer and report options, each showing one setting.
+struct SettingCheck {
+  int id;
+  bool AppSettings::*field;
+};
+constexpr SettingCheck kSettingChecks[] = {{kIdCheckBox7, &AppSettings::TimerSystray},
+                                           {kIdCheckBox15, &AppSettings::clearLogEveryFifthTimedRun},
+                                           {kIdCheckBox16, &AppSettings::padTextReports},
+                                           {kIdCheckBox17, &AppSettings::saveLogAutomatically},
+                                           {kIdCheck17, &AppSettings::reportHeaderLine},
+                                           {kIdCheck1, &AppSettings::colouredReports}};
+
+}  // namespace
+
 void SettingsPage::SettingsToControls() {
   const AppSettings& s = context_.settings;
   SetComboPos(Item(kIdCombo11), std::clamp(s.TimerIntervall, 0, static_cast<int>(kTimerIntervalEntries.size()) - 1));
   SetText(Item(kIdTimerInfo), TimerInfoFor(s.TimerIntervall));
-  SetOn(Item(kIdCheckBox7), s.TimerSystray);
-  SetOn(Item(kIdCheckBox15), s.clearLogEveryFifthTimedRun);
-  SetOn(Item(kIdCheckBox16), s.padTextReports);
-  SetOn(Item(kIdCheckBox17), s.saveLogAutomatically);
-  SetOn(Item(kIdCheck17), s.reportHeaderLine);
-  SetOn(Item(kIdCheck1), s.colouredReports);
+  for (const SettingCheck& c : kSettingChecks) SetOn(Item(c.id), s.*c.field);
   for (int i = 0; i < 4; ++i) SetOn(Item(kIdOption5 + i), static_cast<int>(s.reportFormat) == i);
   SetText(Item(kIdCsvSeparator), s.Delimeter);
   SetText(Item(kIdTextBox7), s.LogPath);
@@ -244,12 +255,7 @@ void SettingsPage::SettingsToControls() {
 void SettingsPage::ControlsToSettings() {
   AppSettings& s = context_.settings;
   s.TimerIntervall = std::max(0, ComboPos(Item(kIdCombo11)));
-  s.TimerSystray = IsOn(Item(kIdCheckBox7));
-  s.clearLogEveryFifthTimedRun = IsOn(Item(kIdCheckBox15));
-  s.padTextReports = IsOn(Item(kIdCheckBox16));
-  s.saveLogAutomatically = IsOn(Item(kIdCheckBox17));
-  s.reportHeaderLine = IsOn(Item(kIdCheck17));
-  s.colouredReports = IsOn(Item(kIdCheck1));
+  for (const SettingCheck& c : kSettingChecks) s.*c.field = IsOn(Item(c.id));
   s.reportFormat = ReportFormatFromButtons(IsOn(Item(kIdOption5)), IsOn(Item(kIdOption5 + 1)),
                                       IsOn(Item(kIdOption5 + 2)), IsOn(Item(kIdOption5 + 3)));
   s.Delimeter = GetText(Item(kIdCsvSeparator));
