@@ -33,6 +33,7 @@ constexpr std::wstring_view kErsetzt = L"ersetzt";
 constexpr std::wstring_view kErgaenzt = L"erg\u00e4nzt";
 constexpr std::wstring_view kWurzel = L"Wurzel";
 constexpr std::wstring_view kOrdner = L"Ordner";
+constexpr std::wstring_view kGeleert = L"Geleert";
 constexpr std::wstring_view kKeyFile = L".schluessel";
 constexpr std::size_t kKeyBytes = 32;
 constexpr std::size_t kSealBytes = 16;  // the seal: the first 16 bytes of the HMAC, in hex
@@ -316,6 +317,14 @@ bool RunJournal::FolderMade(const std::wstring& folder) {
   return !broken_;
 }
 
+bool RunJournal::FolderEmptied(const std::wstring& folder) {
+  if (folder_.empty()) return true;
+  if (!EnsureOpen()) return false;
+  WritePending();
+  Write({kGeleert, folder});
+  return !broken_;
+}
+
 JournalMark RunJournal::Before(JournalAction action, const std::wstring& from, const std::wstring& to, bool replaces,
                                std::wstring_view entryName, bool addsTo) {
   if (folder_.empty()) return {};
@@ -449,6 +458,8 @@ class JournalReplay {
       contents_.roots.push_back(f[1]);
     } else if (kind == kOrdner && f.size() >= 2 && FolderOfRun(f[1], roots_)) {
       contents_.folders.push_back(f[1]);
+    } else if (kind == kGeleert && f.size() >= 2 && PathWithinRoots(f[1], roots_)) {
+      contents_.emptiedFolders.push_back(f[1]);
     } else if (kind == kVorhaben && numbered && f.size() >= 10 && !byNumber_.contains(number)) {
       Planned(number, f);
     } else if ((kind == kErledigt && f.size() >= 7) || kind == kFehlgeschlagen) {

@@ -17,6 +17,8 @@
 //   Profil           <name>                                    (the profile whose files follow)
 //   Wurzel           <folder>    (a folder the run works in: only files below one are undone)
 //   Ordner           <folder>    (a folder the run is about to make; the undo removes it if empty)
+//   Geleert          <folder>    (a source folder the run emptied, about to be removed; the
+//                                 undo makes it again)
 //   Vorhaben         <n> <action> <from> <to> <size> <time> <now> <ersetzt | ergänzt?> <zip entry>
 //   Erledigt         <n> <final path> <size> <time> <now> <zip entry> <change time> <file id>
 //   Fehlgeschlagen   <n>                                       (nothing was changed)
@@ -94,6 +96,9 @@ class RunJournal {
   // Before the run makes a folder: false when that could not be written down (the folder must
   // then not be made). Nothing to write without a journal.
   bool FolderMade(const std::wstring& folder);
+  // Before the run removes a folder it emptied: false when that could not be written down
+  // (the folder must then stay).
+  bool FolderEmptied(const std::wstring& folder);
   // Before a change. `to` is the planned target (move, copy) or archive (zip); `replaces`
   // says the change will replace a file that is there, `addsTo` that the file goes into an
   // archive that is there (and holds more than this run put in).
@@ -184,6 +189,7 @@ struct JournalContents {
   std::size_t damagedLines = 0;       // lines that failed their check (a crash's cut)
   std::size_t unsealedLines = 0;      // lines without this installation's seal: ignored
   std::vector<std::wstring> folders;  // folders the run made, in the order it made them
+  std::vector<std::wstring> emptiedFolders;  // folders it emptied and removed, deepest first
   std::vector<std::wstring> roots;    // the folders the run worked in
 };
 

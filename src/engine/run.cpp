@@ -1,6 +1,8 @@
 #include "engine/run.h"
 
+#include <algorithm>
 #include <map>
+#include <set>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -303,6 +305,69 @@ bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
   return !stopped;
 }
 
+// Whether the action takes files away from their folders, so that a folder can end up empty.
+bool ActionEmptiesFolders(std::wstring_view aktion) {
+  for (std::wstring_view taking : {kAktionVerschieben, kAktionLoeschenP, kAktionLoeschenX, kAktionLoeschenS}) {
+    if (EqualsNoCase(Trim(aktion), taking)) return true;
+  }
+  return false;
+}
+
+std::size_t FolderDepth(std::wstring_view folder) {
+  return static_cast<std::size_t>(std::count_if(folder.begin(), folder.end(), [](wchar_t c) { return c == L'\\' || c == L'/'; }));
+}
+
+// Whether a folder holds no entry at all (hidden ones count); false when it cannot be read.
+bool FolderHoldsNothing(const std::wstring& folder) {
+  FolderReader reader;
+  if (!reader.Open(folder)) return false;
+  DirEntry entry;
+  while (reader.Next(&entry)) {
+    if (entry.name != L"." && entry.name != L"..") return false;
+  }
+  return true;
+}
+
+// "Geleerte Ordner entfernen": the subfolders of the source that this run emptied go, deepest
+// first, each with a row. A folder is looked at only when a file the scan found was in it or
+// a folder removed here was, so one that was empty before the run stays; it goes only while
+// it holds nothing at all, hidden files included (the system removes no other), and never the
+// source itself. Each removal is written down first, so the undo can make the folder again.
+void RemoveEmptiedFolders(ProfileRun& run, const RunFileList& files) {
+  const std::wstring source(WithoutTrailingSeparator(Trim(run.profile.Quelle)));
+  auto belowSource = [&](std::wstring_view folder) {
+    return folder.size() > source.size() + 1 && FolderTextStartsWith(folder, WithTrailingBackslash(source));
+  };
+  // Deepest first; among folders of one depth, in order of their text.
+  auto deeper = [](const std::wstring& a, const std::wstring& b) {
+    const std::size_t da = FolderDepth(a);
+    const std::size_t db = FolderDepth(b);
+    return da != db ? da > db : a < b;
+  };
+  std::set<std::wstring, decltype(deeper)> pending(deeper);
+  for (const RunFile& file : files) {
+    std::wstring folder(WithoutTrailingSeparator(FolderPart(file.path)));
+    if (belowSource(folder)) pending.insert(std::move(folder));
+  }
+  while (!pending.empty() && !AbortRequested()) {
+    const std::wstring folder = *pending.begin();
+    pending.erase(pending.begin());
+    if (!FolderHoldsNothing(folder)) continue;
+    if (run.state.journal && !run.state.journal->FolderEmptied(folder)) continue;
+    if (!RemoveEmptyFolder(folder)) continue;
+    RememberChangedFolder(run.state, folder);
+    LogFileFields row;
+    const std::wstring_view name = NameView(folder);
+    row.datei = name;
+    row.pfad = std::wstring_view(folder).substr(0, folder.size() - name.size());
+    row.ergebnis = ResultWord::kOrdnerEntfernt;
+    row.aktion = run.profile.Aktion;
+    run.log.AppendFile(row);
+    std::wstring parent(WithoutTrailingSeparator(FolderPart(folder)));
+    if (belowSource(parent)) pending.insert(std::move(parent));
+  }
+}
+
 // Runs one profile; false when the run was stopped.
 bool RunOneProfile(ProfileRun& run) {
   const Profile& profile = run.profile;
@@ -329,6 +394,9 @@ bool RunOneProfile(ProfileRun& run) {
   const bool scanned = ScanProfile(run, conditions, &files);
   if (files.empty() && scanned) AppendNothingFoundRow(run.log);
   const bool stopped = !ActOnFiles(run, files, !scanned);
+  if (run.mode == RunMode::Execute && run.switches.removeEmptied && ActionEmptiesFolders(profile.Aktion)) {
+    RemoveEmptiedFolders(run, files);
+  }
   AppendEndBanner(run.log, profile.Beschreibung);
   return !stopped && !AbortRequested();
 }

@@ -354,6 +354,7 @@ class Undo {
       a.firstEntry = std::min(a.firstEntry, e.number);
       a.entries.push_back(&e);
     }
+    MakeEmptiedFoldersAgain(journal.emptiedFolders);
     RunProgress progress{kUndoAktion};
     progress.filesTotal = journal.entries.size();
     for (auto it = journal.entries.rbegin(); it != journal.entries.rend(); ++it) {
@@ -460,6 +461,20 @@ class Undo {
       Finish(*p.entry, r, p.row);
     }
     a.pending.clear();
+  }
+
+  // The source folders the run emptied and removed are there again before any file goes
+  // back, the outermost first; one that is there already is left as it is.
+  void MakeEmptiedFoldersAgain(const std::vector<std::wstring>& folders) {
+    std::size_t made = 0;
+    for (auto it = folders.rbegin(); it != folders.rend(); ++it) {
+      if (FolderExists(*it)) continue;
+      if (ActiveFileSystem().CreateFolders(*it).ok()) ++made;
+    }
+    if (made > 0) {
+      AppendMessageRow(log_, NumberText(made) + (made == 1 ? L" geleerter Ordner wurde wieder angelegt."
+                                                           : L" geleerte Ordner wurden wieder angelegt."));
+    }
   }
 
   // The folders the run made and left empty by now go again, the deepest first; one that

@@ -82,6 +82,8 @@ struct ResultWord {
   static constexpr std::wstring_view kLoeschenXSimuliert = L"L\u00f6schen X, simuliert";
   static constexpr std::wstring_view kLoeschenSSimuliert = L"L\u00f6schen S, simuliert";
   static constexpr std::wstring_view kSimuliert = L"simuliert";
+  // A subfolder of the source that the run emptied and removed ("Geleerte Ordner entfernen").
+  static constexpr std::wstring_view kOrdnerEntfernt = L"Ordner entfernt";
   // Appended directly to "Übersprungen" when the target folder could not be made; it starts
   // with its own blank.
   static constexpr std::wstring_view kZielpfadNichtErstellt = L" Konnte Zielpfad nicht erstellen";

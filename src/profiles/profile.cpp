@@ -70,6 +70,7 @@ ProfileSwitches SwitchesOf(const Profile& profile) {
   switches.caseSensitive = IsSwitchedOn(profile.Case);
   switches.skipIdentical = IsSwitchedOn(profile.Identisch);
   switches.sidecars = IsSwitchedOn(profile.Begleitdateien);
+  switches.removeEmptied = IsSwitchedOn(profile.LeereOrdner);
   switches.watch = IsSwitchedOn(profile.Ueberwachen);
   return switches;
 }

@@ -36,6 +36,7 @@ struct Profile {
   std::wstring Identisch;       // skip files whose target holds the same content
   std::wstring Begleitdateien;  // sidecar files (.xmp, .aae, ...) travel with their main file
   std::wstring Ueberwachen;     // "Überwachung starten" watches this profile's source
+  std::wstring LeereOrdner;     // subfolders of the source that a run emptied are removed
 };
 
 // The on/off keys of a profile, read once: "1" switches each on (blanks around it do not
@@ -47,6 +48,7 @@ struct ProfileSwitches {
   bool skipIdentical = false;        // Identisch
   bool sidecars = false;             // Begleitdateien
   bool watch = false;                // Ueberwachen
+  bool removeEmptied = false;        // LeereOrdner
 };
 bool IsSwitchedOn(std::wstring_view value);
 ProfileSwitches SwitchesOf(const Profile& profile);
@@ -56,10 +58,11 @@ struct ProfileExtraKey {
   const wchar_t* key;
   std::wstring Profile::*field;
 };
-inline constexpr std::array<ProfileExtraKey, 3> kProfileExtraKeys = {{
+inline constexpr std::array<ProfileExtraKey, 4> kProfileExtraKeys = {{
     {L"Identisch", &Profile::Identisch},
     {L"Begleitdateien", &Profile::Begleitdateien},
     {L"Ueberwachen", &Profile::Ueberwachen},
+    {L"LeereOrdner", &Profile::LeereOrdner},
 }};
 
 // The profile list has one column per field, in this order. The captions of columns 7 and 8

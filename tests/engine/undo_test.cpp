@@ -571,5 +571,60 @@ TEST(ReadJournal, RefusesWhatIsNoJournalAndSkipsDamagedLines) {
   EXPECT_NE(error.find(L"neueren"), std::wstring::npos);
 }
 
+TEST_F(UndoTest, EmptiedSubfoldersGoDeepestFirstAndComeBackWithTheUndo) {
+  // Moved away: everything in a\b, a\c and d\e\f; a\keep holds a file the filter leaves,
+  // "leer" was empty before the run, and the source itself is emptied too.
+  for (const wchar_t* file : {L"Eingang\\a\\b\\x.txt", L"Eingang\\a\\c\\y.txt", L"Eingang\\d\\e\\f\\z.txt",
+                              L"Eingang\\s.txt"}) {
+    ASSERT_TRUE(WriteBytes(dir_ / file, "text"));
+  }
+  ASSERT_TRUE(WriteBytes(dir_ / L"Eingang\\a\\keep\\.versteckt", "bleibt"));
+  ASSERT_TRUE(ActiveFileSystem().CreateFolders(dir_ / L"Eingang\\leer").ok());
+  Profile p = Make(L"Eingang", kAktionVerschieben, L"Eingang", L"Ablage");
+  p.Filter = L".txt";
+
+  // Without the option, and in a simulation, every folder stays.
+  RunProfiles({p}, RunMode::Execute, host_, log_);
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a\\b") && FolderExists(dir_ / L"Eingang\\d\\e\\f"));
+  ASSERT_EQ(UndoLatest().errors, 0u);
+  p.LeereOrdner = L"1";
+  RunProfiles({p}, RunMode::Simulate, host_, log_);
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a\\b") && FolderExists(dir_ / L"Eingang\\d\\e\\f"));
+
+  log_.Clear();
+  const RunSummary run = RunProfiles({p}, RunMode::Execute, host_, log_);
+  EXPECT_EQ(run.errors, 0u);
+  EXPECT_EQ(run.files, 4u);  // the folders' rows are no files
+  std::vector<std::wstring> removed;
+  for (std::size_t r = 0; r < log_.size(); ++r) {
+    if (log_.Text(r, LogColumn::Ergebnis) == L"Ordner entfernt") {
+      removed.push_back(log_.Text(r, LogColumn::Pfad) + log_.Text(r, LogColumn::Datei));
+    }
+  }
+  EXPECT_EQ(removed, (std::vector<std::wstring>{dir_ / L"Eingang\\d\\e\\f", dir_ / L"Eingang\\a\\b", dir_ / L"Eingang\\a\\c",
+                                                dir_ / L"Eingang\\d\\e", dir_ / L"Eingang\\d"}));
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang"));               // never the source
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a\\keep"));      // holds a hidden file
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a"));            // holds a\keep
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\leer"));         // empty before the run
+  EXPECT_FALSE(FolderExists(dir_ / L"Eingang\\d"));
+
+  // The undo makes them again and puts the files back into them.
+  ASSERT_EQ(UndoLatest().errors, 0u);
+  EXPECT_EQ(ReadBytes(dir_ / L"Eingang\\d\\e\\f\\z.txt"), "text");
+  EXPECT_EQ(ReadBytes(dir_ / L"Eingang\\a\\b\\x.txt"), "text");
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a\\c"));
+
+  // After a delete nothing comes back but the folder.
+  Profile wipe = Make(L"Weg", kAktionLoeschenX, L"Eingang");
+  wipe.Filter = L".txt";
+  wipe.LeereOrdner = L"1";
+  RunProfiles({wipe}, RunMode::Execute, host_, log_);
+  EXPECT_FALSE(FolderExists(dir_ / L"Eingang\\a\\b"));
+  UndoLatest();
+  EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a\\b"));
+  EXPECT_FALSE(FileExists(dir_ / L"Eingang\\a\\b\\x.txt"));
+}
+
 }  // namespace
 }  // namespace ablagix
