@@ -74,6 +74,7 @@ enum ControlId : int {
   kIdSidecars,       // "Begleitdateien mitnehmen"
   kIdSkipIdentical,  // "Identische Dateien überspringen"
   kIdWatchFolder,    // "Diesen Ordner überwachen"
+  kIdRemoveEmptied,  // "Geleerte Ordner entfernen"
   kIdCollisionGroup,
   kIdCollisionFirst,  // three consecutive numbers, in screen order
   kIdZipGroup = kIdCollisionFirst + 3,

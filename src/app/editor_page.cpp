@@ -91,6 +91,7 @@ void EditorPage::BuildSourceGroup(Layout& l) {
   l.Check(Word(L"inklusive &Unterordner"), gx, 52, 160, 10, kIdSubfolders);
   l.Check(Word(L"Diesen Ordner \u00fc&berwachen"), gx + 164, 52, gr - gx - 164, 10, kIdWatchFolder, kLeftHalf);
   l.Label(Word(L"Ordner ausschlie\u00dfen"), gx, 63, 160, kIdBlockLabel);
+  l.Check(Word(L"&Geleerte Ordner entfernen"), gx + 164, 63, gr - gx - 164, 10, kIdRemoveEmptied, kLeftHalf);
   const std::wstring blockAdd = Word(L"Ordner hinzuf\u00fcgen");
   const std::wstring blockRemove = Word(L"Ordner entfernen");
   const int blockButton =
@@ -339,7 +340,7 @@ constexpr CheckField kConditionSwitches[] = {
 constexpr CheckField kChecks[] = {{kIdSubfolders, &Values::includeSubfolders}, {kIdMatchCase, &Values::matchCase},
                                   {kIdFolderStructure, &Values::keepFolderStructure},
                                   {kIdSidecars, &Values::takeSidecars},       {kIdSkipIdentical, &Values::skipIdentical},
-                                  {kIdWatchFolder, &Values::watch},           {kIdZipSeparate, &Values::zipSeparate},
+                                  {kIdWatchFolder, &Values::watch}, {kIdRemoveEmptied, &Values::removeEmptied},           {kIdZipSeparate, &Values::zipSeparate},
                                   {kIdZipOne, &Values::zipOne}};
 constexpr TextField kTexts[] = {{kIdDescription, &Values::description}, {kIdSource, &Values::source},
                                 {kIdExcludeName, &Values::excludeName},  {kIdText, &Values::text},

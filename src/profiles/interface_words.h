@@ -93,6 +93,7 @@ inline constexpr InterfaceWord kInterfaceWords[] = {
     {L"&Begleitdateien (.xmp, .aae, .json ...) mitnehmen"},
     {L"&Identische Dateien überspringen"},
     {L"Diesen Ordner ü&berwachen"},
+    {L"&Geleerte Ordner entfernen"},
     {L"Wenn Datei bereits existiert:"},
     {L"Zip-Archive"},
     {L"Zip-Archiv erstellen (separate Dateien)"},

@@ -244,6 +244,7 @@ void ProfileEditor::LoadFromRow(const Profile& p) {
   v.skipIdentical = switches.skipIdentical;
   v.takeSidecars = switches.sidecars;
   v.watch = switches.watch;
+  v.removeEmptied = switches.removeEmptied;
 
   // Metadata: "<token>;<comparator><value>", e.g. "%Model%;=Canon".
   size_t semicolon = p.Metadaten.find(L';');

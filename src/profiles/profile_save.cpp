@@ -169,6 +169,9 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
   WriteOrDelete(ini, section, L"Identisch", v.skipIdentical && needsTarget, L"1");
   WriteOrDelete(ini, section, L"Begleitdateien", v.takeSidecars && needsTarget, L"1");
   WriteOrDelete(ini, section, L"Ueberwachen", v.watch, L"1");
+  // Only moves and deletes take files away, so only they can empty a folder.
+  const bool empties = v.actions[0] || v.actions[2] || v.actions[3] || v.actions[5];
+  WriteOrDelete(ini, section, L"LeereOrdner", v.removeEmptied && empties, L"1");
 
   FsStatus written;
   outcome.fileWritten = TellIfNotSaved(ini.Save(&written), written, ui, L"Das Profil", profileFile);

@@ -66,6 +66,7 @@ struct ProfileEditorValues {
   bool skipIdentical = false;  // "Identische Dateien überspringen"
   bool takeSidecars = false;   // "Begleitdateien mitnehmen"
   bool watch = false;          // "Diesen Ordner überwachen"
+  bool removeEmptied = false;  // "Geleerte Ordner entfernen"
 };
 
 enum class EditorField { None, Description, Source, Target, DateAmount, SizeAmount };

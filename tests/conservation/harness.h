@@ -57,6 +57,8 @@ struct Plan {
   // Instead of a run by hand, "watch" runs the profile: the world arrives in the empty source
   // (moved in, entry by entry) while it is watched.
   bool watch = false;
+  // "Geleerte Ordner entfernen": the subfolders the run emptied go (and come back with the undo).
+  bool removeEmptied = false;
 };
 
 Plan DrawPlan(std::uint64_t seed, const Ratios& ratios);

@@ -303,6 +303,28 @@ class Checker {
     }
   }
 
+  // "Geleerte Ordner entfernen": a removed folder was a subfolder of the source that held
+  // something before the run (never the source, never one empty before) and is gone now.
+  void EmptiedFolderRow(const Row& row) {
+    const std::string path = row.SourcePath();
+    const std::string prefix = world_.source + "/";
+    if (!StartsWith(path, prefix) || path.size() == prefix.size()) {
+      Add("folder-removed", "the folder " + Printable(path) + " removed as emptied is not below the source");
+      return;
+    }
+    const std::string rel = path.substr(prefix.size());
+    const auto it = o_.source0.find(rel);
+    if (it == o_.source0.end() || it->second.type != 'd') {
+      Add("folder-removed", "the removed folder " + Printable(rel) + " was no folder of the source");
+      return;
+    }
+    const auto next = o_.source0.upper_bound(rel + "/");
+    const bool heldSomething = next != o_.source0.end() && StartsWith(next->first, rel + "/");
+    if (!heldSomething) {
+      Add("folder-removed", "the folder " + Printable(rel) + " was empty before the run and was removed");
+    }
+  }
+
   // The source-relative name a row speaks of, or empty (with a violation) when it names
   // something that is not a regular file the scan could have listed.
   std::string RowSource(const Row& row) {
@@ -399,6 +421,10 @@ class Checker {
       if (row.banner) continue;
       if (!row.readable) {
         Add("row-unreadable", "a row does not have its 14 columns: " + Printable(row.raw));
+        continue;
+      }
+      if (row.Result() == "Ordner entfernt") {
+        EmptiedFolderRow(row);
         continue;
       }
       const std::string rel = RowSource(row);

@@ -212,19 +212,25 @@ TEST_F(SaveTheProfilTest, DateAndSizeAmountsFollowTheDateFieldsZero) {
 }
 
 TEST_F(SaveTheProfilTest, TheLaterOptionsAreWrittenOnlyWhenOn) {
+  values_.actions = {true, false, false, false, false, false};  // Verschieben
   ASSERT_TRUE(Save().saved);
-  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen"}) EXPECT_EQ(Key(key), L"<fehlt>");
-  values_.skipIdentical = values_.takeSidecars = values_.watch = true;
+  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen", L"LeereOrdner"}) EXPECT_EQ(Key(key), L"<fehlt>");
+  values_.skipIdentical = values_.takeSidecars = values_.watch = values_.removeEmptied = true;
   ASSERT_TRUE(Save().saved);
-  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen"}) EXPECT_EQ(Key(key), L"1");
+  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen", L"LeereOrdner"}) EXPECT_EQ(Key(key), L"1");
   const std::vector<Profile> read = Einlesen(file_);
   ASSERT_EQ(read.size(), 1u);
   ProfileEditor editor;
   editor.LoadFromRow(read[0]);
-  EXPECT_TRUE(editor.values.skipIdentical && editor.values.takeSidecars && editor.values.watch);
-  values_.skipIdentical = values_.takeSidecars = values_.watch = false;
+  EXPECT_TRUE(editor.values.skipIdentical && editor.values.takeSidecars && editor.values.watch &&
+              editor.values.removeEmptied);
+  // A copy leaves every folder as full as it was: the option is not written for it.
+  values_.actions = {false, true, false, false, false, false};
   ASSERT_TRUE(Save().saved);
-  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen"}) EXPECT_EQ(Key(key), L"<fehlt>");
+  EXPECT_EQ(Key(L"LeereOrdner"), L"<fehlt>");
+  values_.skipIdentical = values_.takeSidecars = values_.watch = values_.removeEmptied = false;
+  ASSERT_TRUE(Save().saved);
+  for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen", L"LeereOrdner"}) EXPECT_EQ(Key(key), L"<fehlt>");
 }
 
 TEST_F(SaveTheProfilTest, AFailedWriteSaysSoAndKeepsTheOldFile) {
