@@ -480,7 +480,8 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
       summary.aborted = true;
       break;
     }
-    if (!log.IsFileRow(row)) continue;
+    // A removed folder's row names no file: there is nothing to do again.
+    if (!log.IsFileRow(row) || log.Text(row, LogColumn::Ergebnis) == ResultWord::kOrdnerEntfernt) continue;
     const LogRowAction a = log.ActionOf(row);
     const std::wstring path = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
     const ActionPlan plan{a.aktion, a.kollision, a.zipp, a.zipName};
