@@ -317,13 +317,16 @@ std::size_t FolderDepth(std::wstring_view folder) {
   return static_cast<std::size_t>(std::count_if(folder.begin(), folder.end(), [](wchar_t c) { return c == L'\\' || c == L'/'; }));
 }
 
-// Whether a folder holds no entry at all (hidden ones count); false when it cannot be read.
-bool FolderHoldsNothing(const std::wstring& folder) {
+// Whether a folder holds no entry at all (hidden ones count) once the entries `leaves` says
+// go are gone; false when it cannot be read.
+template <typename Leaves>
+bool FolderHoldsNothing(const std::wstring& folder, Leaves leaves) {
   FolderReader reader;
   if (!reader.Open(folder)) return false;
   DirEntry entry;
   while (reader.Next(&entry)) {
-    if (entry.name != L"." && entry.name != L"..") return false;
+    if (entry.name == L"." || entry.name == L"..") continue;
+    if (!leaves(JoinPath(folder, entry.name), entry.IsDirectory())) return false;
   }
   return true;
 }
@@ -333,7 +336,10 @@ bool FolderHoldsNothing(const std::wstring& folder) {
 // a folder removed here was, so one that was empty before the run stays; it goes only while
 // it holds nothing at all, hidden files included (the system removes no other), and never the
 // source itself. Each removal is written down first, so the undo can make the folder again.
-void RemoveEmptiedFolders(ProfileRun& run, const RunFileList& files) {
+// A simulation removes nothing: it counts the files its rows (from `firstRow` on) would take
+// away and says which folders would go.
+void RemoveEmptiedFolders(ProfileRun& run, const RunFileList& files, std::size_t firstRow) {
+  const bool simulate = run.mode == RunMode::Simulate;
   const std::wstring source(WithoutTrailingSeparator(Trim(run.profile.Quelle)));
   auto belowSource = [&](std::wstring_view folder) {
     return folder.size() > source.size() + 1 && FolderTextStartsWith(folder, WithTrailingBackslash(source));
@@ -349,18 +355,35 @@ void RemoveEmptiedFolders(ProfileRun& run, const RunFileList& files) {
     std::wstring folder(WithoutTrailingSeparator(FolderPart(file.path)));
     if (belowSource(folder)) pending.insert(std::move(folder));
   }
+  if (pending.empty()) return;
+  std::unordered_set<std::wstring> leaving;  // simulated: the files the rows take away
+  std::unordered_set<std::wstring> gone;     // simulated: the folders that would go
+  if (simulate) {
+    for (std::size_t r = firstRow; r < run.log.size(); ++r) {
+      if (run.log.IsFileRow(r) && run.log.Text(r, LogColumn::Ergebnis).ends_with(ResultWord::kSimuliert)) {
+        leaving.insert(run.log.Text(r, LogColumn::Pfad) + run.log.Text(r, LogColumn::Datei));
+      }
+    }
+  }
+  auto leaves = [&](const std::wstring& path, bool folder) {
+    return simulate && (folder ? gone.contains(path) : leaving.contains(path));
+  };
   while (!pending.empty() && !AbortRequested()) {
     const std::wstring folder = *pending.begin();
     pending.erase(pending.begin());
-    if (!FolderHoldsNothing(folder)) continue;
-    if (run.state.journal && !run.state.journal->FolderEmptied(folder)) continue;
-    if (!RemoveEmptyFolder(folder)) continue;
-    RememberChangedFolder(run.state, folder);
+    if (!FolderHoldsNothing(folder, leaves)) continue;
+    if (simulate) {
+      gone.insert(folder);
+    } else {
+      if (run.state.journal && !run.state.journal->FolderEmptied(folder)) continue;
+      if (!RemoveEmptyFolder(folder)) continue;
+      RememberChangedFolder(run.state, folder);
+    }
     LogFileFields row;
     const std::wstring_view name = NameView(folder);
     row.datei = name;
     row.pfad = std::wstring_view(folder).substr(0, folder.size() - name.size());
-    row.ergebnis = ResultWord::kOrdnerEntfernt;
+    row.ergebnis = simulate ? ResultWord::kOrdnerEntfernenSimuliert : ResultWord::kOrdnerEntfernt;
     row.aktion = run.profile.Aktion;
     run.log.AppendFile(row);
     std::wstring parent(WithoutTrailingSeparator(FolderPart(folder)));
@@ -393,10 +416,9 @@ bool RunOneProfile(ProfileRun& run) {
   RunFileList files;
   const bool scanned = ScanProfile(run, conditions, &files);
   if (files.empty() && scanned) AppendNothingFoundRow(run.log);
+  const std::size_t firstRow = run.log.size();
   const bool stopped = !ActOnFiles(run, files, !scanned);
-  if (run.mode == RunMode::Execute && run.switches.removeEmptied && ActionEmptiesFolders(profile.Aktion)) {
-    RemoveEmptiedFolders(run, files);
-  }
+  if (run.switches.removeEmptied && ActionEmptiesFolders(profile.Aktion)) RemoveEmptiedFolders(run, files, firstRow);
   AppendEndBanner(run.log, profile.Beschreibung);
   return !stopped && !AbortRequested();
 }
@@ -481,7 +503,9 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
       break;
     }
     // A removed folder's row names no file: there is nothing to do again.
-    if (!log.IsFileRow(row) || log.Text(row, LogColumn::Ergebnis) == ResultWord::kOrdnerEntfernt) continue;
+    if (!log.IsFileRow(row)) continue;
+    const std::wstring result = log.Text(row, LogColumn::Ergebnis);
+    if (result == ResultWord::kOrdnerEntfernt || result == ResultWord::kOrdnerEntfernenSimuliert) continue;
     const LogRowAction a = log.ActionOf(row);
     const std::wstring path = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
     const ActionPlan plan{a.aktion, a.kollision, a.zipp, a.zipName};

@@ -84,6 +84,7 @@ struct ResultWord {
   static constexpr std::wstring_view kSimuliert = L"simuliert";
   // A subfolder of the source that the run emptied and removed ("Geleerte Ordner entfernen").
   static constexpr std::wstring_view kOrdnerEntfernt = L"Ordner entfernt";
+  static constexpr std::wstring_view kOrdnerEntfernenSimuliert = L"Ordner entfernen, simuliert";
   // Appended directly to "Übersprungen" when the target folder could not be made; it starts
   // with its own blank.
   static constexpr std::wstring_view kZielpfadNichtErstellt = L" Konnte Zielpfad nicht erstellen";

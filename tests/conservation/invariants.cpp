@@ -423,7 +423,7 @@ class Checker {
         Add("row-unreadable", "a row does not have its 14 columns: " + Printable(row.raw));
         continue;
       }
-      if (row.Result() == "Ordner entfernt") {
+      if (row.Result() == "Ordner entfernt" || row.Result() == "Ordner entfernen, simuliert") {
         EmptiedFolderRow(row);
         continue;
       }

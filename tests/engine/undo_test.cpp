@@ -588,19 +588,24 @@ TEST_F(UndoTest, EmptiedSubfoldersGoDeepestFirstAndComeBackWithTheUndo) {
   EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a\\b") && FolderExists(dir_ / L"Eingang\\d\\e\\f"));
   ASSERT_EQ(UndoLatest().errors, 0u);
   p.LeereOrdner = L"1";
+  auto folderRows = [&](const wchar_t* word) {
+    std::vector<std::wstring> folders;
+    for (std::size_t r = 0; r < log_.size(); ++r) {
+      if (log_.Text(r, LogColumn::Ergebnis) == word) folders.push_back(log_.Text(r, LogColumn::Pfad) + log_.Text(r, LogColumn::Datei));
+    }
+    return folders;
+  };
+  log_.Clear();
   RunProfiles({p}, RunMode::Simulate, host_, log_);
   EXPECT_TRUE(FolderExists(dir_ / L"Eingang\\a\\b") && FolderExists(dir_ / L"Eingang\\d\\e\\f"));
+  const std::vector<std::wstring> simulated = folderRows(L"Ordner entfernen, simuliert");
 
   log_.Clear();
   const RunSummary run = RunProfiles({p}, RunMode::Execute, host_, log_);
   EXPECT_EQ(run.errors, 0u);
   EXPECT_EQ(run.files, 4u);  // the folders' rows are no files
-  std::vector<std::wstring> removed;
-  for (std::size_t r = 0; r < log_.size(); ++r) {
-    if (log_.Text(r, LogColumn::Ergebnis) == L"Ordner entfernt") {
-      removed.push_back(log_.Text(r, LogColumn::Pfad) + log_.Text(r, LogColumn::Datei));
-    }
-  }
+  const std::vector<std::wstring> removed = folderRows(L"Ordner entfernt");
+  EXPECT_EQ(simulated, removed);  // the simulation said which folders would go
   EXPECT_EQ(removed, (std::vector<std::wstring>{dir_ / L"Eingang\\d\\e\\f", dir_ / L"Eingang\\a\\b", dir_ / L"Eingang\\a\\c",
                                                 dir_ / L"Eingang\\d\\e", dir_ / L"Eingang\\d"}));
   EXPECT_TRUE(FolderExists(dir_ / L"Eingang"));               // never the source
