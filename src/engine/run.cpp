@@ -111,7 +111,8 @@ std::vector<std::wstring> FoldersOfRun(const Profile& profile) {
 struct ProfileRun {
   const Profile& profile;
   ProfileSwitches switches;
-  bool needsTarget;  // move or copy
+  bool needsTarget;  // move, copy or unpack: files go into "Ziel"
+  bool transfers;    // move or copy: archives, sidecars and "Identisch" apply
   RunMode mode;
   RunHost& host;
   LogList& log;
@@ -205,7 +206,7 @@ bool ScanProfile(ProfileRun& run, const ConditionSet& conditions, RunFileList* f
 ActionPlan PlanFor(const ProfileRun& run) {
   const Profile& profile = run.profile;
   ActionPlan plan{profile.Aktion, profile.Kollision, profile.Zippen, profile.ZipName};
-  plan.skipIdentical = run.switches.skipIdentical && run.needsTarget;
+  plan.skipIdentical = run.switches.skipIdentical && run.transfers;
   return plan;
 }
 
@@ -254,11 +255,11 @@ bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
   run.progress.filesTotal = files.size();
   // "Zippen" 2: the run's files go into one archive, named after the first file's values.
   std::optional<RunArchive> archive;
-  const bool oneArchive = run.needsTarget && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
+  const bool oneArchive = run.transfers && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
   if (oneArchive && run.mode == RunMode::Execute) archive.emplace(plan, run.host, run.state);
   // "Begleitdateien": sidecars go with their main file (moves and copies, not into archives).
   std::optional<SidecarGroups> sidecarGroups;
-  if (run.switches.sidecars && run.needsTarget && ZipModeOf(profile.Zippen) == ZipMode::None) {
+  if (run.switches.sidecars && run.transfers && ZipModeOf(profile.Zippen) == ZipMode::None) {
     sidecarGroups.emplace(files);
   }
   const SidecarGroupRun sidecarRun{
@@ -472,7 +473,8 @@ RunSummary RunProfiles(const std::vector<Profile>& profiles, RunMode mode, RunHo
       break;
     }
     const Profile& profile = profiles[i];
-    ProfileRun run{profile, SwitchesOf(profile), ActionNeedsTarget(profile.Aktion), mode, host, log, state,
+    ProfileRun run{profile, SwitchesOf(profile), ActionNeedsTarget(profile.Aktion), ActionTransfersFile(profile.Aktion),
+                   mode, host, log, state,
                    summary, onlyFiles, host.Now(), RunProgress{profile.Beschreibung}};
     if (!RunOneProfile(run)) {
       summary.aborted = true;
@@ -511,7 +513,7 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
     const ActionPlan plan{a.aktion, a.kollision, a.zipp, a.zipName};
     journal.AddRoots({FolderPart(path), a.zielpfad});
     std::wstring word;
-    if (ActionNeedsTarget(a.aktion) && ZipModeOf(a.zipp) == ZipMode::OneArchive) {
+    if (ActionTransfersFile(a.aktion) && ZipModeOf(a.zipp) == ZipMode::OneArchive) {
       const FileFacts facts{path, log.FileSize(row), log.LastWrite(row), log.Creation(row)};
       const std::wstring zipName = ExpandPathVariables(a.zipName, facts, variables);
       auto& archive = archives[{a.zielpfad, zipName}];

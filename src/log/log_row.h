@@ -82,6 +82,13 @@ struct ResultWord {
   static constexpr std::wstring_view kLoeschenXSimuliert = L"L\u00f6schen X, simuliert";
   static constexpr std::wstring_view kLoeschenSSimuliert = L"L\u00f6schen S, simuliert";
   static constexpr std::wstring_view kSimuliert = L"simuliert";
+  // "Umbenennen": the file got the name "Zielname" builds, in its own folder.
+  static constexpr std::wstring_view kUmbenannt = L"Umbenannt";
+  static constexpr std::wstring_view kUmbenennenSimuliert = L"Umbenennen, simuliert";
+  // "Entpacken": an archive's entries were written into the target folder; the row's size
+  // column holds the number of files.
+  static constexpr std::wstring_view kEntpackt = L"Entpackt";
+  static constexpr std::wstring_view kEntpackenSimuliert = L"Entpacken, simuliert";
   // A subfolder of the source that the run emptied and removed ("Geleerte Ordner entfernen").
   static constexpr std::wstring_view kOrdnerEntfernt = L"Ordner entfernt";
   static constexpr std::wstring_view kOrdnerEntfernenSimuliert = L"Ordner entfernen, simuliert";

@@ -58,7 +58,15 @@ bool IsKnownAction(std::wstring_view aktion) {
 }
 
 bool ActionNeedsTarget(std::wstring_view aktion) {
+  return ActionTransfersFile(aktion) || EqualsNoCase(aktion, kAktionEntpacken);
+}
+
+bool ActionTransfersFile(std::wstring_view aktion) {
   return EqualsNoCase(aktion, kAktionVerschieben) || EqualsNoCase(aktion, kAktionKopieren);
+}
+
+bool ActionMovesFile(std::wstring_view aktion) {
+  return EqualsNoCase(aktion, kAktionVerschieben) || EqualsNoCase(aktion, kAktionUmbenennen);
 }
 
 bool IsSwitchedOn(std::wstring_view value) { return Trim(value) == L"1"; }
@@ -72,6 +80,7 @@ ProfileSwitches SwitchesOf(const Profile& profile) {
   switches.sidecars = IsSwitchedOn(profile.Begleitdateien);
   switches.removeEmptied = IsSwitchedOn(profile.LeereOrdner);
   switches.watch = IsSwitchedOn(profile.Ueberwachen);
+  switches.duplicates = IsSwitchedOn(profile.Duplikate);
   return switches;
 }
 

@@ -37,6 +37,9 @@ struct Profile {
   std::wstring Begleitdateien;  // sidecar files (.xmp, .aae, ...) travel with their main file
   std::wstring Ueberwachen;     // "Überwachung starten" watches this profile's source
   std::wstring LeereOrdner;     // subfolders of the source that a run emptied are removed
+  std::wstring Zielname;        // the new name (without extension) a renamed, moved or copied file gets
+  std::wstring Duplikate;       // only files whose content another file holds too
+  std::wstring DuplikatOrdner;  // a further folder whose files count as the other copies
 };
 
 // The on/off keys of a profile, read once: "1" switches each on (blanks around it do not
@@ -49,6 +52,7 @@ struct ProfileSwitches {
   bool sidecars = false;             // Begleitdateien
   bool watch = false;                // Ueberwachen
   bool removeEmptied = false;        // LeereOrdner
+  bool duplicates = false;           // Duplikate
 };
 bool IsSwitchedOn(std::wstring_view value);
 ProfileSwitches SwitchesOf(const Profile& profile);
@@ -58,11 +62,14 @@ struct ProfileExtraKey {
   const wchar_t* key;
   std::wstring Profile::*field;
 };
-inline constexpr std::array<ProfileExtraKey, 4> kProfileExtraKeys = {{
+inline constexpr std::array<ProfileExtraKey, 7> kProfileExtraKeys = {{
     {L"Identisch", &Profile::Identisch},
     {L"Begleitdateien", &Profile::Begleitdateien},
     {L"Ueberwachen", &Profile::Ueberwachen},
     {L"LeereOrdner", &Profile::LeereOrdner},
+    {L"Zielname", &Profile::Zielname},
+    {L"Duplikate", &Profile::Duplikate},
+    {L"DuplikatOrdner", &Profile::DuplikatOrdner},
 }};
 
 // The profile list has one column per field, in this order. The captions of columns 7 and 8
@@ -90,13 +97,22 @@ inline constexpr std::wstring_view kAktionLoeschenP = L"L\u00f6schenP";
 inline constexpr std::wstring_view kAktionLoeschenX = L"L\u00f6schenX";
 inline constexpr std::wstring_view kAktionBenachrichtigen = L"Benachrichtigen";
 inline constexpr std::wstring_view kAktionLoeschenS = L"L\u00f6schenS";
-// In the order of the editor's six action choices.
-inline constexpr std::array<std::wstring_view, 6> kActionCodes = {
-    kAktionVerschieben, kAktionKopieren,        kAktionLoeschenP,
-    kAktionLoeschenX,   kAktionBenachrichtigen, kAktionLoeschenS};
+// Renames the file in its own folder to the name "Zielname" builds.
+inline constexpr std::wstring_view kAktionUmbenennen = L"Umbenennen";
+// Unpacks a .zip into the target folder; the archive stays where it is.
+inline constexpr std::wstring_view kAktionEntpacken = L"Entpacken";
+// In the order of the editor's action choices.
+inline constexpr std::array<std::wstring_view, 8> kActionCodes = {
+    kAktionVerschieben, kAktionKopieren,        kAktionLoeschenP,  kAktionLoeschenX,
+    kAktionBenachrichtigen, kAktionLoeschenS, kAktionUmbenennen, kAktionEntpacken};
 
-// Whether a profile with this action needs a target folder (move and copy).
+// Whether a profile with this action needs a target folder (move, copy and unpack).
 bool ActionNeedsTarget(std::wstring_view aktion);
+// Whether the action moves or copies the file itself into the target folder, so that archives,
+// sidecars and "Identisch" apply.
+bool ActionTransfersFile(std::wstring_view aktion);
+// Whether the action takes the file away from its name: move and rename.
+bool ActionMovesFile(std::wstring_view aktion);
 // One of kActionCodes, case ignored.
 bool IsKnownAction(std::wstring_view aktion);
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/ui_port.h"
+#include "profiles/profile.h"
 
 namespace ablagix {
 
@@ -48,7 +49,7 @@ struct ProfileEditorValues {
   bool matchCase = false;
   // The six action choices in editor order: Verschieben, Kopieren, Löschen (Papierkorb),
   // Löschen (endgültig), Benachrichtigen (Timer), Löschen (schreddern).
-  std::array<bool, 6> actions{};
+  std::array<bool, kActionCodes.size()> actions{};
   std::wstring target;
   bool collisionOverwrite = false;  // "immer überschreiben"
   bool collisionSkip = false;       // "überspringen"; neither means "neue Datei umbenennen (1)"

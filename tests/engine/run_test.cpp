@@ -128,7 +128,7 @@ TEST_F(RunTest, AProfileThatCannotBeReadIsRefusedWithItsKeyAndTouchesNothing) {
       {L"Quelle=.", [](Profile& p) { p.Quelle = L"."; }},
       {L"Quelle=temp", [](Profile& p) { p.Quelle = L"temp"; }},
       {L"Quelle=\\\\", [](Profile& p) { p.Quelle = L"\\\\"; }},
-      {L"Aktion=Umbenennen", [](Profile& p) { p.Aktion = L"Umbenennen"; }},
+      {L"Aktion=Archivieren", [](Profile& p) { p.Aktion = L"Archivieren"; }},
       {L"Aktion=", [](Profile& p) { p.Aktion = L""; }},
       {L"FileSize=ca. 5 MB", [](Profile& p) { p.FileSize = L"ca. 5 MB"; }},
       {L"Filedate=GA<vorgesternD", [](Profile& p) { p.Filedate = L"GA<vorgesternD"; }},
