@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "fileops/path_text.h"
+#include "metadata/metadata_source.h"
 
 namespace ablagix {
 namespace {
@@ -93,6 +94,18 @@ std::wstring ResolvePathVariable(std::wstring_view fullName, const FileFacts& fi
     value = FormatDate(FileTimeToLocal(file.creation), name.substr(6));
   } else if (name == L"Curdate") {
     value = FormatDate(context.today, L"YYYYMMDD");
+  } else if (name == kChangedDateName || name == kCreatedDateName) {
+    // "%Geändert*yyyy-mm-dd%": the pattern follows the "*"; without one the folder form.
+    const std::size_t star = fullName.find(L'*');
+    const std::wstring_view pattern = star == std::wstring_view::npos ? L"yyyy_mm_dd" : fullName.substr(star + 1);
+    const FileTime time = name == kChangedDateName ? file.lastWrite : file.creation;
+    if (time != 0) value = FormatDatePattern(FileTimeToLocal(time), pattern);
+  } else if (name == L"Name") {
+    value = NamePart(file.path);
+    const std::size_t dot = value.rfind(L'.');
+    if (dot != std::wstring::npos) value.resize(dot);
+  } else if (name == L"Ordner") {
+    value = NamePart(WithoutTrailingSeparator(FolderPart(file.path)));
   } else if (name == L"Ext") {
     const std::wstring fileName = NamePart(file.path);
     size_t dot = fileName.rfind(L'.');

@@ -1,6 +1,6 @@
-// Path variables: "%Name%" tokens in a target folder, a zip name or a metadata condition,
-// replaced per file by a value taken from that file (dates, size, extension, a piece of the
-// name, metadata). A value the file does not have becomes "Unbekannt".
+// Path variables: "%Token%" tokens in a target folder, a new name, a zip name or a metadata
+// condition, replaced per file by a value taken from that file (dates, size, extension, its
+// name, the folder that holds it, a piece of the name, metadata). A value the file does not have becomes "Unbekannt".
 //
 //   ExpandPathVariables(L"E:\\Fotos\\%DateGAYYYY%\\%Ext%", facts, context)
 //     -> L"E:\\Fotos\\2021\\JPG"
@@ -63,6 +63,9 @@ enum class ValueShape {
 };
 // The shape of token `name` (without the "%"). Any token can also give "Unbekannt".
 ValueShape ShapeOfPathVariable(std::wstring_view name);
+// The date tokens with a pattern of their own after a "*": "%Geändert*yyyy-mm-dd%".
+inline constexpr std::wstring_view kChangedDateName = L"Ge\u00e4ndert";
+inline constexpr std::wstring_view kCreatedDateName = L"Erstellt";
 // The text of a value that is not known.
 inline constexpr std::wstring_view kUnknownValue = L"Unbekannt";
 

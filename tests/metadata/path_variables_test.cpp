@@ -35,6 +35,21 @@ TEST(PathVariables, FileDatesSizesExtensionAndNamePieces) {
   EXPECT_EQ(ExpandPathVariables(L"100% sicher", urlaub, context), L"100% sicher");  // unpaired
 }
 
+TEST(PathVariables, NameFolderAndDatesInAPatternOfTheirOwn) {
+  const PathVariableContext context{{2025, 2, 3, 9, 5, 7}, nullptr};
+  const FileFacts f = Facts(L"C:\\Urlaub am See\\IMG.0001.jpeg", 1, {2021, 3, 4, 17, 8, 9});
+  EXPECT_EQ(ExpandPathVariables(L"%Ordner% %Name%", f, context), L"Urlaub am See IMG.0001");
+  EXPECT_EQ(ExpandPathVariables(L"%Ge\u00e4ndert*yyyy-mm-dd hh.nn%", f, context), L"2021-03-04 17.08");
+  EXPECT_EQ(ExpandPathVariables(L"%Erstellt*dd.mm.yy%", f, context), L"24.12.19");
+  EXPECT_EQ(ExpandPathVariables(L"%Ge\u00e4ndert%", f, context), L"2021_03_04");
+  // A pattern with ":" still gives a name Windows can hold.
+  EXPECT_EQ(ExpandPathVariables(L"%Ge\u00e4ndert*hh:nn%", f, context), L"17_08");
+  EXPECT_EQ(ExpandPathVariables(L"%Name%", Facts(L"C:\\ohne", 1, {2020, 1, 1, 0, 0, 0}), context), L"ohne");
+  FileFacts unknown = f;
+  unknown.creation = 0;
+  EXPECT_EQ(ExpandPathVariables(L"%Erstellt*yyyy%", unknown, context), L"Unbekannt");
+}
+
 class FixedMetadata : public MetadataSource {
  public:
   std::wstring Value(const std::wstring&, std::wstring_view name, bool) override {
