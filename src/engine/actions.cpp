@@ -28,6 +28,14 @@ constexpr int kMaxNumber = 1000;
 
 bool Is(std::wstring_view aktion, std::wstring_view code) { return EqualsNoCase(aktion, code); }
 
+// The word of a file that went, or would go in a simulation.
+std::wstring_view TransferWord(std::wstring_view aktion, RunMode mode) {
+  const bool simulate = mode == RunMode::Simulate;
+  if (Is(aktion, kAktionUmbenennen)) return simulate ? ResultWord::kUmbenennenSimuliert : ResultWord::kUmbenannt;
+  if (Is(aktion, kAktionVerschieben)) return simulate ? ResultWord::kVerschobenSimuliert : ResultWord::kVerschoben;
+  return simulate ? ResultWord::kKopierenSimuliert : ResultWord::kKopiert;
+}
+
 }  // namespace
 
 // Contents are compared only where the sizes agree, and only regular files are opened: a pipe
@@ -136,7 +144,7 @@ std::wstring NotDoneWord(const TransferOutcome& outcome, Collision collision) {
 ActionResult TransferTo(const FileRef& file, const std::wstring& targetFolder, const std::wstring& named,
                         const std::wstring& target, int number, Collision collision, const RunContext& run) {
   RunState& state = run.state;
-  const bool move = Is(run.plan.aktion, kAktionVerschieben);
+  const bool move = ActionMovesFile(run.plan.aktion);
   TransferRequest request;
   request.from = file;
   request.to = target;
@@ -164,7 +172,7 @@ ActionResult TransferTo(const FileRef& file, const std::wstring& targetFolder, c
   JournalAfter(state, journaled, outcome.result == TransferResult::Done ? outcome.finalPath : L"");
   if (outcome.result != TransferResult::Done) return {NotDoneWord(outcome, collision), {}};
   RememberChangedFolder(state, targetFolder);
-  return {std::wstring(move ? ResultWord::kVerschoben : ResultWord::kKopiert), outcome.finalPath};
+  return {std::wstring(TransferWord(run.plan.aktion, run.mode)), outcome.finalPath};
 }
 
 }  // namespace
@@ -180,11 +188,16 @@ ActionResult MoveOrCopyFile(const FileRef& file, const std::wstring& targetFolde
   std::wstring word;
   const std::wstring target = ChooseTarget(file, targetFolder, named, collision, run, &number, &word);
   if (target.empty()) return {word, {}};
-  if (run.mode == RunMode::Simulate) {
-    const bool move = Is(run.plan.aktion, kAktionVerschieben);
-    return {std::wstring(move ? ResultWord::kVerschobenSimuliert : ResultWord::kKopierenSimuliert), target};
-  }
+  if (run.mode == RunMode::Simulate) return {std::wstring(TransferWord(run.plan.aktion, run.mode)), target};
   return TransferTo(file, targetFolder, named, target, number, collision, run);
+}
+
+ActionResult RenameFile(const FileRef& file, const std::wstring& newName, const RunContext& run) {
+  // Already named as the template says: nothing to do, and no "(1)" either.
+  if (newName.empty() || newName == NamePart(file.path)) return {std::wstring(ResultWord::kUebersprungen), {}};
+  const std::wstring folder = FolderPart(file.path);
+  RememberChangedFolder(run.state, folder);
+  return MoveOrCopyFile(file, folder, newName, run);
 }
 
 // A folder and its parent, so that both views refresh.
@@ -219,7 +232,7 @@ FsStatus EnsureTargetFolder(const std::wstring& folder, RunState& state) {
 
 ActionResult TransferFileAs(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                             const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state) {
-  if (Is(plan.aktion, kAktionVerschieben)) RememberChangedFolder(state, FolderPart(file.path));
+  if (ActionMovesFile(plan.aktion)) RememberChangedFolder(state, FolderPart(file.path));
   return MoveOrCopyFile(file, targetFolder, targetName, RunContext{plan, mode, host, state});
 }
 

@@ -1,5 +1,5 @@
 // What happens to one accepted file: the target path, the collision policy and the action
-// (move, copy, recycle, delete, shred, notify), or in a simulation only the result word.
+// (move, copy, rename, recycle, delete, shred, notify), or in a simulation only the result word.
 #pragma once
 
 #include <string>
@@ -80,6 +80,9 @@ Collision CollisionOf(std::wstring_view kollision);
 // policy, making the folder first (not in a simulation).
 ActionResult MoveOrCopyFile(const FileRef& file, const std::wstring& targetFolder, const std::wstring& targetName,
                             const RunContext& run);
+// "Umbenennen": gives `file` the name `newName` in its own folder under the plan's collision
+// policy; a name that is already the file's own makes it "Übersprungen".
+ActionResult RenameFile(const FileRef& file, const std::wstring& newName, const RunContext& run);
 // "LöschenP" (recycle), "LöschenX" (delete) and "LöschenS" (shred).
 ActionResult RemoveFile(const FileRef& file, const RunContext& run);
 // "Benachrichtigen": the first file of a timed run shows the balloon.

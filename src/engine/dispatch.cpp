@@ -7,13 +7,15 @@
 
 namespace ablagix {
 
-ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder, const RunContext& run) {
+ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder, const RunContext& run,
+                        const std::wstring& targetName) {
   const std::wstring& aktion = run.plan.aktion;
   if (EqualsNoCase(aktion, kAktionVerschieben) || EqualsNoCase(aktion, kAktionKopieren)) {
     if (EqualsNoCase(aktion, kAktionVerschieben)) RememberChangedFolder(run.state, FolderPart(file.path));
     if (ZipModeOf(run.plan.zippen) == ZipMode::PerFile) return ZipFileToOwnArchive(file, targetFolder, run);
-    return MoveOrCopyFile(file, targetFolder, NamePart(file.path), run);
+    return MoveOrCopyFile(file, targetFolder, targetName.empty() ? NamePart(file.path) : targetName, run);
   }
+  if (EqualsNoCase(aktion, kAktionUmbenennen)) return RenameFile(file, targetName, run);
   if (EqualsNoCase(aktion, kAktionLoeschenP) || EqualsNoCase(aktion, kAktionLoeschenX) ||
       EqualsNoCase(aktion, kAktionLoeschenS)) {
     return RemoveFile(file, run);

@@ -8,10 +8,12 @@
 
 namespace ablagix {
 
-// Handles one file. `targetFolder` is used by move and copy only. Creates the target folder
-// (not in a simulation); never throws; every failure is a result word.
+// Handles one file. `targetFolder` is used by move and copy only, `targetName` by move, copy
+// and rename (the name "Zielname" builds; "" keeps the file's own name). Creates the target
+// folder (not in a simulation); never throws; every failure is a result word.
 // `file` carries what the scan saw of it: another file under its name is not handled.
-ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder, const RunContext& run);
+ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder, const RunContext& run,
+                        const std::wstring& targetName = {});
 ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder,
                         const ActionPlan& plan, RunMode mode, ActionHost& host, RunState& state);
 

@@ -15,6 +15,7 @@
 #include "engine/dispatch.h"
 #include "engine/journal.h"
 #include "engine/metadata_condition.h"
+#include "engine/new_name.h"
 #include "engine/scan.h"
 #include "engine/sidecars.h"
 #include "engine/zip_actions.h"
@@ -42,6 +43,9 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
   if (!IsKnownAction(profile.Aktion)) {
     return L"Die Bedingung Aktion=" + profile.Aktion +
            L" ist unbekannt; das Profil wird nicht ausgef\u00fchrt.";
+  }
+  if (EqualsNoCase(profile.Aktion, kAktionUmbenennen) && Trim(profile.Zielname).empty()) {
+    return std::wstring(kNoNewNameMessage);
   }
   if (ActionNeedsTarget(profile.Aktion)) {
     if (Trim(profile.Ziel).empty()) return L"Bitte Zielpfad eingeben!";
@@ -244,6 +248,38 @@ void ReportFileProgress(ProfileRun& run, std::size_t i, std::size_t total) {
   if (i % 16 == 0 || i + 1 == total) run.host.Progress(run.progress);
 }
 
+// Where a file of the run goes and under which name: the target folder (the file's own for a
+// rename) and the name "Zielname" builds, numbered through the run ("" for the file's own).
+class FileDestinations {
+ public:
+  FileDestinations(const ProfileRun& run, const PathVariableContext& variables)
+      : profile_(run.profile),
+        variables_(variables),
+        needsTarget_(run.needsTarget),
+        renames_(EqualsNoCase(run.profile.Aktion, kAktionUmbenennen)),
+        zielname_(Trim(run.profile.Zielname)) {
+    // Archives take the file under its own name.
+    if (!renames_ && !(run.transfers && ZipModeOf(run.profile.Zippen) == ZipMode::None)) zielname_ = {};
+  }
+  std::wstring Folder(const FileFacts& file) const {
+    if (renames_) return std::wstring(WithoutTrailingSeparator(FolderPart(file.path)));
+    return needsTarget_ ? TargetFolderFor(profile_, file, variables_) : L"";
+  }
+  // Counts the file for "%Nr%": call once per file, in the run's order.
+  std::wstring Name(const FileFacts& file) {
+    if (zielname_.empty()) return {};
+    return NewFileName(zielname_, file, variables_, ++number_);
+  }
+
+ private:
+  const Profile& profile_;
+  const PathVariableContext& variables_;
+  bool needsTarget_;
+  bool renames_;
+  std::wstring_view zielname_;
+  std::uint64_t number_ = 0;
+};
+
 // Handles the files the scan found, one by one (or as groups with their sidecars, or into
 // the run's one archive) and logs each; false when the run was (or, with `stopped`, had
 // already been) stopped.
@@ -252,22 +288,28 @@ bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
   const ActionPlan plan = PlanFor(run);
   const RunContext actions{plan, run.mode, run.host, run.state};
   const PathVariableContext variables{run.now, run.host.Metadata()};
+  FileDestinations destinations(run, variables);
   run.progress.filesTotal = files.size();
   // "Zippen" 2: the run's files go into one archive, named after the first file's values.
   std::optional<RunArchive> archive;
   const bool oneArchive = run.transfers && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
   if (oneArchive && run.mode == RunMode::Execute) archive.emplace(plan, run.host, run.state);
-  // "Begleitdateien": sidecars go with their main file (moves and copies, not into archives).
+  // "Begleitdateien": sidecars go with their main file (moves, copies and renames, not into
+  // archives).
   std::optional<SidecarGroups> sidecarGroups;
-  if (run.switches.sidecars && run.transfers && ZipModeOf(profile.Zippen) == ZipMode::None) {
+  const bool renames = EqualsNoCase(profile.Aktion, kAktionUmbenennen);
+  if (run.switches.sidecars && (run.transfers || renames) && ZipModeOf(profile.Zippen) == ZipMode::None) {
     sidecarGroups.emplace(files);
   }
+  auto factsOf = [](const RunFile& f) { return FileFacts{f.path, f.size, f.lastWrite, f.creation}; };
   const SidecarGroupRun sidecarRun{
       files, plan, run.mode, run.host, run.state,
-      [&](const RunFile& f) { return TargetFolderFor(profile, {f.path, f.size, f.lastWrite, f.creation}, variables); },
+      [&](const RunFile& f) { return destinations.Folder(factsOf(f)); },
       [&](const RunFile& f) {
-        return MetadataConditionValue(profile.Metadaten, {f.path, f.size, f.lastWrite, f.creation}, variables);
+        std::wstring name = destinations.Name(factsOf(f));
+        return name.empty() ? NamePart(f.path) : name;
       },
+      [&](const RunFile& f) { return MetadataConditionValue(profile.Metadaten, factsOf(f), variables); },
       [&](const SidecarGroupRow& r) { LogFileRow(run, r); }};
 
   for (size_t i = 0; i < files.size() && !stopped; ++i) {
@@ -282,15 +324,15 @@ bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
       continue;
     }
     const RunFile& file = files[i];
-    const FileFacts facts{file.path, file.size, file.lastWrite, file.creation};
+    const FileFacts facts = factsOf(file);
     // What the condition read from this file (its camera, its distance), not the condition;
     // read before the action moves or deletes the file.
     const std::wstring metadaten = MetadataConditionValue(profile.Metadaten, facts, variables);
-    const std::wstring targetFolder = run.needsTarget ? TargetFolderFor(profile, facts, variables) : L"";
+    const std::wstring targetFolder = destinations.Folder(facts);
     ActionResult result;
     const FileRef found(file.path, file.id, file.folder);
     if (!oneArchive) {
-      result = HandleFile(found, targetFolder, actions);
+      result = HandleFile(found, targetFolder, actions, destinations.Name(facts));
     } else if (!archive) {
       result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
                                                                             : ResultWord::kKopierenSimuliert;
@@ -424,6 +466,23 @@ bool RunOneProfile(ProfileRun& run) {
   return !stopped && !AbortRequested();
 }
 
+// The name a row's file went (or would go) under when "Zielname" gave it one; "" for its own
+// name, also when only the collision policy numbered it ("a(2).jpg"), which it does again.
+std::wstring TargetNameOfRow(const LogRowAction& row) {
+  if (row.ziel2.empty()) return {};
+  const std::wstring name = NamePart(row.ziel2);
+  if (name == row.datei) return {};
+  const std::size_t open = name.rfind(L'(');
+  const std::size_t close = name.find(L')', open == std::wstring::npos ? name.size() : open);
+  if (open != std::wstring::npos && close != std::wstring::npos && close > open + 1 &&
+      name.substr(0, open) + name.substr(close + 1) == row.datei &&
+      std::all_of(name.begin() + static_cast<std::ptrdiff_t>(open) + 1, name.begin() + static_cast<std::ptrdiff_t>(close),
+                  [](wchar_t c) { return c >= L'0' && c <= L'9'; })) {
+    return {};
+  }
+  return name;
+}
+
 // The journal's last line; a journal that could not be written is said in the log.
 void FinishJournal(RunJournal& journal, LogList& log) {
   journal.Finish();
@@ -520,7 +579,7 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
       if (!archive) archive = std::make_unique<RunArchive>(plan, host, state);
       word = archive->Add(path, a.zielpfad, zipName, row);
     } else {
-      word = HandleFile(path, a.zielpfad, RunContext{plan, RunMode::Execute, host, state}).resultWord;
+      word = HandleFile(path, a.zielpfad, RunContext{plan, RunMode::Execute, host, state}, TargetNameOfRow(a)).resultWord;
     }
     log.SetResult(row, word);
     ++summary.files;

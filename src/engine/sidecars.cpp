@@ -191,6 +191,7 @@ void TargetSidecars::Add(const std::wstring& path) {
 struct SidecarGroups::Member {
   RunFile file;
   std::wstring name;
+  std::wstring targetName;  // the name it gets at the target, before any "(n)"
   std::wstring targetFolder;
   std::wstring metadaten;
   // Its transfer refuses its own name whatever the others do: the same content is there
@@ -257,6 +258,7 @@ void SidecarGroups::Handle(std::size_t index, const SidecarGroupRun& run) {
     Member& member = mains.emplace_back();
     member.file = main;
     member.name = NamePart(main.path);
+    member.targetName = run.targetName(main);
     member.targetFolder = run.targetFolder(main);
     member.metadaten = run.metadaten(main);
   };
@@ -303,11 +305,12 @@ void SidecarGroups::HandleOnItsOwn(const RunFile& file, const SidecarGroupRun& r
   const std::wstring metadaten = run.metadaten(file);
   ActionResult result;
   const std::vector<std::wstring> mains = finder_.MainsOf(FolderPart(file.path), NamePart(file.path));
-  if (EqualsNoCase(run.plan.aktion, kAktionVerschieben) && !mains.empty()) {
+  if (ActionMovesFile(run.plan.aktion) && !mains.empty()) {
     // The profile takes the sidecar but not its photo: the edits stay with the photo.
     result.resultWord = SkippedBecause(kSidecarStaysWith, mains.front());
   } else {
-    result = HandleFile(FileRef(file.path, file.id, file.folder), targetFolder, run.plan, run.mode, run.host, run.state);
+    result = HandleFile(FileRef(file.path, file.id, file.folder), targetFolder,
+                        RunContext{run.plan, run.mode, run.host, run.state}, run.targetName(file));
     if (!result.targetFile.empty()) targets_.Add(result.targetFile);
   }
   run.row({file.path, file.size, file.lastWrite, file.creation, targetFolder, metadaten, result});
@@ -316,7 +319,7 @@ void SidecarGroups::HandleOnItsOwn(const RunFile& file, const SidecarGroupRun& r
 void SidecarGroups::MarkRefusedMains(std::vector<Member>& mains, const ActionPlan& plan) {
   FileSystem& fs = ActiveFileSystem();
   for (Member& m : mains) {
-    const std::wstring target = JoinPath(m.targetFolder, m.name);
+    const std::wstring target = JoinPath(m.targetFolder, m.targetName);
     FileInfo there;
     if (SameFolderText(m.file.path, target)) {
       m.refused = true;
@@ -358,7 +361,7 @@ std::wstring SidecarGroups::TakenName(const std::vector<Member>& mains, const st
   };
   for (const Member& m : mains) {
     if (m.refused) continue;
-    const std::wstring name = WithNumber(m.name, number);
+    const std::wstring name = WithNumber(m.targetName, number);
     const std::wstring target = JoinPath(m.targetFolder, name);
     if (!isGroupFile(target) && PathExists(target)) return name;
     const std::wstring stranger = targets_.BelongingTo(m.targetFolder, name);
@@ -367,7 +370,8 @@ std::wstring SidecarGroups::TakenName(const std::vector<Member>& mains, const st
   for (const Follower& f : followers) {
     if (!f.mayGo) continue;
     const Member& carrier = mains[CarrierOf(mains, f, true)];
-    const std::wstring name = FollowingName(f.sidecar.entry.name, carrier.name, WithNumber(carrier.name, number));
+    const std::wstring name =
+        FollowingName(f.sidecar.entry.name, carrier.name, WithNumber(carrier.targetName, number));
     const std::wstring target = JoinPath(carrier.targetFolder, name);
     if (isGroupFile(target)) continue;
     if (PathExists(target)) return name;
@@ -383,14 +387,14 @@ void SidecarGroups::HandleMains(std::vector<Member>& mains, int number, const st
     const FileRef ref(m.file.path, m.file.id, m.file.folder);
     if (m.refused) {
       // Its transfer says why in its own words.
-      m.result = TransferFileAs(ref, m.targetFolder, m.name, run.plan, run.mode, run.host, run.state);
+      m.result = TransferFileAs(ref, m.targetFolder, m.targetName, run.plan, run.mode, run.host, run.state);
     } else if (allNumbersTaken) {
       m.result.resultWord = ErrorWord(kAllNumbersTaken);
     } else if (!taken.empty()) {
-      m.result.resultWord = PathExists(JoinPath(m.targetFolder, m.name)) ? std::wstring(ResultWord::kUebersprungen)
-                                                                         : SkippedBecause(kGroupNameTaken, taken);
+      m.result.resultWord = PathExists(JoinPath(m.targetFolder, m.targetName)) ? std::wstring(ResultWord::kUebersprungen)
+                                                                               : SkippedBecause(kGroupNameTaken, taken);
     } else {
-      m.result = TransferFileAs(ref, m.targetFolder, WithNumber(m.name, number), run.plan, run.mode, run.host,
+      m.result = TransferFileAs(ref, m.targetFolder, WithNumber(m.targetName, number), run.plan, run.mode, run.host,
                                 run.state);
     }
     m.went = Went(m.result);
@@ -430,7 +434,7 @@ void SidecarGroups::HandleFollowers(const std::vector<Member>& mains, const std:
 
 void SidecarGroups::HandleGroup(std::vector<Member>& mains, std::vector<Follower>& followers,
                                 const SidecarGroupRun& run) {
-  const bool move = EqualsNoCase(run.plan.aktion, kAktionVerschieben);
+  const bool move = ActionMovesFile(run.plan.aktion);
   const Collision collision = CollisionOf(run.plan.kollision);
   MarkRefusedMains(mains, run.plan);
   DecideFollowers(mains, followers, move);
@@ -443,7 +447,7 @@ void SidecarGroups::HandleGroup(std::vector<Member>& mains, std::vector<Follower
   } else if (collision == Collision::kNumber) {
     for (;; ++number) {
       // NumberedName gives nothing beyond the last number, (1000).
-      if (number > 0 && NumberedName(mains.front().name, number).empty()) {
+      if (number > 0 && NumberedName(mains.front().targetName, number).empty()) {
         allNumbersTaken = true;
         break;
       }

@@ -97,14 +97,17 @@ struct SidecarGroupRun {
   // Where a file of the run goes, and what its conditions read from it; both asked before
   // the file is touched.
   std::function<std::wstring(const RunFile&)> targetFolder;
+  // The name a file gets at the target ("Zielname"); its own name without one.
+  std::function<std::wstring(const RunFile&)> targetName;
   std::function<std::wstring(const RunFile&)> metadaten;
   std::function<void(const SidecarGroupRow&)> row;
 };
 
-// Moves or copies the files of a run (move and copy only) with their sidecars:
+// Moves, copies or renames the files of a run with their sidecars:
 // - A main file, the other main files of the run that share a sidecar with it (RAW and JPEG
 //   beside one .xmp) and their sidecars form a group. Its files get one common free number
-//   at the target ("IMG_1(1).CR2", "IMG_1(1).jpg", "IMG_1(1).xmp"), also when only a
+//   at the target ("IMG_1(1).CR2", "IMG_1(1).jpg", "IMG_1(1).xmp"), and a sidecar follows the
+//   new name its main file gets ("Urlaub 001.jpg", "Urlaub 001.xmp"), also when only a
 //   sidecar's name is taken there or a sidecar of another photo has the main file's name.
 // - Under "überspringen" a group with any of its names taken stays whole; under "immer
 //   überschreiben" it replaces together.

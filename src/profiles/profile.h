@@ -106,6 +106,9 @@ inline constexpr std::array<std::wstring_view, 8> kActionCodes = {
     kAktionVerschieben, kAktionKopieren,        kAktionLoeschenP,  kAktionLoeschenX,
     kAktionBenachrichtigen, kAktionLoeschenS, kAktionUmbenennen, kAktionEntpacken};
 
+// What a rename profile without "Zielname" is told.
+inline constexpr std::wstring_view kNoNewNameMessage = L"Bitte neuen Namen eingeben!";
+
 // Whether a profile with this action needs a target folder (move, copy and unpack).
 bool ActionNeedsTarget(std::wstring_view aktion);
 // Whether the action moves or copies the file itself into the target folder, so that archives,
