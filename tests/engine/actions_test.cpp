@@ -87,7 +87,7 @@ TEST_F(ActionsTest, DeletingForGoodTakesReadOnlyFilesWithoutAQuestion) {
   EXPECT_FALSE(PathExists(file));
   EXPECT_TRUE(host_.ui_.shown.empty());
   EXPECT_EQ(Handle(file, L"L\u00f6schenX", L"").resultWord, L"Fehler! Datei oder Ordner nicht gefunden");
-  EXPECT_EQ(Handle(file, L"Umbenennen", L"").resultWord, L"Fehler! Unbekannte Aktion Umbenennen");
+  EXPECT_EQ(Handle(file, L"Archivieren", L"").resultWord, L"Fehler! Unbekannte Aktion Archivieren");
 }
 
 TEST_F(ActionsTest, ASourceNobodyMayReadLeavesTheOldTargetExactlyAsItWas) {
