@@ -59,8 +59,8 @@ enum ControlId : int {
   kIdMetadataValue,
   kIdMatchCase,
   kIdActionGroup,
-  kIdActionFirst,  // six consecutive numbers, in the order of the action choices
-  kIdTargetGroup = kIdActionFirst + 6,
+  kIdActionFirst,  // eight consecutive numbers, in the order of the action choices
+  kIdTargetGroup = kIdActionFirst + 8,
   kIdTargetLabel,
   kIdTxtName,  // the target folder
   kIdTargetBrowse,
@@ -75,6 +75,12 @@ enum ControlId : int {
   kIdSkipIdentical,  // "Identische Dateien überspringen"
   kIdWatchFolder,    // "Diesen Ordner überwachen"
   kIdRemoveEmptied,  // "Geleerte Ordner entfernen"
+  kIdNewNameLabel,
+  kIdNewName,         // "Neuer Name:" (Zielname)
+  kIdNewNameExample,  // the new name of a file of the source, as the template gives it now
+  kIdDuplicatesOn,    // "Nur Duplikate (gleicher Inhalt)"
+  kIdDuplicateFolder,
+  kIdDuplicateBrowse,
   kIdCollisionGroup,
   kIdCollisionFirst,  // three consecutive numbers, in screen order
   kIdZipGroup = kIdCollisionFirst + 3,

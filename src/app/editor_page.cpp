@@ -8,8 +8,11 @@
 #include "app/recent_folders_dialog.h"
 #include "app/win_controls.h"
 #include "desktop/recent_folders.h"
+#include "engine/new_name.h"
 #include "engine/watch_copies_warning.h"
+#include "base/text.h"
 #include "fileops/path_text.h"
+#include "metadata/metadata_source.h"
 #include "fileops/win32_handle.h"
 #include "profiles/filter_list.h"
 #include "profiles/ini_file.h"
@@ -107,7 +110,7 @@ void EditorPage::BuildConditionGroup(Layout& l) {
   const FontMetrics& metrics = l.metrics();
   const int gx = kLeftInnerX;
   const int gr = kLeftInnerRight;
-  l.Group(Word(L"Bedingungen"), kLeftX, 120, kLeftWidth, 178, kIdConditionGroup, kLeftHalf);
+  l.Group(Word(L"Bedingungen"), kLeftX, 120, kLeftWidth, 196, kIdConditionGroup, kLeftHalf);
   const ConditionCaptions captions = ConditionCaptionTexts();
   int captionWidth = 0;
   for (const std::wstring& c : captions) captionWidth = std::max(captionWidth, metrics.TextWidth(c));
@@ -180,6 +183,16 @@ void EditorPage::BuildConditionFields(Layout& l, const ConditionCaptions& captio
   l.Combo(fx, y, name, kIdCombo10);
   l.Combo(fx + name + 3, y, comparator, kIdMetadataComparator);
   l.Edit(fx + name + comparator + 6, y, fw - name - comparator - 6, kIdMetadataValue, kLeftHalf);
+  y += 17;
+  // Duplicates: within the source, or also against a folder of their own (the photo archive).
+  const std::wstring duplicates = Word(L"Nur Duplikate (gleicher Inhalt)");
+  const int duplicatesWidth = std::max(captionWidth, metrics.TextWidth(duplicates) + 18);
+  l.Check(duplicates, gx, y + 1, duplicatesWidth - 2, 10, kIdDuplicatesOn);
+  HWND duplicateFolder = l.Edit(gx + duplicatesWidth, y, gr - gx - duplicatesWidth - 20, kIdDuplicateFolder, kLeftHalf);
+  const std::wstring duplicateHint = Word(L"auch gegen diesen Ordner (leer: nur in der Quelle)");
+  SendMessageW(duplicateFolder, EM_SETCUEBANNER, FALSE, reinterpret_cast<LPARAM>(duplicateHint.c_str()));
+  host_.AddTooltip(page_, duplicateFolder, duplicateHint);
+  l.Button(L"...", gr - 16, y - 1, 16, kIdDuplicateBrowse, kWithColumnEdge);
   y += 18;
   l.Check(Word(L"Gro\u00df- und &Kleinschreibung beachten"), gx, y, gr - gx, 10, kIdMatchCase, kLeftHalf);
 }
@@ -187,12 +200,13 @@ void EditorPage::BuildConditionFields(Layout& l, const ConditionCaptions& captio
 void EditorPage::BuildActionGroup(Layout& l) {
   const int rx = kRightInnerX;
   const int half = (kRightInnerRight - rx) / 2;
-  l.Group(Word(L"dann diese Aktion durchf\u00fchren"), kRightX, kMargin, kRightWidth, 56, kIdActionGroup,
+  l.Group(Word(L"dann diese Aktion durchf\u00fchren"), kRightX, kMargin, kRightWidth, 68, kIdActionGroup,
           kRightHalf);
-  for (int i = 0; i < 6; ++i) {
+  constexpr int kRows = 4;
+  for (int i = 0; i < static_cast<int>(kActionEntries.size()); ++i) {
     DWORD style = WS_TABSTOP | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
-    l.Add(WC_BUTTONW, WordOf(kActionEntries[static_cast<size_t>(i)]), style, rx + (i / 3) * half,
-          20 + (i % 3) * 12, half - 2, 10, kIdActionFirst + i, kWithColumnEdge);
+    l.Add(WC_BUTTONW, WordOf(kActionEntries[static_cast<size_t>(i)]), style, rx + (i / kRows) * half,
+          20 + (i % kRows) * 12, half - 2, 10, kIdActionFirst + i, kWithColumnEdge);
   }
 }
 
@@ -200,44 +214,54 @@ void EditorPage::BuildActionGroup(Layout& l) {
 void EditorPage::BuildTargetGroup(Layout& l) {
   const int rx = kRightInnerX;
   const int rr = kRightInnerRight;
-  l.Group(Word(L"Zielverzeichnis"), kRightX, 67, kRightWidth, 96, kIdTargetGroup, kRightHalf);
-  l.Edit(rx, 80, rr - rx - 20, kIdTxtName, kRightHalf, WS_GROUP);
-  l.Button(L"...", rr - 16, 79, 16, kIdTargetBrowse, kMoveX);
+  l.Group(Word(L"Zielverzeichnis"), kRightX, 79, kRightWidth, 117, kIdTargetGroup, kRightHalf);
+  l.Edit(rx, 92, rr - rx - 20, kIdTxtName, kRightHalf, WS_GROUP);
+  l.Button(L"...", rr - 16, 91, 16, kIdTargetBrowse, kMoveX);
+  // The new name (without extension) a renamed, moved or copied file gets; the token menus
+  // add to it too.
+  const std::wstring newName = Word(L"Neuer Name:");
+  const int newNameWidth = l.metrics().TextWidth(newName) + 4;
+  l.Label(newName, rx, 110, newNameWidth, kIdNewNameLabel);
+  HWND newNameField = l.Edit(rx + newNameWidth, 108, rr - rx - newNameWidth, kIdNewName, kRightHalf);
+  const std::wstring newNameHint = Word(L"leer: der Name bleibt; z. B. %Ge\u00e4ndert*yyyy-mm-dd% %Nr*000%");
+  SendMessageW(newNameField, EM_SETCUEBANNER, FALSE, reinterpret_cast<LPARAM>(newNameHint.c_str()));
+  host_.AddTooltip(page_, newNameField, newNameHint);
   const int third = (rr - rx - 6) / 3;
   const std::array<std::wstring, 6> tokenButtons = TokenButtons();
   for (int i = 0; i < 6; ++i) {
-    l.Button(tokenButtons[static_cast<size_t>(i)], rx + (i % 3) * (third + 3), 97 + (i / 3) * 17, third,
+    l.Button(tokenButtons[static_cast<size_t>(i)], rx + (i % 3) * (third + 3), 125 + (i / 3) * 17, third,
              kIdTokenDates + i, kWithColumnEdge);
   }
-  l.Check(Word(L"&Ordnerstruktur aus dem Quellverzeichnis \u00fcbernehmen"), rx, 135, rr - rx, 10,
+  l.Add(WC_STATICW, L"", SS_LEFT | SS_NOPREFIX | SS_ENDELLIPSIS, rx, 159, rr - rx, 8, kIdNewNameExample, kRightHalf);
+  l.Check(Word(L"&Ordnerstruktur aus dem Quellverzeichnis \u00fcbernehmen"), rx, 170, rr - rx, 10,
           kIdFolderStructure, kRightHalf);
-  l.Check(Word(L"&Begleitdateien (.xmp, .aae, .json ...) mitnehmen"), rx, 147, rr - rx, 10, kIdSidecars,
+  l.Check(Word(L"&Begleitdateien (.xmp, .aae, .json ...) mitnehmen"), rx, 182, rr - rx, 10, kIdSidecars,
           kRightHalf);
 }
 
 void EditorPage::BuildCollisionGroup(Layout& l) {
   const int rx = kRightInnerX;
   const int rr = kRightInnerRight;
-  l.Group(Word(L"Wenn Datei bereits existiert:"), kRightX, 167, kRightWidth, 62, kIdCollisionGroup, kRightHalf);
+  l.Group(Word(L"Wenn Datei bereits existiert:"), kRightX, 200, kRightWidth, 62, kIdCollisionGroup, kRightHalf);
   for (int i = 0; i < 3; ++i) {
     DWORD style = WS_TABSTOP | BS_AUTORADIOBUTTON | (i == 0 ? WS_GROUP : 0);
-    l.Add(WC_BUTTONW, WordOf(kCollisionEntries[static_cast<size_t>(i)]), style, rx, 180 + i * 12, rr - rx, 10,
+    l.Add(WC_BUTTONW, WordOf(kCollisionEntries[static_cast<size_t>(i)]), style, rx, 213 + i * 12, rr - rx, 10,
           kIdCollisionFirst + i, kRightHalf);
   }
-  l.Check(Word(L"&Identische Dateien \u00fcberspringen"), rx, 216, rr - rx, 10, kIdSkipIdentical, kRightHalf,
+  l.Check(Word(L"&Identische Dateien \u00fcberspringen"), rx, 249, rr - rx, 10, kIdSkipIdentical, kRightHalf,
           WS_GROUP);
 }
 
 void EditorPage::BuildZipGroup(Layout& l) {
   const int rx = kRightInnerX;
   const int rr = kRightInnerRight;
-  l.Group(Word(L"Zip-Archive"), kRightX, 233, kRightWidth, 45, kIdZipGroup, kRightHalf);
-  l.Check(Word(L"Zip-Archiv erstellen (separate Dateien)"), rx, 246, rr - rx, 10, kIdZipSeparate, kRightHalf,
+  l.Group(Word(L"Zip-Archive"), kRightX, 266, kRightWidth, 45, kIdZipGroup, kRightHalf);
+  l.Check(Word(L"Zip-Archiv erstellen (separate Dateien)"), rx, 279, rr - rx, 10, kIdZipSeparate, kRightHalf,
           WS_GROUP);
   const std::wstring zipOne = Word(L"Zip-Archiv erstellen (eine Datei)   Name:");
   const int zipOneWidth = l.metrics().TextWidth(zipOne) + 16;
-  l.Check(zipOne, rx, 261, zipOneWidth, 10, kIdZipOne, kWithColumnEdge);
-  HWND zipName = l.Edit(rx + zipOneWidth + 2, 260, rr - rx - zipOneWidth - 2, kIdTextBox6, kRightHalf);
+  l.Check(zipOne, rx, 294, zipOneWidth, 10, kIdZipOne, kWithColumnEdge);
+  HWND zipName = l.Edit(rx + zipOneWidth + 2, 293, rr - rx - zipOneWidth - 2, kIdTextBox6, kRightHalf);
   SetWindowSubclass(zipName, TextBox6Proc, 1, reinterpret_cast<DWORD_PTR>(this));
 }
 
@@ -340,13 +364,15 @@ constexpr CheckField kConditionSwitches[] = {
 constexpr CheckField kChecks[] = {{kIdSubfolders, &Values::includeSubfolders}, {kIdMatchCase, &Values::matchCase},
                                   {kIdFolderStructure, &Values::keepFolderStructure},
                                   {kIdSidecars, &Values::takeSidecars},       {kIdSkipIdentical, &Values::skipIdentical},
-                                  {kIdWatchFolder, &Values::watch}, {kIdRemoveEmptied, &Values::removeEmptied},           {kIdZipSeparate, &Values::zipSeparate},
+                                  {kIdWatchFolder, &Values::watch}, {kIdRemoveEmptied, &Values::removeEmptied},
+                                  {kIdDuplicatesOn, &Values::duplicatesOn},   {kIdZipSeparate, &Values::zipSeparate},
                                   {kIdZipOne, &Values::zipOne}};
 constexpr TextField kTexts[] = {{kIdDescription, &Values::description}, {kIdSource, &Values::source},
                                 {kIdExcludeName, &Values::excludeName},  {kIdText, &Values::text},
                                 {kIdDateAmount, &Values::dateAmount},    {kIdSizeAmount, &Values::sizeAmount},
                                 {kIdMetadataValue, &Values::metadataValue}, {kIdTxtName, &Values::target},
-                                {kIdTextBox6, &Values::zipName}};
+                                {kIdTextBox6, &Values::zipName},         {kIdNewName, &Values::newName},
+                                {kIdDuplicateFolder, &Values::duplicateFolder}};
 constexpr WordField kWords[] = {{kIdName, &Values::namePattern, kAllFilesEntry},
                                 {kIdInclude, &Values::includeExtText, kAllFilesEntry},
                                 {kIdExclude, &Values::excludeExt, kNoExcludeEntry}};
@@ -378,10 +404,11 @@ void EditorPage::EditorToControls() {
     if (kMetadataComparatorEntries[i] == v.metadataComparator) comparator = static_cast<int>(i);
   }
   SetComboPos(Item(kIdMetadataComparator), comparator);
-  for (int i = 0; i < 6; ++i) SetOn(Item(kIdActionFirst + i), v.actions[static_cast<size_t>(i)]);
+  for (std::size_t i = 0; i < v.actions.size(); ++i) SetOn(Item(kIdActionFirst + static_cast<int>(i)), v.actions[i]);
   for (int i = 0; i < 3; ++i) SetOn(Item(kIdCollisionFirst + i), editor_.CollisionPos() == i);
   ShowConditionSwitches();
   ShowIncludeMask();
+  ShowNewNameExample();
   editor_.isFilling = false;
 }
 
@@ -401,7 +428,7 @@ void EditorPage::ControlsToEditor() {
   const int comparator = ComboPos(Item(kIdMetadataComparator));
   v.metadataComparator = comparator >= 0 ? std::wstring(kMetadataComparatorEntries[static_cast<size_t>(comparator)])
                                          : std::wstring();
-  for (int i = 0; i < 6; ++i) v.actions[static_cast<size_t>(i)] = IsOn(Item(kIdActionFirst + i));
+  for (std::size_t i = 0; i < v.actions.size(); ++i) v.actions[i] = IsOn(Item(kIdActionFirst + static_cast<int>(i)));
   for (int i = 0; i < 3; ++i) {
     if (IsOn(Item(kIdCollisionFirst + i))) editor_.SetCollisionPos(i);
   }
@@ -412,6 +439,11 @@ void EditorPage::OnCommand(int id, int code) {
     InsertToken(id);
     return;
   }
+  if (code == EN_SETFOCUS && (id == kIdTxtName || id == kIdNewName)) {
+    tokenTarget_ = id;
+    return;
+  }
+  if (code == EN_CHANGE && (id == kIdNewName || id == kIdSource)) ShowNewNameExample();
   if (editor_.isFilling) return;
   if (code == EN_CHANGE || code == CBN_EDITCHANGE) {
     if (id == kIdExclude) {
@@ -470,6 +502,13 @@ void EditorPage::OnClicked(int id) {
     case kIdSourceBrowse:
       if (auto folder = ui.ChooseFolder(Word(L"Quellverzeichnis"))) SetText(Item(kIdSource), *folder);
       return;
+    case kIdDuplicateBrowse:
+      if (auto folder = ui.ChooseFolder(Word(L"Nur Duplikate (gleicher Inhalt)"))) {
+        SetText(Item(kIdDuplicateFolder), *folder);
+        SetOn(Item(kIdDuplicatesOn), true);
+        editor_.FieldChanged();
+      }
+      return;
     case kIdTargetBrowse: {
       // Targets come back again and again: they are picked from the recently used ones.
       const std::wstring folder = ShowRecentFoldersDialog(context_.instance, ui, context_.folders.SettingsFilePath);
@@ -527,6 +566,8 @@ bool EditorPage::SaveProfile() {
                       : outcome.focus == EditorField::Target     ? kIdTxtName
                       : outcome.focus == EditorField::DateAmount ? kIdDateAmount
                       : outcome.focus == EditorField::SizeAmount ? kIdSizeAmount
+                      : outcome.focus == EditorField::NewName    ? kIdNewName
+                      : outcome.focus == EditorField::DuplicateFolder ? kIdDuplicateFolder
                                                                  : 0;
     host_.SelectTab(kEditorPage);
     if (focus != 0) SetFocus(Item(focus));
@@ -650,9 +691,54 @@ void EditorPage::InsertToken(int commandId) {
     case 5: framed(kVersionNames); break;
   }
   if (token.empty()) return;
+  if (tokenTarget_ == kIdNewName) {
+    // A name takes its tokens where the caret is, without folder levels.
+    HWND field = Item(kIdNewName);
+    SendMessageW(field, EM_REPLACESEL, TRUE, reinterpret_cast<LPARAM>(token.c_str()));
+    SetFocus(field);
+    return;
+  }
   HWND target = Item(kIdTxtName);
   SetText(target, AppendTargetToken(GetText(target), token));
   SendMessageW(target, EM_SETSEL, static_cast<WPARAM>(-1), -1);
+}
+
+namespace {
+
+// The first file of `folder` (its own files, not those of subfolders), for the example.
+std::optional<FileFacts> FirstFileOf(const std::wstring& folder) {
+  FolderReader reader;
+  if (folder.empty() || !IsFullPath(folder) || !reader.Open(folder)) return std::nullopt;
+  DirEntry entry;
+  for (int looked = 0; looked < 10000 && reader.Next(&entry); ++looked) {
+    if (entry.IsDirectory() || entry.isLink || entry.isSpecial) continue;
+    return FileFacts{JoinPath(folder, entry.name), entry.size, entry.lastWrite, entry.creation};
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+void EditorPage::ShowNewNameExample() {
+  const std::wstring zielname(Trim(GetText(Item(kIdNewName))));
+  std::wstring text;
+  if (!zielname.empty()) {
+    const std::wstring source(Trim(GetText(Item(kIdSource))));
+    if (source != exampleSource_ || !exampleFile_) {
+      exampleSource_ = source;
+      exampleFile_ = FirstFileOf(source);
+    }
+    if (exampleFile_) {
+      // Metadata tokens show the file's own values, as the run would read them.
+      FileMetadataSource metadata({context_.settings.Kommastelle, context_.settings.Lat, context_.settings.Lon});
+      const PathVariableContext variables{FileTimeToLocal(CurrentFileTime()), &metadata};
+      text = Word(L"Beispiel:") + L" " + NamePart(exampleFile_->path) + L" \u2192 " +
+             NewFileName(zielname, *exampleFile_, variables, 1);
+    } else {
+      text = Word(L"Beispiel: keine Datei in der Quelle");
+    }
+  }
+  SetText(Item(kIdNewNameExample), text);
 }
 
 HBRUSH EditorPage::StaticColours(int id, HDC dc) {

@@ -6,10 +6,12 @@
 #include <commctrl.h>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "app/page.h"
+#include "metadata/path_variables.h"
 #include "profiles/profile.h"
 #include "profiles/profile_editor.h"
 
@@ -63,8 +65,16 @@ class EditorPage : public TabPage {
   void FillNameHistory();
   void FillIncludeList();
   void ShowIncludeMask();
+  // The new name the template gives a file of the source, under the field.
+  void ShowNewNameExample();
 
   ProfileEditor editor_;
+  // The field the token menus add to: the target folder or the new name, whichever had the
+  // focus last.
+  int tokenTarget_ = 0;
+  // The file of the source the example shows, read once per source folder.
+  std::wstring exampleSource_;
+  std::optional<FileFacts> exampleFile_;
   std::vector<std::wstring> nameHistory_;
   std::wstring filterList_;
   bool keptModified_ = false;  // across a change of language

@@ -4,7 +4,7 @@
 namespace ablagix::app {
 
 inline constexpr int kPageWidth = 620;
-inline constexpr int kPageHeight = 326;
+inline constexpr int kPageHeight = 346;
 inline constexpr int kMargin = 7;
 inline constexpr int kButtonWidth = 74;
 inline constexpr int kButtonHeight = 14;

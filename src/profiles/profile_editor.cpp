@@ -31,10 +31,12 @@ const std::array<std::wstring_view, 20> kMetadataEntries = {
     L"Dokumente --->%Revision Nummer%",
 };
 
-const std::array<std::wstring_view, 8> kDateTokens = {
+const std::array<std::wstring_view, 10> kDateTokens = {
     L"%DateGAYYYY%",   L"%DateGAYYYYMM%",   L"%DateGAYYYYMMDD%", L"%DateEAYYYY%",
-    L"%DateEAYYYYMM%", L"%DateEAYYYYMMDD%", L"%Curdate%",        L"%Datum%"};
-const std::array<std::wstring_view, 3> kFileTokens = {L"%Ext%", L"%FileSizeMB%", L"%FileSizeKB%"};
+    L"%DateEAYYYYMM%", L"%DateEAYYYYMMDD%", L"%Curdate%",        L"%Datum%",
+    L"%Ge\u00e4ndert*yyyy-mm-dd%", L"%Erstellt*yyyy-mm-dd%"};
+const std::array<std::wstring_view, 7> kFileTokens = {L"%Ext%", L"%FileSizeMB%", L"%FileSizeKB%", L"%Name%",
+                                                      L"%Ordner%", L"%Nr%", L"%Nr*000%"};
 const std::array<std::wstring_view, 22> kExifNames = {
     L"Datum",          L"Datum Original",
     L"Datum Digitalisierung", L"Ausrichtung",
@@ -245,6 +247,9 @@ void ProfileEditor::LoadFromRow(const Profile& p) {
   v.takeSidecars = switches.sidecars;
   v.watch = switches.watch;
   v.removeEmptied = switches.removeEmptied;
+  v.newName = p.Zielname;
+  v.duplicatesOn = switches.duplicates;
+  v.duplicateFolder = p.DuplikatOrdner;
 
   // Metadata: "<token>;<comparator><value>", e.g. "%Model%;=Canon".
   size_t semicolon = p.Metadaten.find(L';');

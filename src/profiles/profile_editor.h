@@ -33,10 +33,11 @@ inline constexpr std::array<std::wstring_view, 2> kSizeComparatorEntries = {
 inline constexpr std::array<std::wstring_view, 4> kSizeUnitEntries = {L"Bytes", L"KB", L"MB",
                                                                       L"GB"};
 inline constexpr std::array<std::wstring_view, 3> kMetadataComparatorEntries = {L">", L"<", L"="};
-inline constexpr std::array<std::wstring_view, 6> kActionEntries = {
+inline constexpr std::array<std::wstring_view, 8> kActionEntries = {
     L"Verschieben",          L"Kopieren",
     L"L\u00f6schen (Papierkorb)", L"L\u00f6schen (endg\u00fcltig)",
-    L"Benachrichtigen (Timer)",   L"L\u00f6schen (schreddern)"};
+    L"Benachrichtigen (Timer)",   L"L\u00f6schen (schreddern)",
+    L"Umbenennen",                L"Entpacken"};
 // Screen order of the collision choices; their codes are "1", "0", "2".
 inline constexpr std::array<std::wstring_view, 3> kCollisionEntries = {
     L"neue Datei umbenennen (1)", L"immer \u00fcberschreiben", L"\u00fcberspringen"};
@@ -68,8 +69,8 @@ inline constexpr std::wstring_view kNoReferenceMessage =
     L"Koordinaten ab!";
 
 // --- Tokens the target-folder menus insert.
-extern const std::array<std::wstring_view, 8> kDateTokens;
-extern const std::array<std::wstring_view, 3> kFileTokens;  // the name-part entry comes extra
+extern const std::array<std::wstring_view, 10> kDateTokens;
+extern const std::array<std::wstring_view, 7> kFileTokens;  // the name-part entry comes extra
 extern const std::array<std::wstring_view, 22> kExifNames;
 extern const std::array<std::wstring_view, 11> kAudioNames;
 extern const std::array<std::wstring_view, 11> kDocumentNames;

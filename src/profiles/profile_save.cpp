@@ -84,6 +84,18 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
   if (needsTarget && v.target.empty()) {
     return Refuse(ui, L"Bitte Zielpfad eingeben!", EditorField::Target);
   }
+  const bool renames = EqualsNoCase(aktion, kAktionUmbenennen);
+  const bool transfers = ActionTransfersFile(aktion);
+  const std::wstring newName(Trim(v.newName));
+  if (renames && newName.empty()) return Refuse(ui, std::wstring(kNoNewNameMessage), EditorField::NewName);
+  const std::wstring duplicateFolder(Trim(v.duplicateFolder));
+  if (v.duplicatesOn && !duplicateFolder.empty() && !IsFullPath(duplicateFolder)) {
+    return Refuse(ui, L"Bitte den Ordner f\u00fcr Duplikate vollst\u00e4ndig angeben, mit Laufwerk oder Server!",
+                  EditorField::DuplicateFolder);
+  }
+  if (v.duplicatesOn && !duplicateFolder.empty() && !FolderExists(duplicateFolder)) {
+    return Refuse(ui, L"Der Ordner f\u00fcr Duplikate existiert nicht!", EditorField::DuplicateFolder);
+  }
   // The amount of a date condition must be a whole number; anything else would be stored as
   // a condition that silently never matches.
   std::uint64_t dateAmount = 0;
@@ -152,8 +164,8 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
 
   ini.SetString(section, L"Aktion", aktion);
   ini.SetString(section, L"Case", v.matchCase ? L"1" : L"0");
-  if (needsTarget) {
-    ini.SetString(section, L"Ziel", v.target);
+  if (needsTarget) ini.SetString(section, L"Ziel", v.target);
+  if (needsTarget || renames) {
     ini.SetString(section, L"Kollision", v.collisionOverwrite ? L"0" : v.collisionSkip ? L"2" : L"1");
   }
 
@@ -166,12 +178,15 @@ SaveOutcome SaveTheProfil(const ProfileEditorValues& v, const std::wstring& prof
   if (v.zipOne) ini.SetString(section, L"ZipName", v.zipName);
   // The later options are written only when on: a profile that does not use them stays
   // exactly as an older version wrote it.
-  WriteOrDelete(ini, section, L"Identisch", v.skipIdentical && needsTarget, L"1");
-  WriteOrDelete(ini, section, L"Begleitdateien", v.takeSidecars && needsTarget, L"1");
+  WriteOrDelete(ini, section, L"Identisch", v.skipIdentical && transfers, L"1");
+  WriteOrDelete(ini, section, L"Begleitdateien", v.takeSidecars && (transfers || renames), L"1");
   WriteOrDelete(ini, section, L"Ueberwachen", v.watch, L"1");
   // Only moves and deletes take files away, so only they can empty a folder.
   const bool empties = v.actions[0] || v.actions[2] || v.actions[3] || v.actions[5];
   WriteOrDelete(ini, section, L"LeereOrdner", v.removeEmptied && empties, L"1");
+  WriteOrDelete(ini, section, L"Zielname", (renames || transfers) && !newName.empty(), newName);
+  WriteOrDelete(ini, section, L"Duplikate", v.duplicatesOn, L"1");
+  WriteOrDelete(ini, section, L"DuplikatOrdner", v.duplicatesOn && !duplicateFolder.empty(), duplicateFolder);
 
   FsStatus written;
   outcome.fileWritten = TellIfNotSaved(ini.Save(&written), written, ui, L"Das Profil", profileFile);

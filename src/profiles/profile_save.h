@@ -47,8 +47,8 @@ struct ProfileEditorValues {
   int sizeUnitPos = 0;  // "Bytes", "KB", "MB", "GB"
 
   bool matchCase = false;
-  // The six action choices in editor order: Verschieben, Kopieren, Löschen (Papierkorb),
-  // Löschen (endgültig), Benachrichtigen (Timer), Löschen (schreddern).
+  // The action choices in editor order: Verschieben, Kopieren, Löschen (Papierkorb),
+  // Löschen (endgültig), Benachrichtigen (Timer), Löschen (schreddern), Umbenennen, Entpacken.
   std::array<bool, kActionCodes.size()> actions{};
   std::wstring target;
   bool collisionOverwrite = false;  // "immer überschreiben"
@@ -68,9 +68,12 @@ struct ProfileEditorValues {
   bool takeSidecars = false;   // "Begleitdateien mitnehmen"
   bool watch = false;          // "Diesen Ordner überwachen"
   bool removeEmptied = false;  // "Geleerte Ordner entfernen"
+  std::wstring newName;        // "Neuer Name:" ("Zielname")
+  bool duplicatesOn = false;   // "Nur Duplikate (gleicher Inhalt)"
+  std::wstring duplicateFolder;  // the further folder the duplicates are looked for in ("" none)
 };
 
-enum class EditorField { None, Description, Source, Target, DateAmount, SizeAmount };
+enum class EditorField { None, Description, Source, Target, DateAmount, SizeAmount, NewName, DuplicateFolder };
 
 struct SaveOutcome {
   bool saved = false;
