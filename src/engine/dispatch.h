@@ -1,5 +1,6 @@
 // The handling of one accepted file: picks the action the plan names (engine/actions.h) or,
-// for a copy or move into an archive of its own, the zip action (engine/zip_actions.h).
+// for a copy or move into an archive of its own, the zip action (engine/zip_actions.h), or
+// for "Entpacken" the unpacking of an archive (engine/unpack_action.h).
 #pragma once
 
 #include <string>
@@ -8,7 +9,7 @@
 
 namespace ablagix {
 
-// Handles one file. `targetFolder` is used by move and copy only. Creates the target folder
+// Handles one file. `targetFolder` is used by move, copy and unpack only. Creates the target folder
 // (not in a simulation); never throws; every failure is a result word.
 // `file` carries what the scan saw of it: another file under its name is not handled.
 ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder, const RunContext& run);
