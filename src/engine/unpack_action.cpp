@@ -72,6 +72,7 @@ class Unpacking {
   const bool simulate_;
   const Collision collision_;
   bool targetPresent_ = true;
+  FileId archiveId_;
   ActionResult result_;
   std::uint64_t files_ = 0;
   std::wstring stopWord_;
@@ -84,6 +85,8 @@ class Unpacking {
 };
 
 bool Unpacking::Begin(std::wstring* word) {
+  archiveId_ = archive_.id;
+  if (FileInfo info; !archiveId_.known() && ActiveFileSystem().Inspect(archive_.path, &info).ok()) archiveId_ = info.id;
   if (simulate_) {
     targetPresent_ = FolderExists(target_);
     return true;
@@ -169,6 +172,12 @@ Placing Unpacking::PlacingFor(const std::wstring& target, bool folderMissing, Fi
   }
   if (existing->kind == FileKind::kLink || existing->kind == FileKind::kSpecial) {
     *word = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielKeineDatei);
+    return Placing::kSkip;
+  }
+  // An entry named like its own archive, unpacked beside it: the archive is never replaced.
+  if (existing->kind == FileKind::kFile && archiveId_.known() && existing->id == archiveId_ &&
+      collision_ != Collision::kNumber) {
+    *word = std::wstring(ResultWord::kUebersprungen) + std::wstring(ResultWord::kZielIstQuelle);
     return Placing::kSkip;
   }
   switch (collision_) {

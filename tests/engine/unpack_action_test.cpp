@@ -350,6 +350,19 @@ TEST_F(UnpackTest, NothingIsWrittenThatTheJournalCannotHold) {
   EXPECT_FALSE(PathExists(dir_ / L"Ziel"));
 }
 
+TEST_F(UnpackTest, AnArchiveUnpackedBesideItselfIsNeverReplaced) {
+  ZipMaker zip;
+  zip.Add("paket.zip", "ein Eintrag namens wie sein Archiv");
+  const std::string bytes = Archive(zip);
+  const Profile beside = test::ProfileBuilder(L"Daneben")
+                             .Action(std::wstring(kAktionEntpacken), dir_ / L"Quelle", dir_ / L"Quelle")
+                             .Filter(L".zip")
+                             .Collision(L"0");
+  EXPECT_EQ(Run(beside).errors, 0u);
+  EXPECT_EQ(ReadBytes(dir_ / L"Quelle\\paket.zip"), bytes);
+  EXPECT_EQ(Rows().at(L"paket.zip").ergebnis, L"\u00dcbersprungen: Das Ziel ist die Datei selbst");
+}
+
 TEST_F(UnpackTest, EachArchiveGetsItsOwnFolderThroughThePathVariables) {
   ZipMaker first;
   first.Add("bild.jpg", "erstes");
