@@ -2,8 +2,10 @@
 // (move, copy, rename, recycle, delete, shred, notify), or in a simulation only the result word.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/ui_port.h"
 #include "engine/run_state.h"
@@ -50,9 +52,20 @@ class ActionHost {
   virtual ZipSettings Zip() const { return {}; }
 };
 
+// An entry of an archive that "Entpacken" did not write (or, simulated, would not write).
+struct EntryResult {
+  std::wstring name;        // as the archive names it
+  std::wstring resultWord;  // "Fehler! ..." or "Übersprungen"
+  std::wstring target;      // the file it was meant for, "" when it has none
+};
+
 struct ActionResult {
   std::wstring resultWord;
   std::wstring targetFile;  // where the file went (move/copy), "" otherwise
+  // "Entpacken": the files written (or that would be), shown in the row's size column, and
+  // the entries that were not, each a row of its own (engine/unpack_action.h).
+  std::optional<std::uint64_t> filesWritten{};
+  std::vector<EntryResult> entries{};
 };
 
 // Everything the handling of a file needs besides the file: the profile's plan, whether it

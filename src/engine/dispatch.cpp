@@ -1,6 +1,7 @@
 #include "engine/dispatch.h"
 
 #include "base/text.h"
+#include "engine/unpack_action.h"
 #include "engine/zip_actions.h"
 #include "fileops/path_text.h"
 #include "profiles/profile.h"
@@ -21,6 +22,7 @@ ActionResult HandleFile(const FileRef& file, const std::wstring& targetFolder, c
     return RemoveFile(file, run);
   }
   if (EqualsNoCase(aktion, kAktionBenachrichtigen)) return NotifyFileFound(run);
+  if (EqualsNoCase(aktion, kAktionEntpacken)) return UnpackArchive(file, targetFolder, run);
   return {ErrorWord(L"Unbekannte Aktion " + aktion), {}};
 }
 

@@ -43,6 +43,7 @@ constexpr std::int64_t kTicksPerMillisecond = 10000;
 
 constexpr std::wstring_view kActionTexts[] = {
     L"Verschieben", L"Kopieren", L"Zip-Verschieben", L"Zip-Kopieren", L"Papierkorb", L"L\u00f6schen", L"Schreddern",
+    L"Entpacken",
 };
 
 std::uint32_t Crc(std::string_view bytes) {

@@ -27,7 +27,7 @@
 //   Rückgängig       <FILETIME>                                (the whole run is undone)
 //
 // "Vorhaben" is written before a file is touched: what will be done (action Verschieben,
-// Kopieren, Zip-Verschieben, Zip-Kopieren, Papierkorb, Löschen, Schreddern), from where, to
+// Kopieren, Zip-Verschieben, Zip-Kopieren, Papierkorb, Löschen, Schreddern, Entpacken), from where, to
 // which planned target (or archive), with the source's size and last-write time. "Erledigt"
 // follows when the change is complete: the final target after "(n)" numbering and what was
 // written there (size, last-write and change time, identity; the archive, for zip), so that
@@ -58,7 +58,9 @@ inline constexpr int kJournalVersion = 2;
 inline constexpr std::wstring_view kJournalKindRun = L"Lauf";
 inline constexpr std::wstring_view kJournalKindCheckedRows = L"Angehakte Zeilen";
 
-enum class JournalAction { kMove, kCopy, kZipMove, kZipCopy, kRecycle, kDelete, kShred };
+// kUnpack: one file written out of an archive ("Entpacken"): `from` is the archive, `to` the
+// file, the zip entry its name in the archive.
+enum class JournalAction { kMove, kCopy, kZipMove, kZipCopy, kRecycle, kDelete, kShred, kUnpack };
 
 std::wstring_view JournalActionText(JournalAction action);
 

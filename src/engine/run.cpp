@@ -18,6 +18,7 @@
 #include "engine/new_name.h"
 #include "engine/scan.h"
 #include "engine/sidecars.h"
+#include "engine/unpack_action.h"
 #include "engine/zip_actions.h"
 #include "fileops/path_text.h"
 #include "fileops/run_lock.h"
@@ -238,9 +239,13 @@ void LogFileRow(ProfileRun& run, const SidecarGroupRow& file) {
   const bool renamed = !file.result.targetFile.empty() && NameView(file.result.targetFile) != name;
   row.quell2 = L"";
   row.ziel2 = renamed ? std::wstring_view(file.result.targetFile) : std::wstring_view();
+  // An unpacked archive shows how many files it gave, and its entries that failed below it.
+  const std::wstring unpacked = file.result.filesWritten ? UnpackedFilesText(*file.result.filesWritten) : L"";
+  row.sizeText = unpacked;
   run.log.AppendFile(row);
   ++run.summary.files;
   if (RowKindOf(file.result.resultWord) == LogRowKind::Error) ++run.summary.errors;
+  run.summary.errors += AppendUnpackEntryRows(run.log, row, file.result);
 }
 
 void ReportFileProgress(ProfileRun& run, std::size_t i, std::size_t total) {
@@ -579,7 +584,10 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
       if (!archive) archive = std::make_unique<RunArchive>(plan, host, state);
       word = archive->Add(path, a.zielpfad, zipName, row);
     } else {
-      word = HandleFile(path, a.zielpfad, RunContext{plan, RunMode::Execute, host, state}, TargetNameOfRow(a)).resultWord;
+      const ActionResult done =
+          HandleFile(path, a.zielpfad, RunContext{plan, RunMode::Execute, host, state}, TargetNameOfRow(a));
+      word = done.resultWord;
+      summary.errors += AppendUnpackEntryRows(log, row, done);
     }
     log.SetResult(row, word);
     ++summary.files;

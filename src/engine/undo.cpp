@@ -21,6 +21,7 @@
 #include "fileops/recycle.h"
 #include "fileops/run_lock.h"
 #include "fileops/temp_files.h"
+#include "zip/zip_extract.h"
 #include "zip/zip_reader.h"
 
 namespace ablagix {
@@ -189,53 +190,22 @@ Result ExtractFromArchive(const JournalEntry& e) {
   if (!entry) return Fail(L"\"" + entryName + L"\" fehlt im Archiv " + archive);
   if (std::wstring problem = EnsureFolderOf(e.from); !problem.empty()) return Fail(problem);
 
-  OutputFile out;
-  std::wstring temp;
-  for (int i = 0; i < 100 && temp.empty(); ++i) {
-    // Hidden, and removed by the next run should this undo be killed half-way.
-    const std::wstring candidate = TempFilePath(FolderPart(e.from));
-    if (out.Create(candidate)) {
-      temp = candidate;
-    } else if (out.LastError() != AlreadyExistsError()) {
-      return Fail(SystemErrorText(out.LastError()));
-    }
-  }
-  if (temp.empty()) return Fail(SystemErrorText(AlreadyExistsError()));
-  // Private while it is written; then the permissions the file had when it was packed.
-  (void)out.SetPermissions(0600);
-  std::uint64_t offset = 0;
-  std::uint32_t writeError = 0;
-  const ZipError read = zip.ReadEntry(*entry, UINT64_MAX, [&](std::string_view piece) {
-    if (AbortRequested()) return false;
-    if (!out.WriteAt(offset, piece.data(), piece.size())) {
-      writeError = out.LastError();
-      return false;
-    }
-    offset += piece.size();
-    return true;
-  });
+  const ExtractedEntry extracted = ExtractEntryToTemp(zip, *entry, FolderPart(e.from), false,
+                                                      [](std::uint64_t) { return !AbortRequested(); });
   std::wstring problem;
-  if (writeError != 0) {
-    problem = SystemErrorText(writeError);
-  } else if (read == ZipError::kStopped) {
-    problem = L"Abgebrochen";
-  } else if (read != ZipError::kNone) {
-    problem = std::wstring(ZipErrorText(read)) + L": " + archive;
-  } else if (e.source && offset != e.source->size) {
+  if (!extracted.ok()) {
+    problem = ExtractProblemText(extracted);
+    if (extracted.writeError == 0 && extracted.read != ZipError::kStopped) problem += L": " + archive;
+  } else if (e.source && extracted.size != e.source->size) {
     problem = L"Die Datei im Archiv hat nicht die erwartete Gr\u00f6\u00dfe: " + archive;
-  } else if (!out.Flush()) {
-    problem = SystemErrorText(out.LastError());
-  } else if (const std::uint32_t mode = UnixModeOf(*entry); mode != 0) {
-    (void)out.SetPermissions(mode);
   }
-  if (problem.empty()) out.Unhide();
-  out.Close();
+  const std::wstring& temp = extracted.tempPath;
   if (problem.empty() && e.source) (void)SetFileLastWrite(temp, e.source->lastWrite);
   Result r = problem.empty() ? PlaceAtFreeName(e.from, [&](const std::wstring& target) {
     return ActiveFileSystem().Rename(temp, target, false);
   })
                              : Fail(problem);
-  if (!r.final) ActiveFileSystem().RemoveFile(temp);
+  if (!r.final && !temp.empty()) ActiveFileSystem().RemoveFile(temp);
   return r;
 }
 
@@ -284,6 +254,20 @@ Result ReverseEntry(const JournalEntry& e, RunHost& host) {
       return Kept(e.action == JournalAction::kDelete ? L"Die Datei wurde endg\u00fcltig gel\u00f6scht"
                                                      : L"Die Datei wurde geschreddert");
     }
+    case JournalAction::kUnpack:
+      if (!done) {
+        // Cut short before its name was noted: a file under the name may be this run's or
+        // anybody's; not knowing, the undo keeps it.
+        if (!PathExists(e.to)) return Done(UndoWord::kUnveraendert, e.from);
+        return Kept(L"Ob die Datei vom Lauf stammt, ist nicht bekannt; sie bleibt", e.to);
+      }
+      if (!FileExists(e.finalPath)) return Done(std::wstring(UndoWord::kEntfernt) + L" (die Datei war schon weg)", e.from);
+      if (!AsWritten(e.finalPath, e)) {
+        return Kept(L"Die entpackte Datei wurde seit dem Lauf ge\u00e4ndert und bleibt", e.finalPath);
+      }
+      // Without the archive as it was, the unpacked file may be the only copy of its data.
+      if (!atSource) return Kept(L"Das Archiv fehlt oder wurde ge\u00e4ndert; die entpackte Datei bleibt", e.finalPath);
+      return RemoveOwnFile(FileRef(e.finalPath, e.writtenId), UndoWord::kEntfernt, e.from);
     case JournalAction::kZipMove:
     case JournalAction::kZipCopy:
       break;
@@ -304,15 +288,18 @@ Result UndoEntry(const JournalEntry& e, RunHost& host) {
 }
 
 std::size_t AppendUndoRow(LogList& log, const JournalEntry& e, const Result& r) {
-  const std::wstring name = NamePart(e.from);
-  const std::wstring folder = FolderPart(e.from);
   const std::wstring where = e.outcome == Outcome::kDone && !e.finalPath.empty() ? e.finalPath : e.to;
+  // A file unpacked from an archive is named by itself; the archive goes into "Quell2".
+  const bool unpacked = e.action == JournalAction::kUnpack;
+  const std::wstring name = NamePart(unpacked ? where : e.from);
+  const std::wstring folder = FolderPart(unpacked ? where : e.from);
   const std::wstring whereFolder = FolderPart(where);
   const std::wstring aktion = std::wstring(kUndoAktion) + L": " + std::wstring(JournalActionText(e.action));
   LogFileFields f;
   f.datei = name;
   f.pfad = folder;
-  if (const std::optional<FileStamp>& stamp = e.source ? e.source : e.written) {
+  const std::optional<FileStamp>& first = unpacked ? e.written : e.source;
+  if (const std::optional<FileStamp>& stamp = first ? first : unpacked ? e.source : e.written) {
     f.size = stamp->size;
     f.lastWrite = stamp->lastWrite;
   }
@@ -321,6 +308,7 @@ std::size_t AppendUndoRow(LogList& log, const JournalEntry& e, const Result& r) 
   f.aktion = aktion;
   // The file's place now when it is not its old one (a "(n)" name), and where the run had put it.
   if (!r.pathNow.empty() && r.pathNow != e.from) f.quell2 = r.pathNow;
+  if (unpacked) f.quell2 = e.from;
   f.ziel2 = where;
   return log.AppendFile(f);
 }

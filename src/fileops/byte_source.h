@@ -35,6 +35,8 @@ class MemoryByteSource : public ByteSource {
 class FileByteSource : public ByteSource {
  public:
   [[nodiscard]] bool Open(const std::wstring& path) { return file_.Open(path); }
+  // The file a scan found, never through a link (ReadOnlyFile::OpenFound).
+  [[nodiscard]] bool OpenFound(const FileRef& file, FsStatus* status) { return file_.OpenFound(file, status); }
   void Close() { file_.Close(); }
   std::uint64_t size() const override { return file_.size(); }
   bool Read(std::uint64_t offset, std::size_t count, std::string* out) override {

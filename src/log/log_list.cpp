@@ -296,6 +296,10 @@ std::size_t LogList::AppendFile(const LogFileFields& fields) {
   for (int cell = 0; cell < LogRow::kNumberCells; ++cell) {
     row.setFlag(1u << (LogRow::kNumberBit + cell), true);
   }
+  if (!fields.sizeText.empty()) {
+    row.numberCells_[kSizeCell] = pool_.Intern(fields.sizeText);
+    row.setFlag(1u << (LogRow::kNumberBit + kSizeCell), false);
+  }
   row.setFlag(LogRow::kFileRow, true);
   const std::wstring_view pooled[LogRow::kPooledCells] = {
       fields.pfad,      fields.zielpfad, fields.ergebnis,  fields.aktion, fields.zipp,
@@ -469,6 +473,12 @@ LogRowKind LogList::Kind(std::size_t row) const {
 
 void LogList::SetResult(std::size_t row, std::wstring_view ergebnis) {
   rows_[row].pooled_[PooledCellOf(static_cast<int>(LogColumn::Ergebnis))] = pool_.Intern(ergebnis);
+}
+
+void LogList::SetSizeText(std::size_t row, std::wstring_view text) {
+  LogRow& r = rows_[row];
+  r.numberCells_[kSizeCell] = pool_.Intern(text);
+  r.setFlag(1u << (LogRow::kNumberBit + kSizeCell), false);
 }
 
 std::vector<std::size_t> LogList::CheckedRows() const {

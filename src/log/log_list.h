@@ -154,6 +154,8 @@ class LogList {
 
   // Replaces the "Ergebnis" text (the checked-rows pass writes its new result there).
   void SetResult(std::size_t row, std::wstring_view ergebnis);
+  // Puts a text in place of the size of a file row (an archive unpacked again: its file count).
+  void SetSizeText(std::size_t row, std::wstring_view text);
 
   // Performs one entry of ComboBox1. Picking the same entry again performs it again.
   void Apply(CheckCommand command, const LogSelection& selection = {});

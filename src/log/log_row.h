@@ -134,6 +134,8 @@ struct LogFileFields {
   std::wstring_view datei;  // file name with extension
   std::wstring_view pfad;   // folder the file was found in
   std::uint64_t size = 0;
+  // Shown in the size column instead of `size` when set (an unpacked archive's "12 Dateien").
+  std::wstring_view sizeText;
   FileTime lastWrite = 0;
   FileTime creation = 0;
   std::wstring_view zielpfad;

@@ -4,7 +4,6 @@
 #include <optional>
 #include <set>
 
-#include "base/byte_order.h"
 #include "base/text.h"
 #include "fileops/full_path.h"
 #include "fileops/path_text.h"
@@ -15,8 +14,6 @@
 
 namespace ablagix::sfx {
 namespace {
-
-constexpr std::uint16_t kTimestampExtraId = 0x5455;
 
 // A folder that exists afterwards. Below the chosen folder it must be a real folder: a link or
 // junction there could lead the files out of it, so one is refused. The chosen folder itself
@@ -61,16 +58,9 @@ bool EnsureFolderTree(const std::wstring& longPath, std::wstring* error) {
 }
 
 FILETIME EntryTime(const ZipEntry& entry) {
-  std::string_view extra = entry.extra;
-  while (extra.size() >= 4) {
-    const std::size_t length = LoadLe16(extra, 2);
-    if (length > extra.size() - 4) break;
-    if (LoadLe16(extra, 0) == kTimestampExtraId && length >= 5 && (extra[4] & 1)) {
-      const auto unixSeconds = static_cast<std::int32_t>(LoadLe32(extra, 5));
-      const std::uint64_t ticks = static_cast<std::uint64_t>((unixSeconds + 11644473600LL) * 10000000LL);
-      return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-    }
-    extra.remove_prefix(4 + length);
+  if (std::int64_t unixSeconds = 0; EntryUnixTime(entry, &unixSeconds)) {
+    const std::uint64_t ticks = static_cast<std::uint64_t>((unixSeconds + 11644473600LL) * 10000000LL);
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
   }
   SYSTEMTIME local{};
   local.wYear = static_cast<WORD>(1980 + (entry.dosDate >> 9));
@@ -226,7 +216,8 @@ bool Extraction::Entry(const ZipEntry& entry) {
   const std::wstring shown = FromUtf8(entry.name);
   std::vector<std::wstring> parts;
   bool renamed = false;
-  if (!SafeExtractParts(entry.name, &parts, &renamed)) {
+  // Links are refused with the names that leave the folder: they could lead there.
+  if (ExtractPartsOf(entry, &parts, &renamed) != EntryRefusal::kNone) {
     report_.refused.push_back(shown);
     done_ += entry.uncompressedSize;
     return true;

@@ -3,6 +3,7 @@
 #include "fileops/path_text.h"
 
 #include "base/text.h"
+#include "zip/zip_reader.h"
 
 namespace ablagix {
 namespace {
@@ -148,6 +149,26 @@ bool SafeExtractParts(std::string_view entryName, std::vector<std::wstring>* par
   }
   if (renamed) *renamed = changed;
   return !parts->empty();
+}
+
+EntryRefusal ExtractPartsOf(const ZipEntry& entry, std::vector<std::wstring>* parts, bool* renamed) {
+  parts->clear();
+  if (renamed) *renamed = false;
+  if (!SafeExtractParts(entry.name, parts, renamed)) return EntryRefusal::kLeavesFolder;
+  if (IsLinkEntry(entry)) {
+    parts->clear();
+    return EntryRefusal::kLink;
+  }
+  return EntryRefusal::kNone;
+}
+
+std::wstring_view EntryRefusalText(EntryRefusal refusal) {
+  switch (refusal) {
+    case EntryRefusal::kNone: return L"";
+    case EntryRefusal::kLeavesFolder: return L"Der Name f\u00fchrt aus dem Zielordner hinaus";
+    case EntryRefusal::kLink: return L"Verkn\u00fcpfungen im Archiv werden nicht entpackt";
+  }
+  return L"";
 }
 
 }  // namespace ablagix

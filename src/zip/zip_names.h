@@ -8,6 +8,8 @@
 
 namespace ablagix {
 
+struct ZipEntry;
+
 // One file or folder name as Windows can store it, so that every extractor, on Windows and
 // on Linux, gives back the same name:
 // - each character Windows does not allow in a name ("\ / : * ? " < > |", control
@@ -37,5 +39,18 @@ std::string ZipEntryNameForPath(std::wstring_view path, bool keepFolders);
 // or a data stream), undecodable bytes and empty names. "/" and "\" both separate; "." and
 // empty components are dropped. A name ending in "/" is a folder.
 bool SafeExtractParts(std::string_view entryName, std::vector<std::wstring>* parts, bool* renamed = nullptr);
+
+// Why an entry is not extracted at all.
+enum class EntryRefusal {
+  kNone,
+  kLeavesFolder,  // its name would leave the folder (SafeExtractParts)
+  kLink,          // it is a link (IsLinkEntry)
+};
+
+// SafeExtractParts for an entry of an archive, which also refuses link entries: every
+// extractor of the program goes through this.
+EntryRefusal ExtractPartsOf(const ZipEntry& entry, std::vector<std::wstring>* parts, bool* renamed = nullptr);
+// The German reason for a log row or a report.
+std::wstring_view EntryRefusalText(EntryRefusal refusal);
 
 }  // namespace ablagix

@@ -22,6 +22,7 @@ constexpr std::size_t kLocalHeaderSize = 30;
 constexpr std::size_t kMaxCommentSize = 0xFFFF;
 constexpr std::size_t kChunk = 64 * 1024;
 constexpr std::uint16_t kUnicodePathExtraId = 0x7075;
+constexpr std::uint16_t kTimestampExtraId = 0x5455;
 
 
 // Exactly `count` bytes or nothing.
@@ -87,6 +88,20 @@ std::string Cp437ToUtf8(std::string_view bytes) {
     wide.push_back(b < 0x80 ? static_cast<wchar_t>(b) : static_cast<wchar_t>(kHigh[b - 0x80]));
   }
   return ToUtf8(wide);
+}
+
+bool EntryUnixTime(const ZipEntry& entry, std::int64_t* seconds) {
+  std::string_view extra = entry.extra;
+  while (extra.size() >= 4) {
+    const std::size_t length = LoadLe16(extra, 2);
+    if (length > extra.size() - 4) break;
+    if (LoadLe16(extra, 0) == kTimestampExtraId && length >= 5 && (extra[4] & 1)) {
+      *seconds = static_cast<std::int32_t>(LoadLe32(extra, 5));
+      return true;
+    }
+    extra.remove_prefix(4 + length);
+  }
+  return false;
 }
 
 std::wstring_view ZipErrorText(ZipError error) {

@@ -79,6 +79,21 @@ inline std::uint32_t UnixModeOf(const ZipEntry& entry) {
   return type == 0100000 || type == 0 ? mode & 07777 : 0;
 }
 
+// Whether the entry stands for a link rather than for a file or folder: a Unix symbolic link
+// (its data is the path it points to), or a Windows reparse point. Extracted as a link it could
+// lead later entries out of the folder they go to; extracted as a file it would be a file of
+// a path's text. Extractors leave it out.
+inline bool IsLinkEntry(const ZipEntry& entry) {
+  const unsigned host = entry.versionMadeBy >> 8;
+  if (host == 3 && ((entry.externalAttributes >> 16) & 0170000) == 0120000) return true;
+  // The low byte carries the DOS attributes; 0x400 is the reparse point bit.
+  return (host == 0 || host == 10 || host == 11 || host == 14) && (entry.externalAttributes & 0x400) != 0;
+}
+
+// The last-write time in Unix seconds from the entry's extended-timestamp field, when it
+// carries one (the DOS time of the header is local time and 2-second steps).
+bool EntryUnixTime(const ZipEntry& entry, std::int64_t* seconds);
+
 class ZipReader {
  public:
   explicit ZipReader(ByteSource& source) : source_(source) {}

@@ -44,6 +44,8 @@ class ZipMaker {
     std::uint16_t flags = 0x0800;  // UTF-8 names
     bool zip64 = false;            // sizes and offset in a ZIP64 extra field
     std::string extra;             // further central extra fields
+    std::uint16_t versionMadeBy = 0x031E;  // Unix, 3.0
+    std::uint32_t externalAttributes = 0;
     // Overrides for damaged archives.
     std::int64_t crc = -1;
     std::int64_t declaredSize = -1;
@@ -84,10 +86,10 @@ class ZipMaker {
              Le16(local64.size()) + e.name + local64 + stored;
       const std::string extra =
           (e.zip64 ? Le16(1) + Le16(24) + Le64(size) + Le64(stored.size()) + Le64(offset) : "") + e.extra;
-      central += Le32(0x02014b50) + Le16(0x031E) + Le16(e.zip64 ? 45 : 20) + Le16(e.flags) + Le16(e.method) +
+      central += Le32(0x02014b50) + Le16(e.versionMadeBy) + Le16(e.zip64 ? 45 : 20) + Le16(e.flags) + Le16(e.method) +
                  Le32(0) + Le32(crc) + Le32(e.zip64 ? 0xFFFFFFFF : stored.size()) +
                  Le32(e.zip64 ? 0xFFFFFFFF : size) + Le16(e.name.size()) + Le16(extra.size()) + Le16(0) + Le16(0) +
-                 Le16(0) + Le32(0) + Le32(e.zip64 ? 0xFFFFFFFF : offset) + e.name + extra;
+                 Le16(0) + Le32(e.externalAttributes) + Le32(e.zip64 ? 0xFFFFFFFF : offset) + e.name + extra;
       wide = wide || e.zip64;
     }
     const std::uint64_t cdOffset = here();
