@@ -94,6 +94,7 @@ void RunLogScenario(const std::wstring& exe);
 // The window in another language: a language file made here, English, and the layout in both.
 // "Letzten Lauf rückgängig machen" after a real run.
 void RunUndoScenario(const std::wstring& exe);
+void RunRenameScenario(const std::wstring& exe);
 void RunLanguageScenario(const std::wstring& exe, const std::wstring& profiles, const std::wstring& config);
 // "Überwachung starten": a file dropped into a watched folder is handled while the window waits.
 void RunWatchScenario(const std::wstring& exe);

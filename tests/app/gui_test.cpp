@@ -200,7 +200,7 @@ void TokenMenusAddToTheTarget() {
   SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 0, 0), 0);
   CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%", L"Datums-Variable eingef\u00fcgt");
   Answer(L"[3-5]\n");
-  SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 100 + 3, 0), 0);
+  SendMessageW(g_main, WM_COMMAND, MAKEWPARAM(kIdTokenMenuBase + 100 + 7, 0), 0);
   CheckEq(Text(kIdTxtName), L"D:\\Neu\\%Ext%\\%DateGAYYYY%\\%DateiNameTeil[3-5]%", L"Namensteil eingef\u00fcgt");
   Check(Has(TakeRecord(), L"DIALOG|Eingabe"), L"Eingabefeld f\u00fcr den Namensteil");
 }
@@ -481,6 +481,7 @@ int wmain(int argc, wchar_t** argv) {
   RunLogScenario(world.exe);
   RunWatchScenario(world.exe);
   RunUndoScenario(world.exe);
+  RunRenameScenario(world.exe);
 
   std::printf("%s: %d Fehler\n", g_failures == 0 ? "BESTANDEN" : "FEHLGESCHLAGEN", g_failures);
   return g_failures == 0 ? 0 : 1;
