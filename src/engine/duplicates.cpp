@@ -24,7 +24,9 @@
 namespace ablagix {
 namespace {
 
-// The first pass hashes this much from each end; files up to twice that are hashed whole.
+// A first look at the start of each file sets most files of a shared size apart cheaply; the
+// ends pass hashes this much from each end (files up to twice that whole).
+constexpr std::uint64_t kStart = 4 * 1024;
 constexpr std::uint64_t kEdge = 64 * 1024;
 // The whole-file pass and the comparison before a delete read in blocks of this size.
 constexpr std::size_t kBlock = 1 << 20;
@@ -43,9 +45,10 @@ struct Name {
 struct Candidate {
   std::uint64_t size = 0;
   std::vector<std::uint32_t> names;  // into the names of its size
-  bool readable = true;  // read to its end unchanged since the scan
-  XXH128_hash_t edges{};  // the first pass: both ends, or all of a small file
-  XXH128_hash_t whole{};  // the second pass
+  bool readable = true;  // read unchanged since the scan
+  // The hash of the last pass that read it: its start, its ends, all its bytes. Files of one
+  // size go through the same passes, so equal keys of equal sizes mean equal passes.
+  XXH128_hash_t key{};
 };
 
 bool Less(const XXH128_hash_t& a, const XXH128_hash_t& b) {
@@ -58,8 +61,13 @@ bool Same(const XXH128_hash_t& a, const XXH128_hash_t& b) { return a.high64 == b
 bool KeptBefore(const RunFile& a, const RunFile& b) {
   if (a.lastWrite != b.lastWrite) return a.lastWrite < b.lastWrite;
   if (a.path.size() != b.path.size()) return a.path.size() < b.path.size();
-  const std::wstring_view nameA = NamePart(a.path);
-  const std::wstring_view nameB = NamePart(b.path);
+  auto name = [](std::wstring_view path) {
+    std::size_t at = path.size();
+    while (at > 0 && !IsPathSeparator(path[at - 1])) --at;
+    return path.substr(at);
+  };
+  const std::wstring_view nameA = name(a.path);
+  const std::wstring_view nameB = name(b.path);
   if (nameA != nameB) return nameA < nameB;
   return a.path < b.path;
 }
@@ -82,7 +90,17 @@ bool Unchanged(ReadOnlyFile& file, const RunFile& scanned) {
   return file.Version(&now) && now.size == scanned.size && now.lastWrite == scanned.lastWrite;
 }
 
-// The first pass: both ends of the file (all of it when they cover it).
+// The first look: the start of the file (all of it when it is small).
+bool HashStart(const RunFile& name, std::vector<char>& buffer, XXH128_hash_t* hash) {
+  ReadOnlyFile file;
+  if (!file.OpenFound(FileRef(name.path, name.id, name.folder)) || file.size() != name.size) return false;
+  const std::size_t count = static_cast<std::size_t>(std::min(name.size, kStart));
+  if (!ReadExactly(file, 0, buffer.data(), count)) return false;
+  *hash = XXH3_128bits(buffer.data(), count);
+  return Unchanged(file, name);
+}
+
+// Both ends of the file (all of it when they cover it).
 bool HashEdges(const RunFile& name, std::vector<char>& buffer, XXH128_hash_t* hash) {
   ReadOnlyFile file;
   if (!file.OpenFound(FileRef(name.path, name.id, name.folder)) || file.size() != name.size) return false;
@@ -99,7 +117,7 @@ bool HashEdges(const RunFile& name, std::vector<char>& buffer, XXH128_hash_t* ha
   return Unchanged(file, name);
 }
 
-// The second pass: every byte.
+// Every byte.
 bool HashWhole(const RunFile& name, std::vector<char>& buffer, XXH3_state_t* state, XXH128_hash_t* hash) {
   ReadOnlyFile file;
   if (!file.OpenFound(FileRef(name.path, name.id, name.folder)) || file.size() != name.size) return false;
@@ -147,10 +165,14 @@ bool ForEachFile(std::size_t count, const DuplicateRequest& request, std::size_t
   std::vector<std::thread> workers;
   const unsigned threads = static_cast<unsigned>(std::min<std::size_t>(request.threads, count));
   for (unsigned t = 0; t < threads; ++t) {
+    // Runs of neighbours, so that a worker reads the files of one folder one after another
+    // and opens the folder once for them.
     workers.emplace_back([&, t] {
-      for (std::size_t i; !stop && (i = next++) < count;) {
-        work(i, t);
-        ++finished;
+      constexpr std::size_t kRun = 32;
+      for (std::size_t from; !stop && (from = next.fetch_add(kRun)) < count;) {
+        const std::size_t to = std::min(count, from + kRun);
+        for (std::size_t i = from; i < to && !stop; ++i) work(i, t);
+        finished += to - from;
       }
     });
   }
@@ -241,74 +263,84 @@ bool SelectDuplicates(const DuplicateRequest& request, RunFileList* files, Dupli
   }
   bySize = {};
 
-  // The first pass over every candidate, then the second over those whose ends agree with
-  // another's and that are too large for the first pass to have seen whole.
+  // Three passes, each over the files that still share their size and last hash with another:
+  // the start, both ends, every byte. A file that one pass read whole needs no later pass. The
+  // files are read in the scan's order, folder by folder.
+  std::vector<std::uint32_t> alive(candidates.size());
+  for (std::uint32_t i = 0; i < alive.size(); ++i) alive[i] = i;
+  auto scanOrder = [&](std::uint32_t a, std::uint32_t b) {
+    const Name& x = names[candidates[a].names[0]];
+    const Name& y = names[candidates[b].names[0]];
+    return std::tie(x.other, x.index) < std::tie(y.other, y.index);
+  };
+  std::sort(alive.begin(), alive.end(), scanOrder);
+  // Keeps, in their order, the readable files whose size and key another one shares.
+  auto partnered = [&](const std::vector<std::uint32_t>& ids) {
+    std::vector<std::uint32_t> sorted;
+    for (std::uint32_t i : ids) {
+      if (candidates[i].readable) sorted.push_back(i);
+    }
+    auto same = [&](std::uint32_t a, std::uint32_t b) {
+      return candidates[a].size == candidates[b].size && Same(candidates[a].key, candidates[b].key);
+    };
+    std::sort(sorted.begin(), sorted.end(), [&](std::uint32_t a, std::uint32_t b) {
+      const Candidate& x = candidates[a];
+      const Candidate& y = candidates[b];
+      return x.size != y.size ? x.size < y.size : Less(x.key, y.key);
+    });
+    std::vector<bool> keep(candidates.size(), false);
+    for (std::size_t k = 0; k < sorted.size(); ++k) {
+      if ((k > 0 && same(sorted[k - 1], sorted[k])) || (k + 1 < sorted.size() && same(sorted[k], sorted[k + 1]))) {
+        keep[sorted[k]] = true;
+      }
+    }
+    std::vector<std::uint32_t> kept;
+    for (std::uint32_t i : ids) {
+      if (keep[i]) kept.push_back(i);
+    }
+    return kept;
+  };
   const unsigned workers = std::max(1u, request.threads);
   std::vector<std::vector<char>> buffers(workers);
   for (auto& b : buffers) b.resize(std::max<std::size_t>(kBlock, 2 * kEdge));
-  // Progress counts the second pass for every file it may need, so it reaches its end only
-  // once the last file is read.
-  std::size_t total = candidates.size();
-  for (const Candidate& c : candidates) total += c.size > 2 * kEdge ? 1 : 0;
-  if (!ForEachFile(candidates.size(), request, 0, total, [&](std::size_t i, unsigned w) {
-        Candidate& c = candidates[i];
-        c.readable = HashEdges(names[c.names[0]].file, buffers[w], &c.edges);
-      })) {
-    return stopped();
-  }
-  // Candidates in order of size and first hash; unreadable ones fall out.
-  std::vector<std::uint32_t> order;
-  for (std::uint32_t i = 0; i < candidates.size(); ++i) {
-    if (candidates[i].readable) order.push_back(i);
-  }
-  auto byEdges = [&](std::uint32_t a, std::uint32_t b) {
-    const Candidate& x = candidates[a];
-    const Candidate& y = candidates[b];
-    return x.size != y.size ? x.size < y.size : Less(x.edges, y.edges);
-  };
-  std::sort(order.begin(), order.end(), byEdges);
-  auto sameEdges = [&](std::uint32_t a, std::uint32_t b) {
-    return candidates[a].size == candidates[b].size && Same(candidates[a].edges, candidates[b].edges);
-  };
-  std::vector<std::uint32_t> second;
-  std::vector<bool> paired(candidates.size(), false);
-  for (std::size_t k = 0; k < order.size(); ++k) {
-    const bool withPrevious = k > 0 && sameEdges(order[k - 1], order[k]);
-    const bool withNext = k + 1 < order.size() && sameEdges(order[k], order[k + 1]);
-    if (!withPrevious && !withNext) continue;
-    paired[order[k]] = true;
-    if (candidates[order[k]].size > 2 * kEdge) {
-      second.push_back(order[k]);
-    } else {
-      candidates[order[k]].whole = candidates[order[k]].edges;  // the first pass read it all
-    }
-  }
   std::vector<std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)>> states;
   for (unsigned w = 0; w < workers; ++w) states.emplace_back(XXH3_createState(), &XXH3_freeState);
-  if (!ForEachFile(second.size(), request, candidates.size(), total, [&](std::size_t i, unsigned w) {
-        Candidate& c = candidates[second[i]];
-        c.readable = HashWhole(names[c.names[0]].file, buffers[w], states[w].get(), &c.whole);
-      })) {
-    return stopped();
+  // Progress counts every pass a file may need, so it reaches its end only with the last read.
+  std::size_t total = 0;
+  for (const Candidate& c : candidates) total += 1 + (c.size > kStart ? 1 : 0) + (c.size > 2 * kEdge ? 1 : 0);
+  std::size_t done = 0;
+  enum class Pass { kStart, kEdges, kWhole };
+  for (Pass pass : {Pass::kStart, Pass::kEdges, Pass::kWhole}) {
+    const std::uint64_t readBefore = pass == Pass::kStart ? 0 : pass == Pass::kEdges ? kStart : 2 * kEdge;
+    std::vector<std::uint32_t> reading;
+    for (std::uint32_t i : alive) {
+      if (candidates[i].size > readBefore) reading.push_back(i);
+    }
+    const bool read = ForEachFile(reading.size(), request, done, total, [&](std::size_t k, unsigned w) {
+      Candidate& c = candidates[reading[k]];
+      const RunFile& file = names[c.names[0]].file;
+      c.readable = pass == Pass::kStart   ? HashStart(file, buffers[w], &c.key)
+                   : pass == Pass::kEdges ? HashEdges(file, buffers[w], &c.key)
+                                          : HashWhole(file, buffers[w], states[w].get(), &c.key);
+    });
+    if (!read) return stopped();
+    done += reading.size();
+    alive = partnered(alive);
   }
   if (request.progress) request.progress(total, total);
 
   // Groups of equal size and whole hash.
-  order.clear();
-  for (std::uint32_t i = 0; i < candidates.size(); ++i) {
-    if (paired[i] && candidates[i].readable) order.push_back(i);
-  }
-  auto byWhole = [&](std::uint32_t a, std::uint32_t b) {
+  std::vector<std::uint32_t> order = alive;
+  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
     const Candidate& x = candidates[a];
     const Candidate& y = candidates[b];
-    return x.size != y.size ? x.size < y.size : Less(x.whole, y.whole);
-  };
-  std::sort(order.begin(), order.end(), byWhole);
+    return x.size != y.size ? x.size < y.size : Less(x.key, y.key);
+  });
   std::vector<std::pair<std::uint32_t, std::uint32_t>> selected;  // own index, name of the copy it duplicates
   for (std::size_t from = 0; from < order.size();) {
     std::size_t to = from + 1;
     while (to < order.size() && candidates[order[to]].size == candidates[order[from]].size &&
-           Same(candidates[order[to]].whole, candidates[order[from]].whole)) {
+           Same(candidates[order[to]].key, candidates[order[from]].key)) {
       ++to;
     }
     if (to - from >= 2) {
