@@ -7,8 +7,9 @@
 // folder overlapping the source) count as one file, never as copies of each other. Empty files
 // are never duplicates.
 //
-// Files are compared by size, then by a hash of their first and last 64 KiB (the whole file
-// when that covers it), then by a hash of all their bytes (XXH3-128). A file whose size no other
+// Files are compared by size, then by a hash (XXH3-128) of their first 4 KiB, then of their first
+// and last 64 KiB (the whole file when that covers it), then of all their bytes; each step only
+// among the files that still agree with another. A file whose size no other
 // file has is never read; one that changed or vanished since the scan is no duplicate.
 //
 //   DuplicateMatches matches;
