@@ -8,14 +8,18 @@
 #   text  the text condition "Rechnung" over every file of the tree against grep -rlF and
 #         ripgrep (one and two threads), then over the plain text files alone;
 #   exif  the camera model of every JPEG of the tree as a metadata condition against exiv2;
-#         both warm cache, medians of 5 rounds in which the tools take turns.
+#         both warm cache, medians of 5 rounds in which the tools take turns;
+#   dups  the duplicates condition (Duplikate=1) over the tree against jdupes -r and rmlint
+#         (medians as above), and a check that ablagix selects what jdupes groups: every file
+#         of jdupes' groups is either selected or the kept copy a selected row names, and
+#         one copy per group stays.
 # Prints times, ratios and peak memory.   bench/run.sh [FILES] [WORKDIR] [JOBS...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 files="${1:-100000}"
 work="${2:-$PWD/build/bench-data}"
 shift $(( $# > 2 ? 2 : $# ))
-jobs="${*:-scan log copy text exif zip}"
+jobs="${*:-scan log copy text exif zip dups}"
 want() { [[ " $jobs " == *" $1 "* ]]; }
 
 cmake --preset bench >/dev/null
@@ -24,8 +28,9 @@ cli=$PWD/build/bench/src/ablagix-cli
 gen=$PWD/build/bench/bench/scan_bench
 mkdir -p "$work"
 
-# The tree's contents changed with its generator: v3 has real pictures, texts and documents.
-tree="$work/tree-v3-$files"
+# The tree's contents changed with its generator: v3 has real pictures, texts and documents,
+# v4 planted duplicates besides them.
+tree="$work/tree-v4-$files"
 if [ ! -d "$tree" ]; then
   echo "Erzeuge $files Dateien in $tree ..."
   "$gen" make-tree "$tree" "$files"
@@ -260,6 +265,72 @@ INI
   printf '  ablagix-cli run --simulate   %6.2f s  %7d KB  %6d Canon\n' "$t_cli" "$m_cli" "$n_cli"
   printf '  find | xargs exiv2 -g Model  %6.2f s  %7d KB  %6d Canon\n' "$t_exiv" "$m_exiv" "$n_exiv"
   echo "  Verhältnis ablagix/exiv2:     $(ratio "$t_cli" "$t_exiv")"
+fi
+
+if want dups; then
+  cat > "$work/dups.ini" <<INI
+[Doppelte]
+Quelle=$tree
+Unterverzeich=1
+OrdnerStruktur=0
+Filter=Alles
+Duplikate=1
+Aktion=Benachrichtigen
+Kollision=1
+Case=0
+Zippen=0
+INI
+  q_tree=$(printf %q "$tree")
+  q_cli=$(printf %q "$cli")
+  { read -r t_cli m_cli; read -r t_cli1 m_cli1; read -r t_jd m_jd; read -r t_rm m_rm; } < <(race \
+    "$q_cli run --simulate --all --format tsv --profiles $(printf %q "$work/dups.ini")" \
+    "$q_cli run --simulate --all --format tsv --threads 1 --profiles $(printf %q "$work/dups.ini")" \
+    "jdupes -r -q $q_tree" \
+    "cd $(printf %q "$work") && rmlint -T df -o summary:/dev/null -o sh:/dev/null -o json:/dev/null $q_tree")
+  "$cli" run --simulate --all --format tsv --profiles "$work/dups.ini" > "$work/dups-ablagix.tsv"
+  jdupes -r -q "$tree" > "$work/dups-jdupes.txt"
+  echo
+  echo "Duplikate über $files Dateien (und die gepflanzten Kopien), Median aus 5 abwechselnden Runden:"
+  printf '  ablagix-cli run --simulate   %6.2f s  %7d KB\n' "$t_cli" "$m_cli"
+  printf '  ablagix-cli --threads 1      %6.2f s  %7d KB\n' "$t_cli1" "$m_cli1"
+  printf '  jdupes -r -q                 %6.2f s  %7d KB\n' "$t_jd" "$m_jd"
+  printf '  rmlint -T df                 %6.2f s  %7d KB\n' "$t_rm" "$m_rm"
+  echo "  Verhältnis ablagix/jdupes:    $(ratio "$t_cli" "$t_jd")"
+  echo "  Verhältnis ablagix/rmlint:    $(ratio "$t_cli" "$t_rm")"
+  echo "  Verhältnis ablagix 1 Thread/jdupes: $(ratio "$t_cli1" "$t_jd")"
+  # The same files: jdupes' groups are our selected files plus the copies they name as kept.
+  python3 - "$work/dups-ablagix.tsv" "$work/dups-jdupes.txt" <<'PY'
+import re, sys
+
+def decode(cell):
+    # ablagix-cli's tsv: \\, \t, \n, \r and \xNN for bytes of a name that are no UTF-8.
+    codes = {b"\\": b"\\", b"t": b"\t", b"n": b"\n", b"r": b"\r"}
+    return re.sub(rb"\\(\\|t|n|r|x[0-9A-Fa-f]{2})",
+                  lambda m: codes.get(m.group(1)) or bytes([int(m.group(1)[1:], 16)]), cell)
+
+selected, kept = set(), set()
+for line in open(sys.argv[1], "rb").read().split(b"\n"):
+    cells = line.split(b"\t")
+    if len(cells) < 14:
+        continue
+    note = decode(cells[11])
+    if note.startswith("Duplikat von ".encode()):
+        selected.add(decode(cells[1]) + decode(cells[0]))
+        kept.add(note[len("Duplikat von "):])
+groups, grouped = 0, set()
+for block in open(sys.argv[2], "rb").read().split(b"\n\n"):
+    names = [n for n in block.split(b"\n") if n]
+    if names:
+        groups += 1
+        grouped.update(names)
+same = selected | kept == grouped and not selected & kept and len(selected) == len(grouped) - groups
+print(f"  Ergebnis: {len(selected)} ausgewählt, {len(kept)} behalten; jdupes: {groups} Gruppen mit "
+      f"{len(grouped)} Dateien -> {'gleich' if same else 'VERSCHIEDEN'}")
+if not same:
+    for name in sorted((selected | kept) ^ grouped)[:10]:
+        print("   ", name.decode(errors="replace"), "nur bei", "ablagix" if name not in grouped else "jdupes")
+    sys.exit(1)
+PY
 fi
 
 if want zip; then

@@ -318,6 +318,47 @@ bool WriteFile(const std::wstring& path, const std::string& bytes, FileTime last
 #endif
 }
 
+// Planted duplicates, drawn from a stream of their own so that the rest of the tree stays what
+// the same seed made before: some files get a copy (now and then two) in another folder, some
+// a file of the same size with one byte changed, and a few large files come in pairs with the
+// same first and last 64 KiB but another middle, half of them with a true copy as well.
+struct Planter {
+  Random random;
+  std::uint64_t files = 0;
+  std::uint64_t bytes = 0;
+
+  void Write(const std::wstring& path, const std::string& content, FileTime written) {
+    if (WriteFile(path, content, written)) {
+      ++files;
+      bytes += content.size();
+    }
+  }
+  void Plant(const std::vector<std::wstring>& folders, std::size_t current, const std::wstring& name,
+             const std::string& content, FileTime written) {
+    auto elsewhere = [&] { return folders[random.Below(static_cast<std::uint32_t>(current + 1))]; };
+    // A copy carries its own time now and then, as a file copied without its date does.
+    auto when = [&] { return random.Percent(50) ? written : written + static_cast<FileTime>(random.Below(1000000)) * 10000000; };
+    const std::uint32_t pick = random.Below(1000);
+    if (pick < 40) {
+      Write(JoinPath(elsewhere(), L"Kopie von " + name), content, when());
+      if (pick < 8) Write(JoinPath(elsewhere(), L"Kopie 2 von " + name), content, when());
+    } else if (pick < 55 && !content.empty()) {
+      std::string other = content;
+      other[other.size() / 2] = static_cast<char>(other[other.size() / 2] ^ 0x5A);
+      Write(JoinPath(elsewhere(), L"Fast " + name), other, when());
+    } else if (pick < 58) {
+      // Large: the same ends, another middle.
+      const std::size_t size = (1u << 20) + random.Below(3u << 20);
+      std::string large = RandomBytes(random, size);
+      std::string middle = large;
+      for (std::size_t at = size / 2; at < size / 2 + 4096; ++at) middle[at] = static_cast<char>(random.Below(256));
+      Write(JoinPath(elsewhere(), L"Gross " + name + L".bin"), large, written);
+      Write(JoinPath(elsewhere(), L"Gross Mitte " + name + L".bin"), middle, written);
+      if (pick < 57) Write(JoinPath(elsewhere(), L"Gross Kopie " + name + L".bin"), large, when());
+    }
+  }
+};
+
 }  // namespace
 
 std::uint64_t GenerateTree(const std::wstring& root, const TreeShape& plan) {
@@ -329,6 +370,7 @@ std::uint64_t GenerateTree(const std::wstring& root, const TreeShape& plan) {
   std::vector<std::wstring> folders{root};
   CreateFolders(root);
   std::uint64_t made = 0;
+  Planter planter{Random{plan.seed ^ 0x9E3779B97F4A7C15ULL}};
   for (size_t f = 0; made < plan.files; ++f) {
     if (f >= folders.size()) break;
     for (int k = 0; k < plan.foldersPerLevel &&
@@ -346,12 +388,15 @@ std::uint64_t GenerateTree(const std::wstring& root, const TreeShape& plan) {
       FileTime written = now - static_cast<FileTime>(random.Next()) * (tenYears / 0xFFFFFFFFLL);
       WriteFile(JoinPath(folders[f], name), content, written);
       bytes += content.size();
+      if (plan.duplicates) planter.Plant(folders, f, name, content, written);
       if (made % 10000 == 0) {
         std::fprintf(stderr, "\r%llu Dateien", static_cast<unsigned long long>(made));
       }
     }
   }
-  std::fprintf(stderr, "\r%llu Dateien in %zu Ordnern, %llu MB\n", static_cast<unsigned long long>(made),
+  bytes += planter.bytes;
+  std::fprintf(stderr, "\r%llu Dateien (davon %llu Kopien und Beinahe-Kopien) in %zu Ordnern, %llu MB\n",
+               static_cast<unsigned long long>(made + planter.files), static_cast<unsigned long long>(planter.files),
                folders.size(), static_cast<unsigned long long>(bytes >> 20));
   return bytes;
 }

@@ -13,6 +13,7 @@
 #include "engine/conditions.h"
 #include "engine/content_pool.h"
 #include "engine/dispatch.h"
+#include "engine/duplicates.h"
 #include "engine/journal.h"
 #include "engine/metadata_condition.h"
 #include "engine/new_name.h"
@@ -61,7 +62,7 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
              L"k\u00f6nnen; das Profil wird nicht ausgef\u00fchrt.";
     }
   }
-  return {};
+  return DuplicateFolderProblem(profile);
 }
 
 // "Datei enthält Text" as a file test: documents through their text, plain files in blocks.
@@ -207,6 +208,21 @@ bool ScanProfile(ProfileRun& run, const ConditionSet& conditions, RunFileList* f
   return scanned;
 }
 
+// "Duplikate" over the scanned files, reading contents on the host's content threads; false
+// when stopped (then no file is left).
+bool SelectDuplicatesOf(ProfileRun& run, RunFileList* files, DuplicateMatches* matches) {
+  DuplicateRequest request;
+  request.otherFolder = std::wstring(Trim(run.profile.DuplikatOrdner));
+  request.threads = run.host.ContentThreads();
+  request.poll = [&] { return run.host.PollForAbort(); };
+  request.progress = [&](std::size_t done, std::size_t total) {
+    run.progress.filesDone = done;
+    run.progress.filesTotal = total;
+    run.host.Progress(run.progress);
+  };
+  return SelectDuplicates(request, files, matches);
+}
+
 // The plan of the profile's action, as a log row carries it too.
 ActionPlan PlanFor(const ProfileRun& run) {
   const Profile& profile = run.profile;
@@ -287,8 +303,8 @@ class FileDestinations {
 
 // Handles the files the scan found, one by one (or as groups with their sidecars, or into
 // the run's one archive) and logs each; false when the run was (or, with `stopped`, had
-// already been) stopped.
-bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
+// already been) stopped. With `duplicates`, each file's kept copy, by its place.
+bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped, const DuplicateMatches* duplicates) {
   const Profile& profile = run.profile;
   const ActionPlan plan = PlanFor(run);
   const RunContext actions{plan, run.mode, run.host, run.state};
@@ -300,10 +316,11 @@ bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
   const bool oneArchive = run.transfers && ZipModeOf(profile.Zippen) == ZipMode::OneArchive;
   if (oneArchive && run.mode == RunMode::Execute) archive.emplace(plan, run.host, run.state);
   // "Begleitdateien": sidecars go with their main file (moves, copies and renames, not into
-  // archives).
+  // archives). Not with "Duplikate": a sidecar beside a duplicate belongs to the kept copy as much.
   std::optional<SidecarGroups> sidecarGroups;
   const bool renames = EqualsNoCase(profile.Aktion, kAktionUmbenennen);
-  if (run.switches.sidecars && (run.transfers || renames) && ZipModeOf(profile.Zippen) == ZipMode::None) {
+  if (run.switches.sidecars && !duplicates && (run.transfers || renames) &&
+      ZipModeOf(profile.Zippen) == ZipMode::None) {
     sidecarGroups.emplace(files);
   }
   auto factsOf = [](const RunFile& f) { return FileFacts{f.path, f.size, f.lastWrite, f.creation}; };
@@ -332,12 +349,15 @@ bool ActOnFiles(ProfileRun& run, const RunFileList& files, bool stopped) {
     const FileFacts facts = factsOf(file);
     // What the condition read from this file (its camera, its distance), not the condition;
     // read before the action moves or deletes the file.
-    const std::wstring metadaten = MetadataConditionValue(profile.Metadaten, facts, variables);
+    const FileRef* kept = duplicates ? &(*duplicates)[i] : nullptr;
+    const std::wstring metadaten = WithDuplicateNote(MetadataConditionValue(profile.Metadaten, facts, variables), kept);
     const std::wstring targetFolder = destinations.Folder(facts);
     ActionResult result;
     const FileRef found(file.path, file.id, file.folder);
     if (!oneArchive) {
-      result = HandleFile(found, targetFolder, actions, destinations.Name(facts));
+      const std::wstring targetName = destinations.Name(facts);
+      result = kept ? HandleDuplicate(found, *kept, targetFolder, actions, targetName)
+                    : HandleFile(found, targetFolder, actions, targetName);
     } else if (!archive) {
       result.resultWord = EqualsNoCase(profile.Aktion, kAktionVerschieben) ? ResultWord::kVerschobenSimuliert
                                                                             : ResultWord::kKopierenSimuliert;
@@ -462,10 +482,13 @@ bool RunOneProfile(ProfileRun& run) {
   }
 
   RunFileList files;
-  const bool scanned = ScanProfile(run, conditions, &files);
+  bool scanned = ScanProfile(run, conditions, &files);
+  // "Duplikate": of what the conditions accepted, only the files whose content is there twice.
+  DuplicateMatches duplicates;
+  if (run.switches.duplicates && !(scanned = scanned && SelectDuplicatesOf(run, &files, &duplicates))) files.clear();
   if (files.empty() && scanned) AppendNothingFoundRow(run.log);
   const std::size_t firstRow = run.log.size();
-  const bool stopped = !ActOnFiles(run, files, !scanned);
+  const bool stopped = !ActOnFiles(run, files, !scanned, run.switches.duplicates ? &duplicates : nullptr);
   if (run.switches.removeEmptied && ActionEmptiesFolders(profile.Aktion)) RemoveEmptiedFolders(run, files, firstRow);
   AppendEndBanner(run.log, profile.Beschreibung);
   return !stopped && !AbortRequested();
@@ -583,6 +606,10 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
       auto& archive = archives[{a.zielpfad, zipName}];
       if (!archive) archive = std::make_unique<RunArchive>(plan, host, state);
       word = archive->Add(path, a.zielpfad, zipName, row);
+    } else if (const std::wstring kept = KeptCopyOfNote(log.Text(row, LogColumn::Metadaten)); !kept.empty()) {
+      // A duplicate is deleted only while its kept copy still holds the same bytes.
+      word = HandleDuplicate(path, kept, a.zielpfad, RunContext{plan, RunMode::Execute, host, state}, TargetNameOfRow(a))
+                 .resultWord;
     } else {
       const ActionResult done =
           HandleFile(path, a.zielpfad, RunContext{plan, RunMode::Execute, host, state}, TargetNameOfRow(a));

@@ -131,8 +131,15 @@ std::optional<ShredResult> CheckBeforeShredding(const FileRef& found, FileRef* t
   if (found.id.known() && info.id != found.id) {
     return Failure(ShredFailure::NotAFile, FsErrorText(FsError::kNotTheFoundFile), 0, path);
   }
+  // A file compared before (a duplicate with its kept copy) goes only as the version compared.
+  if (found.versionKnown && !(info.version == found.version)) {
+    return Failure(ShredFailure::NotAFile, FsErrorText(FsError::kChangedMeanwhile), 0, path);
+  }
   *target = found;
   target->id = info.id;
+  // Lifting the read-only bit below changes the record's time; the version was compared here,
+  // the identity is compared again when the file is opened.
+  target->versionKnown = false;
   if (info.links > 1) {
     // Another name (a backup made of hard links, a deduplicated copy) holds the same data:
     // destroying the data would destroy that file. Only the name that was asked for goes.

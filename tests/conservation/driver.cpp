@@ -75,6 +75,7 @@ Plan DrawPlan(std::uint64_t seed, const Ratios& ratios) {
   // the source that arrives.
   p.watch = p.disturbance == Disturbance::kNone && p.target != TargetPlace::kInsideSource && r.Chance(0.08);
   p.removeEmptied = r.Chance(0.3);
+  p.duplicates = r.Chance(0.25);
   return p;
 }
 
@@ -111,7 +112,8 @@ std::string Describe(const Plan& p) {
   static const char* const kTargets[] = {"beside the source", "not yet there", "inside the source", "on another volume"};
   std::string text = std::string(kActions[static_cast<int>(p.action)]) + kZips[p.zip] + ", collision " + std::to_string(p.collision) + " (" +
                      kCollisions[p.collision] + "), identical " + (p.identical ? "on" : "off") + ", " +
-                     (p.subfolders ? "with subfolders" : "top folder only") + (p.removeEmptied ? ", emptied folders removed" : "") + ", target " + kTargets[static_cast<int>(p.target)] + ", ";
+                     (p.subfolders ? "with subfolders" : "top folder only") + (p.removeEmptied ? ", emptied folders removed" : "") +
+                     (p.duplicates ? ", duplicates only" : "") + ", target " + kTargets[static_cast<int>(p.target)] + ", ";
   switch (p.disturbance) {
     case Disturbance::kNone:
       text += "undisturbed";
@@ -175,7 +177,8 @@ bool WriteProfile(const Plan& p, const World& w) {
                           "\r\nFilter=Alles\r\nAktion=" + ActionWord(p.action) + "\r\nZiel=" + w.target +
                           "\r\nKollision=" + std::to_string(p.collision) + "\r\nZippen=" + std::to_string(p.zip) +
                           "\r\nZipName=Archiv\r\nIdentisch=" + (p.identical ? "1" : "0") + "\r\nCase=0\r\n" +
-                          (p.watch ? "Ueberwachen=1\r\n" : "") + (p.removeEmptied ? "LeereOrdner=1\r\n" : "");
+                          (p.watch ? "Ueberwachen=1\r\n" : "") + (p.removeEmptied ? "LeereOrdner=1\r\n" : "") +
+                          (p.duplicates ? "Duplikate=1\r\n" : "");
   const std::string bytes = Utf16(ini);
   FILE* f = std::fopen((w.run + "/profile.ini").c_str(), "wb");
   if (!f) return false;
@@ -680,7 +683,7 @@ void RunScenario(const Options& options, std::uint64_t seed, Pace* pace, Stats* 
     o.target0 = Snapshot(world.target);
     const std::vector<std::string> notBystanders = {world.source, world.target, world.dataHome, world.stash, world.run};
     o.bystanders0 = Snapshot(world.root, notBystanders);
-    o.selected = Selected(o.source0, plan.subfolders);
+    o.selected = plan.duplicates ? DuplicateCandidates(o.source0, plan.subfolders) : Selected(o.source0, plan.subfolders);
 
     const std::vector<std::string> env = RunEnvironment(world);
     auto command = [&]() {

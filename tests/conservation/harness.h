@@ -59,6 +59,9 @@ struct Plan {
   bool watch = false;
   // "Geleerte Ordner entfernen": the subfolders the run emptied go (and come back with the undo).
   bool removeEmptied = false;
+  // "Duplikate=1": the world holds copies of some files, and only files whose content is there
+  // twice are selected. No content may then go, whatever the action: one copy always stays.
+  bool duplicates = false;
 };
 
 Plan DrawPlan(std::uint64_t seed, const Ratios& ratios);
@@ -202,6 +205,10 @@ struct Observation {
 };
 
 std::vector<Violation> Check(const Observation& o);
+
+// The files a duplicates profile may select: those in reach (`subfolders`) whose content another
+// file in reach holds too (another file, not another name of the same data), empty ones never.
+std::vector<std::string> DuplicateCandidates(const Tree& source, bool subfolders);
 
 //--- Small POSIX helpers
 

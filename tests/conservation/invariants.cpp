@@ -244,7 +244,19 @@ class Checker {
 
   void Conservation() {
     std::set<std::string> exempt;
-    if (Deletes(plan_.action)) {
+    // With "Duplikate" a file goes only while another copy of its bytes stays: no content may
+    // be lost, whatever the action and also when the run was killed. Only what the mutator
+    // changed or took is its own doing.
+    if (plan_.duplicates) {
+      std::set<std::string> mutatedHashes;
+      for (const Mutation& m : o_.mutations) {
+        const auto it = o_.source0.find(m.path);
+        if (it != o_.source0.end()) mutatedHashes.insert(it->second.hash);
+      }
+      for (const auto& [rel, e] : o_.source0) {
+        if (e.type == 'f' && mutatedHashes.count(e.hash)) exempt.insert(rel);
+      }
+    } else if (Deletes(plan_.action)) {
       exempt = DeletedByRows();
       // A killed run's rows died with it: whatever the profile selected may be gone.
       if (o_.killed) exempt.insert(o_.selected.begin(), o_.selected.end());
@@ -263,6 +275,7 @@ class Checker {
       const bool wasSelected = selected_.count(rel) > 0;
       std::string why = wasSelected ? "" : ", not even selected";
       if (wasSelected && Deletes(plan_.action)) why = ", selected for deletion but no row says it was deleted";
+      if (plan_.duplicates) why += ", a duplicates run took every copy";
       Add("lost", "the content of " + Printable(rel) + " (" + std::to_string(e.size) + " bytes" + why +
                       ") is nowhere: not in source, target, archives or trash");
     }
@@ -468,8 +481,29 @@ class Checker {
       }
       if (!wrong.empty()) Add("row-mismatch", "the row of " + Printable(rel) + " says \"" + Printable(result) + "\", but " + wrong);
     }
-    for (const std::string& rel : o_.selected) {
-      if (!rowsPerFile.count(rel)) Add("row-missing", "the selected file " + Printable(rel) + " got no row");
+    if (!plan_.duplicates) {
+      for (const std::string& rel : o_.selected) {
+        if (!rowsPerFile.count(rel)) Add("row-missing", "the selected file " + Printable(rel) + " got no row");
+      }
+    } else if (!o_.disturbed && !plan_.watch) {
+      // A watch sees the world arrive in pieces, each run only its piece's copies. Otherwise,
+      // of each group of copies, every file but one (the kept copy) got a row, and the kept
+      // one never did.
+      std::map<std::string, std::vector<std::string>> groups;
+      for (const std::string& rel : o_.selected) groups[o_.source0.at(rel).hash].push_back(rel);
+      for (const auto& [hash, members] : groups) {
+        std::set<std::pair<dev_t, ino_t>> files, rowless;
+        for (const std::string& rel : members) {
+          const Entry& e = o_.source0.at(rel);
+          files.insert({e.device, e.inode});
+          if (!rowsPerFile.count(rel)) rowless.insert({e.device, e.inode});
+        }
+        if (rowless.size() != 1) {
+          Add(rowless.empty() ? "row-duplicate" : "row-missing",
+              "of the " + std::to_string(files.size()) + " copies of " + Printable(members.front()) + ", " +
+                  std::to_string(rowless.size()) + " got no row; exactly one (the kept copy) should not");
+        }
+      }
     }
   }
 
@@ -574,6 +608,21 @@ class Checker {
 };
 
 }  // namespace
+
+std::vector<std::string> DuplicateCandidates(const Tree& source, bool subfolders) {
+  std::map<std::string, std::set<std::pair<dev_t, ino_t>>> filesOf;
+  auto inReach = [&](const std::string& rel, const Entry& e) {
+    return e.type == 'f' && e.size > 0 && (subfolders || rel.find('/') == std::string::npos);
+  };
+  for (const auto& [rel, e] : source) {
+    if (inReach(rel, e)) filesOf[e.hash].insert({e.device, e.inode});
+  }
+  std::vector<std::string> candidates;
+  for (const auto& [rel, e] : source) {
+    if (inReach(rel, e) && filesOf[e.hash].size() > 1) candidates.push_back(rel);
+  }
+  return candidates;
+}
 
 std::vector<Violation> Check(const Observation& o) { return Checker(o).Run(); }
 

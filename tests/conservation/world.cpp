@@ -248,6 +248,24 @@ bool Maker::SourceTree() {
   }
   if (Maybe(0.6) && ::mkfifo((s + "/rohr").c_str(), 0644) != 0) return Fail("cannot make a FIFO");
   if (Maybe(0.4) && ::mkfifo((s + "/Fotos/pipe.jpg").c_str(), 0644) != 0) return Fail("cannot make a FIFO");
+  // Copies for the duplicates condition: some files once or twice more, in the folder of another.
+  if (plan_.duplicates) {
+    const std::vector<SourceFile> originals = made_;
+    int copies = 0;
+    for (const SourceFile& f : originals) {
+      if (f.linked || !Maybe(0.35)) continue;
+      for (int n = 1 + (Maybe(0.3) ? 1 : 0); n > 0; --n) {
+        const SourceFile& beside = originals[static_cast<size_t>(random_.Below(static_cast<int>(originals.size())))];
+        const size_t slash = beside.rel.rfind('/');
+        const std::string folder = slash == std::string::npos ? std::string() : beside.rel.substr(0, slash);
+        std::string leaf = "kopie-" + std::to_string(++copies) + "-" + f.leaf;
+        if (leaf.size() > 255) leaf = "kopie-" + std::to_string(copies) + ".bin";
+        const std::string rel = folder.empty() ? leaf : folder + "/" + leaf;
+        if (!Write(Join(s, rel), f.content, Maybe(0.1) ? 0444 : 0644)) return false;
+        made_.push_back({rel, leaf, f.content, f.large, false});
+      }
+    }
+  }
   world_.files = static_cast<int>(made_.size());
   return true;
 }
