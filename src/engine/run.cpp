@@ -243,7 +243,9 @@ void LogFileRow(ProfileRun& run, const SidecarGroupRow& file) {
   row.size = file.size;
   row.lastWrite = file.lastWrite;
   row.creation = file.creation;
-  row.zielpfad = file.targetFolder;
+  // A renamed file stays in its folder: its row shows where it is now, the new name included.
+  const bool renamedInPlace = EqualsNoCase(profile.Aktion, kAktionUmbenennen) && !file.result.targetFile.empty();
+  row.zielpfad = renamedInPlace ? std::wstring_view(file.result.targetFile) : std::wstring_view(file.targetFolder);
   row.ergebnis = file.result.resultWord;
   row.aktion = profile.Aktion;
   row.zipp = profile.Zippen;
@@ -598,7 +600,9 @@ RunSummary RunCheckedRows(LogList& log, RunHost& host) {
     const LogRowAction a = log.ActionOf(row);
     const std::wstring path = a.quell2.empty() ? JoinPath(a.pfad, a.datei) : a.quell2;
     const ActionPlan plan{a.aktion, a.kollision, a.zipp, a.zipName};
-    journal.AddRoots({FolderPart(path), a.zielpfad});
+    // A rename row's target column names the renamed file, which lies in the source's folder.
+    const bool renames = EqualsNoCase(a.aktion, kAktionUmbenennen);
+    journal.AddRoots({FolderPart(path), renames ? FolderPart(path) : a.zielpfad});
     std::wstring word;
     if (ActionTransfersFile(a.aktion) && ZipModeOf(a.zipp) == ZipMode::OneArchive) {
       const FileFacts facts{path, log.FileSize(row), log.LastWrite(row), log.Creation(row)};

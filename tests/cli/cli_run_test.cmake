@@ -212,3 +212,26 @@ file(SHA256 "${root}/Downloads/Fotos.zip" archive_after)
 if(NOT archive_before STREQUAL archive_after)
   message(FATAL_ERROR "unpacking changed the archive")
 endif()
+
+# "Umbenennen": each file gets the name the template builds, in its own folder; "expand --name"
+# shows that name beforehand; the undo gives the old names back.
+file(WRITE "${root}/Umbenennen/a.txt" "a")
+file(WRITE "${root}/Umbenennen/b.txt" "b")
+file(APPEND ${root}/profile.ini
+  "[Nummerieren]\r\nQuelle=${native_root}/Umbenennen\r\nFilter=.txt\r\nAktion=Umbenennen\r\n"
+  "Zielname=Notiz %Nr*00%\r\nKollision=1\r\n")
+run_cli(0 out expand "${native_root}/Umbenennen/a.txt" "%Name%: %Nr*000%" --name --nr 12)
+expect("a_ 012.txt" "${out}")
+run_cli(0 out run --simulate Nummerieren --format tsv)
+expect("\tUmbenennen, simuliert\tUmbenennen\t" "${out}")
+run_cli(0 out run Nummerieren --format tsv)
+expect("\tUmbenannt\tUmbenennen\t" "${out}")
+if(NOT EXISTS "${root}/Umbenennen/Notiz 01.txt" OR NOT EXISTS "${root}/Umbenennen/Notiz 02.txt"
+   OR EXISTS "${root}/Umbenennen/a.txt")
+  message(FATAL_ERROR "the files were not renamed:\n${out}")
+endif()
+run_cli(0 out undo --last --format tsv)
+file(READ "${root}/Umbenennen/a.txt" a)
+if(NOT a STREQUAL "a" OR EXISTS "${root}/Umbenennen/Notiz 01.txt")
+  message(FATAL_ERROR "the undo did not give the old names back:\n${out}")
+endif()

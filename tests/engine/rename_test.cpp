@@ -153,7 +153,7 @@ TEST_F(RenameTest, RenamesInPlaceNumbersCollisionsSkipsTheSameNameAndTheUndoGive
   for (std::size_t r = 0; r < log_.size(); ++r) {
     if (log_.IsFileRow(r) && log_.Text(r, LogColumn::Datei) == L"IMG_3.jpg") {
       EXPECT_EQ(log_.Text(r, LogColumn::Ziel2), dir_ / L"Fotos\\2024-06-01.jpg");
-      EXPECT_EQ(log_.Text(r, LogColumn::Zielpfad), dir_ / L"Fotos");
+      EXPECT_EQ(log_.Text(r, LogColumn::Zielpfad), dir_ / L"Fotos\\2024-06-01.jpg");
     }
   }
 
