@@ -12,14 +12,17 @@
 #   dups  the duplicates condition (Duplikate=1) over the tree against jdupes -r and rmlint
 #         (medians as above), and a check that ablagix selects what jdupes groups: every file
 #         of jdupes' groups is either selected or the kept copy a selected row names, and
-#         one copy per group stays.
+#         one copy per group stays;
+#   rename every file of a copy of the tree renamed by its change date (Umbenennen with
+#         "%Geändert*yyyy-mm-dd% %Name%") against find -exec mv and find -printf | xargs mv,
+#         one round each on a fresh copy, and the names compared.
 # Prints times, ratios and peak memory.   bench/run.sh [FILES] [WORKDIR] [JOBS...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 files="${1:-100000}"
 work="${2:-$PWD/build/bench-data}"
 shift $(( $# > 2 ? 2 : $# ))
-jobs="${*:-scan log copy text exif zip dups}"
+jobs="${*:-scan log copy text exif zip dups rename}"
 want() { [[ " $jobs " == *" $1 "* ]]; }
 
 cmake --preset bench >/dev/null
@@ -331,6 +334,52 @@ if not same:
         print("   ", name.decode(errors="replace"), "nur bei", "ablagix" if name not in grouped else "jdupes")
     sys.exit(1)
 PY
+fi
+
+if want rename; then
+  # Renaming every file of a copy of the tree (hard links, made anew before each command) by its
+  # change date, against find -exec mv (a shell per batch, date and mv per file) and the leanest
+  # find + mv there is (find prints old and new name, xargs starts one mv per file).
+  copy="$work/rename-copy"
+  cat > "$work/rename.ini" <<INI
+[Datum davor]
+Quelle=$copy
+Unterverzeich=1
+Filter=Alles
+Aktion=Umbenennen
+Zielname=%Geändert*yyyy-mm-dd% %Name%
+Kollision=1
+Case=0
+Zippen=0
+INI
+  fresh_copy() { rm -rf "$copy" && cp -al "$tree" "$copy"; }
+  names_of() { (cd "$copy" && find . -type f | LC_ALL=C sort) > "$1"; }
+  timed() {  # seconds of one command on a fresh copy
+    fresh_copy
+    /usr/bin/time -f "%e %M" -o "$work/time.txt" bash -c "$1" >/dev/null 2>&1 || true
+    read -r t m < "$work/time.txt"
+    echo "$t $m"
+  }
+  q_copy=$(printf %q "$copy")
+  read -r t_cli m_cli < <(timed "$(printf %q "$cli") run --all --format tsv --profiles $(printf %q "$work/rename.ini")")
+  names_of "$work/rename-ablagix.txt"
+  count=$(wc -l < "$work/rename-ablagix.txt")
+  read -r t_find m_find < <(timed "find $q_copy -type f -exec sh -c 'for f; do mv -n -- \"\$f\" \"\${f%/*}/\$(date -r \"\$f\" +%F) \${f##*/}\"; done' sh {} +")
+  names_of "$work/rename-find.txt"
+  read -r t_xargs m_xargs < <(timed "find $q_copy -type f -printf '%h/%f\\0%h/%TY-%Tm-%Td %f\\0' | xargs -0 -n2 mv -n --")
+  names_of "$work/rename-xargs.txt"
+  rm -rf "$copy"
+  echo
+  echo "Umbenennen von $count Dateien nach \"%Geändert*yyyy-mm-dd% %Name%\" (je eine Runde auf frischer Kopie):"
+  printf '  ablagix-cli run              %6.2f s  %7d KB\n' "$t_cli" "$m_cli"
+  printf '  find -exec sh (date, mv)     %6.2f s  %7d KB\n' "$t_find" "$m_find"
+  printf '  find -printf | xargs mv      %6.2f s  %7d KB\n' "$t_xargs" "$m_xargs"
+  echo "  Verhältnis ablagix/find -exec mv: $(ratio "$t_cli" "$t_find")"
+  echo "  Verhältnis ablagix/find | xargs mv: $(ratio "$t_cli" "$t_xargs")"
+  # The same names, but where a name held a character Windows names cannot hold (ablagix makes
+  # it "_") or blanks and dots at its end (trimmed).
+  differ=$(LC_ALL=C comm -3 "$work/rename-ablagix.txt" "$work/rename-find.txt" | wc -l)
+  echo "  Ergebnis: $differ Namen verschieden von find -exec (erwartet: nur solche mit \\ : * ? \" < > | oder Rändern)"
 fi
 
 if want zip; then
