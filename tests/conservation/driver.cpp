@@ -76,6 +76,9 @@ Plan DrawPlan(std::uint64_t seed, const Ratios& ratios) {
   p.watch = p.disturbance == Disturbance::kNone && p.target != TargetPlace::kInsideSource && r.Chance(0.08);
   p.removeEmptied = r.Chance(0.3);
   p.duplicates = r.Chance(0.25);
+  static const char* const kNewNames[] = {"Bild", "%Nr*00%", "%Name%", "%Ge\xc3\xa4ndert*yyyy-mm-dd% %Name%",
+                                          "a:b*%Name%", " . "};
+  if ((p.action == Action::kMove || p.action == Action::kCopy) && r.Chance(0.25)) p.newName = kNewNames[r.Below(6)];
   return p;
 }
 
@@ -113,7 +116,8 @@ std::string Describe(const Plan& p) {
   std::string text = std::string(kActions[static_cast<int>(p.action)]) + kZips[p.zip] + ", collision " + std::to_string(p.collision) + " (" +
                      kCollisions[p.collision] + "), identical " + (p.identical ? "on" : "off") + ", " +
                      (p.subfolders ? "with subfolders" : "top folder only") + (p.removeEmptied ? ", emptied folders removed" : "") +
-                     (p.duplicates ? ", duplicates only" : "") + ", target " + kTargets[static_cast<int>(p.target)] + ", ";
+                     (p.duplicates ? ", duplicates only" : "") + (p.newName.empty() ? "" : ", new name \"" + p.newName + "\"") +
+                     ", target " + kTargets[static_cast<int>(p.target)] + ", ";
   switch (p.disturbance) {
     case Disturbance::kNone:
       text += "undisturbed";
@@ -178,7 +182,8 @@ bool WriteProfile(const Plan& p, const World& w) {
                           "\r\nKollision=" + std::to_string(p.collision) + "\r\nZippen=" + std::to_string(p.zip) +
                           "\r\nZipName=Archiv\r\nIdentisch=" + (p.identical ? "1" : "0") + "\r\nCase=0\r\n" +
                           (p.watch ? "Ueberwachen=1\r\n" : "") + (p.removeEmptied ? "LeereOrdner=1\r\n" : "") +
-                          (p.duplicates ? "Duplikate=1\r\n" : "");
+                          (p.duplicates ? "Duplikate=1\r\n" : "") +
+                          (p.newName.empty() ? "" : "Zielname=" + p.newName + "\r\n");
   const std::string bytes = Utf16(ini);
   FILE* f = std::fopen((w.run + "/profile.ini").c_str(), "wb");
   if (!f) return false;
@@ -582,7 +587,9 @@ void UndoEverything(const Options& options, const Plan& plan, const World& world
   for (const std::string& rel : o.selected) ++names[rel.substr(rel.rfind('/') + 1)];
   for (const auto& [rel, content] : source0) {
     auto now = source2.find(rel);
-    if (now == source2.end() && plan.collision == 0 && names[rel.substr(rel.rfind('/') + 1)] > 1) continue;
+    // A "Zielname" template can give any two files one name.
+    const bool mayShareName = !plan.newName.empty() || names[rel.substr(rel.rfind('/') + 1)] > 1;
+    if (now == source2.end() && plan.collision == 0 && mayShareName) continue;
     if (now == source2.end()) {
       differ("undo-missing", "the undo did not bring back " + Printable(rel));
     } else if (now->second != content) {

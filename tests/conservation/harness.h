@@ -62,6 +62,9 @@ struct Plan {
   // "Duplikate=1": the world holds copies of some files, and only files whose content is there
   // twice are selected. No content may then go, whatever the action: one copy always stays.
   bool duplicates = false;
+  // "Zielname" for a move or copy (UTF-8): the files arrive under names a template builds,
+  // many of them the same; "" keeps their names.
+  std::string newName;
 };
 
 Plan DrawPlan(std::uint64_t seed, const Ratios& ratios);

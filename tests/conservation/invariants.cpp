@@ -211,6 +211,8 @@ class Checker {
   // Under "always overwrite", moving two files of one name into one folder keeps the later:
   // the user asked for that. These are the selected names that share a target name.
   std::set<std::string> SharingTargetName() const {
+    // A "Zielname" template can give any two files one name.
+    if (!plan_.newName.empty()) return {o_.selected.begin(), o_.selected.end()};
     std::map<std::string, int> uses;
     for (const std::string& rel : o_.selected) {
       for (const std::string& n : TargetNames(rel)) ++uses[n];
@@ -285,8 +287,10 @@ class Checker {
     }
     // What was in the target before is the user's too.
     const std::set<std::string> replaceable = Replaceable();
+    // Under "always overwrite" a "Zielname" template can name any file of the target.
+    const bool anyReplaceable = !plan_.newName.empty() && WritesTargets() && plan_.collision == 0;
     for (const auto& [rel, before] : o_.target0) {
-      if (before.type == 'd' || replaceable.count(Leaf(rel))) continue;
+      if (before.type == 'd' || anyReplaceable || replaceable.count(Leaf(rel))) continue;
       const auto it = o_.target1.find(rel);
       std::string what;
       if (it == o_.target1.end()) {
