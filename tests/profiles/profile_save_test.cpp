@@ -212,7 +212,7 @@ TEST_F(SaveTheProfilTest, DateAndSizeAmountsFollowTheDateFieldsZero) {
 }
 
 TEST_F(SaveTheProfilTest, TheLaterOptionsAreWrittenOnlyWhenOn) {
-  values_.actions = {true, false, false, false, false, false};  // Verschieben
+  values_.actions = {true, false, false, false, false, false, false, false};  // Verschieben
   ASSERT_TRUE(Save().saved);
   for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen", L"LeereOrdner"}) EXPECT_EQ(Key(key), L"<fehlt>");
   values_.skipIdentical = values_.takeSidecars = values_.watch = values_.removeEmptied = true;
@@ -225,12 +225,52 @@ TEST_F(SaveTheProfilTest, TheLaterOptionsAreWrittenOnlyWhenOn) {
   EXPECT_TRUE(editor.values.skipIdentical && editor.values.takeSidecars && editor.values.watch &&
               editor.values.removeEmptied);
   // A copy leaves every folder as full as it was: the option is not written for it.
-  values_.actions = {false, true, false, false, false, false};
+  values_.actions = {false, true, false, false, false, false, false, false};
   ASSERT_TRUE(Save().saved);
   EXPECT_EQ(Key(L"LeereOrdner"), L"<fehlt>");
   values_.skipIdentical = values_.takeSidecars = values_.watch = values_.removeEmptied = false;
   ASSERT_TRUE(Save().saved);
   for (const wchar_t* key : {L"Identisch", L"Begleitdateien", L"Ueberwachen", L"LeereOrdner"}) EXPECT_EQ(Key(key), L"<fehlt>");
+}
+
+TEST_F(SaveTheProfilTest, ANewNameAndDuplicatesAreSavedWhereTheActionUsesThem) {
+  // "Umbenennen" needs its new name, and keeps the collision policy without a target.
+  values_.actions = {false, false, false, false, false, false, true, false};
+  values_.target = L"";
+  values_.collisionSkip = true;
+  ui_.shown.clear();
+  SaveOutcome refused = Save();
+  EXPECT_FALSE(refused.saved);
+  EXPECT_EQ(refused.focus, EditorField::NewName);
+  ASSERT_EQ(ui_.shown.size(), 1u);
+  EXPECT_EQ(ui_.shown[0].text, L"Bitte neuen Namen eingeben!");
+  values_.newName = L" %Ge\u00e4ndert*yyyy-mm-dd% %Nr*000% ";
+  ASSERT_TRUE(Save().saved);
+  EXPECT_EQ(Key(L"Aktion"), L"Umbenennen");
+  EXPECT_EQ(Key(L"Zielname"), L"%Ge\u00e4ndert*yyyy-mm-dd% %Nr*000%");
+  EXPECT_EQ(Key(L"Kollision"), L"2");
+  EXPECT_EQ(Key(L"Ziel"), L"<fehlt>");
+  // A delete gives no file a name: the template is not kept for it.
+  values_.actions = {false, false, false, true, false, false, false, false};
+  ASSERT_TRUE(Save().saved);
+  EXPECT_EQ(Key(L"Zielname"), L"<fehlt>");
+
+  // Duplicates, against a folder that must be given in full and be there.
+  values_.duplicatesOn = true;
+  values_.duplicateFolder = L"Archiv";
+  refused = Save();
+  EXPECT_FALSE(refused.saved);
+  EXPECT_EQ(refused.focus, EditorField::DuplicateFolder);
+  values_.duplicateFolder = dir_ / L"gibt es nicht";
+  EXPECT_EQ(Save().focus, EditorField::DuplicateFolder);
+  values_.duplicateFolder = L"";
+  ASSERT_TRUE(Save().saved);
+  EXPECT_EQ(Key(L"Duplikate"), L"1");
+  EXPECT_EQ(Key(L"DuplikatOrdner"), L"<fehlt>");
+  ProfileEditor editor;
+  editor.LoadFromRow(Einlesen(file_).at(0));
+  EXPECT_TRUE(editor.values.duplicatesOn);
+  EXPECT_TRUE(editor.values.actions[3]);
 }
 
 TEST_F(SaveTheProfilTest, AFailedWriteSaysSoAndKeepsTheOldFile) {
