@@ -76,7 +76,7 @@ void RunRenameScenario(const std::wstring& exe) {
   const std::wstring saved = Section(profiles, L"Fotos umbenennen");
   Check(Has(saved, L"Aktion=Umbenennen") && Has(saved, L"Zielname=" + zielname) && Has(saved, L"Kollision=1"),
         L"gespeichertes Profil: " + saved);
-  Screenshot(L"6-profil-umbenennen.png");
+  Screenshot(L"16-profil-umbenennen.png");
 
   // --- The run renames, and the log says so.
   SelectTab(0);
@@ -92,7 +92,7 @@ void RunRenameScenario(const std::wstring& exe) {
     }
   }
   Check(renamedRow, L"Logzeile \"Umbenannt\" mit dem neuen Namen");
-  Screenshot(L"7-log-nach-umbenennen.png");
+  Screenshot(L"17-log-nach-umbenennen.png");
   Close();
 }
 
