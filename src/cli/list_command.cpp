@@ -1,6 +1,7 @@
 // "list": the profiles of the profile file as a table.
 #include <algorithm>
 
+#include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "fileops/file_ops.h"
@@ -37,8 +38,10 @@ int ListCommand(const std::vector<std::wstring>& args, const GlobalOptions& opti
                                              L"Zielverzeichnis"};
   std::vector<std::vector<std::wstring>> rows;
   for (const Profile& p : profiles) {
-    // A target kept from an earlier move or copy means nothing for the other actions.
-    rows.push_back({p.Beschreibung, p.Quelle, p.Aktion, ActionNeedsTarget(p.Aktion) ? p.Ziel : L""});
+    // A target kept from an earlier move or copy means nothing for the other actions; a
+    // rename shows the name it gives instead.
+    const bool renames = EqualsNoCase(p.Aktion, kAktionUmbenennen);
+    rows.push_back({p.Beschreibung, p.Quelle, p.Aktion, renames ? p.Zielname : ActionNeedsTarget(p.Aktion) ? p.Ziel : L""});
   }
   std::vector<size_t> widths;
   for (size_t c = 0; c < headers.size(); ++c) {

@@ -220,6 +220,8 @@ file(WRITE "${root}/Umbenennen/b.txt" "b")
 file(APPEND ${root}/profile.ini
   "[Nummerieren]\r\nQuelle=${native_root}/Umbenennen\r\nFilter=.txt\r\nAktion=Umbenennen\r\n"
   "Zielname=Notiz %Nr*00%\r\nKollision=1\r\n")
+run_cli(0 out list)
+expect("Notiz %Nr*00%" "${out}")
 run_cli(0 out expand "${native_root}/Umbenennen/a.txt" "%Name%: %Nr*000%" --name --nr 12)
 expect("a_ 012.txt" "${out}")
 run_cli(0 out run --simulate Nummerieren --format tsv)
