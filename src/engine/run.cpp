@@ -49,6 +49,11 @@ std::wstring ReasonNotRunnable(const Profile& profile, RunHost& host) {
   if (EqualsNoCase(profile.Aktion, kAktionUmbenennen) && Trim(profile.Zielname).empty()) {
     return std::wstring(kNoNewNameMessage);
   }
+  // Without metadata readers every such token would be "Unbekannt", and many files one name.
+  if (!host.Metadata() && NeedsMetadata(profile.Zielname)) {
+    return L"Der neue Name enth\u00e4lt Metadaten-Variablen, die hier nicht gelesen werden k\u00f6nnen; das "
+           L"Profil wird nicht ausgef\u00fchrt.";
+  }
   if (ActionNeedsTarget(profile.Aktion)) {
     if (Trim(profile.Ziel).empty()) return L"Bitte Zielpfad eingeben!";
     // A relative target would be put wherever the program happens to run from, and its

@@ -232,6 +232,10 @@ TEST_F(RenameTest, AMoveWithANewNameArrivesUnderItWithItsSidecar) {
   const RunSummary refused = RunProfiles({Rename(L"  ")}, RunMode::Execute, host_, log_);
   ASSERT_EQ(refused.refused.size(), 1u);
   EXPECT_NE(refused.refused.front().find(L"Bitte neuen Namen eingeben!"), std::wstring::npos);
+  // Nor one whose metadata tokens this host cannot read: every file would be "Unbekannt".
+  const RunSummary blind = RunProfiles({Rename(L"%Model% %Nr%")}, RunMode::Execute, host_, log_);
+  ASSERT_EQ(blind.refused.size(), 1u);
+  EXPECT_NE(blind.refused.front().find(L"Metadaten-Variablen"), std::wstring::npos);
   EXPECT_EQ(ReadBytes(dir_ / L"Fotos\\IMG_7.jpg"), "bild");
 }
 
