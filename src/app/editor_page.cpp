@@ -651,11 +651,17 @@ void EditorPage::ShowTokenMenu(int buttonId) {
     int i = 0;
     for (auto name : names) add(i++, std::wstring(name));
   };
+  // A token and, right-aligned beside it, what it stands for.
+  auto addDescribed = [&](const auto& tokens, const auto& words) {
+    for (std::size_t i = 0; i < tokens.size(); ++i) {
+      add(static_cast<int>(i), std::wstring(tokens[i]) + L"\t" + WordOf(words[i]));
+    }
+  };
   switch (group) {
-    case 0: addNames(kDateTokens); break;
+    case 0: addDescribed(kDateTokens, kDateTokenWords); break;
     case 1:
-      addNames(kFileTokens);
-      add(static_cast<int>(kFileTokens.size()), L"%DateiNameTeil[3-8]% ...");
+      addDescribed(kFileTokens, kFileTokenWords);
+      add(static_cast<int>(kFileTokens.size()), L"%DateiNameTeil[3-8]% ...\t" + WordOf(kNamePartWord));
       break;
     case 2: addNames(kExifNames); break;
     case 3: addNames(kAudioNames); break;

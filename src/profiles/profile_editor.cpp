@@ -37,6 +37,14 @@ const std::array<std::wstring_view, 10> kDateTokens = {
     L"%Ge\u00e4ndert*yyyy-mm-dd%", L"%Erstellt*yyyy-mm-dd%"};
 const std::array<std::wstring_view, 7> kFileTokens = {L"%Ext%", L"%FileSizeMB%", L"%FileSizeKB%", L"%Name%",
                                                       L"%Ordner%", L"%Nr%", L"%Nr*000%"};
+const std::array<std::wstring_view, 10> kDateTokenWords = {
+    L"\u00c4nderungsdatum: Jahr",     L"\u00c4nderungsdatum: Jahr_Monat", L"\u00c4nderungsdatum: Jahr_Monat_Tag",
+    L"Erstelldatum: Jahr",            L"Erstelldatum: Jahr_Monat",        L"Erstelldatum: Jahr_Monat_Tag",
+    L"Heutiges Datum",                L"Datum (Exif)",                     L"\u00c4nderungsdatum nach Muster",
+    L"Erstelldatum nach Muster"};
+const std::array<std::wstring_view, 7> kFileTokenWords = {
+    L"Dateiendung",           L"Dateigr\u00f6\u00dfe in MB",      L"Dateigr\u00f6\u00dfe in KB", L"Dateiname ohne Endung",
+    L"Ordner der Datei",      L"Laufende Nummer (neuer Name)", L"Laufende Nummer, dreistellig"};
 const std::array<std::wstring_view, 22> kExifNames = {
     L"Datum",          L"Datum Original",
     L"Datum Digitalisierung", L"Ausrichtung",

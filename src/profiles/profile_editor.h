@@ -71,6 +71,10 @@ inline constexpr std::wstring_view kNoReferenceMessage =
 // --- Tokens the target-folder menus insert.
 extern const std::array<std::wstring_view, 10> kDateTokens;
 extern const std::array<std::wstring_view, 7> kFileTokens;  // the name-part entry comes extra
+// What each of them stands for, shown beside it in the menu (interface words).
+extern const std::array<std::wstring_view, 10> kDateTokenWords;
+extern const std::array<std::wstring_view, 7> kFileTokenWords;
+inline constexpr std::wstring_view kNamePartWord = L"Teil des Dateinamens";
 extern const std::array<std::wstring_view, 22> kExifNames;
 extern const std::array<std::wstring_view, 11> kAudioNames;
 extern const std::array<std::wstring_view, 11> kDocumentNames;
