@@ -138,6 +138,9 @@ ScanResult ScanFolder(const ScanRequest& request, RunFileList* files, ScanState*
     if (request.acceptName && !request.acceptName(entry.name, ExtensionOf(entry.name))) continue;
     // Size and times are read only now, for names that passed; a file gone meanwhile is left out.
     if (!top.reader.FillDetails(&entry)) continue;
+    // The details look at the name again: what was a file in the listing may be a link, a
+    // pipe or a folder by now (swapped in between), and is then left out like one.
+    if (entry.isLink || entry.isSpecial || entry.IsDirectory()) continue;
     if (!Accepts(request, top.path, entry)) continue;
     files->Add(top.path, top.reader.Identity(), entry);
   }
